@@ -1,0 +1,23 @@
+# Installs the Debian packages given as arguments that are not installed yet.
+# Sourced by the set-up scripts; uses sudo when not run as root.
+ensure_packages() {
+  local missing=()
+  local p
+  for p in "$@"; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+      missing+=("$p")
+    fi
+  done
+  if [ ${#missing[@]} -eq 0 ]; then
+    return 0
+  fi
+  echo "Installing missing packages: ${missing[*]}"
+  local sudo=""
+  if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# What building and testing the library needs on Debian 12.
+TLM_BUILD_PACKAGES=(g++ cmake ninja-build binutils pkg-config uuid-dev uuid-runtime tzdata
+                    libicu-dev libgtest-dev libgmock-dev libbenchmark-dev)

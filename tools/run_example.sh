@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds tlm.so (optimised) and runs the example application against it, showing its output.
+# Installs missing Debian packages first. Build tree: build/release.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source tools/lib/ensure_packages.sh
+ensure_packages "${TLM_BUILD_PACKAGES[@]}"
+
+cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DTLM_BUILD_TESTS=OFF
+cmake --build build/release -j "$(nproc)"
+echo "== built $(ls build/release/src/tlm.so)"
+echo "== running examples/tlm_example"
+./build/release/examples/tlm_example

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Builds tlm.so and every test under AddressSanitizer + UndefinedBehaviorSanitizer and runs them
+# all through CTest; then builds the concurrency tests under ThreadSanitizer and runs those.
+# Installs missing Debian packages first. Build trees: build/asan and build/tsan.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source tools/lib/ensure_packages.sh
+ensure_packages "${TLM_BUILD_PACKAGES[@]}"
+
+jobs=$(nproc)
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+
+cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTLM_SANITIZE=address
+cmake --build build/asan -j "$jobs"
+ctest --test-dir build/asan -j "$jobs" --output-on-failure --timeout 600
+
+cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTLM_SANITIZE=thread \
+      -DTLM_BUILD_EXAMPLES=OFF
+cmake --build build/tsan -j "$jobs"
+ctest --test-dir build/tsan -j "$jobs" --output-on-failure --timeout 600 -L concurrency
