@@ -69,6 +69,8 @@ std::set<std::string> LibraryExports() {
     if (name == "_init" || name == "_fini" || name == "__bss_start" || name == "_edata" ||
         name == "_end")
       continue;
+    // AddressSanitizer's one-definition-rule markers of exported data.
+    if (name.rfind("__odr_asan", 0) == 0) continue;
     names.insert(name.substr(0, name.find('@')));
   }
   pclose(p);
