@@ -163,31 +163,4 @@ TEST(U16StringToken, ReentrantAndStaticFormsSplitAlike) {
   EXPECT_EQ(strtok_rRFB(nullptr, " ", &rsave), nullptr);
 }
 
-TEST(U16StringCopy, DupAllocatesAnEqualString) {
-  PlacedString odd(W("odd text"), 3);
-  ZUL_UTF16 *copy = strdupU16(odd.get());
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(std::u16string(copy), W("odd text"));
-  std::free(copy);
-}
-
-// The neutral names take their arguments in the order of the U16 forms.
-TEST(U16Neutral, MultiArgumentForwardsKeepTheirArguments) {
-  ZUL_UTF16 buf[8];
-  const std::u16string src = W("abcdef");
-  strncpyU(buf, Z(src), 3);
-  buf[3] = 0;
-  EXPECT_EQ(std::u16string(buf), W("abc"));
-  strncatU(buf, Z(src), 2);
-  EXPECT_EQ(std::u16string(buf), W("abcab"));
-  EXPECT_EQ(strncpy_sU(buf, 8, Z(src), 2), 0);
-  EXPECT_EQ(strncat_sU(buf, 3, Z(src), 2), 34);
-  EXPECT_EQ(memsetU(buf, u'x', 2), buf);
-  EXPECT_EQ(memchrU(buf, u'x', 2), buf);
-  EXPECT_EQ(strnlenU(Z(src), 4), 4u);
-  EXPECT_EQ(strncmpU(Z(src), Z(W("abX")), 2), 0);
-  EXPECT_EQ(strtolU(Z(W("ff")), nullptr, 16), 255);
-  EXPECT_EQ(strtoullU(Z(W("11")), nullptr, 2), 3u);
-}
-
 }  // namespace
