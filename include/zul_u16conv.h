@@ -173,6 +173,61 @@ ZUL_API int Utf8sToUcsFastOverlap(ZUL_UTF16 *dst, size_t dst_units, size_t *leng
 ZUL_API int UcsToUtf8sFastOverlap(ZUL_RAW *dst, size_t dst_size, size_t *length_out,
                                   const ZUL_UTF16 *src) ZUL_NOTHROW;
 
+/* ---- 7-bit and 8-bit forms ----
+ * These never fail. The s forms write a terminator, the n forms don't (except where said);
+ * byte strings are char, taken as unsigned. Functions that fill dst answer dst. */
+
+/* Widen each byte to one unit. */
+ZUL_API ZUL_UTF16 *A7sToUcs(ZUL_UTF16 *dst, const char *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *A7nToUcn(ZUL_UTF16 *dst, const char *src, size_t n) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *B7sToUcs(ZUL_UTF16 *dst, const char *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *B7nToUcn(ZUL_UTF16 *dst, const char *src, size_t n) ZUL_NOTHROW;
+
+/* Values below 128 as they are, others become '#' and add one to the process-wide 7-bit error
+ * counter (no lock; read and cleared by UcsToA7s_ErrCnt and UcsToA7s_ErrReset). */
+ZUL_API char UcToA7(ZUL_UTF16 unit) ZUL_NOTHROW;
+ZUL_API char B8ToA7(char byte) ZUL_NOTHROW;
+ZUL_API char *UcnToA7n(char *dst, const ZUL_UTF16 *src, size_t n) ZUL_NOTHROW;
+ZUL_API char *UcsToA7s(char *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API int UcsToA7s_ErrCnt(void) ZUL_NOTHROW;
+ZUL_API void UcsToA7s_ErrReset(void) ZUL_NOTHROW;
+/* Units above 127 become subst, or '#' when subst itself is above 127; nothing is counted. */
+ZUL_API char *UcsToA7sSubst(char *dst, const ZUL_UTF16 *src, char subst) ZUL_NOTHROW;
+ZUL_API char *UcnToA7nSubst(char *dst, const ZUL_UTF16 *src, size_t n, char subst) ZUL_NOTHROW;
+/* Stop at the first unit above 127, write a terminator there and answer 1; answer 0 when all
+ * converted (UcnToA7nCheck then writes no terminator). */
+ZUL_API int UcsToA7sCheck(char *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API int UcnToA7nCheck(char *dst, const ZUL_UTF16 *src, size_t n) ZUL_NOTHROW;
+/* As the A7 forms, without counting. */
+ZUL_API char UcToB7(ZUL_UTF16 unit) ZUL_NOTHROW;
+ZUL_API char *UcnToB7n(char *dst, const ZUL_UTF16 *src, size_t n) ZUL_NOTHROW;
+ZUL_API char *UcsToB7s(char *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+
+/* EBCDIC (code page 1047) to and from the first 256 units. */
+ZUL_API const ZUL_UTF16 rscpuc2_E2U[256];
+ZUL_API const unsigned char rscpuc2_U2E[256];
+ZUL_API ZUL_UTF16 E8ToUc(char byte) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *E8sToUcs(ZUL_UTF16 *dst, const char *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *E8nToUcn(ZUL_UTF16 *dst, const char *src, size_t n) ZUL_NOTHROW;
+/* Units above 255 become 123, the EBCDIC '#', and add one to the process-wide EBCDIC error
+ * counter (no lock; UcsToE8s_ErrCnt, UcsToE8s_ErrReset). */
+ZUL_API char UcToE8(ZUL_UTF16 unit) ZUL_NOTHROW;
+ZUL_API char *UcsToE8s(char *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API char *UcnToE8n(char *dst, const ZUL_UTF16 *src, size_t n) ZUL_NOTHROW;
+ZUL_API int UcsToE8s_ErrCnt(void) ZUL_NOTHROW;
+ZUL_API void UcsToE8s_ErrReset(void) ZUL_NOTHROW;
+/* Stop at the first unit above 255, write a terminator there and answer 1; 0 when all converted
+ * (UcnToE8nCheck then writes no terminator). */
+ZUL_API int UcsToE8sCheck(char *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API int UcnToE8nCheck(char *dst, const ZUL_UTF16 *src, size_t n) ZUL_NOTHROW;
+/* Bytes through the same tables; E8ToA7 counts as UcToA7 does. */
+ZUL_API char E8ToB8(char byte) ZUL_NOTHROW;
+ZUL_API char B8ToE8(char byte) ZUL_NOTHROW;
+ZUL_API char A7ToE8(char byte) ZUL_NOTHROW;
+ZUL_API char E8ToA7(char byte) ZUL_NOTHROW;
+ZUL_API void A7nToE8nInPlace(char *buffer, size_t n) ZUL_NOTHROW;
+ZUL_API void E8nToA7nInPlace(char *buffer, size_t n) ZUL_NOTHROW;
+
 /* ---- Volatile results ---- */
 
 /* Answers a buffer of at least size bytes from the calling thread's ring of 40, reused in turn:
@@ -181,5 +236,18 @@ ZUL_API int UcsToUtf8sFastOverlap(ZUL_RAW *dst, size_t dst_size, size_t *length_
 ZUL_API void *rscpuc_next_buff(size_t size) ZUL_NOTHROW;
 /* Counts the calls of rscpuc_next_buff that found no thread key and used the shared ring. */
 ZUL_API int rscpuce_thread_error_count;
+
+/* Conversions into a buffer of rscpuc_next_buff: the result is zero-terminated, belongs to the
+ * ring and stays valid until the calling thread has asked for 40 more buffers. A null source
+ * counts as empty. The 7-bit, 8-bit and EBCDIC forms convert as their fill-in counterparts do;
+ * the UTF-8 forms replace invalid input with U+FFFD. */
+ZUL_API char *UcnToA7nVola(const ZUL_UTF16 *src, size_t n) ZUL_NOTHROW;
+ZUL_API char *UcsToA7sVola(const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *A7nToUcnVola(const char *src, size_t n) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *A7sToUcsVola(const char *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *E8sToUcsVola(const char *src) ZUL_NOTHROW;
+ZUL_API char *UcsToE8sVola(const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *Utf8sToUcsVola(const ZUL_RAW *src) ZUL_NOTHROW;
+ZUL_API ZUL_RAW *UcsToUtf8sVola(const ZUL_UTF16 *src) ZUL_NOTHROW;
 
 #endif /* ZUL_U16CONV_H */
