@@ -28,7 +28,7 @@ struct Outcome {
 
 // Converts src[from, to) into an exactly sized heap destination of dst_units units.
 Outcome Convert(const Member &m, const Buffer &src, size_t from, size_t to, size_t dst_units,
-            bool subst) {
+                bool subst) {
   convtest::ScopedHookRecorder hook;
   auto source = std::make_unique<uint8_t[]>(src.size() + 1);
   if (!src.empty()) std::memcpy(source.get(), src.data(), src.size());
