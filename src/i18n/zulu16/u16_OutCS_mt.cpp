@@ -1,5 +1,8 @@
 // Rendering of integer, pointer, character and string values, and the value storage.
+#include <sys/types.h>
+
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 
 #include "i18n/zulu16/u16_OutCS.h"
@@ -152,8 +155,16 @@ void OutputConversionSpec::storeCount(void *pointer, uint64_t count, const Lengt
     *static_cast<signed char *>(pointer) = static_cast<signed char>(count);
   } else if (length.isShortValue()) {
     *static_cast<short *>(pointer) = static_cast<short>(count);
-  } else if (length.isWideValue()) {
-    *static_cast<int64_t *>(pointer) = static_cast<int64_t>(count);
+  } else if (length.isLongValue()) {
+    *static_cast<long *>(pointer) = static_cast<long>(count);
+  } else if (length.isLongLongValue()) {
+    *static_cast<long long *>(pointer) = static_cast<long long>(count);
+  } else if (length.isIntMaxValue()) {
+    *static_cast<intmax_t *>(pointer) = static_cast<intmax_t>(count);
+  } else if (length.isSizeValue()) {
+    *static_cast<ssize_t *>(pointer) = static_cast<ssize_t>(count);
+  } else if (length.isPrtDiffValue()) {
+    *static_cast<ptrdiff_t *>(pointer) = static_cast<ptrdiff_t>(count);
   } else {
     *static_cast<int *>(pointer) = static_cast<int>(count);
   }

@@ -3,7 +3,11 @@
 // and infinities and NaNs are never zero padded.
 #include "i18n/zulu16/u16_OutConversion.h"
 
+#include <sys/types.h>
+
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 
 #include "zul_u16printf.h"
 
@@ -41,6 +45,43 @@ bool IsIntegerLetter(ZUL_UTF16 letter) {
   }
 }
 
+// Each argument is read with exactly the type that its length modifier names.
+int64_t FetchSigned(va_list &args, const LengthModifier &length) {
+  if (length.isLongValue()) return va_arg(args, long);
+  if (length.isLongLongValue()) return va_arg(args, long long);
+  if (length.isIntMaxValue()) return va_arg(args, intmax_t);
+  if (length.isSizeValue()) return va_arg(args, ssize_t);
+  if (length.isPrtDiffValue()) return va_arg(args, ptrdiff_t);
+  const int v = va_arg(args, int);
+  if (length.isCharValue()) return static_cast<signed char>(v);
+  if (length.isShortValue()) return static_cast<short>(v);
+  return v;
+}
+
+uint64_t FetchUnsigned(va_list &args, const LengthModifier &length) {
+  if (length.isLongValue()) return va_arg(args, unsigned long);
+  if (length.isLongLongValue()) return va_arg(args, unsigned long long);
+  if (length.isIntMaxValue()) return va_arg(args, uintmax_t);
+  if (length.isSizeValue()) return va_arg(args, size_t);
+  if (length.isPrtDiffValue()) return static_cast<uint64_t>(va_arg(args, ptrdiff_t));
+  const unsigned v = va_arg(args, unsigned);
+  if (length.isCharValue()) return static_cast<unsigned char>(v);
+  if (length.isShortValue()) return static_cast<unsigned short>(v);
+  return v;
+}
+
+// The target of %n, read as the pointer type its length modifier names.
+void *FetchCountTarget(va_list &args, const LengthModifier &length) {
+  if (length.isCharValue()) return va_arg(args, signed char *);
+  if (length.isShortValue()) return va_arg(args, short *);
+  if (length.isLongValue()) return va_arg(args, long *);
+  if (length.isLongLongValue()) return va_arg(args, long long *);
+  if (length.isIntMaxValue()) return va_arg(args, intmax_t *);
+  if (length.isSizeValue()) return va_arg(args, ssize_t *);
+  if (length.isPrtDiffValue()) return va_arg(args, ptrdiff_t *);
+  return va_arg(args, int *);
+}
+
 }  // namespace
 
 const ZUL_UTF16 *OutputConversion::parse(const ZUL_UTF16 *p) {
@@ -76,7 +117,7 @@ void OutputConversion::toString() {
       }
       break;
     case u'n':
-      spec_.storeCount(va_arg(args, void *), stream_.written(), length_);
+      spec_.storeCount(FetchCountTarget(args, length_), stream_.written(), length_);
       return;
     default:
       if (IsFloatLetter(spec_.symbol())) {
@@ -95,24 +136,11 @@ void OutputConversion::integerToString() {
   uint64_t magnitude;
   bool negative = false;
   if (letter == u'd' || letter == u'i') {
-    int64_t v;
-    if (length_.isWideValue()) {
-      v = va_arg(args, int64_t);
-    } else {
-      int narrow = va_arg(args, int);
-      v = length_.isCharValue()    ? static_cast<signed char>(narrow)
-          : length_.isShortValue() ? static_cast<short>(narrow)
-                                   : narrow;
-    }
+    const int64_t v = FetchSigned(args, length_);
     negative = v < 0;
     magnitude = negative ? uint64_t{0} - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
-  } else if (length_.isWideValue()) {
-    magnitude = va_arg(args, uint64_t);
   } else {
-    unsigned narrow = va_arg(args, unsigned);
-    magnitude = length_.isCharValue()    ? static_cast<unsigned char>(narrow)
-                : length_.isShortValue() ? static_cast<unsigned short>(narrow)
-                                         : narrow;
+    magnitude = FetchUnsigned(args, length_);
   }
   const unsigned base = letter == u'o' ? 8 : (letter == u'x' || letter == u'X') ? 16 : 10;
   spec_.integerToString(magnitude, negative, base, letter == u'X', precision_.value(),
@@ -168,8 +196,9 @@ bool OutputConversion::zeroPadded() const {
     return !precision_.defined() && !spec_.isNilPointer();
   }
   if (IsFloatLetter(letter)) {
-    // "inf" and "nan" start with a letter.
-    return spec_.size() > 0 && spec_.value()[0] >= u'0' && spec_.value()[0] <= u'9';
+    // Infinities and NaNs ("inf", "NAN") are padded with blanks.
+    const ZUL_UTF16 first = spec_.size() > 0 ? (spec_.value()[0] | 0x20) : 0;
+    return first != u'i' && first != u'n';
   }
   return false;
 }

@@ -87,10 +87,6 @@ class LengthModifier {
   bool isSizeValue() const { return value_ == kSize; }
   bool isPrtDiffValue() const { return value_ == kPtrDiff; }
   bool isLongDoubleValue() const { return value_ == kLongDouble; }
-  // Any modifier that reads a 64-bit integer argument on this platform.
-  bool isWideValue() const {
-    return (value_ & (kLong | kLongLong | kIntMax | kSize | kPtrDiff)) != 0;
-  }
 
  private:
   uint16_t value_ = kNone;
