@@ -73,15 +73,15 @@ ZUL_API int fget_intR(int *value, FILE *stream) ZUL_NOTHROW;
 ZUL_API int fget_longR(long *value, FILE *stream) ZUL_NOTHROW;
 ZUL_API char *gets_sRFB(char *buffer, size_t size) ZUL_NOTHROW;
 
-/* Short forms of the readers. */
-#define fgetcU fgetcU16
-#define fgetsU fgetsU16
-#define freadU freadU16
-#define getsU getsU16
-#define gets_sU gets_sU16
-#define fget_lineU fget_lineU16
-#define fget_strU fget_strU16
-#define fget_intU fget_intU16
-#define fget_longU fget_longU16
+/* Short forms of the readers: each forwards to its U16 form. */
+ZUL_API int fgetcU(FILE *stream) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *fgetsU(ZUL_UTF16 *buffer, int units, FILE *stream) ZUL_NOTHROW;
+ZUL_API size_t freadU(ZUL_UTF16 *buffer, size_t size, size_t count, FILE *stream) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *getsU(ZUL_UTF16 *buffer) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *gets_sU(ZUL_UTF16 *buffer, size_t units) ZUL_NOTHROW;
+ZUL_API int fget_lineU(ZUL_UTF16 *buffer, int units, FILE *stream) ZUL_NOTHROW;
+ZUL_API int fget_strU(ZUL_UTF16 *buffer, int units, FILE *stream) ZUL_NOTHROW;
+ZUL_API int fget_intU(int *value, FILE *stream) ZUL_NOTHROW;
+ZUL_API int fget_longU(long *value, FILE *stream) ZUL_NOTHROW;
 
 #endif /* ZUL_U16STDIO_H */

@@ -17,7 +17,7 @@
  * are converted into records of the calling thread instead; each stays valid until the same
  * function is called again on that thread, or the thread ends.
  *
- * Every function has a short form with the ending U (mkdirU for mkdirU16), defined as a macro. */
+ * Every function has a short form with the ending U (mkdirU for mkdirU16) that forwards to it. */
 #ifndef ZUL_U16SYS_H
 #define ZUL_U16SYS_H
 
@@ -86,8 +86,8 @@ ZUL_API int nlsui_Utf8sToU2s_checked(ZUL_UTF16 *dst, const char *src, size_t siz
  * for its buffer (also sets errno to ENAMETOOLONG), and a failed allocation (errno ENOMEM). */
 ZUL_API void nlsui_utf8conv_error(const char *function, const char *source, int line,
                                   const void *bytes, size_t count) ZUL_NOTHROW;
-ZUL_API void nlsui_array_short(const char *limit_name, const char *function,
-                               const char *parameter, const char *source, int line) ZUL_NOTHROW;
+ZUL_API void nlsui_array_short(const char *limit_name, const char *function, const char *parameter,
+                               const char *source, int line) ZUL_NOTHROW;
 ZUL_API void nlsui_malloc_error(const char *function, const char *source, int line,
                                 size_t size) ZUL_NOTHROW;
 /* Casts raw to a 16-bit text pointer; an odd address is reported with file and line. */
@@ -121,8 +121,7 @@ ZUL_API int utimeU16(const ZUL_UTF16 *cpath, const struct utimbuf *times) ZUL_NO
 /* Streams and directory streams; modes within MAX_MODE_LN, commands within MAX_COMMAND_LN. */
 ZUL_API FILE *fopenU16(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode) ZUL_NOTHROW;
 ZUL_API FILE *fopen64U16(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode) ZUL_NOTHROW;
-ZUL_API FILE *freopenU16(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode,
-                         FILE *stream) ZUL_NOTHROW;
+ZUL_API FILE *freopenU16(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode, FILE *stream) ZUL_NOTHROW;
 ZUL_API FILE *fdopenU16(int fd, const ZUL_UTF16 *cmode) ZUL_NOTHROW;
 ZUL_API FILE *popenU16(const ZUL_UTF16 *ccommand, const ZUL_UTF16 *ctype) ZUL_NOTHROW;
 ZUL_API int systemU16(const ZUL_UTF16 *cstring) ZUL_NOTHROW;
@@ -140,8 +139,7 @@ struct direntU16 {
  * error (errno set). */
 ZUL_API struct direntU16 *readdirU16(DIR *dir) ZUL_NOTHROW;
 /* The same into entry; *result becomes entry, or null at the end. Answers 0 or an errno value. */
-ZUL_API int readdir_rU16(DIR *dir, struct direntU16 *entry,
-                         struct direntU16 **result) ZUL_NOTHROW;
+ZUL_API int readdir_rU16(DIR *dir, struct direntU16 *entry, struct direntU16 **result) ZUL_NOTHROW;
 
 /* Temporary files. Templates within MAX_FILENAME_LN end in six 'X' units (before suffix_len units
  * of suffix for ZUL_mkstemps), which are replaced in place. */
@@ -262,8 +260,7 @@ ZUL_API struct serventU16 *getservbynameU16(const ZUL_UTF16 *cname,
 /* Reads the next line of the hosts database; sethostent and endhostent are the system's. */
 ZUL_API struct hostentU16 *gethostentU16(void) ZUL_NOTHROW;
 ZUL_API struct hostentU16 *gethostbynameU16(const ZUL_UTF16 *cname) ZUL_NOTHROW;
-ZUL_API struct hostentU16 *gethostbyaddrU16(const void *addr, socklen_t len,
-                                            int type) ZUL_NOTHROW;
+ZUL_API struct hostentU16 *gethostbyaddrU16(const void *addr, socklen_t len, int type) ZUL_NOTHROW;
 
 /* Option parsing over 16-bit arguments, with the rules of the system's getopt: optindU is the
  * next argument (set it to 0 to start again), optargU the option's argument, optoptU the option
@@ -284,74 +281,79 @@ ZUL_API void ZulGlobalLocaleInit(void) ZUL_NOTHROW;
 /* Runs ZulGlobalLocaleInit and gives the standard streams the new global locale. Idempotent. */
 ZUL_API void ZulStdStreamInit(void) ZUL_NOTHROW;
 
-/* Short forms. */
-#define accessU accessU16
-#define chdirU chdirU16
-#define chmodU chmodU16
-#define chownU chownU16
-#define creatU creatU16
-#define linkU linkU16
-#define mkdirU mkdirU16
-#define mkfifoU mkfifoU16
-#define openU openU16
-#define readlinkU readlinkU16
-#define removeU removeU16
-#define renameU renameU16
-#define rmdirU rmdirU16
-#define statvfsU statvfsU16
-#define symlinkU symlinkU16
-#define unlinkU unlinkU16
-#define utimeU utimeU16
-#define fopenU fopenU16
-#define fopen64U fopen64U16
-#define freopenU freopenU16
-#define fdopenU fdopenU16
-#define popenU popenU16
-#define systemU systemU16
-#define opendirU opendirU16
-#define readdirU readdirU16
-#define readdir_rU readdir_rU16
-#define mkstempU mkstempU16
-#define mktempU mktempU16
-#define tempnamU tempnamU16
-#define tmpnamU tmpnamU16
-#define execvU execvU16
-#define execveU execveU16
-#define execvpU execvpU16
-#define execlU execlU16
-#define execleU execleU16
-#define execlpU execlpU16
-#define vexeclU vexeclU16
-#define vexecleU vexecleU16
-#define vexeclpU vexeclpU16
-#define getenvU getenvU16
-#define putenvU putenvU16
-#define dlopenU dlopenU16
-#define dlsymU dlsymU16
-#define dlerrorU dlerrorU16
-#define getcwdU getcwdU16
-#define ttynameU ttynameU16
-#define strerrorU strerrorU16
-#define perrorU perrorU16
-#define ctimeU ctimeU16
-#define asctimeU asctimeU16
-#define ctime_rU ctime_rU16
-#define asctime_rU asctime_rU16
-#define strftimeU strftimeU16
-#define strfctimeU strfctimeU16
-#define basenameU basenameU16
-#define dirnameU dirnameU16
-#define gethostnameU gethostnameU16
-#define setlocaleU setlocaleU16
-#define getpassU getpassU16
-#define rexecU rexecU16
-#define getpwuidU getpwuidU16
-#define getpwnamU getpwnamU16
-#define getgrgidU getgrgidU16
-#define getservbyportU getservbyportU16
-#define getservbynameU getservbynameU16
-#define gethostentU gethostentU16
-#define gethostbynameU gethostbynameU16
-#define gethostbyaddrU gethostbyaddrU16
+/* Short forms: each forwards to its U16 form. */
+ZUL_API int accessU(const ZUL_UTF16 *cpath, int mode) ZUL_NOTHROW;
+ZUL_API int chdirU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API int chmodU(const ZUL_UTF16 *cpath, mode_t mode) ZUL_NOTHROW;
+ZUL_API int chownU(const ZUL_UTF16 *cpath, uid_t owner, gid_t group) ZUL_NOTHROW;
+ZUL_API int creatU(const ZUL_UTF16 *cpath, mode_t mode) ZUL_NOTHROW;
+ZUL_API int linkU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cnewpath) ZUL_NOTHROW;
+ZUL_API int mkdirU(const ZUL_UTF16 *cpath, mode_t mode) ZUL_NOTHROW;
+ZUL_API int mkfifoU(const ZUL_UTF16 *cpath, mode_t mode) ZUL_NOTHROW;
+ZUL_API int openU(const ZUL_UTF16 *cpath, int flags, ...) ZUL_NOTHROW;
+ZUL_API ssize_t readlinkU(const ZUL_UTF16 *cpath, ZUL_UTF16 *buffer, size_t size) ZUL_NOTHROW;
+ZUL_API int removeU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API int renameU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cnewpath) ZUL_NOTHROW;
+ZUL_API int rmdirU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API int statvfsU(const ZUL_UTF16 *cpath, struct statvfs *buffer) ZUL_NOTHROW;
+ZUL_API int symlinkU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *clinkpath) ZUL_NOTHROW;
+ZUL_API int unlinkU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API int utimeU(const ZUL_UTF16 *cpath, const struct utimbuf *times) ZUL_NOTHROW;
+ZUL_API FILE *fopenU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode) ZUL_NOTHROW;
+ZUL_API FILE *fopen64U(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode) ZUL_NOTHROW;
+ZUL_API FILE *freopenU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *cmode, FILE *stream) ZUL_NOTHROW;
+ZUL_API FILE *fdopenU(int fd, const ZUL_UTF16 *cmode) ZUL_NOTHROW;
+ZUL_API FILE *popenU(const ZUL_UTF16 *ccommand, const ZUL_UTF16 *ctype) ZUL_NOTHROW;
+ZUL_API int systemU(const ZUL_UTF16 *cstring) ZUL_NOTHROW;
+ZUL_API DIR *opendirU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API struct direntU16 *readdirU(DIR *dir) ZUL_NOTHROW;
+ZUL_API int readdir_rU(DIR *dir, struct direntU16 *entry, struct direntU16 **result) ZUL_NOTHROW;
+ZUL_API int mkstempU(ZUL_UTF16 *patternC) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *mktempU(ZUL_UTF16 *patternC) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *tempnamU(const ZUL_UTF16 *cdir, const ZUL_UTF16 *cpfx) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *tmpnamU(ZUL_UTF16 *fileC) ZUL_NOTHROW;
+ZUL_API int execvU(const ZUL_UTF16 *cpath, ZUL_UTF16 *const argv[]) ZUL_NOTHROW;
+ZUL_API int execveU(const ZUL_UTF16 *cpath, ZUL_UTF16 *const argv[],
+                    ZUL_UTF16 *const envp[]) ZUL_NOTHROW;
+ZUL_API int execvpU(const ZUL_UTF16 *cpath, ZUL_UTF16 *const argv[]) ZUL_NOTHROW;
+ZUL_API int execlU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *arg, ...) ZUL_NOTHROW;
+ZUL_API int execleU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *arg, ...) ZUL_NOTHROW;
+ZUL_API int execlpU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *arg, ...) ZUL_NOTHROW;
+ZUL_API int vexeclU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *arg, va_list args) ZUL_NOTHROW;
+ZUL_API int vexecleU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *arg, va_list args) ZUL_NOTHROW;
+ZUL_API int vexeclpU(const ZUL_UTF16 *cpath, const ZUL_UTF16 *arg, va_list args) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *getenvU(const ZUL_UTF16 *cname) ZUL_NOTHROW;
+ZUL_API int putenvU(const ZUL_UTF16 *text) ZUL_NOTHROW;
+ZUL_API void *dlopenU(const ZUL_UTF16 *cpath, int flags) ZUL_NOTHROW;
+ZUL_API void *dlsymU(void *handle, const ZUL_UTF16 *cname) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *dlerrorU(void) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *getcwdU(ZUL_UTF16 *buffer, size_t size) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *ttynameU(int fd) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *strerrorU(int errnum) ZUL_NOTHROW;
+ZUL_API void perrorU(const ZUL_UTF16 *cstring) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *ctimeU(const time_t *clock) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *asctimeU(const struct tm *tm) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *ctime_rU(const time_t *clock, ZUL_UTF16 *buffer) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *asctime_rU(const struct tm *tm, ZUL_UTF16 *buffer) ZUL_NOTHROW;
+ZUL_API size_t strftimeU(ZUL_UTF16 *buffer, size_t size, const ZUL_UTF16 *cformat,
+                         const struct tm *tm) ZUL_NOTHROW;
+ZUL_API size_t strfctimeU(ZUL_UTF16 *buffer, size_t size, const ZUL_UTF16 *cformat,
+                          const time_t *clock) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *basenameU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *dirnameU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
+ZUL_API int gethostnameU(ZUL_UTF16 *name, size_t size) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *setlocaleU(int category, const ZUL_UTF16 *clocale) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *getpassU(const ZUL_UTF16 *cprompt) ZUL_NOTHROW;
+ZUL_API int rexecU(ZUL_UTF16 **ahost, int port, const ZUL_UTF16 *cname, const ZUL_UTF16 *cpass,
+                   const ZUL_UTF16 *ccmd, int *fd2p) ZUL_NOTHROW;
+ZUL_API struct passwdU16 *getpwuidU(uid_t uid) ZUL_NOTHROW;
+ZUL_API struct passwdU16 *getpwnamU(const ZUL_UTF16 *cname) ZUL_NOTHROW;
+ZUL_API struct groupU16 *getgrgidU(gid_t gid) ZUL_NOTHROW;
+ZUL_API struct serventU16 *getservbyportU(int port, const ZUL_UTF16 *cproto) ZUL_NOTHROW;
+ZUL_API struct serventU16 *getservbynameU(const ZUL_UTF16 *cname,
+                                          const ZUL_UTF16 *cproto) ZUL_NOTHROW;
+ZUL_API struct hostentU16 *gethostentU(void) ZUL_NOTHROW;
+ZUL_API struct hostentU16 *gethostbynameU(const ZUL_UTF16 *cname) ZUL_NOTHROW;
+ZUL_API struct hostentU16 *gethostbyaddrU(const void *addr, socklen_t len, int type) ZUL_NOTHROW;
 
 #endif /* ZUL_U16SYS_H */

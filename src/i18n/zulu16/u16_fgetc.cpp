@@ -22,8 +22,8 @@ int64_t MonotonicSeconds() {
 THR_MTX limiter_mutex = PTHREAD_MUTEX_INITIALIZER;
 int no_fgetcU_errors_max = 100;
 int fgetcU_errors_interval = 3600;
-int fgetcU_errors = 0;      // reports written since the last reset
-bool silenced = false;      // the silence message has been written
+int fgetcU_errors = 0;       // reports written since the last reset
+bool silenced = false;       // the silence message has been written
 int64_t silenced_since = 0;  // when it was written
 zulu16::SecondsClock seconds_clock = MonotonicSeconds;
 
@@ -47,7 +47,8 @@ Decision Decide() {
   LimiterLock lock;
   Decision d{Verdict::kReport, false, fgetcU_errors_interval};
   if (silenced) {
-    if (seconds_clock() - silenced_since < fgetcU_errors_interval) return Decision{Verdict::kSilent, false, 0};
+    if (seconds_clock() - silenced_since < fgetcU_errors_interval)
+      return Decision{Verdict::kSilent, false, 0};
     silenced = false;
     fgetcU_errors = 0;
     d.reset = true;
@@ -118,8 +119,10 @@ int getc_unlockedU16_errno(FILE *stream, ZUL_RAW *raw, int *error) noexcept {
   int c = getc_unlocked(stream);
   if (c == EOF || c < 0x80) return c;
   ZUL_RAW bytes[4] = {static_cast<ZUL_RAW>(c)};
-  int follow = c >= 0xC0 && c <= 0xDF ? 1 : c >= 0xE0 && c <= 0xEF ? 2 : c >= 0xF0 && c <= 0xF7 ? 3
-                                                                                              : 0;
+  int follow = c >= 0xC0 && c <= 0xDF   ? 1
+               : c >= 0xE0 && c <= 0xEF ? 2
+               : c >= 0xF0 && c <= 0xF7 ? 3
+                                        : 0;
   if (follow == 0) return Invalid(raw, bytes, 1, error);
   int value = c & (0x3F >> follow);
   for (int i = 1; i <= follow; ++i) {

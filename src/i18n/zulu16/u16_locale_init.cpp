@@ -6,14 +6,14 @@
 // numeric punctuation, and every formatted operation on it fails. The members are defined here
 // for char16_t: character classes and case as the classic locale's wide characters have them,
 // and the punctuation of the "C" locale. num_put and num_get are generic and only need adding.
+#include <pthread.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <ios>
 #include <iostream>
 #include <locale>
 #include <new>
-
-#include <pthread.h>
 
 #include "zul_u16sys.h"
 

@@ -18,8 +18,8 @@ class Utf8Arg {
           const char *parameter, const char *source, int line) noexcept
       : null_(text == nullptr) {
     if (!null_) {
-      rc_ = nlsui_U2sToUtf8s_checked(buffer_, text, N, source, line, function, parameter,
-                                     limit_name);
+      rc_ =
+          nlsui_U2sToUtf8s_checked(buffer_, text, N, source, line, function, parameter, limit_name);
     }
   }
   Utf8Arg(const Utf8Arg &) = delete;

@@ -70,8 +70,8 @@ int ResultToBuffer(ZUL_UTF16 *dst, size_t units, const char *src, const char *so
       return NLSUI_CONV_TOO_LONG;
     }
   }
-  int rc = nlsui_Utf8sToU2s_checked(tmp, src, units + 1, source, line, function, parameter,
-                                    limit_name);
+  int rc =
+      nlsui_Utf8sToU2s_checked(tmp, src, units + 1, source, line, function, parameter, limit_name);
   size_t len = strlenU16(tmp);
   if (len > units - 1) len = units - 1;
   std::memcpy(dst, tmp, len * sizeof(ZUL_UTF16));

@@ -127,7 +127,7 @@ struct passwdU16 *FillPasswd(const struct passwd *from, const char *function) {
   Convert(r->pw_dir_buf, from->pw_dir, {MAX_PWDIR_LN, "MAX_PWDIR_LN", "pw_dir"}, function);
   Convert(r->pw_shell_buf, from->pw_shell, {MAX_PWSHELL_LN, "MAX_PWSHELL_LN", "pw_shell"},
           function);
-  r->entry = passwdU16{r->pw_name_buf, r->pw_passwd_buf, from->pw_uid,    from->pw_gid,
+  r->entry = passwdU16{r->pw_name_buf,  r->pw_passwd_buf, from->pw_uid,   from->pw_gid,
                        r->pw_gecos_buf, r->pw_dir_buf,    r->pw_shell_buf};
   return &r->entry;
 }
@@ -137,8 +137,8 @@ struct serventU16 *FillServent(const struct servent *from, const char *function)
   if (r == nullptr) return nullptr;
   const FieldSpec name{MAX_SERVNAME_LN, "MAX_SERVNAME_LN", "s_name"};
   Convert(r->s_name_buf, from->s_name, name, function);
-  Convert(r->s_proto_buf, from->s_proto,
-          {MAX_SERVPROTONAME_LN, "MAX_SERVPROTONAME_LN", "s_proto"}, function);
+  Convert(r->s_proto_buf, from->s_proto, {MAX_SERVPROTONAME_LN, "MAX_SERVPROTONAME_LN", "s_proto"},
+          function);
   ConvertList(from->s_aliases, r->s_aliases, r->s_aliases_buf, MAX_ALIASES, "MAX_ALIASES",
               {MAX_SERVNAME_LN, "MAX_SERVNAME_LN", "s_aliases"}, function);
   r->entry = serventU16{r->s_name_buf, r->s_aliases, from->s_port, r->s_proto_buf};
@@ -163,14 +163,13 @@ struct hostentU16 *FillHostent(const struct hostent *from, const char *function)
   if (from->h_addr_list != nullptr && from->h_addr_list[i] != nullptr) {
     nlsui_array_short("MAX_ADDRESSES", function, "h_addr_list", kSource, __LINE__);
   }
-  r->entry = hostentU16{r->h_name_buf, r->h_aliases, from->h_addrtype,
-                        static_cast<int>(length), r->h_addr_list};
+  r->entry = hostentU16{r->h_name_buf, r->h_aliases, from->h_addrtype, static_cast<int>(length),
+                        r->h_addr_list};
   return &r->entry;
 }
 
 // Answers of the host lookups: the record, or null with h_errno (and errno for a system error).
-struct hostentU16 *HostAnswer(int rc, const struct hostent *found, int herr,
-                              const char *function) {
+struct hostentU16 *HostAnswer(int rc, const struct hostent *found, int herr, const char *function) {
   if (found == nullptr) {
     h_errno = herr;
     if (rc != 0) errno = rc;

@@ -95,7 +95,7 @@ ZUL_UTF16 *strerrorU16(int errnum) noexcept {
   char text[MAX_ERROR_LN];
   const char *message = strerror_r(errnum, text, sizeof text);
   ZUL_UTF16 *result = IntoRecord<ErrorRecord>(zulu16::ThreadSlot::kStrerror, message,
-                                               "MAX_ERROR_LN", "strerrorU16", __LINE__);
+                                              "MAX_ERROR_LN", "strerrorU16", __LINE__);
   errno = saved;
   return result;
 }
@@ -110,8 +110,8 @@ void perrorU16(const ZUL_UTF16 *cstring) noexcept {
 
 ZUL_UTF16 *basenameU16(const ZUL_UTF16 *cpath) noexcept {
   U16_ARG(path, MAX_PATH_LN, cpath, "basenameU16", "cpath");
-  return IntoRecord<PathRecord>(zulu16::ThreadSlot::kBasename, basename(path.data()),
-                                "MAX_PATH_LN", "basenameU16", __LINE__);
+  return IntoRecord<PathRecord>(zulu16::ThreadSlot::kBasename, basename(path.data()), "MAX_PATH_LN",
+                                "basenameU16", __LINE__);
 }
 
 ZUL_UTF16 *dirnameU16(const ZUL_UTF16 *cpath) noexcept {
