@@ -4,8 +4,8 @@
 #include <ctime>
 
 #include "i18n/zulu16/u16_stdin.h"
+#include "i18n/zulu16/u16_sys.h"
 #include "i18n/zulu16/u16_trace.h"
-#include "zul_thr.h"
 #include "zul_u16stdio.h"
 
 namespace {
@@ -27,14 +27,6 @@ bool silenced = false;       // the silence message has been written
 int64_t silenced_since = 0;  // when it was written
 zulu16::SecondsClock seconds_clock = MonotonicSeconds;
 
-class LimiterLock {
- public:
-  LimiterLock() { ThrMtxLock(&limiter_mutex); }
-  ~LimiterLock() { ThrMtxUnlock(&limiter_mutex); }
-  LimiterLock(const LimiterLock &) = delete;
-  LimiterLock &operator=(const LimiterLock &) = delete;
-};
-
 enum class Verdict { kSilent, kReport, kSilenceNow };
 
 struct Decision {
@@ -44,7 +36,7 @@ struct Decision {
 };
 
 Decision Decide() {
-  LimiterLock lock;
+  zulu16::MtxGuard lock(&limiter_mutex);
   Decision d{Verdict::kReport, false, fgetcU_errors_interval};
   if (silenced) {
     if (seconds_clock() - silenced_since < fgetcU_errors_interval)
@@ -94,12 +86,12 @@ void ReportInvalidInput(const char *function, FILE *stream, const ZUL_RAW *raw) 
 }
 
 void SetFgetcErrorClock(SecondsClock clock) noexcept {
-  LimiterLock lock;
+  zulu16::MtxGuard lock(&limiter_mutex);
   seconds_clock = clock != nullptr ? clock : MonotonicSeconds;
 }
 
 void ResetFgetcErrorCount() noexcept {
-  LimiterLock lock;
+  zulu16::MtxGuard lock(&limiter_mutex);
   fgetcU_errors = 0;
   silenced = false;
 }
@@ -151,7 +143,7 @@ int fgetcU16(FILE *stream) noexcept {
 }
 
 void u16_set_fgetcU_error_parameters(int max, int interval) noexcept {
-  LimiterLock lock;
+  zulu16::MtxGuard lock(&limiter_mutex);
   if (max >= 0) no_fgetcU_errors_max = max;
   if (interval >= 0) fgetcU_errors_interval = interval;
 }

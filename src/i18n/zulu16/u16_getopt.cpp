@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "i18n/zulu16/u16_sys.h"
-#include "zul_thr.h"
 #include "zul_u16printf.h"
 #include "zul_u16string.h"
 
@@ -110,10 +109,12 @@ ZUL_UTF16 **u16_set_cmdline(int argc, char *const argv[]) noexcept {
     text += size;
   }
   vector[count] = nullptr;
-  ThrMtxLock(&cmdline_mutex);
-  ZUL_UTF16 **old = stored_cmdline;
-  stored_cmdline = vector;
-  ThrMtxUnlock(&cmdline_mutex);
+  ZUL_UTF16 **old;
+  {
+    zulu16::MtxGuard lock(&cmdline_mutex);
+    old = stored_cmdline;
+    stored_cmdline = vector;
+  }
   std::free(old);
   return vector;
 }

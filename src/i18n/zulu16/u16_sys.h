@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+#include "zul_thr.h"
 #include "zul_u16sys.h"
 
 namespace zulu16 {
@@ -50,6 +51,18 @@ class Utf8Arg {
 // included, still counts as complete. Answers as nlsui_Utf8sToU2s_checked.
 int ResultToBuffer(ZUL_UTF16 *dst, size_t units, const char *src, const char *source, int line,
                    const char *function, const char *parameter, const char *limit_name) noexcept;
+
+// Holds a THR_MTX for a scope (no-op while the process isn't threaded, as every THR_MTX).
+class MtxGuard {
+ public:
+  explicit MtxGuard(THR_MTX *mtx) : mtx_(mtx) { ThrMtxLock(mtx_); }
+  ~MtxGuard() { ThrMtxUnlock(mtx_); }
+  MtxGuard(const MtxGuard &) = delete;
+  MtxGuard &operator=(const MtxGuard &) = delete;
+
+ private:
+  THR_MTX *mtx_;
+};
 
 // The per-thread records of results. Each slot is allocated zeroed on first use, with the size
 // its first user asks for, and freed when the thread ends.

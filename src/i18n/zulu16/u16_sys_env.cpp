@@ -23,6 +23,7 @@ namespace {
 using zulu16::kGetenvTableLines;
 using zulu16::kPutenvHeadroom;
 using zulu16::kPutenvTableStep;
+using zulu16::MtxGuard;
 
 constexpr char kSource[] = "u16_sys_env";
 constexpr int kEnvTraceLevel = 16;
@@ -41,14 +42,6 @@ size_t getenv_use = 0;                       // guarded by env_mutex
 char **putenv_table = nullptr;               // guarded by env_mutex
 size_t putenv_count = 0;                     // guarded by env_mutex
 size_t putenv_size = 0;                      // guarded by env_mutex
-
-class EnvLock {
- public:
-  EnvLock() { ThrMtxLock(&env_mutex); }
-  ~EnvLock() { ThrMtxUnlock(&env_mutex); }
-  EnvLock(const EnvLock &) = delete;
-  EnvLock &operator=(const EnvLock &) = delete;
-};
 
 void TraceCleanup(size_t lines) {
   if (zulu16::TraceLevel() >= kEnvTraceLevel) {
@@ -116,17 +109,17 @@ bool MakePutenvRoom() {
 namespace zulu16 {
 
 size_t GetenvTableUse() noexcept {
-  EnvLock lock;
+  zulu16::MtxGuard lock(&env_mutex);
   return getenv_use;
 }
 
 size_t PutenvTableCount() noexcept {
-  EnvLock lock;
+  MtxGuard lock(&env_mutex);
   return putenv_count;
 }
 
 size_t PutenvTableSize() noexcept {
-  EnvLock lock;
+  MtxGuard lock(&env_mutex);
   return putenv_size;
 }
 
@@ -134,7 +127,7 @@ size_t PutenvTableSize() noexcept {
 
 ZUL_UTF16 *getenvU16(const ZUL_UTF16 *cname) noexcept {
   U16_ARG(name, MAX_ENV_LN, cname, "getenvU16", "cname");
-  EnvLock lock;
+  MtxGuard lock(&env_mutex);
   const char *value = getenv(name.get());
   if (value == nullptr) return nullptr;
   if (*value == 0) return const_cast<ZUL_UTF16 *>(kEmptyValue);
@@ -167,7 +160,7 @@ int putenvU16(const ZUL_UTF16 *text) noexcept {
   }
   char *copy = zulu16::DupUtf8(text, 3, "putenvU16");
   if (copy == nullptr) return -1;
-  EnvLock lock;
+  MtxGuard lock(&env_mutex);
   if (!MakePutenvRoom()) {
     std::free(copy);
     return -1;

@@ -132,6 +132,18 @@ struct passwdU16 *FillPasswd(const struct passwd *from, const char *function) {
   return &r->entry;
 }
 
+struct groupU16 *FillGroup(const struct group *from, const char *function) {
+  auto *r = zulu16::ThreadRecordOf<GroupRecord>(zulu16::ThreadSlot::kGroup, function);
+  if (r == nullptr) return nullptr;
+  Convert(r->gr_name_buf, from->gr_name, {MAX_GRNAME_LN, "MAX_GRNAME_LN", "gr_name"}, function);
+  Convert(r->gr_passwd_buf, from->gr_passwd, {MAX_GRPASSWD_LN, "MAX_GRPASSWD_LN", "gr_passwd"},
+          function);
+  ConvertList(from->gr_mem, r->gr_mem, r->gr_mem_buf, MAX_GRMEMBERS, "MAX_GRMEMBERS",
+              {MAX_GRMEM_LN, "MAX_GRMEM_LN", "gr_mem"}, function);
+  r->entry = groupU16{r->gr_name_buf, r->gr_passwd_buf, from->gr_gid, r->gr_mem};
+  return &r->entry;
+}
+
 struct serventU16 *FillServent(const struct servent *from, const char *function) {
   auto *r = zulu16::ThreadRecordOf<ServentRecord>(zulu16::ThreadSlot::kServent, function);
   if (r == nullptr) return nullptr;
@@ -168,14 +180,22 @@ struct hostentU16 *FillHostent(const struct hostent *from, const char *function)
   return &r->entry;
 }
 
-// Answers of the host lookups: the record, or null with h_errno (and errno for a system error).
-struct hostentU16 *HostAnswer(int rc, const struct hostent *found, int herr, const char *function) {
+// The answer of a lookup: the record that fill makes of found, or null with errno set from a
+// system error rc (none means not found).
+template <class Entry, class Record>
+Record *Answer(int rc, const Entry *found, const char *function,
+               Record *(*fill)(const Entry *, const char *)) {
   if (found == nullptr) {
-    h_errno = herr;
     if (rc != 0) errno = rc;
     return nullptr;
   }
-  return FillHostent(found, function);
+  return fill(found, function);
+}
+
+// Answers of the host lookups: the record, or null with h_errno (and errno for a system error).
+struct hostentU16 *HostAnswer(int rc, const struct hostent *found, int herr, const char *function) {
+  if (found == nullptr) h_errno = herr;
+  return Answer(rc, found, function, FillHostent);
 }
 
 }  // namespace
@@ -187,11 +207,7 @@ struct passwdU16 *getpwuidU16(uid_t uid) noexcept {
   int rc = buffer.Run("getpwuidU16", [&](char *data, size_t size) {
     return getpwuid_r(uid, &entry, data, size, &found);
   });
-  if (found == nullptr) {
-    if (rc != 0) errno = rc;
-    return nullptr;
-  }
-  return FillPasswd(found, "getpwuidU16");
+  return Answer(rc, found, "getpwuidU16", FillPasswd);
 }
 
 struct passwdU16 *getpwnamU16(const ZUL_UTF16 *cname) noexcept {
@@ -202,11 +218,7 @@ struct passwdU16 *getpwnamU16(const ZUL_UTF16 *cname) noexcept {
   int rc = buffer.Run("getpwnamU16", [&](char *data, size_t size) {
     return getpwnam_r(name.get(), &entry, data, size, &found);
   });
-  if (found == nullptr) {
-    if (rc != 0) errno = rc;
-    return nullptr;
-  }
-  return FillPasswd(found, "getpwnamU16");
+  return Answer(rc, found, "getpwnamU16", FillPasswd);
 }
 
 struct groupU16 *getgrgidU16(gid_t gid) noexcept {
@@ -216,20 +228,7 @@ struct groupU16 *getgrgidU16(gid_t gid) noexcept {
   int rc = buffer.Run("getgrgidU16", [&](char *data, size_t size) {
     return getgrgid_r(gid, &entry, data, size, &found);
   });
-  if (found == nullptr) {
-    if (rc != 0) errno = rc;
-    return nullptr;
-  }
-  auto *r = zulu16::ThreadRecordOf<GroupRecord>(zulu16::ThreadSlot::kGroup, "getgrgidU16");
-  if (r == nullptr) return nullptr;
-  Convert(r->gr_name_buf, found->gr_name, {MAX_GRNAME_LN, "MAX_GRNAME_LN", "gr_name"},
-          "getgrgidU16");
-  Convert(r->gr_passwd_buf, found->gr_passwd, {MAX_GRPASSWD_LN, "MAX_GRPASSWD_LN", "gr_passwd"},
-          "getgrgidU16");
-  ConvertList(found->gr_mem, r->gr_mem, r->gr_mem_buf, MAX_GRMEMBERS, "MAX_GRMEMBERS",
-              {MAX_GRMEM_LN, "MAX_GRMEM_LN", "gr_mem"}, "getgrgidU16");
-  r->entry = groupU16{r->gr_name_buf, r->gr_passwd_buf, found->gr_gid, r->gr_mem};
-  return &r->entry;
+  return Answer(rc, found, "getgrgidU16", FillGroup);
 }
 
 struct serventU16 *getservbyportU16(int port, const ZUL_UTF16 *cproto) noexcept {
@@ -240,11 +239,7 @@ struct serventU16 *getservbyportU16(int port, const ZUL_UTF16 *cproto) noexcept 
   int rc = buffer.Run("getservbyportU16", [&](char *data, size_t size) {
     return getservbyport_r(port, proto.get(), &entry, data, size, &found);
   });
-  if (found == nullptr) {
-    if (rc != 0) errno = rc;
-    return nullptr;
-  }
-  return FillServent(found, "getservbyportU16");
+  return Answer(rc, found, "getservbyportU16", FillServent);
 }
 
 struct serventU16 *getservbynameU16(const ZUL_UTF16 *cname, const ZUL_UTF16 *cproto) noexcept {
@@ -256,11 +251,7 @@ struct serventU16 *getservbynameU16(const ZUL_UTF16 *cname, const ZUL_UTF16 *cpr
   int rc = buffer.Run("getservbynameU16", [&](char *data, size_t size) {
     return getservbyname_r(name.get(), proto.get(), &entry, data, size, &found);
   });
-  if (found == nullptr) {
-    if (rc != 0) errno = rc;
-    return nullptr;
-  }
-  return FillServent(found, "getservbynameU16");
+  return Answer(rc, found, "getservbynameU16", FillServent);
 }
 
 struct hostentU16 *gethostentU16(void) noexcept {
