@@ -89,30 +89,30 @@ class LookupBuffer {
 };
 
 // Names one converted field: its limit and its name in the reports.
-struct FieldSpec {
+struct FieldLimit {
   size_t units;
   const char *limit_name;
   const char *parameter;
 };
 
-void Convert(ZUL_UTF16 *to, const char *from, const FieldSpec &spec, const char *function) {
-  nlsui_Utf8sToU2s_checked(to, from, spec.units, kSource, __LINE__, function, spec.parameter,
-                           spec.limit_name);
+void Convert(ZUL_UTF16 *to, const char *from, const FieldLimit &limit, const char *function) {
+  nlsui_Utf8sToU2s_checked(to, from, limit.units, kSource, __LINE__, function, limit.parameter,
+                           limit.limit_name);
 }
 
-// Converts the null-terminated list from into buffer, entries of spec.units units each, and
+// Converts the null-terminated list from into buffer, entries of limit.units units each, and
 // points to[] at them, ending with null. Lists of more than max entries are cut and reported
 // with count_name.
 void ConvertList(char *const *from, ZUL_UTF16 **to, ZUL_UTF16 *buffer, size_t max,
-                 const char *count_name, const FieldSpec &spec, const char *function) {
+                 const char *count_name, const FieldLimit &limit, const char *function) {
   size_t i = 0;
   for (; from != nullptr && from[i] != nullptr && i < max; ++i) {
-    to[i] = &buffer[i * spec.units];
-    Convert(to[i], from[i], spec, function);
+    to[i] = &buffer[i * limit.units];
+    Convert(to[i], from[i], limit, function);
   }
   to[i] = nullptr;
   if (from != nullptr && from[i] != nullptr) {
-    nlsui_array_short(count_name, function, spec.parameter, kSource, __LINE__);
+    nlsui_array_short(count_name, function, limit.parameter, kSource, __LINE__);
   }
 }
 
@@ -147,7 +147,7 @@ struct groupU16 *FillGroup(const struct group *from, const char *function) {
 struct serventU16 *FillServent(const struct servent *from, const char *function) {
   auto *r = zulu16::ThreadRecordOf<ServentRecord>(zulu16::ThreadSlot::kServent, function);
   if (r == nullptr) return nullptr;
-  const FieldSpec name{MAX_SERVNAME_LN, "MAX_SERVNAME_LN", "s_name"};
+  const FieldLimit name{MAX_SERVNAME_LN, "MAX_SERVNAME_LN", "s_name"};
   Convert(r->s_name_buf, from->s_name, name, function);
   Convert(r->s_proto_buf, from->s_proto, {MAX_SERVPROTONAME_LN, "MAX_SERVPROTONAME_LN", "s_proto"},
           function);
