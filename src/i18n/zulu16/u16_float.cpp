@@ -13,8 +13,8 @@ namespace {
 
 using zulu16::LoadUnit;
 
-// Copies the ASCII units of s that may belong to a number into out; strtod then decides how many
-// of them form one. Answers the units consumed.
+// Copies the ASCII units at s that may belong to a number into out: sign, digits, point and
+// exponent, or one of the NaN and infinity spellings. strtod then decides how many form one.
 class NumberCollector {
  public:
   NumberCollector(const ZUL_UTF16 *s, std::string *out) : s_(s), out_(out) {}

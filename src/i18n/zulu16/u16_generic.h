@@ -16,6 +16,9 @@ struct WideText {
   static Unit Get(const Unit *p) { return LoadUnit(p); }
   static void Put(Unit *p, Unit u) { StoreUnit(p, u); }
   static size_t Length(const Unit *s, size_t max) { return strnlenU16(s, max); }
+  static size_t CopyString(Unit *dst, const Unit *src, size_t limit) {
+    return CopyUntilZero(dst, src, limit);
+  }
   static size_t Span(const Unit *s, const Unit *set) { return strspnU16(s, set); }
   static size_t ComplementSpan(const Unit *s, const Unit *set) { return strcspnU16(s, set); }
 };
@@ -25,12 +28,18 @@ struct RawText {
   static Unit Get(const Unit *p) { return *p; }
   static void Put(Unit *p, Unit u) { *p = u; }
   static size_t Length(const Unit *s, size_t max) { return strnlen(s, max); }
+  // As CopyUntilZero.
+  static size_t CopyString(Unit *dst, const Unit *src, size_t limit) {
+    size_t n = strnlen(src, limit);
+    std::memcpy(dst, src, n < limit ? n + 1 : n);
+    return n;
+  }
   static size_t Span(const Unit *s, const Unit *set) { return std::strspn(s, set); }
   static size_t ComplementSpan(const Unit *s, const Unit *set) { return std::strcspn(s, set); }
 };
 
 // Copies at most count units of src and a terminator into dst of size units (strcpy_s with count
-// SIZE_MAX, strncpy_s). Scans src no further than it must to know whether it fits.
+// SIZE_MAX, strncpy_s). Reads src no further than it must to know whether it fits.
 template <class Text>
 int CopyBounded(typename Text::Unit *dst, size_t size, const typename Text::Unit *src,
                 size_t count) {
@@ -40,13 +49,17 @@ int CopyBounded(typename Text::Unit *dst, size_t size, const typename Text::Unit
     Text::Put(dst, 0);
     return EINVAL;
   }
-  size_t n = Text::Length(src, count < size ? count : size);
-  if (n >= size) {
+  if (count < size) {  // always fits
+    size_t n = Text::Length(src, count);
+    std::memcpy(dst, src, n * sizeof(typename Text::Unit));
+    Text::Put(dst + n, 0);
+    return 0;
+  }
+  // The copy itself finds the terminator; without one in the first size units it doesn't fit.
+  if (Text::CopyString(dst, src, size) == size) {
     Text::Put(dst, 0);
     return ERANGE;
   }
-  std::memcpy(dst, src, n * sizeof(typename Text::Unit));
-  Text::Put(dst + n, 0);
   return 0;
 }
 

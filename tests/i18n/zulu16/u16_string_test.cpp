@@ -163,12 +163,4 @@ TEST(U16StringToken, ReentrantAndStaticFormsSplitAlike) {
   EXPECT_EQ(strtok_rRFB(nullptr, " ", &rsave), nullptr);
 }
 
-TEST(U16StringCopy, DupAllocatesAnEqualString) {
-  PlacedString odd(W("odd text"), 3);
-  ZUL_UTF16 *copy = strdupU16(odd.get());
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(std::u16string(copy), W("odd text"));
-  std::free(copy);
-}
-
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 
-#include "i18n/zulu16/u16_word.h"
 #include "u16_string_test_support.h"
 
 namespace {
@@ -14,27 +13,6 @@ using u16test::GetUnits;
 using u16test::GuardedPage;
 using u16test::W;
 using u16test::Z;
-
-TEST(U16WordScan, ZeroUnitTestFindsEveryFirstZeroAndConfirmsHits) {
-  const uint16_t kOthers[] = {1, 2, 0x7FFF, 0x8000, 0x8001, 0xFFFF, 0x0100};
-  for (int zero_at = 0; zero_at <= 4; ++zero_at) {
-    for (uint16_t a : kOthers) {
-      for (uint16_t b : kOthers) {
-        uint64_t w = 0;
-        for (int k = 0; k < 4; ++k) {
-          uint16_t unit = k == zero_at ? 0 : (k % 2 ? a : b);
-          w |= uint64_t{unit} << (16 * k);
-        }
-        if (zero_at < 4) {
-          EXPECT_TRUE(zulu16::MayHoldZeroUnit(w)) << std::hex << w;
-        }
-        EXPECT_EQ(zulu16::FirstZeroUnitOfWord(w), static_cast<size_t>(zero_at)) << std::hex << w;
-      }
-    }
-  }
-  // The known false hit: 0x8000 in the top unit, which the unit check then rejects.
-  EXPECT_TRUE(zulu16::MayHoldZeroUnit(0x8000000100010001ull));
-}
 
 // Every read-only function on a string whose terminator is the last readable unit (slack 0) or
 // sits one byte before the guard at an odd address (slack 1).
