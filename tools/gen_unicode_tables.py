@@ -1,0 +1,202 @@
+#!/usr/bin/env python3
+"""Writes the case mapping and character class tables of the 16-bit text runtime.
+
+Reads the Unicode Character Database file UnicodeData.txt (Debian package unicode-data:
+/usr/share/unicode/UnicodeData.txt) and writes two headers into src/i18n/zulu16/:
+
+  u16_case_data.h   simple 1:1 upper and lower case mappings of the BMP
+  u16_ctype_data.h  one class mask per BMP code point
+
+Both are two-level tables: an index by the high bits of the unit chooses a block, the low bits
+choose the entry. Identical blocks are stored once, and the block size is the one that gives the
+smallest table. A case entry is the difference to add to the unit (modulo 2^16), so that long runs
+such as a..z share one block with other runs of the same shape.
+
+Usage: tools/gen_unicode_tables.py [path/to/UnicodeData.txt]
+"""
+
+import os
+import re
+import sys
+
+DEFAULT_UCD = "/usr/share/unicode/UnicodeData.txt"
+OUT_DIR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "src", "i18n", "zulu16")
+BMP = 0x10000
+
+# Class bits; u16_ctype.cpp reads them under the same names.
+CLASS_ALPHA = 0x01  # letters: Lu, Ll, Lt, Lm, Lo
+CLASS_UPPER = 0x02  # Lu
+CLASS_LOWER = 0x04  # Ll
+CLASS_DIGIT = 0x08  # Nd
+CLASS_CNTRL = 0x10  # Cc, Cf, Zl, Zp
+CLASS_PRINT = 0x20  # every category but Cc, Cf, Cs, Co, Cn
+
+
+def unicode_version(ucd_path):
+    """The version named in the header of a sibling file of the database, or 'unknown'."""
+    folder = os.path.dirname(ucd_path)
+    for name in ("DerivedCoreProperties.txt", "DerivedAge.txt", "ReadMe.txt"):
+        try:
+            with open(os.path.join(folder, name), encoding="utf-8") as f:
+                m = re.search(r"(\d+\.\d+\.\d+)", f.readline() + f.readline())
+                if m:
+                    return m.group(1)
+        except OSError:
+            continue
+    return "unknown"
+
+
+def read_ucd(path):
+    """Answers (category, upper, lower) lists over the BMP; unlisted code points are Cn."""
+    category = ["Cn"] * BMP
+    upper = list(range(BMP))
+    lower = list(range(BMP))
+    range_start = None
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            fields = line.rstrip("\n").split(";")
+            cp = int(fields[0], 16)
+            if cp >= BMP:
+                continue
+            name, gc = fields[1], fields[2]
+            if name.endswith(", First>"):
+                range_start = cp
+                continue
+            if name.endswith(", Last>"):
+                for c in range(range_start, cp + 1):
+                    category[c] = gc
+                range_start = None
+                continue
+            category[cp] = gc
+            # A unit can only map to a unit: mappings out of the BMP are left out.
+            if fields[12] and int(fields[12], 16) < BMP:
+                upper[cp] = int(fields[12], 16)
+            if fields[13] and int(fields[13], 16) < BMP:
+                lower[cp] = int(fields[13], 16)
+    return category, upper, lower
+
+
+def class_mask(gc):
+    mask = 0
+    if gc[0] == "L":
+        mask |= CLASS_ALPHA
+    if gc == "Lu":
+        mask |= CLASS_UPPER
+    if gc == "Ll":
+        mask |= CLASS_LOWER
+    if gc == "Nd":
+        mask |= CLASS_DIGIT
+    if gc in ("Cc", "Cf", "Zl", "Zp"):
+        mask |= CLASS_CNTRL
+    if gc[0] != "C":
+        mask |= CLASS_PRINT
+    return mask
+
+
+def two_level(values, entry_bytes):
+    """Answers (shift, index, blocks) of the smallest two-level form of values."""
+    best = None
+    for shift in range(4, 11):
+        size = 1 << shift
+        blocks, index, seen = [], [], {}
+        for start in range(0, BMP, size):
+            block = tuple(values[start:start + size])
+            if block not in seen:
+                seen[block] = len(blocks)
+                blocks.append(block)
+            index.append(seen[block])
+        cost = len(index) * (1 if len(blocks) <= 256 else 2) + len(blocks) * size * entry_bytes
+        if best is None or cost < best[0]:
+            best = (cost, shift, index, blocks)
+    return best[1], best[2], best[3]
+
+
+def c_array(ctype, name, values, per_line, fmt):
+    lines = [f"inline constexpr {ctype} {name}[{len(values)}] = {{"]
+    for i in range(0, len(values), per_line):
+        lines.append("    " + ", ".join(fmt(v) for v in values[i:i + per_line]) + ",")
+    lines.append("};")
+    return "\n".join(lines)
+
+
+def emit_table(prefix, values, entry_type, entry_bytes, entry_fmt):
+    shift, index, blocks = two_level(values, entry_bytes)
+    index_type = "uint8_t" if len(blocks) <= 256 else "uint16_t"
+    flat = [v for block in blocks for v in block]
+    return "\n".join([
+        f"inline constexpr unsigned {prefix}Shift = {shift};",
+        c_array(index_type, f"{prefix}Index", index, 16, str),
+        c_array(entry_type, f"{prefix}Blocks", flat, 12, entry_fmt),
+    ])
+
+
+def header(guard, what, ucd_path, version, version_name, body):
+    return f"""// {what}
+// Generated by tools/gen_unicode_tables.py from {os.path.basename(ucd_path)} of the Unicode
+// Character Database, version {version} (Debian package unicode-data). Do not edit; run the
+// script again to regenerate.
+#ifndef {guard}
+#define {guard}
+
+#include <cstdint>
+
+namespace zulu16 {{
+
+// Unicode version of the data below.
+inline constexpr char {version_name}[] = "{version}";
+
+{body}
+
+}}  // namespace zulu16
+
+#endif  // {guard}
+"""
+
+
+def write(name, text):
+    path = os.path.join(OUT_DIR, name)
+    with open(path, "w", encoding="utf-8") as f:
+        f.write(text)
+    print(f"wrote {os.path.normpath(path)}")
+
+
+def main():
+    ucd_path = sys.argv[1] if len(sys.argv) > 1 else DEFAULT_UCD
+    version = unicode_version(ucd_path)
+    category, upper, lower = read_ucd(ucd_path)
+
+    def delta(mapped):
+        return [(m - c) & 0xFFFF for c, m in enumerate(mapped)]
+
+    hex4 = lambda v: f"0x{v:04X}"
+    case_body = "\n\n".join([
+        "// Entry (unit >> Shift) of Index names a block of Blocks; the entry of the unit in it is\n"
+        "// the difference to its simple mapping, modulo 2^16 (0 for units without one).",
+        emit_table("kUpperCase", delta(upper), "uint16_t", 2, hex4),
+        emit_table("kLowerCase", delta(lower), "uint16_t", 2, hex4),
+    ])
+    write("u16_case_data.h", header("TLM_I18N_ZULU16_U16_CASE_DATA_H",
+                                    "Simple case mappings of the BMP as two-level delta tables.",
+                                    ucd_path, version, "kCaseDataVersion", case_body))
+
+    masks = [class_mask(gc) for gc in category]
+    ctype_body = "\n\n".join([
+        "\n".join([
+            f"inline constexpr uint8_t kClassAlpha = 0x{CLASS_ALPHA:02X};  // Lu Ll Lt Lm Lo",
+            f"inline constexpr uint8_t kClassUpper = 0x{CLASS_UPPER:02X};  // Lu",
+            f"inline constexpr uint8_t kClassLower = 0x{CLASS_LOWER:02X};  // Ll",
+            f"inline constexpr uint8_t kClassDigit = 0x{CLASS_DIGIT:02X};  // Nd",
+            f"inline constexpr uint8_t kClassCntrl = 0x{CLASS_CNTRL:02X};  // Cc Cf Zl Zp",
+            f"inline constexpr uint8_t kClassPrint = 0x{CLASS_PRINT:02X};  // all but Cc Cf Cs Co Cn",
+        ]),
+        "// Entry (unit >> Shift) of Index names a block of Blocks; the entry of the unit in it is\n"
+        "// its mask of the class bits above.",
+        emit_table("kClass", masks, "uint8_t", 1, lambda v: f"0x{v:02X}"),
+    ])
+    write("u16_ctype_data.h", header("TLM_I18N_ZULU16_U16_CTYPE_DATA_H",
+                                     "Character classes of the BMP as a two-level table of masks.",
+                                     ucd_path, version, "kClassDataVersion", ctype_body))
+
+
+if __name__ == "__main__":
+    main()
