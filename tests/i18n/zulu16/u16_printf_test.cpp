@@ -1,0 +1,319 @@
+// Formatted output: rendering rules of our own (16-bit %s, "(null)", "(nil)"), the limits,
+// answers and terminators of each member, the argument check, unknown conversions, %n, file
+// targets, values beyond the inline buffer, and the 8-bit bounded forms.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "u16_printf_test_util.h"
+#include "zul_u16printf.h"
+#include "zul_u16trace.h"
+
+namespace {
+
+using u16_printf_test::Format;
+using u16_printf_test::Widen;
+
+constexpr char16_t kFill = u'#';
+
+// A buffer of 16 units preset to kFill, to see what a call touched.
+struct Buffer {
+  Buffer() { std::fill(std::begin(units), std::end(units), kFill); }
+  std::u16string Text() const { return std::u16string(units); }
+  char16_t units[16];
+};
+
+TEST(U16PrintfFormat, OwnRenderingRules) {
+  int answer = 0;
+  EXPECT_EQ(Format(&answer, u"[%s]", static_cast<const char16_t *>(nullptr)), u"[(null)]");
+  EXPECT_EQ(Format(&answer, u"[%.3s]", static_cast<const char16_t *>(nullptr)), u"[(nu]");
+  EXPECT_EQ(Format(&answer, u"[%8s]", static_cast<const char16_t *>(nullptr)), u"[  (null)]");
+  EXPECT_EQ(Format(&answer, u"[%p|%-7p|%07p]", nullptr, nullptr, nullptr),
+            u"[(nil)|(nil)  |  (nil)]");
+  // %s reads 16-bit text whatever the length modifier.
+  EXPECT_EQ(Format(&answer, u"%s %ls %hs %.2s", u"\u0142\u00e9", u"x", u"y", u"abc"),
+            u"\u0142\u00e9 x y ab");
+  // A precision stops at the terminator within it.
+  EXPECT_EQ(Format(&answer, u"[%.10s]", u"abc"), u"[abc]");
+  EXPECT_EQ(Format(&answer, u"%c%c", 0x20AC, 0x10041), u"\u20acA");
+  EXPECT_EQ(answer, 2);
+}
+
+TEST(U16PrintfFormat, PrefixAndJustification) {
+  int answer = 0;
+  EXPECT_EQ(Format(&answer, u"[%#x|%#o|%#X]", 0, 0, 255u), u"[0|0|0XFF]");
+  EXPECT_EQ(Format(&answer, u"[%-5d]", 42), u"[42   ]");
+  EXPECT_EQ(Format(&answer, u"[%05d]", -42), u"[-0042]");
+  EXPECT_EQ(answer, 7);
+}
+
+// One call of the family on a 16-unit buffer with a given count.
+enum class Member { kSnprintf, kSprintfS, kSnprintfS };
+
+int Call(Member member, char16_t *buffer, size_t count, const char16_t *format, const char16_t *a,
+         const char16_t *b) {
+  switch (member) {
+    case Member::kSnprintf:
+      return snprintfU16(buffer, count, format, a, b);
+    case Member::kSprintfS:
+      return sprintf_sU16(buffer, count, format, a, b);
+    case Member::kSnprintfS:
+      return snprintf_sU16(buffer, count, format, a, b);
+  }
+  return 0;
+}
+
+TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
+  struct Case {
+    Member member;
+    size_t count;
+    const char16_t *format;
+    const char16_t *a;
+    const char16_t *b;
+    int answer;
+    std::u16string text;  // up to the terminator; kFill units show what stayed untouched
+  };
+  const std::u16string untouched(16, kFill);
+  const Case cases[] = {
+      // A 10-unit result in a count of 4: three units and a terminator.
+      {Member::kSnprintf, 4, u"0123456789%s%s", u"", u"", 10, u"012"},
+      {Member::kSprintfS, 4, u"0123456789%s%s", u"", u"", -1, u"012"},
+      {Member::kSnprintfS, 4, u"0123456789%s%s", u"", u"", 3, u"012"},
+      // Exactly as many units as the count: the last one gives way to the terminator.
+      {Member::kSnprintf, 4, u"%s%s", u"ab", u"cd", 4, u"abc"},
+      {Member::kSprintfS, 4, u"%s%s", u"ab", u"cd", -1, u"abc"},
+      {Member::kSnprintfS, 4, u"%s%s", u"ab", u"cd", 3, u"abc"},
+      // One unit less fits whole.
+      {Member::kSnprintf, 4, u"%s%s", u"a", u"bc", 3, u"abc"},
+      {Member::kSprintfS, 4, u"%s%s", u"a", u"bc", 3, u"abc"},
+      {Member::kSnprintfS, 4, u"%s%s", u"a", u"bc", 3, u"abc"},
+      // The output stops after the piece that filled the buffer: the second string isn't counted.
+      {Member::kSnprintf, 4, u"%s%s", u"12345", u"67890", 5, u"123"},
+      {Member::kSnprintf, 4, u"%s-tail", u"12345", u"", 5, u"123"},
+      // A count of 0 touches nothing.
+      {Member::kSnprintf, 0, u"%s%s", u"ab", u"cd", 0, untouched},
+      {Member::kSprintfS, 0, u"%s%s", u"ab", u"cd", -1, untouched},
+      {Member::kSnprintfS, 0, u"%s%s", u"ab", u"cd", 0, untouched},
+      // A count of 1 holds only the terminator.
+      {Member::kSnprintf, 1, u"%s%s", u"ab", u"cd", 2, u""},
+      {Member::kSnprintfS, 1, u"%s%s", u"ab", u"cd", 0, u""},
+      // The empty format still terminates.
+      {Member::kSnprintf, 4, u"", u"", u"", 0, u""},
+      // An unknown conversion keeps and terminates the text before it.
+      {Member::kSnprintf, 16, u"ab%Qcd%s", u"x", u"", -1, u"ab"},
+      {Member::kSprintfS, 16, u"ab%s%Q", u"x", u"", -1, u"abx"},
+      {Member::kSnprintfS, 16, u"%s%", u"x", u"", -1, u"x"},
+  };
+  for (const Case &c : cases) {
+    Buffer buffer;
+    int answer = Call(c.member, buffer.units, c.count, c.format, c.a, c.b);
+    std::u16string text = c.count == 0 ? std::u16string(buffer.units, 16) : buffer.Text();
+    const int index = static_cast<int>(&c - cases);
+    EXPECT_EQ(answer, c.answer) << "case " << index;
+    EXPECT_TRUE(text == c.text) << "case " << index;
+  }
+}
+
+TEST(U16PrintfLimits, UnlimitedMembersAndTheEngine) {
+  Buffer buffer;
+  EXPECT_EQ(sprintfU16(buffer.units, u"%d-%s", 12, u"ab"), 5);
+  EXPECT_EQ(buffer.Text(), u"12-ab");
+  EXPECT_EQ(buffer.units[6], kFill);
+
+  // A null limit is no limit; all ones too.
+  auto engine = [](ZUL_UTF16 *out, const size_t *limit, const char16_t *format, ...) {
+    va_list args;
+    va_start(args, format);
+    int rc = vvfprintfU16(nullptr, out, limit, format, args);
+    va_end(args);
+    return rc;
+  };
+  Buffer b2;
+  EXPECT_EQ(engine(b2.units, nullptr, u"%05u", 7u), 5);
+  EXPECT_EQ(b2.Text(), u"00007");
+  const size_t all_ones = SIZE_MAX;
+  EXPECT_EQ(engine(b2.units, &all_ones, u"%x", 0xbeefu), 4);
+  EXPECT_EQ(b2.Text(), u"beef");
+  const size_t three = 3;
+  EXPECT_EQ(engine(b2.units, &three, u"%x", 0xbeefu), 4);
+  EXPECT_EQ(b2.Text(), u"be");
+}
+
+TEST(U16PrintfArgs, CheckArgs) {
+  Buffer buffer;
+  errno = 0;
+  EXPECT_EQ(sprintfU16(nullptr, u"x"), -1);
+  EXPECT_EQ(errno, EBADF);
+  errno = 0;
+  EXPECT_EQ(fprintfU16(nullptr, u"x"), -1);
+  EXPECT_EQ(errno, EBADF);
+  errno = 0;
+  EXPECT_EQ(snprintfU16(nullptr, 8, u"x"), -1);
+  EXPECT_EQ(errno, EBADF);
+  errno = 0;
+  // No target and no limit: nothing is wrong, nothing is written.
+  EXPECT_EQ(snprintfU16(nullptr, 0, u"x"), 0);
+  EXPECT_EQ(errno, 0);
+  EXPECT_EQ(sprintfU16(buffer.units, nullptr), -1);
+  EXPECT_EQ(errno, EINVAL);
+  errno = 0;
+  EXPECT_EQ(snprintfU16(buffer.units, 0, u"%d", 1), 0);
+  EXPECT_EQ(buffer.units[0], kFill);
+  EXPECT_EQ(errno, 0);
+}
+
+std::vector<std::u16string> *captured = nullptr;
+void Capture(const ZUL_UTF16 *message) { captured->push_back(message); }
+
+// Redirects the text runtime's trace to a list for one test, at a given level.
+class TraceCapture {
+ public:
+  explicit TraceCapture(int level) : saved_level_(u16_trace_level) {
+    captured = &messages;
+    u16_set_trace_func(Capture);
+    u16_trace_level = level;
+  }
+  ~TraceCapture() {
+    u16_trace_level = saved_level_;
+    u16_set_trace_func(nullptr);
+    captured = nullptr;
+  }
+  std::vector<std::u16string> messages;
+
+ private:
+  int saved_level_;
+};
+
+TEST(U16PrintfUnknown, DropsTheRestAndReportsAboveLevelThree) {
+  {
+    TraceCapture trace(3);
+    Buffer buffer;
+    EXPECT_EQ(sprintfU16(buffer.units, u"ab%Qcd%d", 5), -1);
+    EXPECT_EQ(buffer.Text(), u"ab");
+    EXPECT_TRUE(trace.messages.empty());
+  }
+  TraceCapture trace(4);
+  Buffer buffer;
+  // The format is shown cut to 8 bits: U+0141 shows as 'A'.
+  EXPECT_EQ(sprintfU16(buffer.units, u"\u0141%-5Sx", u"s"), -1);
+  EXPECT_EQ(buffer.Text(), u"\u0141");
+  ASSERT_EQ(trace.messages.size(), 1u);
+  EXPECT_EQ(trace.messages[0].rfind(u"Error in format string at or near 'S':\nA%-5Sx\n", 0), 0u);
+}
+
+TEST(U16PrintfCount, StoresUnitsWrittenSoFar) {
+  Buffer buffer;
+  int at_two = -1, at_seven = -1;
+  EXPECT_EQ(sprintfU16(buffer.units, u"ab%n%5d%n!", &at_two, 3, &at_seven), 8);
+  EXPECT_EQ(at_two, 2);
+  EXPECT_EQ(at_seven, 7);
+  EXPECT_EQ(buffer.Text(), u"ab    3!");
+
+  // Units that didn't fit count too.
+  int counted = -1;
+  EXPECT_EQ(snprintfU16(buffer.units, 3, u"%d%n", 123456, &counted), 6);
+  EXPECT_EQ(counted, -1);  // the output stopped before: the buffer was full
+  std::vector<char16_t> roomy(64);
+  EXPECT_EQ(snprintfU16(roomy.data(), 64, u"%20d%n", 1, &counted), 20);
+  EXPECT_EQ(counted, 20);
+
+  // The store follows the length modifier: %hhn writes one byte only.
+  struct {
+    signed char small;
+    char guard[7];
+  } bytes = {};
+  long long wide = -1;
+  EXPECT_EQ(sprintfU16(buffer.units, u"%s%hhn%lln", u"xyz", &bytes.small, &wide), 3);
+  EXPECT_EQ(bytes.small, 3);
+  EXPECT_EQ(bytes.guard[0], 0);
+  EXPECT_EQ(wide, 3);
+}
+
+std::string ReadAll(FILE *file) {
+  std::string out;
+  rewind(file);
+  for (int c; (c = fgetc(file)) != EOF;) out += static_cast<char>(c);
+  return out;
+}
+
+TEST(U16PrintfFile, WritesUtf8AndAnswersUnits) {
+  FILE *file = tmpfile();
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(fprintfU16(file, u"\u00e9%s=%-4d|%c", u"\u20ac", 42, 0), 9);
+  EXPECT_EQ(fprintfU(file, u"%05.1f", 2.25), 5);
+  fflush(file);
+  // The %c of 0 counts but isn't written.
+  EXPECT_EQ(ReadAll(file), "\xc3\xa9\xe2\x82\xac=42  |002.2");
+  fclose(file);
+
+  // A stream that refuses the bytes fails the call.
+  char storage[8] = {};
+  FILE *read_only = fmemopen(storage, sizeof storage, "r");
+  ASSERT_NE(read_only, nullptr);
+  EXPECT_EQ(fprintfU16(read_only, u"abc%d", 1), -1);
+  fclose(read_only);
+}
+
+TEST(U16PrintfHuge, WidthsAndPrecisionsBeyondTheInlineBuffer) {
+  std::vector<char16_t> big(200010, kFill);
+  int answer = sprintfU16(big.data(), u"%100000d|", 7);
+  EXPECT_EQ(answer, 100001);
+  EXPECT_EQ(big[99998], u' ');
+  EXPECT_EQ(big[99999], u'7');
+  EXPECT_EQ(big[100001], 0);
+
+  // Padding is counted, not written, once a limited buffer is full.
+  Buffer buffer;
+  EXPECT_EQ(snprintfU16(buffer.units, 16, u"%-100000s", u"x"), 100000);
+  EXPECT_EQ(buffer.Text(), u"x" + std::u16string(14, u' '));
+
+  // Integer precision: the value takes an allocated buffer.
+  answer = sprintfU16(big.data(), u"%-+.100000d", -12);
+  EXPECT_EQ(answer, 100001);
+  EXPECT_EQ(big[0], u'-');
+  EXPECT_EQ(big[1], u'0');
+  EXPECT_EQ(std::u16string(big.data() + 99999), u"12");
+
+  // Floating point above the inline buffer, and long double magnitudes, equal the C library's.
+  std::vector<char> expected(200010);
+  for (const char *format : {"%.5000f", "%.3000e", "%#.1500g", "%.1100a"}) {
+    int n = std::snprintf(expected.data(), expected.size(), format, 1.0 / 3.0);
+    std::u16string wide = Widen(format);
+    EXPECT_EQ(sprintfU16(big.data(), wide.c_str(), 1.0 / 3.0), n) << format;
+    EXPECT_TRUE(std::u16string(big.data()) == Widen(expected.data())) << format;
+  }
+  int n = std::snprintf(expected.data(), expected.size(), "%Lf", -1e4900L);
+  EXPECT_EQ(sprintfU16(big.data(), u"%Lf", -1e4900L), n);
+  EXPECT_TRUE(std::u16string(big.data()) == Widen(expected.data()));
+}
+
+TEST(RfbPrintf, BoundsAroundTheLibrary) {
+  char buffer[8];
+  std::memset(buffer, '#', sizeof buffer);
+  EXPECT_EQ(snprintf_sRFB(buffer, 4, "%s", "0123456789"), 4);
+  EXPECT_STREQ(buffer, "012");
+  EXPECT_EQ(snprintf_sRFB(buffer, 8, "%d", 42), 2);
+  EXPECT_STREQ(buffer, "42");
+  std::memset(buffer, '#', sizeof buffer);
+  EXPECT_EQ(snprintf_sRFB(buffer, 0, "%d", 42), 0);
+  EXPECT_EQ(buffer[0], '#');
+
+  EXPECT_EQ(sprintf_sRFB(buffer, 4, "%s", "0123456789"), -1);
+  EXPECT_EQ(sprintf_sRFB(buffer, 4, "%s", "0123"), -1);
+  EXPECT_EQ(sprintf_sRFB(buffer, 4, "%s", "012"), 3);
+  EXPECT_STREQ(buffer, "012");
+  std::memset(buffer, '#', sizeof buffer);
+  EXPECT_EQ(sprintf_sRFB(buffer, 0, "%d", 1), -1);
+  EXPECT_EQ(buffer[0], '#');
+
+  errno = 0;
+  EXPECT_EQ(snprintf_sRFB(nullptr, 4, "x"), -1);
+  EXPECT_EQ(errno, EBADF);
+}
+
+}  // namespace
