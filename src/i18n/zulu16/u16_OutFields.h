@@ -106,16 +106,10 @@ class LengthModifier {
         value_ = p[1] == u'l' ? kLongLong : kLong;
         return p + (value_ == kLongLong ? 2 : 1);
       case u'j':
-        value_ = kIntMax;
-        return p + 1;
       case u'z':
-        value_ = kSize;
-        return p + 1;
       case u't':
-        value_ = kPtrDiff;
-        return p + 1;
       case u'L':
-        value_ = kLongDouble;
+        value_ = *p == u'j' ? kIntMax : *p == u'z' ? kSize : *p == u't' ? kPtrDiff : kLongDouble;
         return p + 1;
       default:
         return p;
