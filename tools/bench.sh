@@ -5,7 +5,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/lib/ensure_packages.sh
+source tools/lib/uuidd.sh
 ensure_packages "${TLM_BUILD_PACKAGES[@]}"
+ensure_uuidd
 
 cmake -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTLM_BUILD_TESTS=OFF \
       -DTLM_BUILD_EXAMPLES=OFF -DTLM_BUILD_BENCH=ON >/dev/null

@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # Builds tlm.so and every test under AddressSanitizer + UndefinedBehaviorSanitizer and runs them
 # all through CTest; then builds the concurrency tests under ThreadSanitizer and runs those.
-# Installs missing Debian packages first. Build trees: build/asan and build/tsan.
+# Installs missing Debian packages and starts uuidd when it isn't running, first.
+# Build trees: build/asan and build/tsan.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/lib/ensure_packages.sh
+source tools/lib/uuidd.sh
 ensure_packages "${TLM_BUILD_PACKAGES[@]}"
+ensure_uuidd
 
 jobs=$(nproc)
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}

@@ -12,9 +12,14 @@ namespace {
 // Serialises uuid_generate_time. Zeroed memory: created by the first lock.
 THR_CS creation_cs = {};
 
+// Version 1 (top four bits of byte 6 are 0001), variant 10 (top two bits of byte 8).
+inline bool IsVersion1(const ZUL_RAW *uuid) {
+  return (uuid[8] & 0xC0) == 0x80 && (uuid[6] & 0xF0) == 0x10;
+}
+
 int GetWith(pfuuid::Generator generate, ZUL_RAW *out) {
   generate(out);
-  return check_variant_version(out) ? PFUUID_OK : PFUUID_ERR_VERSION;
+  return IsVersion1(out) ? PFUUID_OK : PFUUID_ERR_VERSION;
 }
 
 }  // namespace
@@ -39,6 +44,20 @@ void order_bytes(ZUL_RAW *out, const ZUL_RAW *in) noexcept {
 
 int Create(Generator generate, ZUL_RAW *out, int count, bool lock, bool reorder) noexcept {
   if (out == nullptr) return PFUUID_ERR_ARG;
+  if (count == 1) {
+    // The common case: generated on the stack, re-ordered straight into out, outside the lock.
+    ZUL_RAW raw[PFUUID_LEN];
+    if (lock && ThrCSLock(&creation_cs) != THR_ERR_OK) return PFUUID_ERR_LOCK;
+    generate(raw);
+    if (lock) ThrCSUnlock(&creation_cs);
+    bool valid = IsVersion1(raw);
+    if (valid && reorder) {
+      order_bytes(out, raw);
+    } else {
+      std::memcpy(out, raw, PFUUID_LEN);
+    }
+    return valid ? PFUUID_OK : PFUUID_ERR_VERSION;
+  }
   if (lock && ThrCSLock(&creation_cs) != THR_ERR_OK) return PFUUID_ERR_LOCK;
   int rc = PFUUID_OK;
   for (int i = 0; i < count; ++i) rc = GetWith(generate, out + i * PFUUID_LEN);
@@ -46,7 +65,7 @@ int Create(Generator generate, ZUL_RAW *out, int count, bool lock, bool reorder)
   // Re-ordering needs no lock. A failed check leaves the raw bytes, so the test is repeated here.
   for (int i = 0; reorder && i < count; ++i) {
     ZUL_RAW *uuid = out + i * PFUUID_LEN;
-    if (!check_variant_version(uuid)) continue;
+    if (!IsVersion1(uuid)) continue;
     ZUL_RAW raw[PFUUID_LEN];
     std::memcpy(raw, uuid, PFUUID_LEN);
     order_bytes(uuid, raw);
@@ -57,8 +76,7 @@ int Create(Generator generate, ZUL_RAW *out, int count, bool lock, bool reorder)
 }  // namespace pfuuid
 
 int check_variant_version(const ZUL_RAW *uuid) noexcept {
-  if (uuid == nullptr) return 0;
-  return (uuid[8] & 0xC0) == 0x80 && (uuid[6] & 0xF0) == 0x10;
+  return uuid != nullptr && IsVersion1(uuid);
 }
 
 int pfget_uuid(ZUL_RAW *out) noexcept {
