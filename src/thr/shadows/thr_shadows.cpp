@@ -5,7 +5,7 @@
 //
 // This file is built apart from the thread layer and linked into tlm.so only, so that a program
 // gets these names only when it links the shared library on purpose. Each definition repeats the
-// C library's declaration, including its exception specification. The list of names is
+// C library's declaration, noexcept where the C library declares it so. The list of names is
 // ZUL_THR_SHADOWS in zul_thr_shadows.h.
 #include <dirent.h>
 #include <grp.h>
