@@ -14,6 +14,10 @@ THR_UNLOCK_HOOK unlock_hook = nullptr;
 THR_LOCK_HOOK LockHook() { return __atomic_load_n(&lock_hook, __ATOMIC_RELAXED); }
 THR_UNLOCK_HOOK UnlockHook() { return __atomic_load_n(&unlock_hook, __ATOMIC_RELAXED); }
 
+void CallLockHook() {
+  if (THR_LOCK_HOOK hook = LockHook()) hook(kMutexHookName);
+}
+
 }  // namespace
 
 void ThrSetCriticalSectionHook(THR_LOCK_HOOK lock, THR_UNLOCK_HOOK unlock) noexcept {
@@ -46,25 +50,22 @@ int ThrMtxITryLock(THR_MTX *mtx) noexcept {
 }
 
 int ThrMtxLock(THR_MTX *mtx) noexcept {
-  int rc = ThrMtxILock(mtx);
-  if (rc == THR_ERR_OK && thr::Threaded()) {
-    if (THR_LOCK_HOOK hook = LockHook()) hook(kMutexHookName);
-  }
-  return rc;
+  if (!thr::Threaded()) return THR_ERR_OK;
+  if (pthread_mutex_lock(mtx) != 0) return THR_ERR_OS;
+  CallLockHook();
+  return THR_ERR_OK;
 }
 
 int ThrMtxTryLock(THR_MTX *mtx) noexcept {
-  int rc = ThrMtxITryLock(mtx);
-  if (rc == THR_ERR_OK && thr::Threaded()) {
-    if (THR_LOCK_HOOK hook = LockHook()) hook(kMutexHookName);
-  }
-  return rc;
+  if (!thr::Threaded()) return THR_ERR_OK;
+  if (pthread_mutex_trylock(mtx) != 0) return THR_ERR_NOT_OWNER;
+  CallLockHook();
+  return THR_ERR_OK;
 }
 
 int ThrMtxUnlock(THR_MTX *mtx) noexcept {
-  int rc = ThrMtxIUnlock(mtx);
-  if (thr::Threaded()) {
-    if (THR_UNLOCK_HOOK hook = UnlockHook()) hook();
-  }
+  if (!thr::Threaded()) return THR_ERR_OK;
+  int rc = pthread_mutex_unlock(mtx) == 0 ? THR_ERR_OK : THR_ERR_OS;
+  if (THR_UNLOCK_HOOK hook = UnlockHook()) hook();
   return rc;
 }

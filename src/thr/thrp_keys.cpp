@@ -19,8 +19,7 @@ int ThrPKeyDel(THR_KEY *key) noexcept {
 }
 
 void *ThrPKeyVarGet(THR_KEY *key) noexcept {
-  return pthread_getspecific(
-      static_cast<pthread_key_t>(__atomic_load_n(key, __ATOMIC_ACQUIRE)));
+  return pthread_getspecific(static_cast<pthread_key_t>(__atomic_load_n(key, __ATOMIC_ACQUIRE)));
 }
 
 int ThrPKeyVarSet(THR_KEY *key, void *value) noexcept {

@@ -41,41 +41,4 @@ TEST_F(ThrKeys, ForeignValueInVariableIsTreatedAsNotCreated) {
   EXPECT_EQ(ThrKeyDel(&key), THR_ERR_OK);
 }
 
-TEST(ThrMtx, LocksAreNoOpsUntilThreaded) {
-  ThrProcExit();
-  THR_MTX mtx;
-  ASSERT_EQ(ThrMtxInit(&mtx, nullptr), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_NOT_INIT);
-  // Not threaded: locking twice cannot deadlock, as no call reaches the system.
-  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxUnlock(&mtx), THR_ERR_OK);
-  ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_OK);
-}
-
-int lock_hook_calls = 0;
-int unlock_hook_calls = 0;
-
-TEST(ThrMtx, HooksRunOnLockSuccessOnlyAndOnEveryUnlock) {
-  ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
-  THR_MTX mtx;
-  ASSERT_EQ(ThrMtxInit(&mtx, nullptr), THR_ERR_OK);
-  lock_hook_calls = unlock_hook_calls = 0;
-  ThrSetCriticalSectionHook([](const ZUL_UTF16 *name) {
-    EXPECT_EQ(std::u16string(name), u"ThrMutex");
-    ++lock_hook_calls;
-  },
-                            [] { ++unlock_hook_calls; });
-  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxTryLock(&mtx), THR_ERR_NOT_OWNER);  // busy: no hook
-  EXPECT_EQ(ThrMtxUnlock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxILock(&mtx), THR_ERR_OK);  // I forms never call hooks
-  EXPECT_EQ(ThrMtxIUnlock(&mtx), THR_ERR_OK);
-  ThrSetCriticalSectionHook(nullptr, nullptr);
-  EXPECT_EQ(lock_hook_calls, 1);
-  EXPECT_EQ(unlock_hook_calls, 1);
-  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_OK);
-}
-
 }  // namespace

@@ -1,0 +1,278 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include "thr/thr_event_deadline.h"
+#include "zul_thr.h"
+
+namespace {
+
+class ThrLocks : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(ThrProcInit(), THR_ERR_OK); }
+};
+
+// ---- Before ThrProcInit ----
+
+TEST(ThrLocksNotThreaded, LocksSectionsAndEventsMakeNoCallButRecursiveMutexesLock) {
+  ThrProcExit();
+  ASSERT_EQ(ThrIProcInit(), THR_ERR_OK);
+  THR_MTX mtx;
+  ASSERT_EQ(ThrMtxInit(&mtx, nullptr), THR_ERR_OK);
+  // Locked twice without unlock: a real lock would deadlock here.
+  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
+  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
+  THR_CS cs = {};
+  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
+  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
+  EXPECT_EQ(cs.eyecatcher, 0u) << "no section is created while not threaded";
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
+  THR_EVT evt;
+  ASSERT_EQ(ThrEvtInit(&evt), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWait(&evt, -1), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWaitReset(&evt, 0), THR_ERR_OK);
+
+  THR_REC_MTX rm;
+  ASSERT_EQ(ThrRecMtxInit(&rm, nullptr), THR_ERR_OK);
+  EXPECT_EQ(ThrRecMtxLock(&rm), THR_ERR_OK);
+  int other_rc = -1;
+  std::thread([&] { other_rc = pthread_mutex_trylock(&rm.mutex); }).join();
+  EXPECT_EQ(other_rc, EBUSY);
+  EXPECT_EQ(ThrRecMtxUnlock(&rm), THR_ERR_OK);
+  ThrProcInit();
+}
+
+TEST(ThrLocksNotInitialised, DeletesAnswerNotInitAndASectionLockStartsTheLayer) {
+  THR_MTX mtx;
+  THR_EVT evt;
+  THR_CS cs = {};
+  ThrProcExit();
+  ThrMtxInit(&mtx, nullptr);
+  ThrEvtInit(&evt);
+  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrEvtDelete(&evt), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
+  EXPECT_EQ(ThrIsThreaded(), 0);
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK) << "initialised now";
+  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtDelete(&evt), THR_ERR_OK);
+  ThrProcInit();
+}
+
+// ---- Mutex hooks ----
+
+int lock_hook_calls = 0;
+int unlock_hook_calls = 0;
+
+TEST_F(ThrLocks, MutexHooksRunOnLockSuccessOnlyAndOnEveryUnlock) {
+  THR_MTX mtx;
+  ASSERT_EQ(ThrMtxInit(&mtx, nullptr), THR_ERR_OK);
+  lock_hook_calls = unlock_hook_calls = 0;
+  ThrSetCriticalSectionHook(
+      [](const ZUL_UTF16 *name) {
+        EXPECT_EQ(std::u16string(name), u"ThrMutex");
+        ++lock_hook_calls;
+      },
+      [] { ++unlock_hook_calls; });
+  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
+  EXPECT_EQ(ThrMtxTryLock(&mtx), THR_ERR_NOT_OWNER);  // busy: no hook
+  EXPECT_EQ(ThrMtxUnlock(&mtx), THR_ERR_OK);
+  EXPECT_EQ(ThrMtxTryLock(&mtx), THR_ERR_OK);
+  EXPECT_EQ(ThrMtxUnlock(&mtx), THR_ERR_OK);
+  EXPECT_EQ(ThrMtxILock(&mtx), THR_ERR_OK);  // I forms never call hooks
+  EXPECT_EQ(ThrMtxIUnlock(&mtx), THR_ERR_OK);
+  ThrSetCriticalSectionHook(nullptr, nullptr);
+  EXPECT_EQ(lock_hook_calls, 2);
+  EXPECT_EQ(unlock_hook_calls, 2);
+  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_OK);
+}
+
+// ---- Critical sections ----
+
+TEST_F(ThrLocks, SectionIsCreatedOnceAndKeepsCountAndTag) {
+  THR_CS cs = {};
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_NOT_INIT) << "not created";
+  ASSERT_EQ(ThrCSInit2(&cs, u"cache"), THR_ERR_OK);
+  EXPECT_EQ(std::memcmp(&cs.eyecatcher, "ENOD", 4), 0);
+  EXPECT_EQ(cs.owner, THR_INVALID_ID);
+  EXPECT_EQ(std::u16string(cs.tag), u"cache");
+  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
+  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);  // recursive
+  ZUL_UTF16 *tag_copy = cs.tag;
+  EXPECT_EQ(ThrCSInit2(&cs, u"other"), THR_ERR_EXISTS);
+  EXPECT_EQ(cs.lock_count, 2);
+  EXPECT_EQ(cs.tag, tag_copy);
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
+  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_OK);
+  EXPECT_EQ(cs.tag, nullptr);
+  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_NOT_INIT);
+  // A lock on the deleted (not created) section creates it again, without a tag.
+  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
+  EXPECT_EQ(cs.eyecatcher, THR_CS_EYECATCHER);
+  EXPECT_EQ(cs.tag, nullptr);
+  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
+  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_OK);
+}
+
+struct PanicCase {
+  const char *name;
+  const ZUL_UTF16 *tag;
+  bool section;  // THR_CS, else THR_REC_MTX
+  const char *line;
+};
+
+void PrintTo(const PanicCase &c, std::ostream *os) { *os << c.name; }
+
+const PanicCase kPanicCases[] = {
+    {"SectionWithTag", u"hdl table", true,
+     "ThrCSUnlock: PANIC: #unlock > #lock, tag: \"hdl table\"\n"},
+    {"RecursiveMutexWithoutTag", nullptr, false,
+     "ThrRecMtxUnlock: PANIC: #unlock > #lock, tag: \"not set\"\n"},
+};
+
+class ThrLocksPanic : public ::testing::TestWithParam<PanicCase> {};
+
+// The child writes exactly the panic line to standard error and aborts.
+TEST_P(ThrLocksPanic, UnlockWithoutLockWritesThePanicLineAndAborts) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const PanicCase &c = GetParam();
+  auto unbalanced_unlock = [&c] {
+    ThrProcInit();
+    if (c.section) {
+      THR_CS cs = {};
+      ThrCSInit2(&cs, c.tag);
+      ThrCSUnlock(&cs);
+    } else {
+      THR_REC_MTX rm;
+      ThrRecMtxInit(&rm, c.tag);
+      ThrRecMtxUnlock(&rm);
+    }
+  };
+  EXPECT_EXIT(unbalanced_unlock(), ::testing::KilledBySignal(SIGABRT), ::testing::Eq(c.line));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, ThrLocksPanic, ::testing::ValuesIn(kPanicCases),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+// ---- Events and semaphores ----
+
+TEST_F(ThrLocks, EventWaitLeavesItSetAndWaitResetConsumesIt) {
+  THR_EVT evt;
+  ASSERT_EQ(ThrEvtInit(&evt), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWait(&evt, 0), THR_ERR_TIMEOUT);
+  EXPECT_EQ(ThrEvtWaitReset(&evt, 0), THR_ERR_TIMEOUT);
+  ASSERT_EQ(ThrEvtSet(&evt), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWait(&evt, 0), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWait(&evt, -1), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWaitReset(&evt, 0), THR_ERR_OK);
+  EXPECT_EQ(ThrEvtWait(&evt, 0), THR_ERR_TIMEOUT);
+  ThrEvtSet(&evt);
+  ThrEvtReset(&evt);
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ThrEvtWaitReset(&evt, 60), THR_ERR_TIMEOUT);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(55));
+  EXPECT_EQ(ThrEvtDelete(&evt), THR_ERR_OK);
+}
+
+TEST(ThrEventDeadline, AddsMillisecondsAndCarriesOneSecond) {
+  const struct {
+    suseconds_t usec;
+    int32_t ms;
+    time_t want_sec;
+    long want_nsec;
+  } cases[] = {
+      {0, 1500, 101, 500000000}, {999999, 1, 101, 999000}, {500000, 999, 101, 499000000},
+      {250000, 750, 101, 0},     {0, 2000, 102, 0},        {1, 0x7fffffff, 2147583, 647001000}};
+  for (const auto &c : cases) {
+    timespec got = thr::EventDeadline(timeval{100, c.usec}, c.ms);
+    EXPECT_EQ(got.tv_sec, c.want_sec) << c.usec << " + " << c.ms;
+    EXPECT_EQ(got.tv_nsec, c.want_nsec) << c.usec << " + " << c.ms;
+  }
+}
+
+TEST_F(ThrLocks, SemaphoreTakesOnlySingleUnits) {
+  THR_SEM sem;
+  ASSERT_EQ(ThrSemInit(&sem, 2, nullptr), THR_ERR_OK);
+  EXPECT_EQ(ThrSemDown(&sem, 2), THR_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(sem.count, 2u);
+  EXPECT_EQ(ThrSemDown(&sem, 1), THR_ERR_OK);
+  EXPECT_EQ(ThrSemUp(&sem, 3), THR_ERR_OK);
+  EXPECT_EQ(sem.count, 4u);
+  EXPECT_EQ(ThrSemDelete(&sem), THR_ERR_OK);
+}
+
+// ---- Read-write locks ----
+
+class ThrRwl : public ThrLocks {
+ protected:
+  void SetUp() override {
+    ThrLocks::SetUp();
+    ASSERT_EQ(ThrRwlInit(&rwl_), THR_ERR_OK);
+  }
+  void TearDown() override { EXPECT_EQ(ThrRwlDelete(&rwl_), THR_ERR_OK); }
+
+  void AwaitWaitingWriter() {
+    for (uint32_t n = 0; n == 0; std::this_thread::yield()) {
+      ThrMtxILock(&rwl_.mtx);
+      n = rwl_.waiting_writers;
+      ThrMtxIUnlock(&rwl_.mtx);
+    }
+  }
+
+  THR_RWL rwl_;
+};
+
+TEST_F(ThrRwl, ZeroWaitsAndTheUnlockOfAFreeLock) {
+  ASSERT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_OK);
+  EXPECT_EQ(ThrRwlExclusiveLock(&rwl_, 0), THR_ERR_TIMEOUT);
+  EXPECT_EQ(rwl_.waiting_writers, 0u) << "as it was";
+  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);
+  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);
+  EXPECT_EQ(rwl_.state, -1) << "an unlock of a free lock leaves it held exclusively";
+  EXPECT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_TIMEOUT);
+  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);
+  EXPECT_EQ(rwl_.state, 0);
+}
+
+TEST_F(ThrRwl, WaitingWriterKeepsNewReadersOut) {
+  ASSERT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_OK);
+  std::atomic<int> writer_rc{-1};
+  std::thread writer([&] {
+    writer_rc = ThrRwlExclusiveLock(&rwl_, -1);
+    ThrRwlUnlock(&rwl_);
+  });
+  AwaitWaitingWriter();
+  EXPECT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_TIMEOUT);
+  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);  // the writer gets it now
+  writer.join();
+  EXPECT_EQ(writer_rc, THR_ERR_OK);
+  EXPECT_EQ(rwl_.state, 0);
+}
+
+// A timed exclusive lock whose wait times out makes one last attempt. When the lock has become
+// free without the writers' event being set, that attempt takes it and still answers 15.
+TEST_F(ThrRwl, TimedOutExclusiveLockMayStillHoldTheLock) {
+  ASSERT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_OK);
+  std::thread reader_leaves_silently([&] {
+    AwaitWaitingWriter();
+    ThrMtxILock(&rwl_.mtx);
+    rwl_.state = 0;
+    ThrMtxIUnlock(&rwl_.mtx);
+  });
+  EXPECT_EQ(ThrRwlExclusiveLock(&rwl_, 100), THR_ERR_TIMEOUT);
+  reader_leaves_silently.join();
+  EXPECT_EQ(rwl_.state, -1) << "held exclusively despite the time-out";
+  EXPECT_EQ(rwl_.waiting_writers, 0u);
+  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);
+}
+
+}  // namespace

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "thr/thr_state.h"
+#include "thr/thrp_stack.h"
+#include "thr_test_workers.h"
+#include "zul_thr.h"
+
+namespace {
+
+using thr_test::WaitForRelease;
+using thr_test::Worker;
+
+void *Answer(void *code) { return code; }
+void *ExitWith9(void *) { ThrExit(9); }
+void *SleepUntilCancelled(void *) {
+  for (;;) pause();
+}
+// Detached threads leave the table themselves before they end.
+void *ReleasedThenCleanUp(void *arg) {
+  WaitForRelease(arg);
+  ThrCleanup();
+  __atomic_store_n(&static_cast<Worker *>(arg)->number, -1, __ATOMIC_SEQ_CST);
+  return nullptr;
+}
+
+class ThrThreads : public ::testing::Test {
+ protected:
+  // A fresh table holding only this thread.
+  void SetUp() override {
+    ThrProcExit();
+    ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
+  }
+  THR_ID id_ = 42;
+  uint64_t code_ = 5;
+};
+
+TEST_F(ThrThreads, EveryCallButWaitAllAnswersNotInitWhileNotThreaded) {
+  ThrProcExit();
+  ASSERT_EQ(ThrIProcInit(), THR_ERR_OK);
+  const THR_ID self = ThrGetCurrentId();
+  EXPECT_EQ(ThrCreate(Answer, nullptr, &id_), THR_ERR_NOT_INIT);
+  EXPECT_EQ(id_, THR_INVALID_ID);
+  EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrExitCode(self, &code_), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrKill(self, 0), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrCancel(self), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrDetach(self), THR_ERR_NOT_INIT);
+  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK) << "the only thread";
+}
+
+TEST_F(ThrThreads, WaitJoinsAndStoresTheExitCode) {
+  ASSERT_EQ(ThrCreate(Answer, reinterpret_cast<void *>(uintptr_t{0x123456789}), &id_), 0);
+  EXPECT_EQ(ThrWait(id_, &code_), THR_ERR_OK);
+  EXPECT_EQ(code_, 0x123456789u);
+  // A stack of 1000 bytes would be refused by the system: it is raised to 16384.
+  const ThrCreateAttr small_stack = {THR_SCOPE_SYSTEM, 0, 1000};
+  ASSERT_EQ(ThrCreate2(&small_stack, ExitWith9, nullptr, &id_), THR_ERR_OK);
+  EXPECT_EQ(ThrWait(id_, &code_), THR_ERR_OK);
+  EXPECT_EQ(code_, 9u);
+}
+
+TEST_F(ThrThreads, WaitsForSelfOrWithNoOtherThread) {
+  EXPECT_EQ(ThrWait(ThrGetCurrentId(), &code_), THR_ERR_DEADLOCK);
+  EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_OK);
+  EXPECT_EQ(code_, 0u);
+  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK);
+  EXPECT_EQ(id_, THR_INVALID_ID);
+}
+
+TEST_F(ThrThreads, WaitForAllIsRefusedWhileAnotherOneRuns) {
+  ASSERT_TRUE(thr::TakeWaitBusyFlag());
+  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK);
+  EXPECT_EQ(id_, 42u) << "untouched";
+  EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_DEADLOCK);
+  thr::ClearWaitBusyFlag();
+}
+
+TEST_F(ThrThreads, ExitCodeTellsARunningThreadFromAnEndedOne) {
+  Worker w;
+  w.number = 7;
+  ASSERT_EQ(ThrCreate(WaitForRelease, &w, &id_), THR_ERR_OK);
+  EXPECT_EQ(ThrExitCode(ThrGetCurrentId(), &code_), THR_ERR_STILL_ALIVE);
+  EXPECT_EQ(ThrExitCode(id_, &code_), THR_ERR_STILL_ALIVE);
+  w.released = true;
+  int rc;
+  while ((rc = ThrExitCode(id_, &code_)) == THR_ERR_STILL_ALIVE) sched_yield();
+  EXPECT_EQ(rc, THR_ERR_OK);
+  EXPECT_EQ(code_, 107u);
+  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK) << "the entry is gone";
+}
+
+TEST_F(ThrThreads, DetachedThreadsDoNotCountForWaitAll) {
+  Worker created_detached, detached_later;
+  const ThrCreateAttr detached = {0, THR_CREATE_DETACHED, 0};
+  THR_ID later;
+  ASSERT_EQ(ThrCreate2(&detached, ReleasedThenCleanUp, &created_detached, &id_), 0);
+  ASSERT_EQ(ThrCreate(ReleasedThenCleanUp, &detached_later, &later), THR_ERR_OK);
+  EXPECT_EQ(ThrDetach(later), THR_ERR_OK);
+  EXPECT_EQ(ThrDetach(later), THR_ERR_INVALID_ID) << "pthread_detach refuses the second time";
+  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK);
+  EXPECT_EQ(id_, THR_INVALID_ID);
+  for (Worker *w : {&created_detached, &detached_later}) {
+    w->released = true;
+    while (__atomic_load_n(&w->number, __ATOMIC_SEQ_CST) != -1) sched_yield();
+  }
+}
+
+TEST_F(ThrThreads, KillAndCancel) {
+  EXPECT_EQ(ThrKill(ThrGetCurrentId(), 0), THR_ERR_OK);
+  EXPECT_EQ(ThrKill(ThrGetCurrentId(), 9999), THR_ERR_INVALID_PARAM);
+  ASSERT_EQ(ThrCreate(SleepUntilCancelled, nullptr, &id_), THR_ERR_OK);
+  EXPECT_EQ(ThrCancel(id_), THR_ERR_OK);
+  THR_ID none;
+  EXPECT_EQ(ThrWaitAll(&none, &code_), THR_ERR_DEADLOCK) << "removed at once";
+  EXPECT_EQ(ThrPWait(id_, &code_), THR_ERR_OK) << "yet still joinable";
+  EXPECT_EQ(code_, reinterpret_cast<uintptr_t>(PTHREAD_CANCELED));
+}
+
+TEST(ThrStackSize, RequestedSizeHasAFloorAndZeroRaisesTheDefault) {
+  const struct {
+    size_t process_default;
+    uint64_t requested;
+    size_t want;
+  } cases[] = {{8 << 20, 1000, 16384},
+               {8 << 20, 100000, 100000},
+               {8 << 20, 0, 8 << 20},
+               {65536, 0, 0x80000}};
+  pthread_attr_t saved, attr;
+  ASSERT_EQ(pthread_getattr_default_np(&saved), 0);
+  for (const auto &c : cases) {
+    pthread_attr_init(&attr);
+    pthread_attr_setstacksize(&attr, c.process_default);
+    ASSERT_EQ(pthread_setattr_default_np(&attr), 0);
+    pthread_attr_destroy(&attr);
+    pthread_attr_init(&attr);
+    thr::ApplyStackSize(&attr, c.requested);
+    size_t got = 0;
+    pthread_attr_getstacksize(&attr, &got);
+    pthread_attr_destroy(&attr);
+    EXPECT_EQ(got, c.want) << c.process_default << " " << c.requested;
+  }
+  pthread_setattr_default_np(&saved);
+  pthread_attr_destroy(&saved);
+}
+
+TEST(ThrId2Str, WritesTheIdInDecimal) {
+  ZUL_UTF16 buf[THR_ID_STR_SIZE];
+  EXPECT_EQ(ThrId2Str(buf, THR_INVALID_ID), buf);
+  EXPECT_EQ(std::u16string(buf), u"4294967295");
+  EXPECT_EQ(std::u16string(ThrId2Str(buf, UINT64_MAX)), u"18446744073709551615");
+}
+
+}  // namespace
