@@ -3,6 +3,7 @@
 #ifndef TLM_I18N_ZULU16_U16_FORMATTEDOUTPUT_H
 #define TLM_I18N_ZULU16_U16_FORMATTEDOUTPUT_H
 
+#include <cstdarg>
 #include <cstdint>
 
 #include "i18n/zulu16/u16_OutStream.h"
@@ -32,5 +33,13 @@ class FormattedOutput {
 };
 
 }  // namespace zulu16::fmt
+
+// The body of a variadic member: hands its arguments after last to call, which names them args.
+#define ZUL_PRINTF_FORWARD(call, last) \
+  va_list args;                        \
+  va_start(args, last);                \
+  int rc = call;                       \
+  va_end(args);                        \
+  return rc
 
 #endif  // TLM_I18N_ZULU16_U16_FORMATTEDOUTPUT_H

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 #include "i18n/zulu16/u16_OutFields.h"
 #include "zul_base.h"
@@ -17,12 +18,40 @@ class OutputConversionSpec {
   static constexpr size_t kInlineUnits = 1024;
 
   OutputConversionSpec() = default;
-  ~OutputConversionSpec();
+  ~OutputConversionSpec() {
+    if (allocated_ != nullptr) std::free(allocated_);
+  }
   OutputConversionSpec(const OutputConversionSpec &) = delete;
   OutputConversionSpec &operator=(const OutputConversionSpec &) = delete;
 
   // Stores the conversion letter; false when it isn't one of % A E F G X a c d e f g i n o p s u x.
-  bool setSymbol(ZUL_UTF16 unit);
+  bool setSymbol(ZUL_UTF16 unit) {
+    switch (unit) {
+      case u'%':
+      case u'A':
+      case u'E':
+      case u'F':
+      case u'G':
+      case u'X':
+      case u'a':
+      case u'c':
+      case u'd':
+      case u'e':
+      case u'f':
+      case u'g':
+      case u'i':
+      case u'n':
+      case u'o':
+      case u'p':
+      case u's':
+      case u'u':
+      case u'x':
+        symbol_ = unit;
+        return true;
+      default:
+        return false;
+    }
+  }
   ZUL_UTF16 symbol() const { return symbol_; }
 
   // Renderers; each sets the value and its size. A failed allocation leaves the value empty.
@@ -58,7 +87,8 @@ class OutputConversionSpec {
  private:
   // Storage for units units: the inline buffer when they fit, else an allocated one (null and
   // reported on failure).
-  ZUL_UTF16 *reserve(size_t units);
+  ZUL_UTF16 *reserve(size_t units) { return units <= kInlineUnits ? inline_ : allocate(units); }
+  ZUL_UTF16 *allocate(size_t units);
   template <typename Float>
   void renderFloat(Float value, int32_t precision, bool alternative_form);
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 
 #include "i18n/zulu16/u16_OutCS.h"
 #include "zul_u16string.h"
@@ -25,24 +26,32 @@ constexpr char16_t kDigitPairs[] =
 // The most digits a 64-bit magnitude takes (octal).
 constexpr size_t kMaxDigits = 22;
 
+// Decimal digits of magnitude backwards, two per division, ending just before end; answers the
+// first digit. Instantiated for 32 bits too, where the division is cheaper.
+template <typename Unsigned>
+ZUL_UTF16 *DecimalBackwards(ZUL_UTF16 *p, Unsigned magnitude) {
+  while (magnitude >= 100) {
+    const char16_t *pair = kDigitPairs + 2 * (magnitude % 100);
+    magnitude /= 100;
+    p -= 2;
+    std::memcpy(p, pair, 2 * sizeof(char16_t));
+  }
+  if (magnitude >= 10) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + 2 * magnitude, 2 * sizeof(char16_t));
+  } else {
+    *--p = static_cast<ZUL_UTF16>(u'0' + magnitude);
+  }
+  return p;
+}
+
 // Writes the digits of magnitude backwards, ending just before end; answers the first digit.
 ZUL_UTF16 *DigitsBackwards(ZUL_UTF16 *end, uint64_t magnitude, unsigned base, bool upper) {
-  ZUL_UTF16 *p = end;
   if (base == 10) {
-    while (magnitude >= 100) {
-      const char16_t *pair = kDigitPairs + 2 * (magnitude % 100);
-      magnitude /= 100;
-      *--p = pair[1];
-      *--p = pair[0];
-    }
-    if (magnitude >= 10) {
-      *--p = kDigitPairs[2 * magnitude + 1];
-      *--p = kDigitPairs[2 * magnitude];
-    } else {
-      *--p = static_cast<ZUL_UTF16>(u'0' + magnitude);
-    }
-    return p;
+    return magnitude <= UINT32_MAX ? DecimalBackwards(end, static_cast<uint32_t>(magnitude))
+                                   : DecimalBackwards(end, magnitude);
   }
+  ZUL_UTF16 *p = end;
   const char16_t *table = upper ? kUpperDigits : kLowerDigits;
   const unsigned shift = base == 16 ? 4 : 3;
   const uint64_t mask = base - 1;
@@ -55,38 +64,7 @@ ZUL_UTF16 *DigitsBackwards(ZUL_UTF16 *end, uint64_t magnitude, unsigned base, bo
 
 }  // namespace
 
-OutputConversionSpec::~OutputConversionSpec() { std::free(allocated_); }
-
-bool OutputConversionSpec::setSymbol(ZUL_UTF16 unit) {
-  switch (unit) {
-    case u'%':
-    case u'A':
-    case u'E':
-    case u'F':
-    case u'G':
-    case u'X':
-    case u'a':
-    case u'c':
-    case u'd':
-    case u'e':
-    case u'f':
-    case u'g':
-    case u'i':
-    case u'n':
-    case u'o':
-    case u'p':
-    case u's':
-    case u'u':
-    case u'x':
-      symbol_ = unit;
-      return true;
-    default:
-      return false;
-  }
-}
-
-ZUL_UTF16 *OutputConversionSpec::reserve(size_t units) {
-  if (units <= kInlineUnits) return inline_;
+ZUL_UTF16 *OutputConversionSpec::allocate(size_t units) {
   std::free(allocated_);
   size_t bytes = (units + 1) * sizeof(ZUL_UTF16);
   allocated_ = static_cast<ZUL_UTF16 *>(std::malloc(bytes));

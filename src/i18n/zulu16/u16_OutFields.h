@@ -16,7 +16,27 @@ class OutputFlags {
   static bool isFlag(ZUL_UTF16 unit) {
     return unit == u' ' || unit == u'#' || unit == u'+' || unit == u'-' || unit == u'0';
   }
-  void parse(ZUL_UTF16 unit);
+  void parse(ZUL_UTF16 unit) {
+    switch (unit) {
+      case u'-':
+        left_justified = true;
+        break;
+      case u'+':
+        sign_conversion = true;
+        break;
+      case u' ':
+        space = true;
+        break;
+      case u'#':
+        alternative_form = true;
+        break;
+      case u'0':
+        zero = true;
+        break;
+      default:
+        break;
+    }
+  }
 
   bool left_justified = false;    // '-'
   bool sign_conversion = false;   // '+'
@@ -77,7 +97,24 @@ class LengthModifier {
     kLongDouble = 256,  // L
   };
 
-  const ZUL_UTF16 *parse(const ZUL_UTF16 *p);
+  const ZUL_UTF16 *parse(const ZUL_UTF16 *p) {
+    switch (*p) {
+      case u'h':
+        value_ = p[1] == u'h' ? kChar : kShort;
+        return p + (value_ == kChar ? 2 : 1);
+      case u'l':
+        value_ = p[1] == u'l' ? kLongLong : kLong;
+        return p + (value_ == kLongLong ? 2 : 1);
+      case u'j':
+      case u'z':
+      case u't':
+      case u'L':
+        value_ = *p == u'j' ? kIntMax : *p == u'z' ? kSize : *p == u't' ? kPtrDiff : kLongDouble;
+        return p + 1;
+      default:
+        return p;
+    }
+  }
 
   bool isCharValue() const { return value_ == kChar; }
   bool isShortValue() const { return value_ == kShort; }

@@ -54,7 +54,7 @@ int64_t OutputStream::memoryRoom(uint64_t count) {
   return static_cast<int64_t>(room);
 }
 
-int OutputStream::writeString(const ZUL_UTF16 *text, size_t count) {
+int OutputStream::writeStringSlow(const ZUL_UTF16 *text, size_t count) {
   if (file_ != nullptr) {
     if (writeFile(text, count) < 0) return -1;
   } else {

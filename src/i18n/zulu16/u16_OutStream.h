@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "zul_base.h"
 
@@ -27,7 +28,15 @@ class OutputStream {
 
   // Writes count units. A memory target copies what fits and counts all of them; a file target
   // answers -1 when the stream took less than all. Answers 0 or -1.
-  int writeString(const ZUL_UTF16 *text, size_t count);
+  int writeString(const ZUL_UTF16 *text, size_t count) {
+    // The common case inline: a memory target with room for the whole piece.
+    if (buffer_ != nullptr && written_ < limit_ && count <= limit_ - written_) {
+      CopyUnits(buffer_ + written_, text, count);
+      written_ += count;
+      return 0;
+    }
+    return writeStringSlow(text, count);
+  }
   // Writes count copies of unit (padding), with the rules of writeString.
   int writeRepeated(ZUL_UTF16 unit, uint64_t count);
   // Places the terminator of a memory target: after the text, or in the last unit when full.
@@ -41,6 +50,21 @@ class OutputStream {
   va_list &args() { return args_; }
 
  private:
+  // Short pieces (most of a format) are copied with a few fixed-size moves rather than a call.
+  static void CopyUnits(ZUL_UTF16 *to, const ZUL_UTF16 *from, size_t count) {
+    if (count >= 4 && count <= 8) {
+      std::memcpy(to, from, 8);
+      std::memcpy(to + count - 4, from + count - 4, 8);
+    } else if (count > 8 && count <= 16) {
+      std::memcpy(to, from, 16);
+      std::memcpy(to + count - 8, from + count - 8, 16);
+    } else if (count < 4) {
+      for (size_t i = 0; i < count; ++i) to[i] = from[i];
+    } else {
+      std::memcpy(to, from, count * sizeof(ZUL_UTF16));
+    }
+  }
+  int writeStringSlow(const ZUL_UTF16 *text, size_t count);
   int writeFile(const ZUL_UTF16 *text, size_t count);
   // Units of a memory target still free for a write of count units; answers -1 when the
   // all-or-nothing rule refuses the write.

@@ -61,42 +61,34 @@ int vsnprintf_sU16(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format,
   return static_cast<uint64_t>(rc) >= count ? static_cast<int>(count - 1) : rc;
 }
 
-// The variadic members hand their list to the v forms.
-#define ZUL_FORWARD_VARIADIC(call, last) \
-  va_list args;                          \
-  va_start(args, last);                  \
-  int rc = call;                         \
-  va_end(args);                          \
-  return rc
-
 int fprintfU16(FILE *file, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vfprintfU16(file, format, args), format);
+  ZUL_PRINTF_FORWARD(vfprintfU16(file, format, args), format);
 }
 
 int printfU16(const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vprintfU16(format, args), format);
+  ZUL_PRINTF_FORWARD(vprintfU16(format, args), format);
 }
 
 int sprintfU16(ZUL_UTF16 *buffer, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vsprintfU16(buffer, format, args), format);
+  ZUL_PRINTF_FORWARD(vsprintfU16(buffer, format, args), format);
 }
 
 int snprintfU16(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vsnprintfU16(buffer, count, format, args), format);
+  ZUL_PRINTF_FORWARD(vsnprintfU16(buffer, count, format, args), format);
 }
 
 int sprintf_sU16(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vsprintf_sU16(buffer, count, format, args), format);
+  ZUL_PRINTF_FORWARD(vsprintf_sU16(buffer, count, format, args), format);
 }
 
 int snprintf_sU16(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vsnprintf_sU16(buffer, count, format, args), format);
+  ZUL_PRINTF_FORWARD(vsnprintf_sU16(buffer, count, format, args), format);
 }
 
 // Neutral names.
 
 int fprintfU(FILE *file, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vfprintfU16(file, format, args), format);
+  ZUL_PRINTF_FORWARD(vfprintfU16(file, format, args), format);
 }
 
 int vfprintfU(FILE *file, const ZUL_UTF16 *format, va_list args) noexcept {
@@ -104,13 +96,13 @@ int vfprintfU(FILE *file, const ZUL_UTF16 *format, va_list args) noexcept {
 }
 
 int printfU(const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vprintfU16(format, args), format);
+  ZUL_PRINTF_FORWARD(vprintfU16(format, args), format);
 }
 
 int vprintfU(const ZUL_UTF16 *format, va_list args) noexcept { return vprintfU16(format, args); }
 
 int snprintfU(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vsnprintfU16(buffer, count, format, args), format);
+  ZUL_PRINTF_FORWARD(vsnprintfU16(buffer, count, format, args), format);
 }
 
 int vsnprintfU(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format, va_list args) noexcept {
@@ -118,7 +110,7 @@ int vsnprintfU(ZUL_UTF16 *buffer, size_t count, const ZUL_UTF16 *format, va_list
 }
 
 int sprintfU(ZUL_UTF16 *buffer, const ZUL_UTF16 *format, ...) noexcept {
-  ZUL_FORWARD_VARIADIC(vsprintfU16(buffer, format, args), format);
+  ZUL_PRINTF_FORWARD(vsprintfU16(buffer, format, args), format);
 }
 
 int vsprintfU(ZUL_UTF16 *buffer, const ZUL_UTF16 *format, va_list args) noexcept {

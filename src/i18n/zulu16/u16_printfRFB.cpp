@@ -33,17 +33,9 @@ int vsprintf_sRFB(char *buffer, size_t count, const char *format, va_list args) 
 }
 
 int snprintf_sRFB(char *buffer, size_t count, const char *format, ...) noexcept {
-  va_list args;
-  va_start(args, format);
-  int rc = vsnprintf_sRFB(buffer, count, format, args);
-  va_end(args);
-  return rc;
+  ZUL_PRINTF_FORWARD(vsnprintf_sRFB(buffer, count, format, args), format);
 }
 
 int sprintf_sRFB(char *buffer, size_t count, const char *format, ...) noexcept {
-  va_list args;
-  va_start(args, format);
-  int rc = vsprintf_sRFB(buffer, count, format, args);
-  va_end(args);
-  return rc;
+  ZUL_PRINTF_FORWARD(vsprintf_sRFB(buffer, count, format, args), format);
 }
