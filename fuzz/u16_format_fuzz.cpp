@@ -25,7 +25,7 @@ namespace {
 
 constexpr size_t kMaxArgs = 3;
 constexpr long kMaxPrecision = 5000;
-constexpr size_t kLargeUnits = size_t{1} << 16;
+constexpr size_t kLargeUnits = size_t{1} << 14;
 constexpr char16_t kSentinel = 0xA5A5;
 
 #define FUZZ_CHECK(condition)       \

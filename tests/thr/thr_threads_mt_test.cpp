@@ -4,21 +4,13 @@
 #include <chrono>
 #include <thread>
 
+#include "thr_test_workers.h"
 #include "zul_thr.h"
 
 namespace {
 
-// Each worker waits until it is released and answers 100 + its number.
-struct Worker {
-  int number = 0;
-  std::atomic<bool> released{false};
-};
-
-void *WaitForRelease(void *arg) {
-  auto *w = static_cast<Worker *>(arg);
-  while (!w->released.load()) sched_yield();
-  return reinterpret_cast<void *>(uintptr_t(100 + w->number));
-}
+using thr_test::WaitForRelease;
+using thr_test::Worker;
 
 class ThrThreadsConcurrency : public ::testing::Test {
  protected:

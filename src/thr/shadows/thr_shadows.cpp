@@ -5,7 +5,7 @@
 //
 // This file is built apart from the thread layer and linked into tlm.so only, so that a program
 // gets these names only when it links the shared library on purpose. Each definition repeats the
-// C library's declaration, including its exception specification. The list of names is
+// C library's declaration, noexcept where the C library declares it so. The list of names is
 // ZUL_THR_SHADOWS in zul_thr_shadows.h.
 #include <dirent.h>
 #include <grp.h>
@@ -24,6 +24,7 @@
 #define THR_SHADOW_EXPORT __attribute__((visibility("default")))
 
 using thr::CallWithGrowableBuffer;
+using thr::GrowableBuffer;
 using thr::kLookupBufferSize;
 using thr::Statics;
 using thr::ThrStatics;
@@ -75,137 +76,132 @@ THR_SHADOW_EXPORT struct dirent64 *readdir64(DIR *dirp) {
 
 // ---- Host and service lookups: fixed buffers, no retry ----
 
-THR_SHADOW_EXPORT struct hostent *gethostbyname(const char *name) {
+// Runs lookup(record, &result) and answers the result, which stays null on any failure.
+template <typename Result, typename Lookup>
+Result *FixedBufferLookup(Lookup lookup) {
   ThrStatics *s = Statics();
   if (s == nullptr) return nullptr;
-  struct hostent *result = nullptr;
-  gethostbyname_r(name, &s->gethostbyname_result, s->gethostbyname_buffer, kLookupBufferSize,
-                  &result, &h_errno);
+  Result *result = nullptr;
+  lookup(s, &result);
   return result;
+}
+
+THR_SHADOW_EXPORT struct hostent *gethostbyname(const char *name) {
+  return FixedBufferLookup<struct hostent>([name](ThrStatics *s, struct hostent **result) {
+    gethostbyname_r(name, &s->gethostbyname_result, s->gethostbyname_buffer, kLookupBufferSize,
+                    result, &h_errno);
+  });
 }
 
 THR_SHADOW_EXPORT struct hostent *gethostbyaddr(const void *addr, socklen_t len, int type) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct hostent *result = nullptr;
-  gethostbyaddr_r(addr, len, type, &s->gethostbyaddr_result, s->gethostbyaddr_buffer,
-                  kLookupBufferSize, &result, &h_errno);
-  return result;
+  return FixedBufferLookup<struct hostent>([=](ThrStatics *s, struct hostent **result) {
+    gethostbyaddr_r(addr, len, type, &s->gethostbyaddr_result, s->gethostbyaddr_buffer,
+                    kLookupBufferSize, result, &h_errno);
+  });
 }
 
 THR_SHADOW_EXPORT struct hostent *gethostent(void) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct hostent *result = nullptr;
-  gethostent_r(&s->gethostent_result, s->gethostent_buffer, kLookupBufferSize, &result, &h_errno);
-  return result;
+  return FixedBufferLookup<struct hostent>([](ThrStatics *s, struct hostent **result) {
+    gethostent_r(&s->gethostent_result, s->gethostent_buffer, kLookupBufferSize, result, &h_errno);
+  });
 }
 
 THR_SHADOW_EXPORT struct servent *getservbyname(const char *name, const char *proto) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct servent *result = nullptr;
-  getservbyname_r(name, proto, &s->getservbyname_result, s->getservbyname_buffer, kLookupBufferSize,
-                  &result);
-  return result;
+  return FixedBufferLookup<struct servent>([=](ThrStatics *s, struct servent **result) {
+    getservbyname_r(name, proto, &s->getservbyname_result, s->getservbyname_buffer,
+                    kLookupBufferSize, result);
+  });
 }
 
 THR_SHADOW_EXPORT struct servent *getservbyport(int port, const char *proto) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct servent *result = nullptr;
-  getservbyport_r(port, proto, &s->getservbyport_result, s->getservbyport_buffer, kLookupBufferSize,
-                  &result);
-  return result;
+  return FixedBufferLookup<struct servent>([=](ThrStatics *s, struct servent **result) {
+    getservbyport_r(port, proto, &s->getservbyport_result, s->getservbyport_buffer,
+                    kLookupBufferSize, result);
+  });
 }
 
 THR_SHADOW_EXPORT struct servent *getservent(void) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct servent *result = nullptr;
-  getservent_r(&s->getservent_result, s->getservent_buffer, kLookupBufferSize, &result);
-  return result;
+  return FixedBufferLookup<struct servent>([](ThrStatics *s, struct servent **result) {
+    getservent_r(&s->getservent_result, s->getservent_buffer, kLookupBufferSize, result);
+  });
 }
 
 // ---- User, group, login and terminal lookups: buffers that grow while ERANGE ----
 
-THR_SHADOW_EXPORT struct group *getgrgid(gid_t gid) {
+// Runs lookup(record, buffer, size, &result) with the record's growable buffer and answers the
+// result, or null when the lookup failed.
+template <typename Result, typename Lookup>
+Result *GrowableBufferLookup(GrowableBuffer ThrStatics::*buffer, const thr::GrowthRule &rule,
+                             Lookup lookup) {
   ThrStatics *s = Statics();
   if (s == nullptr) return nullptr;
-  struct group *result = nullptr;
-  bool ok =
-      CallWithGrowableBuffer(&s->getgrgid_buffer, thr::kAccountGrowth, [&](char *buf, size_t size) {
-        return getgrgid_r(gid, &s->getgrgid_result, buf, size, &result);
-      });
+  Result *result = nullptr;
+  bool ok = CallWithGrowableBuffer(
+      &(s->*buffer), rule, [&](char *data, size_t size) { return lookup(s, data, size, &result); });
   return ok ? result : nullptr;
+}
+
+THR_SHADOW_EXPORT struct group *getgrgid(gid_t gid) {
+  return GrowableBufferLookup<struct group>(
+      &ThrStatics::getgrgid_buffer, thr::kAccountGrowth,
+      [gid](ThrStatics *s, char *data, size_t size, struct group **result) {
+        return getgrgid_r(gid, &s->getgrgid_result, data, size, result);
+      });
 }
 
 THR_SHADOW_EXPORT struct group *getgrnam(const char *name) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct group *result = nullptr;
-  bool ok =
-      CallWithGrowableBuffer(&s->getgrnam_buffer, thr::kAccountGrowth, [&](char *buf, size_t size) {
-        return getgrnam_r(name, &s->getgrnam_result, buf, size, &result);
+  return GrowableBufferLookup<struct group>(
+      &ThrStatics::getgrnam_buffer, thr::kAccountGrowth,
+      [name](ThrStatics *s, char *data, size_t size, struct group **result) {
+        return getgrnam_r(name, &s->getgrnam_result, data, size, result);
       });
-  return ok ? result : nullptr;
 }
 
 THR_SHADOW_EXPORT struct passwd *getpwuid(uid_t uid) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct passwd *result = nullptr;
-  bool ok =
-      CallWithGrowableBuffer(&s->getpwuid_buffer, thr::kAccountGrowth, [&](char *buf, size_t size) {
-        return getpwuid_r(uid, &s->getpwuid_result, buf, size, &result);
+  return GrowableBufferLookup<struct passwd>(
+      &ThrStatics::getpwuid_buffer, thr::kAccountGrowth,
+      [uid](ThrStatics *s, char *data, size_t size, struct passwd **result) {
+        return getpwuid_r(uid, &s->getpwuid_result, data, size, result);
       });
-  return ok ? result : nullptr;
 }
 
 THR_SHADOW_EXPORT struct passwd *getpwnam(const char *name) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct passwd *result = nullptr;
-  bool ok =
-      CallWithGrowableBuffer(&s->getpwnam_buffer, thr::kAccountGrowth, [&](char *buf, size_t size) {
-        return getpwnam_r(name, &s->getpwnam_result, buf, size, &result);
+  return GrowableBufferLookup<struct passwd>(
+      &ThrStatics::getpwnam_buffer, thr::kAccountGrowth,
+      [name](ThrStatics *s, char *data, size_t size, struct passwd **result) {
+        return getpwnam_r(name, &s->getpwnam_result, data, size, result);
       });
-  return ok ? result : nullptr;
 }
 
 THR_SHADOW_EXPORT struct passwd *getpwent(void) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct passwd *result = nullptr;
-  bool ok = CallWithGrowableBuffer(
-      &s->getpwent_buffer, thr::kAccountGrowth,
-      [&](char *buf, size_t size) { return getpwent_r(&s->getpwent_result, buf, size, &result); });
-  return ok ? result : nullptr;
+  return GrowableBufferLookup<struct passwd>(
+      &ThrStatics::getpwent_buffer, thr::kAccountGrowth,
+      [](ThrStatics *s, char *data, size_t size, struct passwd **result) {
+        return getpwent_r(&s->getpwent_result, data, size, result);
+      });
 }
 
 THR_SHADOW_EXPORT struct spwd *getspent(void) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  struct spwd *result = nullptr;
-  bool ok = CallWithGrowableBuffer(
-      &s->getspent_buffer, thr::kShadowGrowth,
-      [&](char *buf, size_t size) { return getspent_r(&s->getspent_result, buf, size, &result); });
-  return ok ? result : nullptr;
+  return GrowableBufferLookup<struct spwd>(
+      &ThrStatics::getspent_buffer, thr::kShadowGrowth,
+      [](ThrStatics *s, char *data, size_t size, struct spwd **result) {
+        return getspent_r(&s->getspent_result, data, size, result);
+      });
 }
 
+// The login and terminal names are the buffer itself.
 THR_SHADOW_EXPORT char *getlogin(void) {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  bool ok = CallWithGrowableBuffer(&s->getlogin_buffer, thr::kLoginGrowth,
-                                   [](char *buf, size_t size) { return getlogin_r(buf, size); });
-  return ok ? s->getlogin_buffer.data : nullptr;
+  return GrowableBufferLookup<char>(&ThrStatics::getlogin_buffer, thr::kLoginGrowth,
+                                    [](ThrStatics *, char *data, size_t size, char **result) {
+                                      *result = data;
+                                      return getlogin_r(data, size);
+                                    });
 }
 
 THR_SHADOW_EXPORT char *ttyname(int fd) noexcept {
-  ThrStatics *s = Statics();
-  if (s == nullptr) return nullptr;
-  bool ok =
-      CallWithGrowableBuffer(&s->ttyname_buffer, thr::kTtynameGrowth,
-                             [fd](char *buf, size_t size) { return ttyname_r(fd, buf, size); });
-  return ok ? s->ttyname_buffer.data : nullptr;
+  return GrowableBufferLookup<char>(&ThrStatics::ttyname_buffer, thr::kTtynameGrowth,
+                                    [fd](ThrStatics *, char *data, size_t size, char **result) {
+                                      *result = data;
+                                      return ttyname_r(fd, data, size);
+                                    });
 }

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -119,13 +120,8 @@ TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
   }
 }
 
-TEST(U16PrintfLimits, UnlimitedMembersAndTheEngine) {
-  Buffer buffer;
-  EXPECT_EQ(sprintfU16(buffer.units, u"%d-%s", 12, u"ab"), 5);
-  EXPECT_EQ(buffer.Text(), u"12-ab");
-  EXPECT_EQ(buffer.units[6], kFill);
-
-  // A null limit is no limit; all ones too.
+// The engine: a null limit is no limit, and so is all ones.
+TEST(U16PrintfLimits, EngineLimitPointer) {
   auto engine = [](ZUL_UTF16 *out, const size_t *limit, const char16_t *format, ...) {
     va_list args;
     va_start(args, format);
@@ -133,38 +129,38 @@ TEST(U16PrintfLimits, UnlimitedMembersAndTheEngine) {
     va_end(args);
     return rc;
   };
-  Buffer b2;
-  EXPECT_EQ(engine(b2.units, nullptr, u"%05u", 7u), 5);
-  EXPECT_EQ(b2.Text(), u"00007");
-  const size_t all_ones = SIZE_MAX;
-  EXPECT_EQ(engine(b2.units, &all_ones, u"%x", 0xbeefu), 4);
-  EXPECT_EQ(b2.Text(), u"beef");
-  const size_t three = 3;
-  EXPECT_EQ(engine(b2.units, &three, u"%x", 0xbeefu), 4);
-  EXPECT_EQ(b2.Text(), u"be");
+  Buffer buffer;
+  const size_t all_ones = SIZE_MAX, three = 3;
+  EXPECT_EQ(engine(buffer.units, nullptr, u"%05u", 7u), 5);
+  EXPECT_EQ(buffer.Text(), u"00007");
+  EXPECT_EQ(engine(buffer.units, &all_ones, u"%x", 0xbeefu), 4);
+  EXPECT_EQ(buffer.Text(), u"beef");
+  EXPECT_EQ(engine(buffer.units, &three, u"%x", 0xbeefu), 4);
+  EXPECT_EQ(buffer.Text(), u"be");
 }
 
 TEST(U16PrintfArgs, CheckArgs) {
   Buffer buffer;
-  errno = 0;
-  EXPECT_EQ(sprintfU16(nullptr, u"x"), -1);
-  EXPECT_EQ(errno, EBADF);
-  errno = 0;
-  EXPECT_EQ(fprintfU16(nullptr, u"x"), -1);
-  EXPECT_EQ(errno, EBADF);
-  errno = 0;
-  EXPECT_EQ(snprintfU16(nullptr, 8, u"x"), -1);
-  EXPECT_EQ(errno, EBADF);
-  errno = 0;
-  // No target and no limit: nothing is wrong, nothing is written.
-  EXPECT_EQ(snprintfU16(nullptr, 0, u"x"), 0);
-  EXPECT_EQ(errno, 0);
-  EXPECT_EQ(sprintfU16(buffer.units, nullptr), -1);
-  EXPECT_EQ(errno, EINVAL);
-  errno = 0;
-  EXPECT_EQ(snprintfU16(buffer.units, 0, u"%d", 1), 0);
+  ZUL_UTF16 *out = buffer.units;
+  const struct {
+    std::function<int()> call;
+    int answer;
+    int error;  // errno after the call, which starts at 0
+  } cases[] = {
+      {[] { return sprintfU16(nullptr, u"x"); }, -1, EBADF},
+      {[] { return fprintfU16(nullptr, u"x"); }, -1, EBADF},
+      {[] { return snprintfU16(nullptr, 8, u"x"); }, -1, EBADF},
+      {[] { return snprintfU16(nullptr, 0, u"x"); }, 0, 0},  // no target, no limit: nothing to do
+      {[=] { return sprintfU16(out, nullptr); }, -1, EINVAL},
+      {[=] { return snprintfU16(out, 0, u"%d", 1); }, 0, 0},
+      {[] { return snprintf_sRFB(nullptr, 4, "x"); }, -1, EBADF},
+  };
+  for (const auto &c : cases) {
+    errno = 0;
+    EXPECT_EQ(c.call(), c.answer) << "case " << &c - cases;
+    EXPECT_EQ(errno, c.error) << "case " << &c - cases;
+  }
   EXPECT_EQ(buffer.units[0], kFill);
-  EXPECT_EQ(errno, 0);
 }
 
 std::vector<std::u16string> *captured = nullptr;
@@ -218,9 +214,6 @@ TEST(U16PrintfCount, StoresUnitsWrittenSoFar) {
   int counted = -1;
   EXPECT_EQ(snprintfU16(buffer.units, 3, u"%d%n", 123456, &counted), 6);
   EXPECT_EQ(counted, -1);  // the output stopped before: the buffer was full
-  std::vector<char16_t> roomy(64);
-  EXPECT_EQ(snprintfU16(roomy.data(), 64, u"%20d%n", 1, &counted), 20);
-  EXPECT_EQ(counted, 20);
 
   // The store follows the length modifier: %hhn writes one byte only.
   struct {
@@ -279,17 +272,13 @@ TEST(U16PrintfHuge, WidthsAndPrecisionsBeyondTheInlineBuffer) {
   EXPECT_EQ(big[1], u'0');
   EXPECT_EQ(std::u16string(big.data() + 99999), u"12");
 
-  // Floating point above the inline buffer, and long double magnitudes, equal the C library's.
-  std::vector<char> expected(200010);
-  for (const char *format : {"%.5000f", "%.3000e", "%#.1500g", "%.1100a"}) {
+  // Floating point above the inline buffer equals the C library's.
+  std::vector<char> expected(big.size());
+  for (const char *format : {"%.5000f", "%#.1500g"}) {
     int n = std::snprintf(expected.data(), expected.size(), format, 1.0 / 3.0);
-    std::u16string wide = Widen(format);
-    EXPECT_EQ(sprintfU16(big.data(), wide.c_str(), 1.0 / 3.0), n) << format;
+    EXPECT_EQ(sprintfU16(big.data(), Widen(format).c_str(), 1.0 / 3.0), n) << format;
     EXPECT_TRUE(std::u16string(big.data()) == Widen(expected.data())) << format;
   }
-  int n = std::snprintf(expected.data(), expected.size(), "%Lf", -1e4900L);
-  EXPECT_EQ(sprintfU16(big.data(), u"%Lf", -1e4900L), n);
-  EXPECT_TRUE(std::u16string(big.data()) == Widen(expected.data()));
 }
 
 TEST(RfbPrintf, BoundsAroundTheLibrary) {
@@ -310,10 +299,6 @@ TEST(RfbPrintf, BoundsAroundTheLibrary) {
   std::memset(buffer, '#', sizeof buffer);
   EXPECT_EQ(sprintf_sRFB(buffer, 0, "%d", 1), -1);
   EXPECT_EQ(buffer[0], '#');
-
-  errno = 0;
-  EXPECT_EQ(snprintf_sRFB(nullptr, 4, "x"), -1);
-  EXPECT_EQ(errno, EBADF);
 }
 
 }  // namespace
