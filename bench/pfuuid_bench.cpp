@@ -3,13 +3,12 @@
 // directory over /run/uuidd, so that libuuid can't reach the daemon's socket there, as on a host
 // where it doesn't run. The creation lock is a real one, as after pfuuid_init.
 #include <benchmark/benchmark.h>
-#include <uuid/uuid.h>
-
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <uuid/uuid.h>
 
 #include <cstdio>
 #include <string>

@@ -14,11 +14,11 @@
 
 /* Result codes of the whole family. */
 #define PFUUID_OK 0
-#define PFUUID_ERR_ARG 1        /* bad argument, or a failed test */
-#define PFUUID_ERR_LOCK 2       /* the lock failed; or the target of an encoder is full */
-#define PFUUID_ERR_VERSION 3    /* the identifier made isn't of version 1, variant 10 */
-#define PFUUID_ERR_NO_UUIDD 6   /* no uuidd program found */
-#define PFUUID_ERR_UUIDD_RC 7   /* uuidd is there, but answered with an error */
+#define PFUUID_ERR_ARG 1      /* bad argument, or a failed test */
+#define PFUUID_ERR_LOCK 2     /* the lock failed; or the target of an encoder is full */
+#define PFUUID_ERR_VERSION 3  /* the identifier made isn't of version 1, variant 10 */
+#define PFUUID_ERR_NO_UUIDD 6 /* no uuidd program found */
+#define PFUUID_ERR_UUIDD_RC 7 /* uuidd is there, but answered with an error */
 
 /* Bytes of one identifier. */
 #define PFUUID_LEN 16

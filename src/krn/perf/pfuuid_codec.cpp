@@ -10,9 +10,9 @@ namespace {
 
 struct Radix {
   const char *alphabet;
-  int bits;          // per digit
-  int group_bytes;   // bytes per whole group
-  int group_digits;  // digits per whole group
+  int bits;                        // per digit
+  int group_bytes;                 // bytes per whole group
+  int group_digits;                // digits per whole group
   std::array<int8_t, 128> values;  // digit value of a unit below 128, or -1
 };
 
@@ -34,9 +34,7 @@ constexpr Radix kBase32 = {kBase32Alphabet, 5, 5, 8, ValuesOf(kBase32Alphabet)};
 constexpr int kBase64LineGroups = 19;
 constexpr int kNoLines = 0;
 
-int ValueOf(const Radix &radix, ZUL_UTF16 unit) {
-  return unit < 128 ? radix.values[unit] : -1;
-}
+int ValueOf(const Radix &radix, ZUL_UTF16 unit) { return unit < 128 ? radix.values[unit] : -1; }
 
 // line_limit 0 writes no newlines. The room test asks for a whole group, and one unit more when a
 // newline goes first.

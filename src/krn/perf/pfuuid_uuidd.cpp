@@ -1,8 +1,7 @@
 // The uuidd test: a program that relies on time-based identifiers needs the daemon, since libuuid
 // falls back to slower, or random, ones without it. "uuidd -t" asks the daemon for one.
-#include <uuid/uuid.h>
-
 #include <unistd.h>
+#include <uuid/uuid.h>
 
 #include <cerrno>
 #include <csignal>
@@ -83,8 +82,7 @@ int LinuxUuiddTest(const ZUL_UTF16 *const *paths, size_t path_count, CommandRunn
 }  // namespace pfuuid
 
 int pfuuid_linux_uuidd_test(void) noexcept {
-  return pfuuid::LinuxUuiddTest(kUuiddPaths, sizeof kUuiddPaths / sizeof kUuiddPaths[0],
-                                systemU16);
+  return pfuuid::LinuxUuiddTest(kUuiddPaths, sizeof kUuiddPaths / sizeof kUuiddPaths[0], systemU16);
 }
 
 int pfuuid_init(void) noexcept {

@@ -16,8 +16,8 @@ void Trace(int level, const ZUL_UTF16 *format, ...) noexcept;
 
 // What mode 1 knows about a time.
 struct ZoneReading {
-  bool in_window;   // t lies in [begin, end), the window around a DST end
-  bool dst;         // daylight saving time is in force at t (outside a window)
+  bool in_window;  // t lies in [begin, end), the window around a DST end
+  bool dst;        // daylight saving time is in force at t (outside a window)
   time_t begin, end;
   long zone_offset;  // seconds west of UTC in standard time
   long dst_offset;   // seconds by which daylight saving time is ahead

@@ -30,9 +30,8 @@ Result<Out> Run(const In &in, size_t room, Call call) {
 }
 
 auto Base64(const Bytes &in, size_t room, int *line_groups = nullptr) {
-  return Run<std::u16string>(in, room, [&](auto... a) {
-    return pfuuid_encodeBase64Uc(a..., line_groups);
-  });
+  return Run<std::u16string>(in, room,
+                             [&](auto... a) { return pfuuid_encodeBase64Uc(a..., line_groups); });
 }
 auto Base32(const Bytes &in, size_t room) {
   return Run<std::u16string>(in, room, [](auto... a) { return pfuuid_encodeBase32Uc(a...); });
@@ -46,8 +45,10 @@ auto From32(const std::u16string &in, size_t room) {
 
 TEST(PfuuidBase64, OwnAlphabetAndPadding) {
   const std::pair<Bytes, std::u16string> cases[] = {
-      {{0x00, 0x10, 0x83}, u"0123"}, {{0xFF, 0xFF, 0xFF}, u"}}}}"},
-      {{0xFB}, u"{m=="},            {{0x28, 0xB4}, u"ABG="},
+      {{0x00, 0x10, 0x83}, u"0123"},
+      {{0xFF, 0xFF, 0xFF}, u"}}}}"},
+      {{0xFB}, u"{m=="},
+      {{0x28, 0xB4}, u"ABG="},
   };
   for (const auto &[bytes, text] : cases) {
     EXPECT_EQ(Base64(bytes, 16).out, text);
@@ -89,9 +90,9 @@ TEST(PfuuidBase64, FullTargetStopsAfterTheLastWholeGroup) {
 
 TEST(PfuuidBase64, DecoderSkipsForeignUnitsAndChecksTheLastGroup) {
   const std::pair<std::u16string, int> cases[] = {
-      {u"0=", PFUUID_ERR_ARG},   {u"AB=", PFUUID_ERR_ARG},   {u"AB===", PFUUID_ERR_ARG},
-      {u"ab+/", PFUUID_ERR_ARG},  // '+' and '/' aren't digits here
-      {u"AB==", PFUUID_OK},      {u"A\nB \r=\t=", PFUUID_OK},
+      {u"0=", PFUUID_ERR_ARG},    {u"AB=", PFUUID_ERR_ARG},
+      {u"AB===", PFUUID_ERR_ARG}, {u"ab+/", PFUUID_ERR_ARG},  // '+' and '/' aren't digits here
+      {u"AB==", PFUUID_OK},       {u"A\nB \r=\t=", PFUUID_OK},
       {u"==AB==", PFUUID_OK},  // a digit starts the count of "=" anew
   };
   for (const auto &[text, rc] : cases) {
@@ -105,8 +106,8 @@ TEST(PfuuidBase64, DecoderSkipsForeignUnitsAndChecksTheLastGroup) {
 
 TEST(PfuuidBase32, KnownVectorsAndLastGroupCheck) {
   const std::pair<const char *, std::u16string> cases[] = {
-      {"f", u"MY======"},     {"fo", u"MZXQ===="},     {"foo", u"MZXW6==="},
-      {"foob", u"MZXW6YQ="},  {"fooba", u"MZXW6YTB"},  {"foobar", u"MZXW6YTBOI======"},
+      {"f", u"MY======"},    {"fo", u"MZXQ===="},    {"foo", u"MZXW6==="},
+      {"foob", u"MZXW6YQ="}, {"fooba", u"MZXW6YTB"}, {"foobar", u"MZXW6YTBOI======"},
   };
   for (const auto &[bytes, text] : cases) {
     EXPECT_EQ(Base32(BytesOf(bytes), 32).out, text);

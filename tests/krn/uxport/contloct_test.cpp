@@ -137,8 +137,11 @@ TEST_F(ContLoct, DoubleIntervalBounds) {
   ZoneScope zone("Europe/Berlin");
   const std::pair<time_t, int> cases[] = {
       {7200, 0},  // below 7201, whatever the zone
-      {kBerlinDstEnd - kHour - 1, 0}, {kBerlinDstEnd - kHour, 1}, {kBerlinDstEnd, 1},
-      {kBerlinDstEnd + kHour - 1, 1}, {kBerlinDstEnd + kHour, 0},
+      {kBerlinDstEnd - kHour - 1, 0},
+      {kBerlinDstEnd - kHour, 1},
+      {kBerlinDstEnd, 1},
+      {kBerlinDstEnd + kHour - 1, 1},
+      {kBerlinDstEnd + kHour, 0},
       {kBerlinDstStart, 0},  // the start of DST repeats nothing
   };
   for (const auto &[t, expected] : cases) {
@@ -163,7 +166,7 @@ TEST_F(ContLoct, ModeComesFromTheProfileValueOnce) {
     const char16_t *value;
     int mode, hook_answer;
   } cases[] = {
-      {nullptr, 1, 0}, {u"", 1, 0}, {u"on", 1, 0}, {u"old", 2, 0},
+      {nullptr, 1, 0}, {u"", 1, 0},  {u"on", 1, 0}, {u"old", 2, 0},
       {u"off", 3, 0},  {u"x", 2, 1}, {u"ON", 2, 1},
   };
   for (const Case &c : cases) {
