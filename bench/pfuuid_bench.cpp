@@ -3,9 +3,6 @@
 // directory over /run/uuidd, so that libuuid can't reach the daemon's socket there, as on a host
 // where it doesn't run. The creation lock is a real one, as after pfuuid_init.
 #include <benchmark/benchmark.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <uuid/uuid.h>
@@ -13,6 +10,7 @@
 #include <cstdio>
 #include <string>
 
+#include "../tests/support/uuidd_socket.h"
 #include "zul_pfuuid.h"
 #include "zul_thr.h"
 
@@ -52,14 +50,6 @@ void Register(const std::string &prefix) {
   benchmark::RegisterBenchmark((prefix + "/pfcreate_zul_uuid").c_str(), CreateZulUuid);
   benchmark::RegisterBenchmark((prefix + "/pfcreate_zul_uuid_spec_unlocked").c_str(),
                                CreateUnlocked);
-}
-
-bool HideUuiddSocket() {
-  if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
-  struct stat st;
-  if (stat("/run/uuidd", &st) != 0) return true;
-  return mount("none", "/run/uuidd", "tmpfs", 0, nullptr) == 0;
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
 #include "krn/perf/pfuuid.h"
 
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "uuidd_socket.h"
 #include "zul_u16sys.h"
 
 namespace {
@@ -169,16 +165,6 @@ TEST(PfuuidUuiddTest, NoProgramOrTooLongCommandRunsNothing) {
 
 // ---- Against the real daemon and programs ----
 
-bool UuiddReachable() {
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un addr = {};
-  addr.sun_family = AF_UNIX;
-  std::strcpy(addr.sun_path, "/run/uuidd/request");  // where libuuid finds the daemon
-  bool ok = connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
-  close(fd);
-  return ok;
-}
-
 TEST(PfuuidUuiddTest, DaemonUpGivesVersion1IdentifiersInRisingOrder) {
   if (!UuiddReachable()) GTEST_SKIP() << "uuidd is not running; tools/run_tests.sh starts it";
   EXPECT_EQ(pfuuid_init(), 0);
@@ -192,16 +178,6 @@ TEST(PfuuidUuiddTest, DaemonUpGivesVersion1IdentifiersInRisingOrder) {
     EXPECT_EQ(std::memcmp(batch[i].data(), raw.data() + 10, 6), 0);
     EXPECT_LT(std::memcmp(batch[i - 1].data(), batch[i].data(), PFUUID_LEN), 0) << i;
   }
-}
-
-// Hides the daemon's socket from this process and its children with a private mount namespace
-// that lays an empty directory over /run/uuidd. False when the system allows no namespace.
-bool HideUuiddSocket() {
-  if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
-  struct stat st;
-  if (stat("/run/uuidd", &st) != 0) return true;
-  return mount("none", "/run/uuidd", "tmpfs", 0, nullptr) == 0;
 }
 
 // In a child process that can't reach the daemon: 0 when all went as expected.
