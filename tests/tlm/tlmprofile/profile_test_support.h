@@ -1,12 +1,10 @@
-// Helpers of the configuration tests: a temporary directory with files, a scoped environment
-// variable and working directory, 16-bit text from 8-bit literals, and a fixture that removes the
-// parameter store after each test.
+// Helpers of the configuration tests: temporary directories, a scoped environment variable and
+// working directory, and a fixture that removes the parameter store around each test.
 #ifndef TESTS_TLM_TLMPROFILE_PROFILE_TEST_SUPPORT_H
 #define TESTS_TLM_TLMPROFILE_PROFILE_TEST_SUPPORT_H
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -18,12 +16,8 @@
 
 namespace profile_test {
 
-// Widens ASCII (or raw bytes, one unit each) to 16-bit text.
-inline zulstring Z(const std::string &text) {
-  zulstring out;
-  for (unsigned char c : text) out.push_back(c);
-  return out;
-}
+// Widens bytes to 16-bit text, one unit each.
+inline zulstring Z(const std::string &text) { return zulstring(text.begin(), text.end()); }
 
 // A directory from mkdtemp, removed with its content at the end.
 class TempDir {
@@ -33,35 +27,21 @@ class TempDir {
     if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "mkdtemp failed";
     path_ = pattern;
   }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempDir(const TempDir &) = delete;
-  TempDir &operator=(const TempDir &) = delete;
+  ~TempDir() { std::filesystem::remove_all(path_); }
 
   const std::string &path() const { return path_; }
   zulstring zpath() const { return Z(path_); }
-
-  // Writes bytes to the file name in this directory (a relative name may name a subdirectory that
-  // exists) and answers its path.
+  // Writes bytes to name in this directory; answers the file's path.
   std::string Write(const std::string &name, const std::string &bytes) const {
-    std::string file = path_ + "/" + name;
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
-    return file;
-  }
-  std::string Mkdir(const std::string &name) const {
-    std::string dir = path_ + "/" + name;
-    std::filesystem::create_directory(dir);
-    return dir;
+    std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
+    return path_ + "/" + name;
   }
 
  private:
   std::string path_;
 };
 
-// Sets (or unsets, for nullopt) an environment variable and restores it at the end.
+// Sets (or, for nullopt, unsets) an environment variable and restores it at the end.
 class ScopedEnv {
  public:
   ScopedEnv(const char *name, std::optional<std::string> value) : name_(name) {
@@ -87,7 +67,6 @@ class ScopedCwd {
   std::filesystem::path old_;
 };
 
-// Each test starts and ends without a parameter store.
 class StoreTest : public ::testing::Test {
  protected:
   void SetUp() override { tlmprofile::CParameterLoader::release(); }

@@ -1,57 +1,68 @@
-#include <climits>
+#include <map>
+#include <sstream>
 #include <utility>
 #include <vector>
 
 #include "profile_test_support.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
-#include "tlm/tlmprofile/tlmparameterkeys.h"
 
 namespace {
 
 using profile_test::StoreTest;
-using tlmprofile::CMemoryProfile;
+using profile_test::TempDir;
 using tlmprofile::CParameter;
 using tlmprofile::CParameterLoader;
 using tlmprofile::CProfile;
 using tlmprofile::ParameterMap;
 using H = TLMParameterHelper;
-using Pairs = std::vector<std::pair<zulstring, zulstring>>;
 
-// One number in force, read through the helper.
-struct Reading {
-  const char *name;
-  uint32_t (*get)();
-};
-#define READING(getter)                                \
-  Reading {                                            \
-#getter, +[]() -> uint32_t { return H::getter(); } \
+#define GETTER(name, getter)                        \
+  {                                                 \
+    name, +[]() -> uint32_t { return H::getter(); } \
   }
 
-const Reading kLevel = READING(GetInstruLevelThreshold);
-const Reading kTraceLevel = READING(GetInstruLevelThresholdForTrace);
-const Reading kTraceCheck = READING(GetTraceCheckInterval);
-const Reading kTraceSize = READING(GetTraceSizeThreshold);
-const Reading kPreview = READING(GetTracePreviewTimeout);
-const Reading kAutoTrace = READING(GetAutoTransactionTraceThreshold);
-const Reading kSending = READING(GetDataSendingInterval);
-const Reading kZombieCheck = READING(GetZombieCheckInterval);
-const Reading kZombieTimeout = READING(GetZombieTimeout);
-const Reading kEmptyTimeout = READING(GetEmptyTimeout);
-const Reading kAgentType = READING(GetAgentType);
-const Reading kAgentType2 = READING(GetAgentType2);
-const Reading kAgentType3 = READING(GetAgentType3);
-const Reading kAgentPort = READING(GetAgentPort);
-const Reading kAgentPort5 = READING(GetAgentPort5);
-const Reading kSections = READING(GetSectionCount);
-const Reading kLibTrace = READING(GetLibTraceLevel);
-const Reading kBucket = READING(GetContextMapBucket);
-const Reading kMaxComponents = READING(GetMaxComponentsPerTransaction);
-const Reading kEM = READING(GetEMTraceEnablingStatus);
-const Reading kE2E = READING(GetE2ETraceEnablingStatus);
-const Reading kSendTimeout = READING(GetSocketSendTimeout);
-const Reading kRecvTimeout = READING(GetSocketRecvTimeout);
+// Checks numbers in force given as "name=number name=number ...".
+void ExpectNumbers(const std::string &expected) {
+  static const std::map<std::string, uint32_t (*)()> getters = {
+      GETTER("level", GetInstruLevelThreshold),
+      GETTER("traceLevel", GetInstruLevelThresholdForTrace),
+      GETTER("traceCheck", GetTraceCheckInterval),
+      GETTER("traceSize", GetTraceSizeThreshold),
+      GETTER("preview", GetTracePreviewTimeout),
+      GETTER("autoTrace", GetAutoTransactionTraceThreshold),
+      GETTER("sending", GetDataSendingInterval),
+      GETTER("zombieCheck", GetZombieCheckInterval),
+      GETTER("zombieTimeout", GetZombieTimeout),
+      GETTER("emptyTimeout", GetEmptyTimeout),
+      GETTER("type", GetAgentType),
+      GETTER("type2", GetAgentType2),
+      GETTER("type3", GetAgentType3),
+      GETTER("port", GetAgentPort),
+      GETTER("port5", GetAgentPort5),
+      GETTER("sections", GetSectionCount),
+      GETTER("libTrace", GetLibTraceLevel),
+      GETTER("bucket", GetContextMapBucket),
+      GETTER("em", GetEMTraceEnablingStatus),
+      GETTER("e2e", GetE2ETraceEnablingStatus),
+      GETTER("sendTimeout", GetSocketSendTimeout),
+      GETTER("recvTimeout", GetSocketRecvTimeout),
+  };
+  std::istringstream in(expected);
+  for (std::string item; in >> item;) {
+    std::string name = item.substr(0, item.find('='));
+    EXPECT_EQ(getters.at(name)(), std::stoul(item.substr(item.find('=') + 1))) << name;
+  }
+}
 
-void Configure(const Pairs &pairs) {
+// Starts the store from a tlm.conf of the given content.
+void ConfigureFile(const std::string &content) {
+  TempDir dir;
+  dir.Write("tlm.conf", content);
+  H::ConfigParameters(dir.zpath());
+}
+
+// Starts the store from name and value pairs.
+void ConfigurePairs(const std::vector<std::pair<zulstring, zulstring>> &pairs) {
   std::vector<zulstring> names, values;
   for (const auto &[name, value] : pairs) {
     names.push_back(name);
@@ -60,246 +71,130 @@ void Configure(const Pairs &pairs) {
   H::ConfigParameters(names.data(), values.data(), static_cast<uint32_t>(pairs.size()));
 }
 
-void ExpectReadings(const std::vector<std::pair<Reading, uint32_t>> &expected) {
-  for (const auto &[reading, value] : expected) EXPECT_EQ(reading.get(), value) << reading.name;
-}
-
 using ParameterConversion = StoreTest;
 
 TEST_F(ParameterConversion, ConfiguredValuesGiveTheNumbersInForce) {
-  struct Case {
-    Pairs configured;
-    std::vector<std::pair<Reading, uint32_t>> expected;
-  };
-  const Case cases[] = {
-      // The defaults, converted.
-      {{},
-       {{kLevel, 10},
-        {kTraceLevel, 10},
-        {kTraceCheck, 5},
-        {kSending, 60},
-        {kZombieCheck, 300},
-        {kZombieTimeout, 1800},
-        {kEmptyTimeout, 300},
-        {kAgentType, 2},
-        {kAgentPort, 59818},
-        {kSections, 2},
-        {kLibTrace, 1},
-        {kBucket, 13},
-        {kEM, 0},
-        {kE2E, 1},
-        {kSendTimeout, 500},
-        {kRecvTimeout, 1000},
-        {kMaxComponents, 5000}}},
-      // Sending interval: 0 stays, 1 to 14 become 15, and the zombie check isn't below 0 or 15.
-      {{{u"datasending_interval", u"0"}}, {{kSending, 0}, {kZombieCheck, 300}}},
-      {{{u"datasending_interval", u"7"}}, {{kSending, 15}, {kZombieCheck, 300}}},
-      {{{u"datasending_interval", u"14"}}, {{kSending, 15}}},
-      {{{u"datasending_interval", u"15"}}, {{kSending, 15}}},
-      // The zombie check follows the sending interval, the time-outs follow the zombie check.
-      {{{u"zombie_check_interval", u"10"}}, {{kZombieCheck, 60}}},
-      {{{u"zombie_check_interval", u"0"}, {u"zombie_timeout", u"5"}, {u"empty_timeout", u"7"}},
-       {{kZombieCheck, 0}, {kZombieTimeout, 5}, {kEmptyTimeout, 7}}},
-      {{{u"datasending_interval", u"900"}},
-       {{kZombieCheck, 900}, {kZombieTimeout, 1800}, {kEmptyTimeout, 900}}},
-      {{{u"datasending_interval", u"4000"}},
-       {{kZombieCheck, 4000}, {kZombieTimeout, 4000}, {kEmptyTimeout, 4000}}},
-      // Single bounds.
-      {{{u"tracecheck_interval", u"0"}}, {{kTraceCheck, 0}}},
-      {{{u"tracecheck_interval", u"1"}}, {{kTraceCheck, 2}}},
-      {{{u"tracecheck_interval", u"2"}}, {{kTraceCheck, 2}}},
-      {{{u"tracesize_threshold", u"9999"}}, {{kTraceSize, 10000}}},
-      {{{u"tracesize_threshold", u"10001"}}, {{kTraceSize, 10001}}},
-      {{{u"trace_preview_timeout", u"29"}}, {{kPreview, 30}}},
-      {{{u"auto_transaction_trace_threshold", u"59"}}, {{kAutoTrace, 60}}},
-      {{{u"cache_section_count", u"1"}}, {{kSections, 2}}},
-      {{{u"cache_section_count", u"5"}}, {{kSections, 5}}},
-      // The bucket count: 7 or less gives 7, anything else keeps 13; the parse is narrowed first.
-      {{{u"context_map_bucket", u"101"}}, {{kBucket, 13}}},
-      {{{u"context_map_bucket", u"8"}}, {{kBucket, 13}}},
-      {{{u"context_map_bucket", u"7"}}, {{kBucket, 7}}},
-      {{{u"context_map_bucket", u"3"}}, {{kBucket, 7}}},
-      {{{u"context_map_bucket", u"65543"}}, {{kBucket, 7}}},
+  const std::pair<std::string, std::string> cases[] = {
+      {"",
+       "level=10 traceLevel=10 traceCheck=5 sending=60 zombieCheck=300 zombieTimeout=1800 "
+       "emptyTimeout=300 type=2 port=59818 sections=2 libTrace=1 bucket=13 em=0 e2e=1"},
+      // Sending: 0 stays, 1 to 14 become 15; the zombie check isn't below either.
+      {"datasending_interval=0", "sending=0 zombieCheck=300"},
+      {"datasending_interval=7", "sending=15 zombieCheck=300"},
+      // The zombie check follows sending, and the time-outs follow the zombie check.
+      {"zombie_check_interval=10", "zombieCheck=60"},
+      {"datasending_interval=4000", "zombieCheck=4000 zombieTimeout=4000 emptyTimeout=4000"},
+      {"zombie_check_interval=0\nzombie_timeout=5\nempty_timeout=7",
+       "zombieCheck=0 zombieTimeout=5 emptyTimeout=7"},
+      {"tracecheck_interval=1\ntracesize_threshold=9999\ntrace_preview_timeout=29\n"
+       "auto_transaction_trace_threshold=59\ncache_section_count=1",
+       "traceCheck=2 traceSize=10000 preview=30 autoTrace=60 sections=2"},
+      {"tracecheck_interval=0\ntracesize_threshold=10001", "traceCheck=0 traceSize=10001"},
+      // The bucket count: 7 or less gives 7, anything else keeps 13; narrowing comes first.
+      {"context_map_bucket=8", "bucket=13"},
+      {"context_map_bucket=7", "bucket=7"},
+      {"context_map_bucket=65543", "bucket=7"},
       // The trace threshold copies the level unless it has a value of its own.
-      {{{u"instrument_level_threshold", u"70000"}}, {{kLevel, 4464}, {kTraceLevel, 4464}}},
-      {{{u"instrument_level_threshold_trace", u"3"}}, {{kLevel, 10}, {kTraceLevel, 3}}},
+      {"instrument_level_threshold=70000", "level=4464 traceLevel=4464"},
+      {"instrument_level_threshold_trace=3", "level=10 traceLevel=3"},
       // Agents 2 to 5 keep their start values unless configured.
-      {{{u"agent_type_3", u"4"}, {u"agent_port", u"99999"}},
-       {{kAgentType2, 2}, {kAgentType3, 4}, {kAgentPort, 34463}, {kAgentPort5, 59818}}},
+      {"agent_type_3=4\nagent_port=99999", "type2=2 type3=4 port=34463 port5=59818"},
       // Text around numbers, and numbers beyond 64 bits.
-      {{{u"datasending_interval", u"30s"}}, {{kSending, 30}}},
-      {{{u"datasending_interval", u"abc"}}, {{kSending, 0}}},
-      {{{u"datasending_interval", u"\t+20\r"}}, {{kSending, 20}}},
-      {{{u"lib_trace_level", u"-1"}}, {{kLibTrace, UINT32_MAX}}},
-      {{{u"lib_trace_level", u"99999999999999999999999"}}, {{kLibTrace, UINT32_MAX}}},
-      {{{u"lib_trace_level", u"-99999999999999999999999"}}, {{kLibTrace, 0}}},
-      {{{u"instrument_level_threshold", u"99999999999999999999"}}, {{kLevel, 0xFFFF}}},
+      {"datasending_interval=\t+30s\r\ntracecheck_interval=abc\nlib_trace_level=-1\n"
+       "instrument_level_threshold=99999999999999999999\n"
+       "_socket_send_timeout=-99999999999999999999",
+       "sending=30 traceCheck=0 libTrace=4294967295 level=65535 sendTimeout=0"},
   };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.configured.empty() ? zulstring(u"(defaults)")
-                                                             : c.configured[0].first));
+  for (const auto &[configured, expected] : cases) {
+    SCOPED_TRACE(configured);
     CParameterLoader::release();
-    Configure(c.configured);
-    ExpectReadings(c.expected);
+    ConfigureFile(configured);
+    ExpectNumbers(expected);
   }
 }
 
-TEST_F(ParameterConversion, TextsStayAsConfigured) {
-  Configure({{u"datasending_interval", u"7"}, {u"context_map_bucket", u"101"}});
-  EXPECT_EQ(H::GetParamValue(u"datasending_interval"), u"7");
-  EXPECT_EQ(H::GetParamValue(u"context_map_bucket"), u"101");
-}
-
-// A store on which nothing was loaded answers its start values, some of them on purpose apart
-// from the defaults.
+// A store on which nothing was loaded answers start values, some on purpose apart from the
+// defaults.
 TEST_F(ParameterConversion, StoreWithoutProfilesAnswersItsStartValues) {
-  ExpectReadings({{kLevel, 10},
-                  {kTraceLevel, 10},
-                  {kSending, 60},
-                  {kZombieCheck, 60},
-                  {kZombieTimeout, 0},
-                  {kEmptyTimeout, 0},
-                  {kAgentType, 2},
-                  {kAgentType3, 2},
-                  {kAgentPort, 59818},
-                  {kAgentPort5, 59818},
-                  {kSections, 2},
-                  {kBucket, 13},
-                  {kTraceSize, 1000000},
-                  {kRecvTimeout, 1000}});
+  ExpectNumbers(
+      "level=10 traceLevel=10 sending=60 zombieCheck=60 zombieTimeout=0 emptyTimeout=0 "
+      "type3=2 port5=59818 sections=2 bucket=13 traceSize=1000000");
   EXPECT_EQ(H::GetLogDir(), u"");
 }
 
 TEST_F(ParameterConversion, UpdateRunsEveryDerivedRuleAgain) {
-  Configure({{u"datasending_interval", u"15"},
-             {u"zombie_check_interval", u"20"},
-             {u"zombie_timeout", u"25"},
-             {u"empty_timeout", u"10"}});
-  ExpectReadings({{kSending, 15}, {kZombieCheck, 20}, {kZombieTimeout, 25}, {kEmptyTimeout, 20}});
+  ConfigureFile(
+      "datasending_interval=15\nzombie_check_interval=20\nzombie_timeout=25\n"
+      "empty_timeout=10\n");
+  ExpectNumbers("zombieCheck=20 zombieTimeout=25 emptyTimeout=20");
   H::SetSendingInterval(100);
-  ExpectReadings(
-      {{kSending, 100}, {kZombieCheck, 100}, {kZombieTimeout, 100}, {kEmptyTimeout, 100}});
-  EXPECT_EQ(H::GetParamValue(u"zombie_check_interval"), u"20");
-
-  H::SetInstruLevelThreshold(4);
-  ExpectReadings({{kLevel, 4}, {kTraceLevel, 4}});
-  EXPECT_TRUE(H::GetGlobalSwitch());
+  ExpectNumbers("sending=100 zombieCheck=100 zombieTimeout=100 emptyTimeout=100");
   H::SetInstruLevelThreshold(0);
+  ExpectNumbers("level=0 traceLevel=0");
   EXPECT_FALSE(H::GetGlobalSwitch());
-}
-
-TEST_F(ParameterConversion, LevelUpdateLeavesATraceThresholdOfItsOwn) {
-  Configure({{u"instrument_level_threshold_trace", u"3"}});
-  H::SetInstruLevelThreshold(8);
-  ExpectReadings({{kLevel, 8}, {kTraceLevel, 3}});
+  H::SetSendingInterval(0);  // the setter can't switch sending off
+  EXPECT_EQ(H::GetParamValue(u"datasending_interval"), u"15");
 }
 
 TEST_F(ParameterConversion, OnlyDynamicKeysChangeAtRunTime) {
-  // A key new to the defaults takes the built-in flag at its position: here that of
+  // A key new to the defaults takes the built-in flag at its position: that of
   // instrument_level_threshold (dynamic) for "first", of max_components_per_transaction for "foo".
-  Configure({{u"first", u"1"}, {u"foo", u"bar"}});
-  struct Case {
-    const ZUL_UTF16 *name;
-    bool changed;
+  ConfigurePairs({{u"first", u"1"}, {u"foo", u"bar"}, {u"instrument_level_threshold_trace", u"3"}});
+  const std::pair<const ZUL_UTF16 *, bool> cases[] = {
+      {u"instrument_level_threshold", true},
+      {u"datasending_interval", true},
+      {u"cache_section_count", true},
+      {u"lib_trace_level", true},
+      {u"first", true},
+      {u"foo", false},
+      {u"trace_enabled_via_em", false},
+      {u"nowhere", false},
   };
-  for (Case c : {Case{u"instrument_level_threshold", true}, Case{u"datasending_interval", true},
-                 Case{u"cache_section_count", true}, Case{u"lib_trace_level", true},
-                 Case{u"first", true}, Case{u"logdir", false}, Case{u"zombie_timeout", false},
-                 Case{u"foo", false}, Case{u"nowhere", false}}) {
-    SCOPED_TRACE(testing::PrintToString(zulstring(c.name)));
-    zulstring before = H::GetParamValue(c.name);
-    EXPECT_EQ(H::UpdateParamValue(c.name, u"33"), c.changed);
-    EXPECT_EQ(H::GetParamValue(c.name), c.changed ? u"33" : before);
+  for (const auto &[name, dynamic] : cases) {
+    zulstring before = H::GetParamValue(name);
+    EXPECT_EQ(H::UpdateParamValue(name, u"33"), dynamic);
+    EXPECT_EQ(H::GetParamValue(name), dynamic ? u"33" : before);
   }
-  ExpectReadings({{kLevel, 33}, {kSending, 33}, {kSections, 33}, {kLibTrace, 33}});
-}
-
-TEST_F(ParameterConversion, SettersFormatAndBoundTheirNumbers) {
-  Configure({{u"datasending_interval", u"0"}});
-  EXPECT_EQ(H::GetDataSendingInterval(), 0u);
-  H::SetSendingInterval(0);  // the setter can't switch sending off
-  EXPECT_EQ(H::GetParamValue(u"datasending_interval"), u"15");
-  H::SetSendingInterval(999999999);
-  EXPECT_EQ(H::GetDataSendingInterval(), 999999999u);
-  H::SetInstruLevelThreshold(65535);
-  EXPECT_EQ(H::GetParamValue(u"instrument_level_threshold"), u"65535");
-  // The trace switches aren't dynamic: the update is refused.
+  ExpectNumbers("level=33 traceLevel=3 sending=33 sections=33 libTrace=33");
   H::SetEMTraceEnablingStatus(true);
   H::SetE2ETraceEnablingStatus(false);
-  ExpectReadings({{kEM, 0}, {kE2E, 1}});
+  ExpectNumbers("em=0 e2e=1");
 }
 
-// A profile that answers what it was given with the status it was given.
+// Answers the map it was given, with the status it was given.
 class FixedProfile : public CProfile {
  public:
-  FixedProfile(ParameterMap map, int32_t status) : result_(std::move(map)), fixed_(status) {}
+  FixedProfile(std::initializer_list<CParameter> parameters, int32_t status) : fixed_(status) {
+    for (const CParameter &p : parameters) parameters_.emplace(p.getParamName(), p);
+  }
   ParameterMap load(const zulstring &) override {
     status_ = fixed_;
-    return result_;
+    return parameters_;
   }
   int32_t getStatus() override { return status_; }
 
  private:
-  ParameterMap result_;
   int32_t fixed_;
 };
 
-ParameterMap MapOf(std::initializer_list<CParameter> parameters) {
-  ParameterMap map;
-  for (const CParameter &p : parameters) map.emplace(p.getParamName(), p);
-  return map;
-}
-
-using ParameterMerge = StoreTest;
-
-TEST_F(ParameterMerge, LaterProfilesOverrideValuesOnly) {
+TEST_F(ParameterConversion, LaterProfilesOverrideValuesOnly) {
   CParameterLoader *loader = CParameterLoader::Instance();
-  loader->addProfile(new FixedProfile(MapOf({CParameter(u"a", u"1", true)}), 1));
-  loader->addProfile(new FixedProfile(MapOf({CParameter(u"a", u"2", false), {u"b", u"3"}}), 1));
-  loader->addProfile(new FixedProfile(MapOf({CParameter(u"a", u"x"), {u"c", u"4"}}), 2));
-  loader->addProfile(new FixedProfile(MapOf({CParameter(u"d", u"5")}), 0));
+  loader->addProfile(new FixedProfile({CParameter(u"a", u"1", true)}, 1));
+  loader->addProfile(new FixedProfile({CParameter(u"a", u"2", false), {u"b", u"3"}}, 1));
+  loader->addProfile(new FixedProfile({CParameter(u"a", u"x"), {u"c", u"4"}}, 2));
+  loader->addProfile(new FixedProfile({CParameter(u"d", u"5")}, 0));
   loader->loadParameters();
   EXPECT_EQ(loader->getParameterValue(u"a"), u"2");
   EXPECT_EQ(loader->getParameterValue(u"b"), u"3");
-  EXPECT_EQ(loader->getParameterValue(u"c"), u"");  // status 2: passed over
-  EXPECT_EQ(loader->getParameterValue(u"d"), u"");  // status 0: passed over
-  // The flag of the first profile stands: a is still dynamic.
-  EXPECT_TRUE(loader->updParameterValue(u"a", u"9"));
-  EXPECT_EQ(loader->getParameterValue(u"a"), u"9");
-}
-
-TEST_F(ParameterMerge, MemoryProfileKeepsTheFirstOfTwoEqualKeys) {
-  const zulstring names[] = {u"k", u"k"};
-  const zulstring values[] = {u"1", u"2"};
-  const bool dynamic[] = {true, false};
-  CMemoryProfile profile(names, values, dynamic, 2);
-  ParameterMap map = profile.load(u"ignored");
-  EXPECT_EQ(profile.getStatus(), CProfile::STATUS_LOADED);
-  ASSERT_EQ(map.size(), 1u);
-  EXPECT_EQ(map[u"k"].getParamValue(), u"1");
-  EXPECT_EQ(map[u"k"].getParamDefault(), u"1");
-  EXPECT_TRUE(map[u"k"].isDynamic());
-}
-
-TEST(ParameterKeys, ExactlyTheKnownKeysAreValid) {
-  EXPECT_EQ(std::size(tlmprofile::kValidKeys), 43u);
-  for (const tlmprofile::DefaultParameter &p : tlmprofile::kDefaultParameters) {
-    EXPECT_TRUE(CParameterLoader::isValidParameter(p.name));
-  }
-  for (const ZUL_UTF16 *name : {u"agent_port_5", u"skip_times_in_names", u"agent_type_2"}) {
-    EXPECT_TRUE(CParameterLoader::isValidParameter(name));
-  }
-  for (const ZUL_UTF16 *name :
-       {u"", u"foo", u"LOGDIR", u"logdir ", u"agent_port_1", u"agent_port_6", u"abc ="}) {
-    EXPECT_FALSE(CParameterLoader::isValidParameter(name));
-  }
+  EXPECT_EQ(loader->getParameterValue(u"c"), u"");     // status 2: passed over
+  EXPECT_EQ(loader->getParameterValue(u"d"), u"");     // status 0: passed over
+  EXPECT_TRUE(loader->updParameterValue(u"a", u"9"));  // the first profile's flag stands
 }
 
 using ParameterReport = StoreTest;
 
 TEST_F(ParameterReport, ListsConfiguredTextsInKeyOrderAndMarksUnknownKeys) {
-  Configure({{u"datasending_interval", u"7"}, {u"foo", u"bar"}, {u"Zeta", u"1"}});
-  EXPECT_EQ(H::GetDataSendingInterval(), 15u);
+  ConfigurePairs({{u"datasending_interval", u"7"}, {u"foo", u"bar"}, {u"Zeta", u"1"}});
   EXPECT_EQ(H::GetParameters(),
             u"TLM configuration path not set, default used\n"
             u"Current TLM Configuration:\n"
@@ -331,34 +226,13 @@ TEST_F(ParameterReport, ListsConfiguredTextsInKeyOrderAndMarksUnknownKeys) {
             u"tracesize_threshold=1000000;\n"
             u"zombie_check_interval=300;\n"
             u"zombie_timeout=1800;\n");
-}
-
-TEST_F(ParameterReport, FirstLineTellsWhereTheConfigurationCameFrom) {
-  struct Case {
-    zulstring path;
-    zulstring firstLine;
-  };
-  const Case cases[] = {
-      {u"/usr/zul/tlm/config",
-       u"TLM configuration loaded from default /usr/zul/tlm/config or working directory\n"},
-      {u"/usr/zul/tlm/config/", u"TLM configuration loaded from file /usr/zul/tlm/config/\n"},
-      {u"", u"TLM configuration path not set, default used\n"},
-      {u"/opt/x", u"TLM configuration loaded from file /opt/x\n"},
-  };
-  for (const Case &c : cases) {
-    CParameterLoader::release();
-    CParameterLoader::Instance()->setPath(c.path);
-    EXPECT_EQ(H::GetParameters(), c.firstLine + u"Current TLM Configuration:\n");
-  }
-}
-
-TEST_F(ParameterReport, PlainListingGoesToStandardOutput) {
-  Configure({{u"foo", u"bar"}});
   testing::internal::CaptureStdout();
   H::PrintParameters();
-  std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_NE(out.find("Parameter Name: foo |Parameter Value: bar\n"), std::string::npos);
-  EXPECT_EQ(out.rfind("Parameter Name: _socket_recv_timeout |Parameter Value: 1000\n", 0), 0u);
+  EXPECT_EQ(testing::internal::GetCapturedStdout().rfind(
+                "Parameter Name: Zeta |Parameter Value: 1\n"
+                "Parameter Name: _socket_recv_timeout |Parameter Value: 1000\n",
+                0),
+            0u);
 }
 
 }  // namespace
