@@ -99,9 +99,11 @@ bool EndsLine(const char16_t *text, size_t units) {
   return units >= 2 && text[units - 2] == u'\n' && text[units - 1] == u'\r';
 }
 
-// Writes a text of several lines, giving each line after the first the component and thread
-// prefixes of the first; updates the line state. Answers the last output call's result.
-int WriteLines(const ctrc::Target &target, const char16_t *text, size_t units, bool thread) {
+// Writes a line buffer whose text starts at text_start, giving each line of the text after the
+// first the component and thread prefixes of the first; updates the line state. Answers the last
+// output call's result.
+int WriteLines(const ctrc::Target &target, const char16_t *text, size_t units, size_t text_start,
+               bool thread) {
   char16_t prefix[64];
   size_t prefix_units = target.HasLetter() ? ComponentPrefix(*target.comp, prefix) : 0;
   if (thread) prefix_units += ThreadPrefix(prefix + prefix_units);
@@ -109,7 +111,7 @@ int WriteLines(const ctrc::Target &target, const char16_t *text, size_t units, b
   int rc = 0;
   size_t start = 0;
   for (;;) {
-    size_t end = start;
+    size_t end = start > text_start ? start : text_start;
     while (end < units && text[end] != u'\n') ++end;
     if (end == units) break;
     ++end;
@@ -224,7 +226,7 @@ int TraceWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_li
   if (!letter && !(flags & kFlagThread))
     rc = Emit(target.stream, line_buffer, units);
   else
-    rc = WriteLines(target, line_buffer, units, (flags & kFlagThread) != 0);
+    rc = WriteLines(target, line_buffer, units, used, (flags & kFlagThread) != 0);
   if (cut) rc = NoteTruncation(target.stream);
   Flush(target.stream);
   MatchPatterns(hdl, target.stream, line_buffer, units);
