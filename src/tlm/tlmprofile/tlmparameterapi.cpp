@@ -3,7 +3,8 @@
 
 #include "tlm.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
-#include "tlm/tlmprofile/tlmprofiletrace.h"
+#include "zul_ctrc.h"
+#include "zul_dptrace.h"
 #include "zul_u16string.h"
 
 namespace {
@@ -11,10 +12,10 @@ namespace {
 // Copies text into out of size units and answers its length; when it doesn't fit with its
 // terminator, copies nothing, traces that function's buffer was too small and answers the length
 // plus one. A null out has no room.
-int copyTextResult(const zulstring &text, ZUL_UTF16 *out, int size, const zulstring &function) {
+int copyTextResult(const zulstring &text, ZUL_UTF16 *out, int size, const ZUL_UTF16 *function) {
   size_t length = text.size();
   if (out == nullptr || size <= 0 || static_cast<size_t>(size) <= length) {
-    tlmprofile::traceLine(2, (function + u": buffer size is smaller than the required\n").c_str());
+    DPTRC(2, tf, u"%s: buffer size is smaller than the required\n", function);
     return length < INT_MAX ? static_cast<int>(length + 1) : INT_MAX;
   }
   strncpyU16(out, text.c_str(), length);

@@ -5,6 +5,7 @@
 
 #include "profile_test_support.h"
 #include "tlm.h"
+#include "trace_capture.h"
 
 namespace {
 
@@ -78,6 +79,18 @@ TEST_F(SingleParameterValue, CopiesOnlyWhenValueAndTerminatorFit) {
     EXPECT_EQ(zulstring(buffer.c_str()), c.buffer);
   }
   EXPECT_EQ(TLM_getSingleParameterValue(u"logdir", nullptr, 12), 9);
+}
+
+TEST_F(SingleParameterValue, RefusalIsTracedFromLevelTwo) {
+  for (int level : {1, 2}) {
+    tlm_test::TraceCapture trace(level);
+    ZUL_UTF16 buffer[1];
+    EXPECT_EQ(TLM_getSingleParameterValue(u"logdir", buffer, 0), 1);
+    EXPECT_EQ(trace.Text(), level < 2 ? u""
+                                      : tlm_test::TraceCapture::ThreadPrefix() +
+                                            u"TLM_getSingleParameterValue: buffer size is smaller "
+                                            u"than the required\n");
+  }
 }
 
 }  // namespace
