@@ -1,5 +1,5 @@
-// Helpers of the configuration tests: temporary directories, a scoped environment variable and
-// working directory, and a fixture that removes the parameter store around each test.
+// Helpers of the configuration tests: files in temporary directories, a scoped environment
+// variable and working directory, and a fixture that removes the parameter store around each test.
 #ifndef TESTS_TLM_TLMPROFILE_PROFILE_TEST_SUPPORT_H
 #define TESTS_TLM_TLMPROFILE_PROFILE_TEST_SUPPORT_H
 
@@ -13,33 +13,19 @@
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmprofile/tlmparameterloader.h"
+#include "trace_capture.h"
 
 namespace profile_test {
+
+using tlm_test::TempDir;
 
 // Widens bytes to 16-bit text, one unit each.
 inline zulstring Z(const std::string &text) { return zulstring(text.begin(), text.end()); }
 
-// A directory from mkdtemp, removed with its content at the end.
-class TempDir {
- public:
-  TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tlmprofile.XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "mkdtemp failed";
-    path_ = pattern;
-  }
-  ~TempDir() { std::filesystem::remove_all(path_); }
-
-  const std::string &path() const { return path_; }
-  zulstring zpath() const { return Z(path_); }
-  // Writes bytes to name in this directory; answers the file's path.
-  std::string Write(const std::string &name, const std::string &bytes) const {
-    std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
-    return path_ + "/" + name;
-  }
-
- private:
-  std::string path_;
-};
+// Writes bytes to the file name in dir.
+inline void Write(const TempDir &dir, const std::string &name, const std::string &bytes) {
+  std::ofstream(dir.File(name), std::ios::binary) << bytes;
+}
 
 // Sets (or, for nullopt, unsets) an environment variable and restores it at the end.
 class ScopedEnv {

@@ -10,6 +10,7 @@ namespace {
 
 using profile_test::ScopedCwd;
 using profile_test::TempDir;
+using profile_test::Write;
 using profile_test::Z;
 using tlmprofile::CFlatfileProfile;
 using tlmprofile::CProfile;
@@ -54,7 +55,7 @@ TEST(FlatfileProfileLines, EachFileYieldsWhatTheLineRulesSay) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.content);
     TempDir config, work;
-    config.Write("tlm.conf", c.content);
+    Write(config, "tlm.conf", c.content);
     int32_t status = 0;
     ParameterMap map = Load(config, work, &status);
     EXPECT_EQ(status, CProfile::STATUS_LOADED);
@@ -71,7 +72,7 @@ TEST(FlatfileProfileLines, EachFileYieldsWhatTheLineRulesSay) {
 TEST(FlatfileProfileLines, LineOfOneMebibyteIsReadWhole) {
   TempDir config, work;
   std::string host(1 << 20, 'h');
-  config.Write("tlm.conf", "agent_host=" + host + "\nk=v\n");
+  Write(config, "tlm.conf", "agent_host=" + host + "\nk=v\n");
   ParameterMap map = Load(config, work);
   EXPECT_EQ(map[u"agent_host"].getParamValue(), Z(host));
   EXPECT_EQ(map[u"k"].getParamValue(), u"v");
@@ -100,10 +101,10 @@ TEST(FlatfileProfileSearch, ConfigurationDirectoryFirstThenWorkingDirectory) {
     SCOPED_TRACE(testing::Message() << c.inConfig << c.inWork << c.pathSuffix);
     TempDir config, work;
     std::string name = config.path() + "/tlm.conf";
-    if (c.inConfig == kFile) config.Write("tlm.conf", "from=config\nconfig_only=1\n");
+    if (c.inConfig == kFile) Write(config, "tlm.conf", "from=config\nconfig_only=1\n");
     if (c.inConfig == kDanglingLink) symlink("nothing", name.c_str());
     if (c.inConfig == kDirectory) mkdir(name.c_str(), 0700);
-    if (c.inWork) work.Write("tlm.conf", "from=work\nwork_only=1\n");
+    if (c.inWork) Write(work, "tlm.conf", "from=work\nwork_only=1\n");
     int32_t status = 0;
     ParameterMap map = Load(config, work, &status, c.pathSuffix);
     EXPECT_EQ(status, c.status);

@@ -13,6 +13,8 @@ using profile_test::ScopedCwd;
 using profile_test::ScopedEnv;
 using profile_test::StoreTest;
 using profile_test::TempDir;
+using profile_test::Write;
+using profile_test::Z;
 using H = TLMParameterHelper;
 
 zulstring FirstLine(const zulstring &report) { return report.substr(0, report.find(u'\n') + 1); }
@@ -23,8 +25,8 @@ using ParameterStartUp = StoreTest;
 // either the working directory.
 TEST_F(ParameterStartUp, LoadParametersFollowsTlmConfig) {
   TempDir config, work;
-  config.Write("tlm.conf", "datasending_interval=30\r\nagent_host = collector\n");
-  work.Write("tlm.conf", "datasending_interval=45\n");
+  Write(config, "tlm.conf", "datasending_interval=30\r\nagent_host = collector\n");
+  Write(work, "tlm.conf", "datasending_interval=45\n");
   ScopedCwd cwd(work.path());
   const zulstring byDefault =
       u"TLM configuration loaded from default /usr/zul/tlm/config or working directory\n";
@@ -35,7 +37,7 @@ TEST_F(ParameterStartUp, LoadParametersFollowsTlmConfig) {
     zulstring host;
   };
   const Case cases[] = {
-      {config.path(), u"TLM configuration loaded from file " + config.zpath() + u"\n", 30,
+      {config.path(), u"TLM configuration loaded from file " + Z(config.path()) + u"\n", 30,
        u"collector"},
       {"", byDefault, 45, u"localhost"},
       {std::nullopt, byDefault, 45, u"localhost"},

@@ -10,6 +10,8 @@ namespace {
 
 using profile_test::StoreTest;
 using profile_test::TempDir;
+using profile_test::Write;
+using profile_test::Z;
 using tlmprofile::CParameter;
 using tlmprofile::CParameterLoader;
 using tlmprofile::CProfile;
@@ -57,8 +59,8 @@ void ExpectNumbers(const std::string &expected) {
 // Starts the store from a tlm.conf of the given content.
 void ConfigureFile(const std::string &content) {
   TempDir dir;
-  dir.Write("tlm.conf", content);
-  H::ConfigParameters(dir.zpath());
+  Write(dir, "tlm.conf", content);
+  H::ConfigParameters(Z(dir.path()));
 }
 
 // Starts the store from name and value pairs.
