@@ -67,15 +67,15 @@ void BM_DpTrcWrittenLine(benchmark::State &state) {
 }
 BENCHMARK(BM_DpTrcWrittenLine);
 
+void WriteReferenceLine(const TraceSetup &setup, int i) {
+  std::fprintf(setup.reference, "N  [Thr %s] request %d served in %d us by worker %s of pool %s\n",
+               setup.thread_id.c_str(), i, i * 3, "alpha-7", "main");
+}
+
 void BM_FprintfSameLine(benchmark::State &state) {
   TraceSetup &setup = Setup();
   int i = 10000;
-  for (auto _ : state) {
-    std::fprintf(setup.reference,
-                 "N  [Thr %s] request %d served in %d us by worker %s of pool %s\n",
-                 setup.thread_id.c_str(), i, i * 3, "alpha-7", "main");
-    ++i;
-  }
+  for (auto _ : state) WriteReferenceLine(setup, i++);
 }
 BENCHMARK(BM_FprintfSameLine);
 
@@ -84,11 +84,8 @@ void BM_FprintfFflushSameLine(benchmark::State &state) {
   TraceSetup &setup = Setup();
   int i = 10000;
   for (auto _ : state) {
-    std::fprintf(setup.reference,
-                 "N  [Thr %s] request %d served in %d us by worker %s of pool %s\n",
-                 setup.thread_id.c_str(), i, i * 3, "alpha-7", "main");
+    WriteReferenceLine(setup, i++);
     std::fflush(setup.reference);
-    ++i;
   }
 }
 BENCHMARK(BM_FprintfFflushSameLine);

@@ -18,11 +18,16 @@ using tlm_test::Utf8;
 constexpr int kThreads = 6;
 constexpr int kLines = 400;
 
+CTRC_HDL ComponentAtLevel2() {
+  CTRC_HDL w = nullptr;
+  EXPECT_EQ(CTrcNewComp(u'W', &w, nullptr), 0);
+  static_cast<CTRC_ADM *>(w)->level = 2;
+  return w;
+}
+
 TEST(DpTrcConcurrency, LinesOfManyThreadsNeverInterleave) {
   tlm_test::TraceFileCapture trace(2);
-  CTRC_HDL w = nullptr;
-  ASSERT_EQ(CTrcNewComp(u'W', &w, nullptr), 0);
-  static_cast<CTRC_ADM *>(w)->level = 2;
+  CTRC_HDL w = ComponentAtLevel2();
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([w, t] {
@@ -63,9 +68,7 @@ TEST(DpTrcConcurrency, LinesOfManyThreadsNeverInterleave) {
 
 TEST(DpTrcConcurrency, ThreadFilesHoldOnlyTheirThreadsLines) {
   tlm_test::TraceFileCapture trace(2);
-  CTRC_HDL w = nullptr;
-  ASSERT_EQ(CTrcNewComp(u'W', &w, nullptr), 0);
-  static_cast<CTRC_ADM *>(w)->level = 2;
+  CTRC_HDL w = ComponentAtLevel2();
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&trace, w, t] {
