@@ -63,34 +63,29 @@ long FormatText(FILE *stream, int encoding, const void *format, va_list args, ch
   return -1;
 }
 
-// The error writers' format: at most kMaxFormat units, without one trailing newline. A longer
-// format is reported first when notice is set. Answers the copy, or null for an unknown encoding
-// (FormatText reports that).
+// Copies at most kMaxFormat units of format into copy, without one trailing newline; a longer
+// format is reported first when notice is set.
+template <typename Char>
+const Char *CopyLimited(FILE *stream, const Char *format, Char *copy, bool notice) {
+  size_t len = 0;
+  while (len <= kMaxFormat && format[len] != 0) ++len;
+  if (len > kMaxFormat) {
+    if (notice) Print(stream, u"%sDptrc fmt string truncated\n", kErrorText);
+    len = kMaxFormat;
+  }
+  std::memcpy(copy, format, len * sizeof(Char));
+  if (len > 0 && copy[len - 1] == '\n') --len;
+  copy[len] = 0;
+  return copy;
+}
+
+// The error writers' format in its encoding; an unknown encoding passes through for FormatText
+// to report.
 const void *LimitedFormat(FILE *stream, int encoding, const void *format, bool notice) {
-  if (encoding == kEncodingU16) {
-    const auto *f = static_cast<const char16_t *>(format);
-    size_t len = strnlenU16(f, kMaxFormat + 1);
-    if (len > kMaxFormat) {
-      if (notice) Print(stream, u"%sDptrc fmt string truncated\n", kErrorText);
-      len = kMaxFormat;
-    }
-    std::memcpy(format_copy, f, len * sizeof(char16_t));
-    if (len > 0 && format_copy[len - 1] == u'\n') --len;
-    format_copy[len] = 0;
-    return format_copy;
-  }
-  if (encoding == kEncodingA7) {
-    const auto *f = static_cast<const char *>(format);
-    size_t len = strnlen(f, kMaxFormat + 1);
-    if (len > kMaxFormat) {
-      if (notice) Print(stream, u"%sDptrc fmt string truncated\n", kErrorText);
-      len = kMaxFormat;
-    }
-    std::memcpy(format_copy_a7, f, len);
-    if (len > 0 && format_copy_a7[len - 1] == '\n') --len;
-    format_copy_a7[len] = 0;
-    return format_copy_a7;
-  }
+  if (encoding == kEncodingU16)
+    return CopyLimited(stream, static_cast<const char16_t *>(format), format_copy, notice);
+  if (encoding == kEncodingA7)
+    return CopyLimited(stream, static_cast<const char *>(format), format_copy_a7, notice);
   return format;
 }
 
