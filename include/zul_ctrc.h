@@ -65,14 +65,15 @@ ZUL_API int next_free_comp;
 
 /* ---- Exported state, read by the callers' trace statements ---- */
 
-/* The process-wide trace level; written and read without a lock. */
+/* The process-wide trace level, 1 until set; written and read without a lock. */
 ZUL_API int ct_level;
 /* Above 0, errors set with the log option also go to the log. */
 ZUL_API int ct_log_level;
-/* The level of the entry being written; a trace statement sets it around its writer and resets it
- * to 2. */
+/* The level of the entry being written, 2 outside a statement; a trace statement sets it around
+ * its writer and resets it to 2. */
 ZUL_API int EntLev;
-/* Resolution of the time stamp lines: below 1 none, 1 seconds, n above 1 steps of 1/n second. */
+/* Resolution of the time stamp lines: below 1 none, 1 (the default) seconds, n above 1 steps of
+ * 1/n second. */
 ZUL_API int ct_time_res;
 /* The process' default trace handle (null: standard error). */
 ZUL_API CTRC_HDL tf;

@@ -219,15 +219,6 @@ TEST(CTrcPrintPgmHeader, Lines) {
   EXPECT_EQ(CTrcPrintPgmHeader(p, 1, 2, 3, 4), -1);  // level 1 is below EntLev 2
 }
 
-TEST(CTrcSaveLocation, ModuleInTwelveUnitsThenLine) {
-  DpLock();
-  CTrcSaveLocation(u"/a/b/dptrace_r_mt.cpp", 77);
-  EXPECT_EQ(std::u16string(savloc), u"dptrace_r_mt77");
-  CTrcSaveLocation(u"x.c", 5);
-  EXPECT_EQ(std::u16string(savloc), u"x.c         5");
-  DpUnlock();
-}
-
 TEST(CTrcGetLoggingInfo, Forms) {
   struct Case {
     const char16_t *text;

@@ -71,13 +71,6 @@ TEST_F(DpLogTest, SLogRecordsByLength) {
   EXPECT_EQ(records[3].units, u"err" + std::u16string(97, u' ') + location);
 }
 
-TEST(RstrTrc, FormatsWithoutOutput) {
-  TraceCapture trace;
-  EXPECT_EQ(RstrTrc(0, u"%d-%s", 42, u"x"), 4);
-  RstrTrcA7(0, "%d", 1);
-  EXPECT_EQ(trace.Text(), u"");
-}
-
 int lock_calls = 0;
 int unlock_calls = 0;
 void LockHook(const ZUL_UTF16 *name) {
