@@ -193,13 +193,13 @@ ZUL_API int CTrcPrintPgmHeaderExt2(CTRC_HDL hdl, int relno, int patchlevel, int 
  * holds DpLock (the error statements do). */
 ZUL_API void CTrcSaveLocation(const ZUL_UTF16 *filename, int line) ZUL_NOTHROW;
 
-/* A parsed logging specification such as "ON, 20 M, GLOBAL=ON". */
+/* A parsed logging setting such as "ON, 20 M, GLOBAL=ON". */
 typedef struct CTRC_LOGGING_INFO {
   int32_t on;     /* 1 logging on, 0 off */
   int64_t size;   /* bytes */
   uint8_t global; /* 1 with GLOBAL=ON */
 } CTRC_LOGGING_INFO;
-/* Answers 0 and fills *out (may be null), or -1 for any text that is not such a specification. */
+/* Answers 0 and fills *out (may be null), or -1 for any text that is not such a setting. */
 ZUL_API int CTrcGetLoggingInfo(const ZUL_UTF16 *text, CTRC_LOGGING_INFO *out) ZUL_NOTHROW;
 
 /* The hook of component 'C' into *out; answers 0, or -1 when there is no such component. */

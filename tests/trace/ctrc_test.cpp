@@ -1,5 +1,5 @@
 // The component trace: registration, handles by address, switching, parameters, files and
-// headers, thread files, logging specifications.
+// headers, thread files, logging settings.
 #include <gtest/gtest.h>
 
 #include <cstdio>
