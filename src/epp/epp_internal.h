@@ -129,9 +129,6 @@ void eppDeleteVarPart(Passport *p, VarPart *part);
 // Frees every variable part of p.
 void DeleteVarParts(Passport *p);
 
-// Capital hexadecimal digits of count bytes into out (2 * count units, no terminator).
-void eppX2C(const ZUL_RAW *bytes, uint32_t count, ZUL_UTF16 *out);
-
 }  // namespace epp
 
 #endif  // TLM_EPP_EPP_INTERNAL_H

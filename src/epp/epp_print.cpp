@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "epp/epp_hex.h"
 #include "epp/epp_internal.h"
 #include "epp/epp_trace.h"
 #include "zul_u16printf.h"
