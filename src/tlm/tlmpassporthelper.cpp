@@ -224,8 +224,8 @@ zulstring PassportHelper::CreateOutgoingPassport(void *&handle, const ZUL_UTF16 
     eppSetVersion(handle, 3);
     SetFlag(handle, OutgoingFlag(level));
   }
-  // Only the first 16 bytes of the connection id are used; converting more would change none.
-  ZUL_RAW id[EPP_UUID_LEN];
+  // An identifier takes 16 bytes: a longer text is cut, a shorter one leaves zeros behind it.
+  ZUL_RAW id[EPP_UUID_LEN] = {};
   size_t id_size = Length(connection_id) / 2;
   HexStringToByteArray(connection_id, id, id_size < sizeof id ? id_size : sizeof id);
   // A passport that stayed below version 3 refuses these two; it travels on without them.

@@ -1,0 +1,322 @@
+// Passport texts: recognition, field readers with their fallbacks, trace levels and outgoing
+// passports.
+#include "tlm/tlmpassporthelper.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "passport_bytes.h"
+#include "tlm/tlmpassporthelper_trace.h"
+#include "zul_epp.h"
+
+namespace {
+
+namespace pb = passport_bytes;
+
+std::vector<std::u16string> &Errors() {
+  static std::vector<std::u16string> lines;
+  return lines;
+}
+
+class PassportHelperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
+    // The first passport of a process stays as the default passport: made here.
+    static void *const kFirst = [] {
+      void *h = nullptr;
+      eppInit(&h);
+      return h;
+    }();
+    (void)kFirst;
+    Errors().clear();
+    tlm::passport_helper_error_sink = [](int, const ZUL_UTF16 *text) {
+      Errors().emplace_back(text);
+    };
+  }
+  void TearDown() override {
+    tlm::passport_helper_error_sink = nullptr;
+    for (void *&h : handles_) PassportHelper::DestroyPassportHandle(h);
+  }
+  // The passport of a text, destroyed after the test.
+  void *&Passport(const std::u16string &text) {
+    handles_.push_back(PassportHelper::IsZULPassport(text.c_str()));
+    return handles_.back();
+  }
+  void *&Passport(const pb::Bytes &bytes) { return Passport(pb::Hex(bytes)); }
+
+ private:
+  std::deque<void *> handles_;  // stable references
+};
+
+bool OnlyError(const std::u16string &text) { return Errors() == std::vector{text}; }
+
+const std::u16string kBadFormat = u"Bad ZUL passport format, deserialization failed!\n";
+
+bool IsGuid(const zulstring &s) {
+  return s.size() == 32 && s.find_first_not_of(u"0123456789ABCDEF") == zulstring::npos;
+}
+
+TEST_F(PassportHelperTest, RecognisesEachVersion) {
+  EXPECT_EQ(PassportHelper::GetPassportVersion(Passport(pb::Version1(pb::SampleCore(1)))), 1);
+  EXPECT_EQ(PassportHelper::GetPassportVersion(Passport(pb::Version2(pb::SampleCore(2)))), 2);
+  EXPECT_EQ(PassportHelper::GetPassportVersion(Passport(pb::Version3(pb::SampleCore(3)))), 3);
+  void *none = nullptr;
+  EXPECT_EQ(PassportHelper::GetPassportVersion(none), 0);
+  EXPECT_TRUE(Errors().empty());
+}
+
+TEST_F(PassportHelperTest, MalformedTextsAreNoPassports) {
+  std::u16string v1 = pb::Hex(pb::Version1(pb::SampleCore(1)));
+  std::u16string lower = v1;
+  lower[21] = u'f';  // in the component name: the stream is zero from there
+  std::u16string odd = v1;
+  odd.insert(40, u"0");
+  std::u16string cut = v1;
+  cut.erase(40, 2);
+  const struct {
+    const char *name;
+    std::u16string text;
+    bool deserialised;  // reached the parser, which refused it
+  } cases[] = {
+      {"empty", u"", false},
+      {"application passport", u"0123*925", false},
+      {"eyecatcher at the start only", v1.substr(0, v1.size() - 2), false},
+      {"eyecatcher not at the start", u"00" + v1, false},
+      {"eyecatcher alone", u"2A54482A", true},
+      {"wrong length", cut, true},
+      {"lower-case digit", lower, true},
+      {"odd length", odd, true},
+      {"total 0x8000", pb::Hex([] {
+         pb::Bytes b = pb::Version1(pb::SampleCore(1));
+         pb::PutBE16(b, 5, 0x8000);
+         return b;
+       }()),
+       true},
+      {"version 255 of version 1 length", pb::Hex([] {
+         pb::Bytes b = pb::Version1(pb::SampleCore(1));
+         b[4] = 255;
+         return b;
+       }()),
+       true},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    Errors().clear();
+    EXPECT_EQ(Passport(c.text), nullptr);
+    EXPECT_EQ(Errors().size(), c.deserialised ? 1u : 0u);
+    if (c.deserialised) EXPECT_EQ(Errors()[0], kBadFormat);
+  }
+  EXPECT_EQ(PassportHelper::IsZULPassport(nullptr), nullptr);
+  // Such a text is then read as an application passport.
+  Errors().clear();
+  EXPECT_EQ(PassportHelper::GetTraceFlagFromApplicationPassport(v1.c_str()), 0);
+  EXPECT_TRUE(OnlyError(
+      u"Application passport separater is missing when extract the traceFlag, use default flag "
+      u"value!\n"));
+}
+
+TEST_F(PassportHelperTest, Version0AndLaterVersionsAreAccepted) {
+  pb::Bytes v0 = pb::Version1(pb::SampleCore(1));
+  v0[4] = 0;
+  EXPECT_EQ(PassportHelper::GetPassportVersion(Passport(v0)), 0);
+  EXPECT_EQ(PassportHelper::GetPassportVersion(Passport(pb::Version3(pb::SampleCore(200)))), 3);
+}
+
+TEST_F(PassportHelperTest, TraceLevelAtEveryBoundary) {
+  const struct {
+    uint8_t version;
+    uint16_t flag;
+    uint16_t level;
+  } cases[] = {
+      {3, 0, 1},    {3, 2696, 1}, {3, 2697, 2}, {3, 3486, 2}, {3, 3487, 3}, {3, 65535, 3},
+      {1, 0, 0},    {1, 8, 0},    {1, 9, 1},    {1, 924, 1},  {1, 925, 2},  {1, 1534, 2},
+      {1, 1535, 3}, {2, 1535, 3}, {0, 8, 0},    {0, 9, 1},    {4, 2697, 3}, {0, 65535, 3},
+  };
+  for (const auto &c : cases)
+    EXPECT_EQ(PassportHelper::GetTraceLevelFromTraceFlag(c.flag, c.version), c.level)
+        << "version " << int(c.version) << " flag " << c.flag;
+}
+
+TEST_F(PassportHelperTest, ApplicationPassports) {
+  const struct {
+    std::u16string text;
+    std::u16string guid;
+    uint16_t flag;
+  } cases[] = {
+      {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},
+      {u"g*70000", u"g", 4464},    {u"g*-1", u"g", 65535},
+      {u"g*x", u"g", 0},           {u"a*b*3", u"a", 0},
+      {u"g* 12", u"g", 12},        {u"2A54482A*9", u"2A54482A", 9},
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(PassportHelper::GetTraceGuidFromApplicationPassport(c.text.c_str()), c.guid);
+    EXPECT_EQ(PassportHelper::GetTraceFlagFromApplicationPassport(c.text.c_str()), c.flag);
+  }
+  EXPECT_TRUE(Errors().empty());
+  EXPECT_TRUE(IsGuid(PassportHelper::GetTraceGuidFromApplicationPassport(u"no separator")));
+  EXPECT_TRUE(
+      OnlyError(u"Invalid application passport format encountered, use generated GUID instead!\n"));
+}
+
+TEST_F(PassportHelperTest, FieldsOfAVersion3Passport) {
+  void *&h = Passport(pb::Version3(pb::SampleCore(3)));
+  EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(h), 0x0D8F);
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(h, 3),
+            u"000102030405060708090A0B0C0D0E0F");
+  EXPECT_EQ(PassportHelper::GetConnectionIdFromZULPassport(h, 3),
+            u"F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF");
+  EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(h, 3), 0x01020304u);
+  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(h),
+            u"000102030405060708090A0B0C0D0E0FF0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF01020304");
+  EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h),
+            u"T-0001" + std::u16string(26, u' '));
+  // Other versions named by the caller read nothing.
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(h, 2), u"");
+  EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(h, 1), 0u);
+  EXPECT_TRUE(Errors().empty());
+}
+
+TEST_F(PassportHelperTest, UnreadableFieldsFallBack) {
+  void *&v1 = Passport(pb::Version1(pb::SampleCore(1)));
+  void *&v2 = Passport(pb::Version2(pb::SampleCore(2)));
+  const std::u16string kUnreadable =
+      u"Epp error encountered when extract the rootContextId/connectionId/connectionCounter, use "
+      u"generated GUID instead!\n";
+  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(v1), u"");
+  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(v2), u"T-0001" + std::u16string(26, u' '));
+  EXPECT_TRUE(Errors().empty());
+
+  EXPECT_TRUE(IsGuid(PassportHelper::GetTransactionIdFromZULPassport(v1)));
+  EXPECT_TRUE(OnlyError(
+      u"Epp error encountered when extract the transactionId, use generated GUID instead!\n"));
+  Errors().clear();
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(v1, 3), u"");
+  EXPECT_TRUE(OnlyError(kUnreadable));
+  Errors().clear();
+  EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(v2, 3), 0u);
+  EXPECT_TRUE(OnlyError(kUnreadable));
+
+  void *none = nullptr;
+  Errors().clear();
+  EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(none), 0);
+  EXPECT_TRUE(
+      OnlyError(u"Epp error encountered when extract the traceFlag, use default flag value!\n"));
+}
+
+// The fields of an outgoing passport text, as the next hop reads them.
+struct Hop {
+  uint8_t version;
+  uint16_t flag;
+  zulstring connection_id;
+  uint32_t counter;
+  zulstring previous;
+};
+
+Hop Read(const zulstring &text) {
+  void *h = PassportHelper::IsZULPassport(text.c_str());
+  EXPECT_NE(h, nullptr);
+  Hop hop{};
+  hop.version = PassportHelper::GetPassportVersion(h);
+  hop.flag = PassportHelper::GetTraceFlagFromZULPassport(h);
+  hop.connection_id = PassportHelper::GetConnectionIdFromZULPassport(h, hop.version);
+  hop.counter = PassportHelper::GetConnectionCounterFromZULPassport(h, hop.version);
+  ZUL_UTF16 previous[32];
+  uint32_t length = 0;
+  eppGetPreComponentName(h, 32, previous, &length);
+  hop.previous = zulstring(previous, length);
+  PassportHelper::DestroyPassportHandle(h);
+  return hop;
+}
+
+const ZUL_UTF16 kConnection[] = u"00112233445566778899AABBCCDDEEFF";
+
+TEST_F(PassportHelperTest, OutgoingPassportForAContextWithoutOne) {
+  void *h = nullptr;
+  zulstring text = PassportHelper::CreateOutgoingPassport(h, kConnection, 7, 3, u"Me");
+  ASSERT_NE(h, nullptr);
+  Hop hop = Read(text);
+  EXPECT_EQ(hop.version, 3);
+  EXPECT_EQ(hop.flag, 15);
+  EXPECT_EQ(hop.connection_id, kConnection);
+  EXPECT_EQ(hop.counter, 7u);
+  EXPECT_EQ(hop.previous.substr(0, 2), u"Me");
+  // The handle is the context's from now on, and serves the next call.
+  zulstring again = PassportHelper::CreateOutgoingPassport(h, kConnection, 8, 3, u"Me");
+  EXPECT_EQ(Read(again).counter, 8u);
+  PassportHelper::DestroyPassportHandle(h);
+  EXPECT_EQ(h, nullptr);
+}
+
+TEST_F(PassportHelperTest, Version2IsRaisedWithTheFlagOfTheLevel) {
+  const struct {
+    uint16_t level;
+    uint16_t flag;
+  } cases[] = {{3, 3487}, {2, 2697}, {1, 0}, {0, 0}, {7, 0}};
+  for (const auto &c : cases) {
+    void *&h = Passport(pb::Version2(pb::SampleCore(2)));
+    Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 1, c.level, u"Me"));
+    EXPECT_EQ(hop.version, 3);
+    EXPECT_EQ(hop.flag, c.flag) << "level " << c.level;
+    EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h).substr(0, 6), u"T-0001");
+  }
+}
+
+TEST_F(PassportHelperTest, OtherVersionsKeepFlagAndVersion) {
+  void *&v1 = Passport(pb::Version1(pb::SampleCore(1)));
+  Hop hop = Read(PassportHelper::CreateOutgoingPassport(v1, kConnection, 4, 3, u"Me"));
+  EXPECT_EQ(hop.version, 1);
+  EXPECT_EQ(hop.flag, 0x0D8F);
+  EXPECT_EQ(hop.counter, 0u);
+  EXPECT_EQ(hop.previous.substr(0, 2), u"Me");
+
+  // Version 3: only connection id, counter and previous component change.
+  pb::Bytes parts = pb::Part(1, 1, pb::IntItem(3, 4, 5), true);
+  void *&v3 = Passport(pb::Version3(pb::SampleCore(3), parts, 1));
+  zulstring text = PassportHelper::CreateOutgoingPassport(v3, u"ABCD", 9, 3, u"Me");
+  hop = Read(text);
+  EXPECT_EQ(hop.flag, 0x0D8F);
+  EXPECT_EQ(hop.connection_id, u"ABCD" + std::u16string(28, u'0'));
+  EXPECT_EQ(hop.counter, 9u);
+  void *&next = Passport(text);
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(next, 3),
+            u"000102030405060708090A0B0C0D0E0F");
+  uint16_t items = 0;
+  EXPECT_EQ(eppGetItemCount(next, 1, 3, &items), 0u);
+  EXPECT_EQ(items, 1);
+  // A previous component too long for its field leaves the old one.
+  std::u16string long_name(33, u'L');
+  hop = Read(PassportHelper::CreateOutgoingPassport(v3, kConnection, 9, 3, long_name.c_str()));
+  EXPECT_EQ(hop.previous.substr(0, 2), u"Me");
+}
+
+TEST_F(PassportHelperTest, HexadecimalText) {
+  const struct {
+    std::u16string text;
+    size_t size;
+    pb::Bytes bytes;
+    size_t converted;
+  } cases[] = {
+      {u"0A1B", 2, {0x0A, 0x1B}, 2},
+      {u"0a1B", 2, {0, 0}, 0},
+      {u"ABC", 2, {0xAB, 0xC0}, 2},
+      {u"AABBCC", 2, {0xAA, 0xBB}, 2},
+      {u"AG12", 2, {0, 0}, 0},
+      {u"12", 3, {0x12, 0, 0}, 1},
+      {u"", 1, {0}, 0},
+  };
+  for (const auto &c : cases) {
+    pb::Bytes buffer(c.size, 0x55);
+    EXPECT_EQ(PassportHelper::HexStringToByteArray(c.text.c_str(), buffer.data(), c.size),
+              c.converted);
+    EXPECT_EQ(buffer, c.bytes);
+  }
+  const ZUL_RAW bytes[] = {0x00, 0xFF, 0x5A};
+  EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes, 3), u"00FF5A");
+}
+
+}  // namespace
