@@ -5,9 +5,11 @@
 #include <memory>
 #include <new>
 
+#define DPTRC_MODULE u"tlmpassporthelper"
+
 #include "epp/epp_hex.h"
-#include "tlm/tlmpassporthelper_trace.h"
 #include "tlm/tlmplatformhelper.h"
+#include "zul_dptrace.h"
 #include "zul_epp.h"
 #include "zul_u16printf.h"
 #include "zul_u16string.h"
@@ -95,7 +97,7 @@ void *PassportHelper::IsZULPassport(const ZUL_UTF16 *text) {
     if (eppDeserialize(bytes.data(), static_cast<uint32_t>(size), &handle) == EPP_RC_OK)
       return handle;
   }
-  tlm::PassportHelperError(__LINE__, u"Bad ZUL passport format, deserialization failed!\n");
+  DPTRC_ERR(tf, u"Bad ZUL passport format, deserialization failed!\n");
   return nullptr;
 }
 
@@ -113,8 +115,7 @@ uint8_t PassportHelper::GetPassportVersion(void *&handle) {
 uint16_t PassportHelper::GetTraceFlagFromZULPassport(void *&handle) {
   ZUL_RAW bytes[2];
   if (eppGetTraceFlag(handle, bytes) != EPP_RC_OK) {
-    tlm::PassportHelperError(
-        __LINE__, u"Epp error encountered when extract the traceFlag, use default flag value!\n");
+    DPTRC_ERR(tf, u"Epp error encountered when extract the traceFlag, use default flag value!\n");
     return 0;
   }
   uint16_t flag;
@@ -129,9 +130,9 @@ uint16_t PassportHelper::GetTraceLevelFromTraceFlag(uint16_t flag, uint8_t versi
 uint16_t PassportHelper::GetTraceFlagFromApplicationPassport(const ZUL_UTF16 *text) {
   const ZUL_UTF16 *star = text != nullptr ? strchrU16(text, u'*') : nullptr;
   if (star == nullptr) {
-    tlm::PassportHelperError(__LINE__,
-                             u"Application passport separater is missing when extract the "
-                             u"traceFlag, use default flag value!\n");
+    DPTRC_ERR(tf,
+              u"Application passport separater is missing when extract the "
+              u"traceFlag, use default flag value!\n");
     return 0;
   }
   return static_cast<uint16_t>(strtolU16(star + 1, nullptr, 10));
@@ -140,9 +141,8 @@ uint16_t PassportHelper::GetTraceFlagFromApplicationPassport(const ZUL_UTF16 *te
 zulstring PassportHelper::GetTraceGuidFromApplicationPassport(const ZUL_UTF16 *text) {
   const ZUL_UTF16 *star = text != nullptr ? strchrU16(text, u'*') : nullptr;
   if (star == nullptr) {
-    tlm::PassportHelperError(
-        __LINE__,
-        u"Invalid application passport format encountered, use generated GUID instead!\n");
+    DPTRC_ERR(tf,
+              u"Invalid application passport format encountered, use generated GUID instead!\n");
     return TLMPlatformHelper::GetGUID();
   }
   return zulstring(text, static_cast<size_t>(star - text));
@@ -152,9 +152,8 @@ zulstring PassportHelper::GetTransactionIdFromZULPassport(void *&handle) {
   ZUL_UTF16 text[EPP_TRANSACTION_ID_LEN];
   uint32_t length = 0;
   if (eppGetTransactionId(handle, EPP_TRANSACTION_ID_LEN, text, &length) != EPP_RC_OK) {
-    tlm::PassportHelperError(
-        __LINE__,
-        u"Epp error encountered when extract the transactionId, use generated GUID instead!\n");
+    DPTRC_ERR(
+        tf, u"Epp error encountered when extract the transactionId, use generated GUID instead!\n");
     return TLMPlatformHelper::GetGUID();
   }
   return zulstring(text, length);
@@ -164,7 +163,7 @@ zulstring PassportHelper::GetRootContextIdFromZULPassport(void *&handle, uint8_t
   if (version != 3) return {};
   ZUL_RAW id[EPP_UUID_LEN];
   if (eppGetRootContextId(handle, id) != EPP_RC_OK) {
-    tlm::PassportHelperError(__LINE__, kFieldsUnreadable);
+    DPTRC_ERR(tf, kFieldsUnreadable);
     return {};
   }
   return ByteArrayToHexString(id, EPP_UUID_LEN);
@@ -174,7 +173,7 @@ zulstring PassportHelper::GetConnectionIdFromZULPassport(void *&handle, uint8_t 
   if (version != 3) return {};
   ZUL_RAW id[EPP_UUID_LEN];
   if (eppGetConnectionId(handle, id) != EPP_RC_OK) {
-    tlm::PassportHelperError(__LINE__, kFieldsUnreadable);
+    DPTRC_ERR(tf, kFieldsUnreadable);
     return {};
   }
   return ByteArrayToHexString(id, EPP_UUID_LEN);
@@ -184,7 +183,7 @@ uint32_t PassportHelper::GetConnectionCounterFromZULPassport(void *&handle, uint
   if (version != 3) return 0;
   uint32_t counter = 0;
   if (eppGetConnectionCounter(handle, &counter) != EPP_RC_OK) {
-    tlm::PassportHelperError(__LINE__, kFieldsUnreadable);
+    DPTRC_ERR(tf, kFieldsUnreadable);
     return 0;
   }
   return counter;
@@ -201,7 +200,7 @@ zulstring PassportHelper::GetTraceGuidFromZULPassport(void *&handle) {
       if (eppGetRootContextId(handle, root) != EPP_RC_OK ||
           eppGetConnectionId(handle, connection) != EPP_RC_OK ||
           eppGetConnectionCounter(handle, &counter) != EPP_RC_OK) {
-        tlm::PassportHelperError(__LINE__, kFieldsUnreadable);
+        DPTRC_ERR(tf, kFieldsUnreadable);
         return TLMPlatformHelper::GetGUID();
       }
       ZUL_UTF16 counter_text[9];

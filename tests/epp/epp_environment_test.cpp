@@ -1,6 +1,7 @@
 // Starting the library, making, clearing and deleting passports, and where their memory comes
 // from.
 #include "epp_fixture.h"
+#include "trace_capture.h"
 
 namespace epp_test {
 namespace {
@@ -121,6 +122,18 @@ TEST_F(EppEnvironment, MemoryComesFromTheAllocationFunctionOnly) {
   void *none = nullptr;
   EXPECT_EQ(eppInit(&none), 8u);
   A::refuse_at = -1;
+}
+
+TEST_F(EppEnvironment, TheSystemHookWritesToTheLibraryTrace) {
+  {
+    tlm_test::TraceCapture trace(1);
+    eppTraceOutput(u"*** ERROR => eppGetUserId: passport handle not valid\n");
+    EXPECT_EQ(trace.Text(), tlm_test::TraceCapture::ThreadPrefix() +
+                                u"*** ERROR => eppGetUserId: passport handle not valid\n");
+  }
+  tlm_test::TraceCapture silent(0);
+  eppTraceOutput(u"dropped\n");
+  EXPECT_EQ(silent.Text(), u"");
 }
 
 }  // namespace

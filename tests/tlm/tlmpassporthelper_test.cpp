@@ -10,16 +10,29 @@
 #include <vector>
 
 #include "passport_bytes.h"
-#include "tlm/tlmpassporthelper_trace.h"
+#include "trace_capture.h"
 #include "zul_epp.h"
 
 namespace {
 
 namespace pb = passport_bytes;
 
-std::vector<std::u16string> &Errors() {
-  static std::vector<std::u16string> lines;
-  return lines;
+// The error lines of the capture, "*** ERROR => text [tlmpassporth line]", as texts with their
+// line ends.
+std::vector<std::u16string> ErrorTexts(const tlm_test::TraceCapture &trace) {
+  static const std::u16string kHead = u"*** ERROR => ";
+  static const std::u16string kLocation = u" [tlmpassporth ";
+  std::vector<std::u16string> texts;
+  for (const std::u16string &line : trace.Lines()) {
+    size_t head = line.find(kHead);
+    size_t location = line.rfind(kLocation);
+    EXPECT_TRUE(head != std::u16string::npos && location != std::u16string::npos)
+        << tlm_test::Utf8(line);
+    if (head == std::u16string::npos || location == std::u16string::npos) continue;
+    head += kHead.size();
+    texts.push_back(line.substr(head, location - head) + u"\n");
+  }
+  return texts;
 }
 
 class PassportHelperTest : public ::testing::Test {
@@ -33,13 +46,8 @@ class PassportHelperTest : public ::testing::Test {
       return h;
     }();
     (void)kFirst;
-    Errors().clear();
-    tlm::passport_helper_error_sink = [](int, const ZUL_UTF16 *text) {
-      Errors().emplace_back(text);
-    };
   }
   void TearDown() override {
-    tlm::passport_helper_error_sink = nullptr;
     for (void *&h : handles_) PassportHelper::DestroyPassportHandle(h);
   }
   // The passport of a text, destroyed after the test.
@@ -49,11 +57,16 @@ class PassportHelperTest : public ::testing::Test {
   }
   void *&Passport(const pb::Bytes &bytes) { return Passport(pb::Hex(bytes)); }
 
+  // Error lines of the helper, at trace level 1.
+  std::vector<std::u16string> Errors() const { return ErrorTexts(trace_); }
+  void ClearErrors() { trace_.Clear(); }
+  bool OnlyError(const std::u16string &text) const { return Errors() == std::vector{text}; }
+
+  tlm_test::TraceCapture trace_{1};
+
  private:
   std::deque<void *> handles_;  // stable references
 };
-
-bool OnlyError(const std::u16string &text) { return Errors() == std::vector{text}; }
 
 const std::u16string kBadFormat = u"Bad ZUL passport format, deserialization failed!\n";
 
@@ -106,14 +119,14 @@ TEST_F(PassportHelperTest, MalformedTextsAreNoPassports) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
-    Errors().clear();
+    ClearErrors();
     EXPECT_EQ(Passport(c.text), nullptr);
     EXPECT_EQ(Errors().size(), c.deserialised ? 1u : 0u);
     if (c.deserialised) EXPECT_EQ(Errors()[0], kBadFormat);
   }
   EXPECT_EQ(PassportHelper::IsZULPassport(nullptr), nullptr);
   // Such a text is then read as an application passport.
-  Errors().clear();
+  ClearErrors();
   EXPECT_EQ(PassportHelper::GetTraceFlagFromApplicationPassport(v1.c_str()), 0);
   EXPECT_TRUE(OnlyError(
       u"Application passport separater is missing when extract the traceFlag, use default flag "
@@ -194,15 +207,15 @@ TEST_F(PassportHelperTest, UnreadableFieldsFallBack) {
   EXPECT_TRUE(IsGuid(PassportHelper::GetTransactionIdFromZULPassport(v1)));
   EXPECT_TRUE(OnlyError(
       u"Epp error encountered when extract the transactionId, use generated GUID instead!\n"));
-  Errors().clear();
+  ClearErrors();
   EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(v1, 3), u"");
   EXPECT_TRUE(OnlyError(kUnreadable));
-  Errors().clear();
+  ClearErrors();
   EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(v2, 3), 0u);
   EXPECT_TRUE(OnlyError(kUnreadable));
 
   void *none = nullptr;
-  Errors().clear();
+  ClearErrors();
   EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(none), 0);
   EXPECT_TRUE(
       OnlyError(u"Epp error encountered when extract the traceFlag, use default flag value!\n"));
