@@ -30,14 +30,25 @@ PassportAccess::~PassportAccess() {
   if (locked_) ThrRecMtxUnlock(&passport_->mutex);
 }
 
-uint32_t PassportAccess::CheckHandle(const ZUL_UTF16 *fn, void *handle) {
+// The core's eyecatcher is checked before the mutex, which only a passport has; the variable parts
+// may change under other threads and are checked while it is held.
+uint32_t PassportAccess::OpenHandle(const ZUL_UTF16 *fn, void *handle) {
   auto *p = static_cast<Passport *>(handle);
-  if (p == nullptr || eppCheckPassport(fn, p) != EPP_RC_OK) {
-    EPP_ERR(0, u"%s: passport handle not valid\n", fn);
-    return EPP_RC_INVALID;
+  bool core_valid = p != nullptr;
+  if (core_valid && std::memcmp(p->eyecatcher, kEyecatcher, sizeof kEyecatcher) != 0) {
+    EPP_ERR(0, u"%s: core part eyecatcher invalid\n", fn);
+    core_valid = false;
   }
+  if (!core_valid) return HandleNotValid(fn);
   passport_ = p;
+  if (uint32_t rc = Lock()) return rc;
+  if (eppCheckPassport(fn, p) != EPP_RC_OK) return HandleNotValid(fn);
   return EPP_RC_OK;
+}
+
+uint32_t PassportAccess::HandleNotValid(const ZUL_UTF16 *fn) {
+  EPP_ERR(0, u"%s: passport handle not valid\n", fn);
+  return EPP_RC_INVALID;
 }
 
 uint32_t PassportAccess::CheckVersion(const ZUL_UTF16 *fn, uint8_t min_version) {
@@ -58,18 +69,16 @@ uint32_t PassportAccess::Lock() {
 
 // The version is read under the mutex, since another thread may change it.
 uint32_t PassportAccess::Open(const ZUL_UTF16 *fn, void *handle, uint8_t min_version) {
-  if (uint32_t rc = CheckHandle(fn, handle)) return rc;
-  if (uint32_t rc = Lock()) return rc;
+  if (uint32_t rc = OpenHandle(fn, handle)) return rc;
   return CheckVersion(fn, min_version);
 }
 
 uint32_t PassportAccess::OpenItems(const ZUL_UTF16 *fn, void *handle, uint16_t part_id) {
-  if (uint32_t rc = CheckHandle(fn, handle)) return rc;
+  if (uint32_t rc = OpenHandle(fn, handle)) return rc;
   if (part_id >= kVarPartIds) {
     EPP_ERR(0, u"%s: passed variable part id not valid\n", fn);
     return EPP_RC_INVALID;
   }
-  if (uint32_t rc = Lock()) return rc;
   return CheckVersion(fn, 3);
 }
 

@@ -86,14 +86,14 @@ void eppISetVersion(Passport *p, uint8_t version);
 int eppINeededNetworkSize(const Passport *p);
 
 // Checks the eyecatchers of the core part and of every variable part; traces and answers 7 on a
-// mismatch.
+// mismatch. The caller holds the passport's mutex.
 uint32_t eppCheckPassport(const ZUL_UTF16 *fn, const Passport *p);
 
 // Frame step 1: answers 0 when the library is initialised, else traces and answers 8.
 uint32_t CheckInit();
 
-// Frame steps 3 to 5 for one call: handle check, version check, and the passport's mutex, held
-// until the object goes.
+// Frame steps 3 to 5 for one call: handle check, the passport's mutex (held until the object
+// goes), version check.
 class PassportAccess {
  public:
   PassportAccess() = default;
@@ -101,8 +101,8 @@ class PassportAccess {
   PassportAccess &operator=(const PassportAccess &) = delete;
   ~PassportAccess();
 
-  // Checks handle and, when min_version is above 0, the passport's version; locks. Answers 0
-  // with the lock held, or the code after tracing.
+  // Checks the handle, locks, and checks the passport's version against min_version. Answers 0,
+  // or the code after tracing; the lock stays held either way until the object goes.
   uint32_t Open(const ZUL_UTF16 *fn, void *handle, uint8_t min_version);
   // Open for the item functions: part id 0 to 2 (else 7) and version 3 (else 4).
   uint32_t OpenItems(const ZUL_UTF16 *fn, void *handle, uint16_t part_id);
@@ -111,7 +111,9 @@ class PassportAccess {
   Passport *get() const { return passport_; }
 
  private:
-  uint32_t CheckHandle(const ZUL_UTF16 *fn, void *handle);
+  // Checks the handle and locks its mutex.
+  uint32_t OpenHandle(const ZUL_UTF16 *fn, void *handle);
+  static uint32_t HandleNotValid(const ZUL_UTF16 *fn);
   uint32_t CheckVersion(const ZUL_UTF16 *fn, uint8_t min_version);
   uint32_t Lock();
 

@@ -6,6 +6,9 @@
 
 #include <cstdlib>
 #include <deque>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -330,6 +333,34 @@ TEST_F(PassportHelperTest, HexadecimalText) {
   }
   const ZUL_RAW bytes[] = {0x00, 0xFF, 0x5A};
   EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes, 3), u"00FF5A");
+}
+
+// The texts of the fuzz corpus: the valid passports are recognised and come out again as they
+// went in; the others are application passports.
+TEST_F(PassportHelperTest, CorpusTexts) {
+  int passports = 0;
+  for (const auto &entry :
+       std::filesystem::directory_iterator(TLM_TEST_SOURCE_DIR "/fuzz/corpus/passport_text")) {
+    std::string name = entry.path().filename().string();
+    SCOPED_TRACE(name);
+    std::ifstream in(entry.path(), std::ios::binary);
+    std::string ascii((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::u16string text(ascii.begin(), ascii.end());
+    void *&h = Passport(text);
+    if (name.rfind("valid_", 0) != 0) {
+      EXPECT_EQ(h, nullptr);
+      continue;
+    }
+    ASSERT_NE(h, nullptr);
+    uint32_t needed = 0;
+    ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
+    pb::Bytes bytes(needed);
+    uint32_t used = 0;
+    ASSERT_EQ(eppSerialize(h, bytes.data(), needed, &used), 0u);
+    EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes.data(), used), text);
+    ++passports;
+  }
+  EXPECT_EQ(passports, 4);
 }
 
 }  // namespace
