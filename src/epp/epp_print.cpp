@@ -11,14 +11,6 @@
 
 namespace epp {
 
-void eppX2C(const ZUL_RAW *bytes, uint32_t count, ZUL_UTF16 *out) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  for (uint32_t i = 0; i < count; ++i) {
-    out[2 * i] = static_cast<ZUL_UTF16>(kDigits[bytes[i] >> 4]);
-    out[2 * i + 1] = static_cast<ZUL_UTF16>(kDigits[bytes[i] & 0x0F]);
-  }
-}
-
 namespace {
 
 // Room for the longest text a passport can give: the core part takes below 1000 units, and the

@@ -1,6 +1,7 @@
 // Passport texts: recognition, field readers, trace levels and outgoing passports.
 #include "tlm/tlmpassporthelper.h"
 
+#include <array>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -51,10 +52,35 @@ uint16_t OutgoingFlag(uint16_t level) {
   }
 }
 
-int HexValue(ZUL_UTF16 unit) {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
-  return -1;
+// Values of the capital hexadecimal digits by unit; -1 for every other unit below 256.
+constexpr std::array<int8_t, 256> MakeDigitValues() {
+  std::array<int8_t, 256> values{};
+  for (int unit = 0; unit < 256; ++unit) {
+    values[unit] = unit >= '0' && unit <= '9'   ? int8_t(unit - '0')
+                   : unit >= 'A' && unit <= 'F' ? int8_t(unit - 'A' + 10)
+                                                : int8_t(-1);
+  }
+  return values;
+}
+constexpr std::array<int8_t, 256> kDigitValues = MakeDigitValues();
+
+int HexValue(ZUL_UTF16 unit) { return unit < 256 ? kDigitValues[unit] : -1; }
+
+// HexStringToByteArray for a text of known length.
+size_t HexToBytes(const ZUL_UTF16 *text, size_t units, ZUL_RAW *buffer, size_t size) {
+  size_t converted = 0;
+  size_t i = 0;
+  for (; converted < size && i + 1 < units; i += 2) {
+    int high = HexValue(text[i]);
+    int low = HexValue(text[i + 1]);
+    if ((high | low) < 0) break;
+    buffer[converted++] = static_cast<ZUL_RAW>(high << 4 | low);
+  }
+  // An odd last digit gives a byte with its low half 0.
+  if (converted < size && i + 1 == units && HexValue(text[i]) >= 0)
+    buffer[converted++] = static_cast<ZUL_RAW>(HexValue(text[i]) << 4);
+  std::memset(buffer + converted, 0, size - converted);
+  return converted;
 }
 
 // Bytes of a stream: on the stack up to the size of the largest passport, else on the heap.
@@ -93,7 +119,7 @@ void *PassportHelper::IsZULPassport(const ZUL_UTF16 *text) {
   StreamBytes bytes(size);
   void *handle = nullptr;
   if (bytes.data() != nullptr && size <= UINT32_MAX) {
-    HexStringToByteArray(text, bytes.data(), size);
+    HexToBytes(text, units, bytes.data(), size);
     if (eppDeserialize(bytes.data(), static_cast<uint32_t>(size), &handle) == EPP_RC_OK)
       return handle;
   }
@@ -243,17 +269,7 @@ zulstring PassportHelper::CreateOutgoingPassport(void *&handle, const ZUL_UTF16 
 }
 
 size_t PassportHelper::HexStringToByteArray(const ZUL_UTF16 *text, ZUL_RAW *buffer, size_t size) {
-  size_t units = Length(text);
-  size_t converted = 0;
-  for (size_t i = 0; converted < size && i < units; i += 2) {
-    int high = HexValue(text[i]);
-    if (high < 0) break;
-    int low = i + 1 < units ? HexValue(text[i + 1]) : 0;  // an odd last digit: low half 0
-    if (low < 0) break;
-    buffer[converted++] = static_cast<ZUL_RAW>(high << 4 | low);
-  }
-  std::memset(buffer + converted, 0, size - converted);
-  return converted;
+  return HexToBytes(text, Length(text), buffer, size);
 }
 
 zulstring PassportHelper::ByteArrayToHexString(const ZUL_RAW *bytes, size_t count) {
