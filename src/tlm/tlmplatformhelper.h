@@ -1,43 +1,60 @@
-// Clocks and identifiers of the instrumentation core.
-#ifndef TLM_TLMPLATFORMHELPER_H
-#define TLM_TLMPLATFORMHELPER_H
+// Static helpers of the instrumentation core: the two wrapping clocks, wall clock texts, session
+// and process identifiers, and GUIDs.
+//
+// The server clock is (seconds since the epoch mod 2^20) * 1000 + milliseconds and wraps every
+// kServerTimePeriod milliseconds; the CPU clock is (user + system seconds mod 2^20) * 1000000 +
+// microseconds and wraps every kCPUTimePeriod microseconds. A difference of two readings that
+// comes out negative has one period added (GetServerTimeDiff, GetCPUTimeDiff).
+#ifndef TLM_TLM_TLMPLATFORMHELPER_H
+#define TLM_TLM_TLMPLATFORMHELPER_H
 
 #include <cstdint>
+
+#include "tlm/zulstring.h"
 
 class TLMPlatformHelper {
  public:
   TLMPlatformHelper() = delete;
 
-  // One turn of the server clock in milliseconds: 2^20 seconds.
-  static constexpr uint32_t kServerTimePeriod = 0x3e800000u;
-  // One turn of the CPU clock in microseconds: 2^20 seconds.
-  static constexpr int64_t kCPUTimePeriod = 0xf424000000LL;
+  static constexpr uint32_t kServerTimePeriod = 0x3e800000u;  // 1,048,576,000 ms
+  static constexpr int64_t kCPUTimePeriod = 0xf424000000;     // 1,048,576,000,000 us
 
-  // The wrapping server clock: (seconds since the epoch mod 2^20) * 1000 + milliseconds, always
-  // below kServerTimePeriod; 0 when the system clock can't be read.
-  static uint32_t GetServerTime() noexcept;
-  // Seconds since the epoch as they are, cut to 32 bits; 0 when the clock can't be read.
-  static uint32_t GetServerTimeInSecond() noexcept;
-  // The wrapping CPU clock of the process: (user + system seconds mod 2^20) * 1000000 + user +
-  // system microseconds; -1 when the system refuses. The resource usage is asked for the
-  // calling thread's handle cut to 32 bits, which the system refuses as a selector, so the result
-  // is -1 on Linux; the CPU figures of records that depend on it are then off.
-  static int64_t GetCPUTime() noexcept;
+  // The session of the calling thread: the same text as GetThreadId.
+  static zulstring GetSessionIdentifier();
+  // The same text without a copy; valid until the calling thread ends.
+  static const zulstring &GetSessionIdentifierRef();
+  // The registry's bucket hash: h starts as the last unit, then h = h * 0x1000113 ^ c for each
+  // unit c, in 32 bits, masked with 0x7fffffff. Empty text answers the unmasked start value (0).
+  static uint32_t GetSessionIdentifierHash(const zulstring &text);
+  // The calling thread's id in decimal, or "Unknown" for the invalid id.
+  static zulstring GetThreadId();
+  // getpid() in decimal.
+  static zulstring GetProcessId();
 
-  // end - start on the server clock, one period added when end is the smaller: the elapsed
-  // milliseconds across at most one wrap.
-  static int32_t GetServerTimeDiff(uint32_t end, uint32_t start) noexcept {
-    int32_t diff = static_cast<int32_t>(end - start);
-    if (static_cast<int32_t>(end) < static_cast<int32_t>(start)) {
-      diff = static_cast<int32_t>(end + kServerTimePeriod - start);
-    }
-    return diff;
+  // The wrapping server clock in milliseconds; 0 when the clock fails.
+  static uint32_t GetServerTime();
+  // Seconds since the epoch; 0 when the clock fails.
+  static uint32_t GetServerTimeInSecond();
+  // The wrapping CPU clock of the process in microseconds; -1 when getrusage refuses.
+  static int64_t GetCPUTime();
+  // Local wall clock "YYYY-MM-DD hh:mm:ss" (continuous local time), or "ERROR_DATE".
+  static zulstring GetServerTimeInString();
+  // The same with ".mmm" milliseconds.
+  static zulstring GetServerTimeInString2();
+
+  // A new time-based identifier as 32 capital hexadecimal digits; empty text when none could be
+  // made or printed.
+  static zulstring GetGUID();
+
+  // later - earlier on the server clock, one period added when that is negative.
+  static uint32_t GetServerTimeDiff(uint32_t later, uint32_t earlier) {
+    return later >= earlier ? later - earlier : later - earlier + kServerTimePeriod;
   }
-  // end - start on the CPU clock, one period added when that comes out negative.
-  static int64_t GetCPUTimeDiff(int64_t end, int64_t start) noexcept {
-    int64_t diff = end - start;
+  // later - earlier on the CPU clock, one period added when that is negative.
+  static int64_t GetCPUTimeDiff(int64_t later, int64_t earlier) {
+    int64_t diff = later - earlier;
     return diff < 0 ? diff + kCPUTimePeriod : diff;
   }
 };
 
-#endif  // TLM_TLMPLATFORMHELPER_H
+#endif  // TLM_TLM_TLMPLATFORMHELPER_H

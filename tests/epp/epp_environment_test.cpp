@@ -1,0 +1,132 @@
+// Starting the library, making, clearing and deleting passports, and where their memory comes
+// from.
+#include "epp_fixture.h"
+#include "trace_capture.h"
+
+namespace epp_test {
+namespace {
+
+using EppEnvironment = EppTest;
+
+TEST_F(EppEnvironment, RefusesBadSettingsAndKeepsTheOldOnes) {
+  const struct {
+    uint16_t component;
+    uint8_t version;
+    EPP_ALLOC_FUNC alloc;
+    int32_t level;
+  } refused[] = {{0, 3, std::malloc, 1}, {10, 3, std::malloc, 1}, {8, 0, std::malloc, 1},
+                 {8, 4, std::malloc, 1}, {8, 3, nullptr, 1},      {8, 3, std::malloc, -1}};
+  for (const auto &r : refused)
+    EXPECT_EQ(eppSetEnvironment(r.component, r.version, r.alloc, std::free, nullptr, r.level), 7u);
+  EXPECT_EQ(eppGetActiveVersion(), 3);
+  EXPECT_EQ(eppTraceFunc, &CaptureTrace);
+
+  ASSERT_EQ(eppSetEnvironment(9, 2, std::malloc, std::free, CaptureTrace, 2), 0u);
+  EXPECT_TRUE(Traced(u"eppSetEnvironment: set component = 9, version = 2, allocFunc = "));
+  EXPECT_EQ(eppGetActiveVersion(), 2);
+  uint8_t version = 0;
+  EXPECT_EQ(eppGetVersion(New(2), &version), 0u);
+  EXPECT_EQ(version, 2);
+}
+
+TEST_F(EppEnvironment, InitAndSetStopsAtTheFirstFailingSetter) {
+  const ZUL_RAW id[16] = {9};
+  void *h = nullptr;
+  ASSERT_EQ(eppInitAndSet(nullptr, u"comp", 4, 3, u"user", 4, u"act", 3, 4, u"pre", 3, u"tx", 2,
+                          u"cli", 3, id, id, 5, &h),
+            0u);
+  Own(h);
+  EXPECT_EQ(GetText(h, eppGetClient, 3), u"cli");
+  // The user id is too long: the passport stays with the caller, filled up to it.
+  std::u16string long_user(33, u'u');
+  EXPECT_EQ(eppInitAndSet(nullptr, u"comp", 4, 0, long_user.data(), 33, u"act", 3, 0, nullptr, 0,
+                          nullptr, 0, nullptr, 0, nullptr, nullptr, 0, &h),
+            6u);
+  Own(h);
+  EXPECT_TRUE(Traced(u"eppInitAndSet: creating and/or initializing passport failed\n"));
+  EXPECT_EQ(GetText(h, eppGetComponentName, 32), u"comp");
+  EXPECT_EQ(GetText(h, eppGetAction, 40), u"");
+  // Fields above the active version are skipped, not refused.
+  ASSERT_EQ(eppSetEnvironment(8, 1, std::malloc, std::free, CaptureTrace, 3), 0u);
+  EXPECT_EQ(eppInitAndSet(nullptr, nullptr, 0, 0, nullptr, 0, nullptr, 0, 0, nullptr, 0, u"tx", 2,
+                          u"cli", 3, id, id, 5, &h),
+            0u);
+  Own(h);
+}
+
+TEST_F(EppEnvironment, ClearReturnsToTheNewState) {
+  void *h = New(1);
+  ASSERT_EQ(eppSetUserId(h, u"x", 1), 0u);
+  ASSERT_EQ(eppSetVersion(h, 3), 0u);
+  int32_t value = 3;
+  ASSERT_EQ(eppSetItem(h, 0, 1, 1, EPP_ITEM_INT, 4, &value), 0u);
+  ASSERT_EQ(eppClear(h), 0u);
+  EXPECT_EQ(GetText(h, eppGetUserId, 32), u"");
+  uint32_t needed = 0;
+  ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
+  EXPECT_EQ(needed, 230u);
+}
+
+TEST_F(EppEnvironment, TheDefaultPassportOutlivesDelete) {
+  void *first = nullptr;
+  ASSERT_EQ(eppGetDefault(&first), 0u);
+  ASSERT_NE(first, nullptr);  // made by the fixture before any test passport
+  void *h = New(3);
+  EXPECT_EQ(eppSetDefault(nullptr), 7u);
+  ASSERT_EQ(eppSetDefault(h), 0u);
+  EXPECT_EQ(eppDelete(h), 0u);
+  EXPECT_EQ(eppSetUserId(h, u"still here", 10), 0u);
+  ASSERT_EQ(eppSetDefault(first), 0u);  // h is an ordinary passport again, freed by the fixture
+}
+
+// Counts the blocks handed out and can refuse the n-th.
+struct CountingAllocator {
+  static inline int blocks = 0;
+  static inline int refuse_at = -1;
+  static void *Alloc(size_t size) {
+    if (blocks++ == refuse_at) return nullptr;
+    return std::malloc(size);
+  }
+};
+
+TEST_F(EppEnvironment, MemoryComesFromTheAllocationFunctionOnly) {
+  using A = CountingAllocator;
+  ASSERT_EQ(eppSetEnvironment(8, 3, A::Alloc, std::free, CaptureTrace, 3), 0u);
+  A::blocks = 0;
+  void *h = nullptr;
+  ASSERT_EQ(eppInit(&h), 0u);
+  Own(h);
+  EXPECT_EQ(A::blocks, 1);
+  int32_t value = 1;
+  ASSERT_EQ(eppSetItem(h, 0, 1, 1, EPP_ITEM_INT, 4, &value), 0u);
+  EXPECT_EQ(A::blocks, 3);  // the part and the item
+  ASSERT_EQ(eppSetItem(h, 0, 1, 2, EPP_ITEM_INT, 4, &value), 0u);
+  EXPECT_EQ(A::blocks, 4);
+
+  // An item that can't be allocated leaves no part behind.
+  A::refuse_at = A::blocks + 1;
+  EXPECT_EQ(eppSetItem(h, 1, 1, 1, EPP_ITEM_INT, 4, &value), 8u);
+  EXPECT_TRUE(Traced(u"eppSetItem: unable to set item (rc=8)\n"));
+  uint32_t needed = 0;
+  ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
+  EXPECT_EQ(needed, 226u + 12 + 2 * 11 + 4);
+  A::refuse_at = A::blocks;
+  void *none = nullptr;
+  EXPECT_EQ(eppInit(&none), 8u);
+  A::refuse_at = -1;
+}
+
+TEST_F(EppEnvironment, TheSystemHookWritesToTheLibraryTrace) {
+  {
+    tlm_test::TraceCapture trace(1);
+    eppTraceOutput(u"*** ERROR => eppGetUserId: passport handle not valid\n");
+    EXPECT_EQ(trace.Text(), tlm_test::TraceCapture::ThreadPrefix() +
+                                u"*** ERROR => eppGetUserId: passport handle not valid\n");
+  }
+  tlm_test::TraceCapture silent(0);
+  eppTraceOutput(u"dropped\n");
+  EXPECT_EQ(silent.Text(), u"");
+}
+
+}  // namespace
+}  // namespace epp_test

@@ -1,0 +1,276 @@
+// The network form: golden streams of each version built from the layout, and parsing of
+// malformed streams.
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "epp_fixture.h"
+
+namespace epp_test {
+namespace {
+
+namespace pb = passport_bytes;
+using EppNetwork = EppTest;
+
+void SetText(uint32_t (*setter)(void *, const ZUL_UTF16 *, uint32_t), void *h,
+             const std::string &ascii) {
+  std::u16string text(ascii.begin(), ascii.end());
+  ASSERT_EQ(setter(h, text.data(), uint32_t(text.size())), 0u);
+}
+
+// Sets every field of c that the passport's version has.
+void Fill(void *h, const pb::Core &c) {
+  ASSERT_EQ(eppSetTraceFlag(h, c.flag), 0u);
+  SetText(eppSetComponentName, h, c.component_name);
+  ASSERT_EQ(eppSetService(h, c.service), 0u);
+  SetText(eppSetUserId, h, c.user_id);
+  SetText(eppSetAction, h, c.action);
+  ASSERT_EQ(eppSetActionType(h, c.action_type), 0u);
+  SetText(eppSetPreComponentName, h, c.pre_component_name);
+  if (c.version >= 2) SetText(eppSetTransactionId, h, c.transaction_id);
+  if (c.version < 3) return;
+  SetText(eppSetClient, h, c.client);
+  ASSERT_EQ(eppSetComponent(h, c.component), 0u);
+  ASSERT_EQ(eppSetRootContextId(h, c.root_context_id), 0u);
+  ASSERT_EQ(eppSetConnectionId(h, c.connection_id), 0u);
+  ASSERT_EQ(eppSetConnectionCounter(h, c.connection_counter), 0u);
+}
+
+uint32_t Needed(void *h) {
+  uint32_t needed = 0;
+  EXPECT_EQ(eppNeededNetworkSize(h, &needed), 0u);
+  return needed;
+}
+
+uint8_t VersionOf(void *h) {
+  uint8_t version = 0;
+  EXPECT_EQ(eppGetVersion(h, &version), 0u);
+  return version;
+}
+
+TEST_F(EppNetwork, EachVersionSerialisesByteForByteAndParsesBack) {
+  const Bytes golden[] = {pb::Version1(pb::SampleCore(1)), pb::Version2(pb::SampleCore(2)),
+                          pb::Version3(pb::SampleCore(3))};
+  for (uint8_t version : {1, 2, 3}) {
+    SCOPED_TRACE(version);
+    const Bytes &expected = golden[version - 1];
+    void *h = New(version);
+    Fill(h, pb::SampleCore(version));
+    EXPECT_EQ(Needed(h), expected.size());
+    EXPECT_EQ(Serialize(h), expected);
+
+    void *parsed = nullptr;
+    ASSERT_EQ(Parse(expected, &parsed), 0u);
+    EXPECT_EQ(VersionOf(parsed), version);
+    // Fields from the network keep their padding blanks.
+    EXPECT_EQ(GetText(parsed, eppGetUserId, 32), u"alice" + std::u16string(27, u' '));
+    EXPECT_EQ(Serialize(parsed), expected);
+  }
+  // A version 1 stream's spare bytes are ignored.
+  Bytes spare = golden[0];
+  for (int i = 149; i < 156; ++i) spare[i] = 0xFF;
+  void *h = nullptr;
+  ASSERT_EQ(Parse(spare, &h), 0u);
+  EXPECT_EQ(Serialize(h), golden[0]);
+}
+
+TEST_F(EppNetwork, VariablePartsFollowTheCoreInSlotOrder) {
+  void *h = New(3);
+  Fill(h, pb::SampleCore(3));
+  int32_t number = 0x11223344;
+  const ZUL_RAW raw[] = {0xDE, 0xAD};
+  ASSERT_EQ(eppSetItem(h, 1, 5, 1, EPP_ITEM_INT, 4, &number), 0u);
+  ASSERT_EQ(eppSetItem(h, 1, 5, 2, EPP_ITEM_STRING, 3, u"abc"), 0u);
+  ASSERT_EQ(eppSetItem(h, 0, 9, 7, EPP_ITEM_BYTES, 2, raw), 0u);
+  // The integer goes on the wire with its highest byte first.
+  Bytes parts = pb::Join({pb::Part(1, 2,
+                                   pb::Join({pb::Item(5, 1, 2, {0x11, 0x22, 0x33, 0x44}),
+                                             pb::StringItem(5, 2, "abc")}),
+                                   false),
+                          pb::Part(0, 1, pb::Item(9, 7, 1, {0xDE, 0xAD}), true)});
+  Bytes golden = pb::Version3(pb::SampleCore(3), parts, 2);
+  EXPECT_EQ(Needed(h), 226u + 2 * 12 + 3 * 7 + 4 + 3 + 2 + 4);
+  EXPECT_EQ(Serialize(h), golden);
+
+  void *parsed = nullptr;
+  ASSERT_EQ(Parse(golden, &parsed), 0u);
+  EXPECT_EQ(Serialize(parsed), golden);
+}
+
+TEST_F(EppNetwork, SerialisingNeedsTheLayoutsRoom) {
+  void *h = New(3);
+  Bytes out(230);
+  uint32_t used = 0;
+  EXPECT_EQ(eppSerialize(h, out.data(), 229, &used), 5u);
+  EXPECT_TRUE(Traced(u"eppSerialize: supplied output area too small (229 < 230)\n"));
+  // Version 0 needs nothing, but is written in the version 1 layout.
+  ASSERT_EQ(eppSetVersion(h, 0), 0u);
+  EXPECT_EQ(Needed(h), 0u);
+  EXPECT_EQ(eppSerialize(h, out.data(), 159, &used), 5u);
+  ASSERT_EQ(eppSerialize(h, out.data(), 160, &used), 0u);
+  EXPECT_EQ(used, 160u);
+  EXPECT_EQ(out[4], 0);
+}
+
+TEST_F(EppNetwork, TextLongerInUtf8IsCutToItsField) {
+  void *h = New(3);
+  std::u16string wide(32, u'\u00E4');  // 2 bytes each
+  ASSERT_EQ(eppSetComponentName(h, wide.data(), 32), 0u);
+  ASSERT_EQ(eppSetItem(h, 0, 1, 1, EPP_ITEM_STRING, 3, u"\u00E4\u00E4\u00E4"), 0u);
+  Bytes out = Serialize(h);
+  Bytes field;
+  for (int i = 0; i < 16; ++i) field.insert(field.end(), {0xC3, 0xA4});
+  EXPECT_EQ(Bytes(out.begin() + 9, out.begin() + 41), field);
+  // The string's 3 units allow 3 bytes: one character of 2, one byte below the needed size.
+  EXPECT_EQ(out.size(), Needed(h) - 1);
+  EXPECT_EQ(pb::GetBE16(out, 226 + 12 + 5), 7 + 2);
+}
+
+// Texts convert as zero-terminated UTF-8 that runs on past their field until the area is full.
+TEST_F(EppNetwork, TextsReadAsZeroTerminatedUtf8) {
+  pb::Core core = pb::SampleCore(1);
+  core.component_name = "\xC3\xA4\xC3\xB6";  // two characters in 4 bytes
+  core.service = 0x4142;                     // "AB"
+  core.user_id = "a\xFF";                    // invalid: replaced
+  void *h = nullptr;
+  ASSERT_EQ(Parse(pb::Version1(core), &h), 0u);
+  EXPECT_EQ(GetText(h, eppGetComponentName, 32),
+            u"\u00E4\u00F6" + std::u16string(28, u' ') + u"AB");
+  EXPECT_EQ(GetText(h, eppGetUserId, 32).substr(0, 2), u"a\uFFFD");
+
+  // A multi-byte string item runs on into what follows it: here the trailing eyecatcher.
+  Bytes part = pb::Part(0, 1, pb::StringItem(1, 2, "\xC3\xA4"), true);
+  ASSERT_EQ(Parse(pb::Version3(pb::SampleCore(3), part, 1), &h), 0u);
+  char16_t text[4] = {};
+  uint32_t length = 0;
+  ASSERT_EQ(eppGetItem(h, 0, 1, 2, sizeof text, text, nullptr, &length), 0u);
+  EXPECT_EQ(std::u16string(text, length), u"\u00E4*");
+
+  // A lead byte followed by a zero byte: the text ends inside a character.
+  core.component_name = std::string(31, 'x') + "\xC3";
+  core.service = 0x0007;
+  EXPECT_EQ(Parse(pb::Version1(core), &h), 10u);
+  EXPECT_TRUE(Traced(u"eppDeserialize: deserialization failed (rc=10)"));
+}
+
+Bytes With(Bytes b, size_t at, std::initializer_list<uint8_t> bytes) {
+  for (uint8_t byte : bytes) b[at++] = byte;
+  return b;
+}
+
+TEST_F(EppNetwork, CoresParseAsTheFormatSays) {
+  Bytes v1 = pb::Version1(pb::SampleCore(1));
+  Bytes v2 = pb::Version2(pb::SampleCore(2));
+  Bytes v3 = pb::Version3(pb::SampleCore(3));
+  Bytes v2_of_184 = With(Bytes(v2.begin(), v2.begin() + 184), 180, {'*', 'T', 'H', '*'});
+  const struct {
+    const char *name;
+    Bytes stream;
+    uint32_t rc;
+    std::u16string message;  // a part of the error line, or the version read
+  } cases[] = {
+      {"short", Bytes(v1.begin(), v1.end() - 1), 7, u"not long enough (159)\n"},
+      {"leading eyecatcher", With(v1, 0, {'#'}), 7, u"could not find valid leading eyecatcher\n"},
+      {"trailing eyecatcher", With(v1, 159, {'#'}), 7, u"find valid trailing eyecatcher\n"},
+      // Spelled so, without line end.
+      {"total past the stream", With(v1, 5, {0, 161}), 7,
+       u"eppDeserialize: inconsistend length of passport and bytestream (161 > 160)"},
+      // Negative totals pass that test and lead before the stream, where no eyecatcher is found.
+      {"total 0x8000", With(v1, 5, {0x80, 0}), 7, u"find valid trailing eyecatcher\n"},
+      {"total 0xFFFF", With(v1, 5, {0xFF, 0xFF}), 7, u"find valid trailing eyecatcher\n"},
+      {"total 3", With(v1, 5, {0, 3}), 7, u"find valid trailing eyecatcher\n"},
+      // A total of 4 finds the leading eyecatcher, and version 1 needs no more.
+      {"total 4", With(v1, 5, {0, 4}), 0, u"1"},
+      {"version 2 of 184 bytes", With(v2_of_184, 5, {0, 184}), 7, u"not long enough (184)\n"},
+      {"version 3 of 229 bytes", With(With(v3, 5, {0, 229}), 225, {'*', 'T', 'H', '*'}), 7,
+       u"not long enough (229)\n"},
+      {"version 0", With(v1, 4, {0}), 0, u"0"},
+      // A sender's later version is read as version 3, with its length.
+      {"version 9", With(v3, 4, {9}), 0, u"3"},
+      {"version 255", With(v3, 4, {255}), 0, u"3"},
+      {"version 9 of version 2 length", With(v2, 4, {9}), 7, u"not long enough (185)\n"},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    TraceLines().clear();
+    void *h = reinterpret_cast<void *>(1);
+    EXPECT_EQ(Parse(c.stream, &h), c.rc);
+    if (c.rc == 0) {
+      EXPECT_EQ(VersionOf(h), c.message[0] - u'0');
+      continue;
+    }
+    EXPECT_EQ(h, nullptr);
+    EXPECT_TRUE(Traced(c.message));
+  }
+}
+
+Bytes V3With(const Bytes &parts, uint16_t count) {
+  return pb::Version3(pb::SampleCore(3), parts, count);
+}
+
+TEST_F(EppNetwork, MalformedVariablePartsEndAsNullHandles) {
+  Bytes one = pb::Part(0, 1, pb::IntItem(1, 1, 5), true);
+  Bytes parts_past_end = V3With(one, 1);
+  pb::PutBE16(parts_past_end, 224, uint16_t(parts_past_end.size() - 11));
+  auto part = [](uint16_t id, bool last) { return pb::Part(id, 1, pb::IntItem(1, 1, 5), last); };
+  const struct {
+    const char *name;
+    Bytes stream;
+    uint32_t rc;
+  } cases[] = {
+      {"negative offset", With(V3With(one, 1), 224, {0xFF, 0xF0}), 7},
+      {"fewer than 12 bytes left", parts_past_end, 7},
+      {"part eyecatcher", V3With(With(one, 1, {'X'}), 1), 7},
+      {"part past the end", V3With(With(one, 5, {0, 100}), 1), 7},
+      {"item past the end", V3With(With(one, 12 + 5, {0, 100}), 1), 7},
+      {"item count says more", V3With(pb::Part(0, 3, pb::IntItem(1, 1, 5), true), 1), 7},
+      {"part count says more", V3With(one, 2), 7},
+      {"empty string", V3With(pb::Part(0, 1, pb::StringItem(1, 1, ""), true), 1), 6},
+      {"65 bytes", V3With(pb::Part(0, 1, pb::Item(1, 1, 1, Bytes(65, 1)), true), 1), 6},
+      {"an item twice",
+       V3With(pb::Part(0, 2, pb::Join({pb::IntItem(1, 1, 5), pb::IntItem(1, 1, 6)}), true), 1), 1},
+      {"part id 3", V3With(pb::Part(3, 1, pb::IntItem(1, 1, 5), true), 1), 7},
+      {"a third part id", V3With(pb::Join({part(0, false), part(1, false), part(2, true)}), 3), 8},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    void *h = reinterpret_cast<void *>(1);
+    EXPECT_EQ(Parse(c.stream, &h), c.rc);
+    EXPECT_EQ(h, nullptr);
+  }
+}
+
+TEST_F(EppNetwork, WhatIsNotUnderstoodIsSkipped) {
+  // A part of version 2 keeps its place; unknown item types are left out; items of one id in two
+  // parts are joined.
+  Bytes later = pb::Part(0, 1, pb::Item(1, 1, 4, {0xFF, 0xFE}), false, 2);
+  Bytes known = pb::Part(1, 2, pb::Join({pb::Item(2, 2, 77, {1}), pb::IntItem(2, 3, -1)}), false);
+  Bytes again = pb::Part(1, 1, pb::IntItem(2, 4, 6), true);
+  void *h = nullptr;
+  ASSERT_EQ(Parse(V3With(pb::Join({later, known, again}), 3), &h), 0u);
+  uint16_t counts[2] = {9, 9};
+  ASSERT_EQ(eppGetItemCount(h, 0, 0, &counts[0]), 0u);
+  ASSERT_EQ(eppGetItemCount(h, 1, 0, &counts[1]), 0u);
+  EXPECT_EQ(counts[0], 0);
+  EXPECT_EQ(counts[1], 2);
+}
+
+// The valid passports of the fuzz corpus, of each version and with items, parse and give back the
+// same bytes.
+TEST_F(EppNetwork, CorpusPassportsRoundTrip) {
+  int seen = 0;
+  for (const auto &entry :
+       std::filesystem::directory_iterator(TLM_TEST_SOURCE_DIR "/fuzz/corpus/epp_deserialize")) {
+    if (entry.path().filename().string().rfind("valid_", 0) != 0) continue;
+    std::ifstream in(entry.path(), std::ios::binary);
+    Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    void *h = nullptr;
+    ASSERT_EQ(Parse(bytes, &h), 0u) << entry.path();
+    EXPECT_EQ(Serialize(h), bytes) << entry.path();
+    ++seen;
+  }
+  EXPECT_EQ(seen, 4);
+}
+
+}  // namespace
+}  // namespace epp_test

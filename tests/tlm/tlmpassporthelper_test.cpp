@@ -1,0 +1,305 @@
+// Passport texts: recognition, field readers with their fallbacks, trace levels and outgoing
+// passports.
+#include "tlm/tlmpassporthelper.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "passport_bytes.h"
+#include "tlm/tlmplatformhelper.h"
+#include "trace_capture.h"
+#include "zul_epp.h"
+
+namespace {
+
+namespace pb = passport_bytes;
+
+class PassportHelperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
+    // The first passport of a process stays as the default passport: made here.
+    static void *const kFirst = [] {
+      void *h = nullptr;
+      eppInit(&h);
+      return h;
+    }();
+    (void)kFirst;
+  }
+  void TearDown() override {
+    for (void *&h : handles_) PassportHelper::DestroyPassportHandle(h);
+  }
+  // The passport of a text, destroyed after the test.
+  void *&Passport(const std::u16string &text) {
+    handles_.push_back(PassportHelper::IsZULPassport(text.c_str()));
+    return handles_.back();
+  }
+  void *&Passport(const pb::Bytes &bytes) { return Passport(pb::Hex(bytes)); }
+
+  // True when the error line of text (given without its line end) is all that was traced since
+  // the last call; "" for nothing traced.
+  bool OnlyError(const std::u16string &text) {
+    auto lines = trace_.Lines();
+    trace_.Clear();
+    if (text.empty()) return lines.empty();
+    return lines.size() == 1 &&
+           lines[0].find(u"*** ERROR => " + text + u" [tlmpassporth ") != std::u16string::npos;
+  }
+
+  tlm_test::TraceCapture trace_{1};
+
+ private:
+  std::deque<void *> handles_;  // stable references
+};
+
+// A new GUID: 32 capital hexadecimal digits, or empty text on a host that makes none.
+bool IsGuid(const zulstring &s) {
+  if (s.empty()) return TLMPlatformHelper::GetGUID().empty();
+  return s.size() == 32 && s.find_first_not_of(u"0123456789ABCDEF") == zulstring::npos;
+}
+
+pb::Bytes With(pb::Bytes b, size_t at, uint8_t byte) {
+  b[at] = byte;
+  return b;
+}
+
+TEST_F(PassportHelperTest, TextsThatAreNoPassports) {
+  std::u16string v1 = pb::Hex(pb::Version1(pb::SampleCore(1)));
+  std::u16string lower = v1;
+  lower[21] = u'f';  // in the component name: the stream is zero from there
+  const struct {
+    const char *name;
+    std::u16string text;
+    bool parsed;  // reached the parser, which refused it
+  } cases[] = {
+      {"empty", u"", false},
+      {"application passport", u"0123*925", false},
+      {"eyecatcher at the start only", v1.substr(0, v1.size() - 2), false},
+      {"eyecatcher not at the start", u"00" + v1, false},
+      {"eyecatcher alone", u"2A54482A", true},
+      {"wrong length", v1.substr(0, 40) + v1.substr(42), true},
+      {"lower-case digit", lower, true},
+      {"odd length", v1.substr(0, 40) + u"0" + v1.substr(40), true},
+      {"total 0x8000", pb::Hex(With(pb::Version1(pb::SampleCore(1)), 5, 0x80)), true},
+      {"version 255 of version 1 length", pb::Hex(With(pb::Version1(pb::SampleCore(1)), 4, 255)),
+       true},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(Passport(c.text), nullptr);
+    EXPECT_TRUE(OnlyError(c.parsed ? u"Bad ZUL passport format, deserialization failed!" : u""));
+  }
+  EXPECT_EQ(PassportHelper::IsZULPassport(nullptr), nullptr);
+  // Such a text is then read as an application passport.
+  EXPECT_EQ(PassportHelper::GetTraceFlagFromApplicationPassport(v1.c_str()), 0);
+  EXPECT_TRUE(OnlyError(
+      u"Application passport separater is missing when extract the traceFlag, use default flag "
+      u"value!"));
+  // Version 0 and later versions are passports.
+  EXPECT_EQ(
+      PassportHelper::GetPassportVersion(Passport(With(pb::Version1(pb::SampleCore(1)), 4, 0))), 0);
+  EXPECT_EQ(PassportHelper::GetPassportVersion(Passport(pb::Version3(pb::SampleCore(200)))), 3);
+}
+
+TEST_F(PassportHelperTest, TraceLevelAtEveryBoundary) {
+  const struct {
+    uint8_t version;
+    uint16_t flag;
+    uint16_t level;
+  } cases[] = {
+      {3, 0, 1},    {3, 2696, 1}, {3, 2697, 2}, {3, 3486, 2}, {3, 3487, 3}, {3, 65535, 3},
+      {1, 0, 0},    {1, 8, 0},    {1, 9, 1},    {1, 924, 1},  {1, 925, 2},  {1, 1534, 2},
+      {1, 1535, 3}, {2, 1535, 3}, {0, 8, 0},    {0, 9, 1},    {4, 2697, 3}, {0, 65535, 3},
+  };
+  for (const auto &c : cases)
+    EXPECT_EQ(PassportHelper::GetTraceLevelFromTraceFlag(c.flag, c.version), c.level)
+        << "version " << int(c.version) << " flag " << c.flag;
+}
+
+TEST_F(PassportHelperTest, ApplicationPassports) {
+  const struct {
+    std::u16string text;
+    std::u16string guid;
+    uint16_t flag;
+  } cases[] = {
+      {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},
+      {u"g*70000", u"g", 4464},    {u"g*-1", u"g", 65535},
+      {u"g*x", u"g", 0},           {u"a*b*3", u"a", 0},
+      {u"g* 12", u"g", 12},        {u"2A54482A*9", u"2A54482A", 9},
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(PassportHelper::GetTraceGuidFromApplicationPassport(c.text.c_str()), c.guid);
+    EXPECT_EQ(PassportHelper::GetTraceFlagFromApplicationPassport(c.text.c_str()), c.flag);
+  }
+  EXPECT_TRUE(OnlyError(u""));
+  EXPECT_TRUE(IsGuid(PassportHelper::GetTraceGuidFromApplicationPassport(u"no separator")));
+  EXPECT_TRUE(
+      OnlyError(u"Invalid application passport format encountered, use generated GUID instead!"));
+}
+
+TEST_F(PassportHelperTest, FieldsWithTheirFallbacks) {
+  void *&v3 = Passport(pb::Version3(pb::SampleCore(3)));
+  EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(v3), 0x0D8F);
+  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(v3),
+            u"000102030405060708090A0B0C0D0E0FF0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF01020304");
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(v3, 2), u"");
+  EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(v3, 1), 0u);
+  void *&v2 = Passport(pb::Version2(pb::SampleCore(2)));
+  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(v2), u"T-0001" + std::u16string(26, u' '));
+  void *&v1 = Passport(pb::Version1(pb::SampleCore(1)));
+  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(v1), u"");
+  EXPECT_TRUE(OnlyError(u""));
+
+  const std::u16string kUnreadable =
+      u"Epp error encountered when extract the rootContextId/connectionId/connectionCounter, use "
+      u"generated GUID instead!";
+  EXPECT_TRUE(IsGuid(PassportHelper::GetTransactionIdFromZULPassport(v1)));
+  EXPECT_TRUE(OnlyError(
+      u"Epp error encountered when extract the transactionId, use generated GUID instead!"));
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(v1, 3), u"");  // despite the words
+  EXPECT_TRUE(OnlyError(kUnreadable));
+  EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(v2, 3), 0u);
+  EXPECT_TRUE(OnlyError(kUnreadable));
+  void *none = nullptr;
+  EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(none), 0);
+  EXPECT_TRUE(
+      OnlyError(u"Epp error encountered when extract the traceFlag, use default flag value!"));
+  EXPECT_EQ(PassportHelper::GetPassportVersion(none), 0);
+}
+
+// The fields of an outgoing passport text, as the next hop reads them.
+struct Hop {
+  uint8_t version;
+  uint16_t flag;
+  zulstring connection_id;
+  uint32_t counter;
+  zulstring previous;
+};
+
+Hop Read(const zulstring &text) {
+  void *h = PassportHelper::IsZULPassport(text.c_str());
+  EXPECT_NE(h, nullptr);
+  Hop hop{};
+  hop.version = PassportHelper::GetPassportVersion(h);
+  hop.flag = PassportHelper::GetTraceFlagFromZULPassport(h);
+  hop.connection_id = PassportHelper::GetConnectionIdFromZULPassport(h, hop.version);
+  hop.counter = PassportHelper::GetConnectionCounterFromZULPassport(h, hop.version);
+  ZUL_UTF16 previous[32];
+  uint32_t length = 0;
+  eppGetPreComponentName(h, 32, previous, &length);
+  hop.previous = zulstring(previous, 2);
+  PassportHelper::DestroyPassportHandle(h);
+  return hop;
+}
+
+const ZUL_UTF16 kConnection[] = u"00112233445566778899AABBCCDDEEFF";
+
+TEST_F(PassportHelperTest, OutgoingPassportForAContextWithoutOne) {
+  void *h = nullptr;
+  Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 7, 3, u"Me"));
+  EXPECT_EQ(hop.version, 3);
+  EXPECT_EQ(hop.flag, 15);
+  EXPECT_EQ(hop.connection_id, kConnection);
+  EXPECT_EQ(hop.counter, 7u);
+  EXPECT_EQ(hop.previous, u"Me");
+  // The handle is the context's from now on, and serves the next call.
+  ASSERT_NE(h, nullptr);
+  EXPECT_EQ(Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 8, 3, u"Me")).counter, 8u);
+  PassportHelper::DestroyPassportHandle(h);
+  EXPECT_EQ(h, nullptr);
+}
+
+TEST_F(PassportHelperTest, Version2IsRaisedWithTheFlagOfTheLevel) {
+  const struct {
+    uint16_t level;
+    uint16_t flag;
+  } cases[] = {{3, 3487}, {2, 2697}, {1, 0}, {0, 0}, {7, 0}};
+  for (const auto &c : cases) {
+    void *&h = Passport(pb::Version2(pb::SampleCore(2)));
+    Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 1, c.level, u"Me"));
+    EXPECT_EQ(hop.version, 3);
+    EXPECT_EQ(hop.flag, c.flag) << "level " << c.level;
+    EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h).substr(0, 6), u"T-0001");
+  }
+}
+
+TEST_F(PassportHelperTest, OtherVersionsKeepFlagAndVersion) {
+  void *&v1 = Passport(pb::Version1(pb::SampleCore(1)));
+  Hop hop = Read(PassportHelper::CreateOutgoingPassport(v1, kConnection, 4, 3, u"Me"));
+  EXPECT_EQ(hop.version, 1);
+  EXPECT_EQ(hop.flag, 0x0D8F);
+  EXPECT_EQ(hop.previous, u"Me");
+
+  // Version 3: only connection id, counter and previous component change; a short connection id
+  // is filled with zeros, a previous component too long for its field leaves the old one.
+  void *&v3 =
+      Passport(pb::Version3(pb::SampleCore(3), pb::Part(1, 1, pb::IntItem(3, 4, 5), true), 1));
+  zulstring text = PassportHelper::CreateOutgoingPassport(v3, u"ABCD", 9, 3, u"Me");
+  hop = Read(text);
+  EXPECT_EQ(hop.flag, 0x0D8F);
+  EXPECT_EQ(hop.connection_id, u"ABCD" + std::u16string(28, u'0'));
+  EXPECT_EQ(hop.counter, 9u);
+  void *&next = Passport(text);
+  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(next, 3),
+            u"000102030405060708090A0B0C0D0E0F");
+  uint16_t items = 0;
+  EXPECT_EQ(eppGetItemCount(next, 1, 3, &items), 0u);
+  EXPECT_EQ(items, 1);
+  std::u16string long_name(33, u'L');
+  hop = Read(PassportHelper::CreateOutgoingPassport(v3, kConnection, 9, 3, long_name.c_str()));
+  EXPECT_EQ(hop.previous, u"Me");
+}
+
+TEST_F(PassportHelperTest, HexadecimalText) {
+  const struct {
+    std::u16string text;
+    pb::Bytes bytes;  // the buffer's size is theirs
+    size_t converted;
+  } cases[] = {
+      {u"0A1B", {0x0A, 0x1B}, 2},   {u"0a1B", {0, 0}, 0}, {u"ABC", {0xAB, 0xC0}, 2},
+      {u"AABBCC", {0xAA, 0xBB}, 2}, {u"AG12", {0, 0}, 0}, {u"12", {0x12, 0, 0}, 1},
+  };
+  for (const auto &c : cases) {
+    pb::Bytes buffer(c.bytes.size(), 0x55);
+    EXPECT_EQ(PassportHelper::HexStringToByteArray(c.text.c_str(), buffer.data(), buffer.size()),
+              c.converted);
+    EXPECT_EQ(buffer, c.bytes);
+  }
+  const ZUL_RAW bytes[] = {0x00, 0xFF, 0x5A};
+  EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes, 3), u"00FF5A");
+}
+
+// The texts of the fuzz corpus: the valid passports of each version are recognised and come out
+// again as they went in; the others are application passports.
+TEST_F(PassportHelperTest, CorpusTexts) {
+  int passports = 0;
+  for (const auto &entry :
+       std::filesystem::directory_iterator(TLM_TEST_SOURCE_DIR "/fuzz/corpus/passport_text")) {
+    std::string name = entry.path().filename().string();
+    std::ifstream in(entry.path(), std::ios::binary);
+    std::string ascii((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::u16string text(ascii.begin(), ascii.end());
+    void *&h = Passport(text);
+    if (name.rfind("valid_", 0) != 0) {
+      EXPECT_EQ(h, nullptr) << name;
+      continue;
+    }
+    ASSERT_NE(h, nullptr) << name;
+    uint32_t needed = 0;
+    ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
+    pb::Bytes bytes(needed);
+    uint32_t used = 0;
+    ASSERT_EQ(eppSerialize(h, bytes.data(), needed, &used), 0u);
+    EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes.data(), used), text) << name;
+    ++passports;
+  }
+  EXPECT_EQ(passports, 4);
+}
+
+}  // namespace
