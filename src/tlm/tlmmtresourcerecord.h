@@ -34,7 +34,8 @@ class CMTResourceRecord {
   // given; later ones set current and widen the watermarks by high and low. Update count plus
   // count.
   void reportValue(int64_t value, int64_t high, int64_t low, uint32_t count, bool keep);
-  // Sets the KPI of that name, inserting it when new.
+  // Sets the KPI of that name, inserting it when new, and marks the record updated so that the
+  // value is sent.
   void addKpiValue(const zulstring &name, int64_t value);
   // Something was reported since the last clear.
   bool isUpdated() const { return updated_; }

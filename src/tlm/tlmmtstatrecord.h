@@ -56,6 +56,17 @@ class CMTStatRecord {
   int64_t getNetCPUMin() const { return netCpuMin_; }
 
  private:
+  // The maximum, minimum and sample count that follow a line's value.
+  struct Extras {
+    int64_t maximum;
+    int64_t minimum;
+    uint32_t count;
+  };
+  // Appends one line of type IntAverage: label, value ("%ld" when wide, else the low 32 bits in
+  // "%d") and, when given, the extras in the same format and the count in "%d".
+  void doPrepareMetricString(zulstring &out, const zulstring &prefix, const ZUL_UTF16 *label,
+                             int64_t value, bool wide, const Extras *extras) const;
+
   zulstring name_;
   CRelaxed<uint32_t> activeCounter_ = 0;
   CRelaxed<uint32_t> finishedCounter_ = 0;

@@ -66,9 +66,11 @@ class CRecordSectionCacheManager {
   // The call-backs run under the call-back lock: they must not register or deregister.
   void invokeCallBackFunctions();
 
-  // Takes the active section out of the ring; its successor becomes active, is emptied and
-  // receives the records carried over from the old one.
-  void switchSection();
+  // Takes the active section out of the ring and answers it; its successor becomes active, is
+  // emptied and receives the records carried over from the old one. The caller puts the old
+  // section back at the end of the ring (processData does). Null, with nothing taken out, when
+  // the ring has fewer than two sections.
+  CRecordSection *switchSection();
   // Sets the in-process flag; false when it was set already.
   bool setInProcessStatus();
   void resetInProcessStatus();
@@ -87,6 +89,10 @@ class CRecordSectionCacheManager {
   ~CRecordSectionCacheManager();
   CRecordSectionCacheManager(const CRecordSectionCacheManager &) = delete;
   CRecordSectionCacheManager &operator=(const CRecordSectionCacheManager &) = delete;
+
+  // Hands the records of a section that is out of the ring to the agent, if it has any and the
+  // agent is ready.
+  void sendSection(CRecordSection *sending);
 
   static CRecordSectionCacheManager *instance_;
 

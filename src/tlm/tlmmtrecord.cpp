@@ -1,0 +1,165 @@
+#include "tlm/tlmmtrecord.h"
+
+#include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmmtstatrecord.h"
+#include "tlm/tlmplatformhelper.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmrecordsectioncachemanager.h"
+#include "zul_dptrace.h"
+
+namespace {
+
+// Metric scopes: what a record that isn't traced measures.
+constexpr uint16_t kScopeNone = 0;          // nothing is started
+constexpr uint16_t kScopeNetElapsed = 2;    // gross and net elapsed
+constexpr uint16_t kScopeCPU = 3;           // gross elapsed and gross CPU
+constexpr uint16_t kScopeNetCPU = 4;        // gross and net of both
+
+bool measuresNetElapsed(uint16_t scope) {
+  return scope == kScopeNetElapsed || scope == kScopeNetCPU;
+}
+
+const ZUL_UTF16 *yesNo(bool value) { return value ? u"YES" : u"NO"; }
+
+}  // namespace
+
+CMTRecord::CMTRecord(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced)
+    : name_(name), id_(id), traced_(traced), parent_(parent) {}
+
+CMTRecord::~CMTRecord() {
+  for (CMTRecord *child : children_) delete child;
+}
+
+void CMTRecord::refreshStatRecord() {
+  CRecordSectionCacheManager *sections = CRecordSectionCacheManager::Instance();
+  if (sectionVersion_ != static_cast<int32_t>(sections->getVersion())) {
+    localStatRecord_ = sections->getStatRecordByName(name_, sectionVersion_);
+  }
+}
+
+CMTStatRecord *CMTRecord::getLocalStatRecordByName() {
+  refreshStatRecord();
+  return localStatRecord_;
+}
+
+void CMTRecord::startTiming() {
+  DPTRC(3, tf, u"%s - [StartTiming]\n", name_.c_str());
+  startTime_ = TLMPlatformHelper::GetServerTime();
+  if (traced_) {
+    cpuStart_ = TLMPlatformHelper::GetCPUTime();
+    if (skipReportingForTrace_) return;
+  } else {
+    const uint16_t scope = TLMParameterHelper::GetPerfMetricScope();
+    if (scope >= kScopeCPU) cpuStart_ = TLMPlatformHelper::GetCPUTime();
+    if (scope == kScopeNone) return;
+    if (CContextCacheManager::Instance()->checkSkipName(name_)) return;
+  }
+  refreshStatRecord();
+  if (localStatRecord_ != nullptr) localStatRecord_->start();
+}
+
+int64_t CMTRecord::measureCPU() const {
+  return TLMPlatformHelper::GetCPUTimeDiff(TLMPlatformHelper::GetCPUTime(), cpuStart_);
+}
+
+int64_t CMTRecord::endTiming(bool timeStat) {
+  DPTRC(3, tf, u"%s - [EndTiming] TimeStat:%s\n", name_.c_str(), yesNo(timeStat));
+  return finishTiming(timeStat, Ending::kEnd);
+}
+
+int64_t CMTRecord::terminateTiming(bool timeStat, bool measure) {
+  if (!measure) {
+    status_ = STATUS_TERMINATE_INTERRUPT;
+    refreshStatRecord();
+    if (localStatRecord_ != nullptr) localStatRecord_->terminate();
+    return -1;
+  }
+  DPTRC(2, tf, u"%s - [TerminateTiming] TimeStat:%s\n", name_.c_str(), yesNo(timeStat));
+  return finishTiming(timeStat, Ending::kTerminate);
+}
+
+int64_t CMTRecord::finishTiming(bool timeStat, Ending ending) {
+  const bool terminating = ending == Ending::kTerminate;
+  const uint16_t finalStatus = terminating ? STATUS_TERMINATE_NORMAL : STATUS_CLOSE;
+  const uint32_t endTime = TLMPlatformHelper::GetServerTime();
+  elapsed_ = static_cast<int32_t>(TLMPlatformHelper::GetServerTimeDiff(endTime, startTime_));
+
+  if (traced_) {
+    netElapsed_ += elapsed_;
+    if (cpuStart_ == -1) {
+      cpuElapsed_ = -1;
+      netCpuElapsed_ = -1;
+    } else {
+      cpuElapsed_ = measureCPU();
+      netCpuElapsed_ += cpuElapsed_;
+    }
+    if (parent_ != nullptr) parent_->deductNetTime(elapsed_, cpuElapsed_);
+    if (skipReportingForTrace_) {
+      status_ = finalStatus;
+      return endTime;
+    }
+  } else {
+    const uint16_t scope = TLMParameterHelper::GetPerfMetricScope();
+    if (measuresNetElapsed(scope)) netElapsed_ += elapsed_;
+    if (cpuStart_ == -1 || scope < kScopeCPU) {
+      cpuElapsed_ = -1;
+      netCpuElapsed_ = -1;
+    } else {
+      cpuElapsed_ = measureCPU();
+      if (scope == kScopeNetCPU) netCpuElapsed_ += cpuElapsed_;
+    }
+    if (parent_ != nullptr && measuresNetElapsed(scope)) {
+      parent_->deductNetTime(elapsed_, cpuElapsed_);
+    }
+    if (!timeStat) {
+      CMTStatRecord *stat = getLocalStatRecordByName();
+      if (stat != nullptr) terminating ? stat->terminate() : stat->stop();
+      status_ = finalStatus;
+      return endTime;
+    }
+    if (!CContextCacheManager::Instance()->checkSkipTimes(name_, elapsed_)) {
+      status_ = finalStatus;
+      return endTime;
+    }
+  }
+
+  refreshStatRecord();
+  if (localStatRecord_ != nullptr) {
+    localStatRecord_->calStatRecord(elapsed_, cpuElapsed_, netElapsed_, netCpuElapsed_);
+    if (terminating) {
+      refreshStatRecord();
+      if (localStatRecord_ != nullptr) localStatRecord_->terminate();
+    } else {
+      localStatRecord_->stop();
+    }
+  }
+  status_ = finalStatus;
+  return endTime;
+}
+
+void CMTRecord::deductNetTime(int32_t elapsed, int64_t cpu) {
+  if (elapsed >= 0) netElapsed_ -= elapsed;
+  if (cpu >= 0) netCpuElapsed_ -= cpu;
+}
+
+void CMTRecord::calculateOffset(int32_t parentStartTime) {
+  offset_ = TLMPlatformHelper::GetServerTimeDiff(startTime_, static_cast<uint32_t>(parentStartTime));
+}
+
+void CMTRecord::appendChildRecord(CMTRecord *child) {
+  if (children_.size() == children_.capacity()) {
+    children_.reserve(children_.empty() ? 1 : children_.capacity() * 2);
+  }
+  children_.push_back(child);
+}
+
+void CMTRecord::appendInfo(const zulstring &name, const zulstring &value) {
+  info_.insert_or_assign(name, value);
+}
+
+bool CMTRecord::appendInfoToList(const zulstring &name, const zulstring &value) {
+  auto [entry, inserted] = info_.try_emplace(name, value);
+  if (inserted) return false;
+  entry->second.append(u",").append(value);
+  return true;
+}

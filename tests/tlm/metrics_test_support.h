@@ -1,0 +1,59 @@
+// A fixture for the tests of metric records and sections: a configuration of built-in values with
+// chosen pairs over them, the registry's lists, a ring of sections and a sink that keeps the texts.
+#ifndef TESTS_TLM_METRICS_TEST_SUPPORT_H
+#define TESTS_TLM_METRICS_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "metric_sink.h"
+#include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmrecordsectioncachemanager.h"
+
+namespace metrics_test {
+
+typedef std::initializer_list<std::pair<zulstring, zulstring>> Pairs;
+
+// Replaces the configuration by the built-in values with pairs over them.
+inline void Configure(Pairs pairs) {
+  std::vector<zulstring> names;
+  std::vector<zulstring> values;
+  for (const auto &[name, value] : pairs) {
+    names.push_back(name);
+    values.push_back(value);
+  }
+  TLMParameterHelper::CleanUp();
+  TLMParameterHelper::ConfigParameters(names.data(), values.data(),
+                                       static_cast<uint32_t>(names.size()));
+}
+
+class MetricsTest : public ::testing::Test {
+ protected:
+  // Configures, builds the registry's lists and the ring of sections, and installs the sink.
+  void Start(Pairs pairs = {}) {
+    Configure(pairs);
+    CContextCacheManager::Instance()->initialize();
+    Sections()->initialize();
+    sink_ = std::make_unique<tlm_test::MetricSink>();
+  }
+  void TearDown() override {
+    CRecordSectionCacheManager::release();
+    CContextCacheManager::release();
+    TLMParameterHelper::CleanUp();
+  }
+
+  static CRecordSectionCacheManager *Sections() { return CRecordSectionCacheManager::Instance(); }
+  tlm_test::MetricSink &Sink() { return *sink_; }
+
+ private:
+  std::unique_ptr<tlm_test::MetricSink> sink_;
+};
+
+}  // namespace metrics_test
+
+#endif  // TESTS_TLM_METRICS_TEST_SUPPORT_H
