@@ -48,11 +48,11 @@ CMTContext::CMTContext(const zulstring &passport) : passportText_(passport) {
 }
 
 CMTContext::~CMTContext() {
-  delete rootRecord_;
-  // Records out of the tree are owned by the stack; those in it went with the root.
+  // Records out of the tree are owned by the stack; those in it go with the root.
   for (CMTRecord *record : stack_) {
     if (!record->isInTraceStack()) delete record;
   }
+  delete rootRecord_;
   if (passportHandle_ != nullptr) PassportHelper::DestroyPassportHandle(passportHandle_);
 }
 

@@ -110,6 +110,9 @@ class CMTContext {
   const zulstring &getPassportText() const { return passportText_; }
   void setPromtedTraceSent(bool sent) { promotedTraceSent_ = sent; }
   void updateLastUsedTimestamp();
+  // Stamps on the wrapping server clock, for contexts restored or aged from outside.
+  void setCreatedTimestamp(uint32_t stamp) { created_ = stamp; }
+  void setLastUsedTimestamp(uint32_t stamp) { lastUsed_ = stamp; }
 
  private:
   enum class Ending { kEnd, kTerminate };
