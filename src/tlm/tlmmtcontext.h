@@ -108,6 +108,9 @@ class CMTContext {
   uint16_t getInstrumentThreshold() const { return instrumentThreshold_; }
   uint16_t getTraceInstrumentThreshold() const { return traceInstrumentThreshold_; }
   const zulstring &getPassportText() const { return passportText_; }
+  // The first record of the transaction, owner of the tree; null before one was timed.
+  CMTRecord *getRootRecord() const { return rootRecord_; }
+  const std::map<zulstring, zulstring> &getContextInfo() const { return contextInfo_; }
   void setPromtedTraceSent(bool sent) { promotedTraceSent_ = sent; }
   void updateLastUsedTimestamp();
   // Stamps on the wrapping server clock, for contexts restored or aged from outside.

@@ -60,8 +60,9 @@ class CoreTest : public metrics_test::MetricsTest {
 
 typedef std::vector<std::pair<std::u16string, std::u16string>> Pairs;
 
-// The library started through TLM_ProcInitWithParam with logdir in a temporary directory and the
-// given further pairs; stopped with TLM_ProcExit after each test. The trace goes to memory.
+// The library started through TLM_ProcInitWithParam with logdir in a temporary directory (unless
+// the pairs name one) and the given further pairs; stopped with TLM_ProcExit after each test. The
+// trace goes to memory.
 class StartedTest : public ::testing::Test {
  protected:
   void SetUp() override { Start({}); }
@@ -70,7 +71,9 @@ class StartedTest : public ::testing::Test {
   void Start(const Pairs &pairs, const std::u16string &component = u"App") {
     TLM_ProcExit();
     Pairs all = pairs;
-    all.emplace_back(u"logdir", tlm_test::Utf16(logdir_.path()));
+    bool named = false;
+    for (const auto &pair : pairs) named = named || pair.first == u"logdir";
+    if (!named) all.emplace_back(u"logdir", tlm_test::Utf16(logdir_.path()));
     std::vector<std::array<const ZUL_UTF16 *, 2>> array;
     for (const auto &pair : all) array.push_back({pair.first.c_str(), pair.second.c_str()});
     TLM_ProcInitWithParam(component.c_str(), 0, static_cast<uint32_t>(array.size()),
