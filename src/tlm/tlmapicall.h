@@ -1,0 +1,73 @@
+// The frame of every exported TLM_ function: the gates, a mark that the calling thread is inside
+// the library, and the guard that keeps exceptions from crossing the border.
+//
+// The gates read the usage count without a lock; start must finish before the application's
+// other threads call, and TLM_ProcExit follows their last call. Should a thread call all the same
+// while the library stops, the mark makes TLM_ProcExit wait for the calls already past their gate
+// before it frees anything, and turns away the calls that arrive after it began to free.
+#ifndef TLM_TLMAPICALL_H
+#define TLM_TLMAPICALL_H
+
+#include <atomic>
+#include <cstdint>
+#include <type_traits>
+
+#include "zul_base.h"
+
+namespace tlmapi {
+
+// G1: the library is started (and not being stopped).
+bool isStarted();
+// G2: G1, and the global switch is on.
+bool isSwitchedOn();
+
+// Traces that function absorbed an exception.
+void traceAbsorbed(const ZUL_UTF16 *function);
+
+// Marks the calling thread as inside an exported function for its life; nests.
+class CApiCall {
+ public:
+  CApiCall() noexcept;
+  ~CApiCall();
+  CApiCall(const CApiCall &) = delete;
+  CApiCall &operator=(const CApiCall &) = delete;
+
+ private:
+  std::atomic<uint32_t> &depth_;
+};
+
+// Turns away calls from now on and waits until every other thread has left the functions it is
+// in. The calling thread's own calls (TLM_ProcExit from inside a session callback) don't count.
+void closeAndDrain();
+// Lets calls in again.
+void reopen();
+
+// Runs body when gate passes, inside a call mark; answers failure when the gate is closed or
+// body throws.
+template <typename Result, typename Body>
+Result run(const ZUL_UTF16 *function, bool (*gate)(), Result failure, Body &&body) noexcept {
+  CApiCall call;
+  if (!gate()) return failure;
+  try {
+    return body();
+  } catch (...) {
+    traceAbsorbed(function);
+    return failure;
+  }
+}
+
+// The same for a function without result.
+template <typename Body>
+void run(const ZUL_UTF16 *function, bool (*gate)(), Body &&body) noexcept {
+  CApiCall call;
+  if (!gate()) return;
+  try {
+    body();
+  } catch (...) {
+    traceAbsorbed(function);
+  }
+}
+
+}  // namespace tlmapi
+
+#endif  // TLM_TLMAPICALL_H

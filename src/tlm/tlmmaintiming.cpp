@@ -1,0 +1,159 @@
+// The exported timing functions and the workers that apply them to the session's context.
+#define DPTRC_MODULE u"tlmmain"
+
+#include "tlm.h"
+#include "tlm/tlmapicall.h"
+#include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmmainsession.h"
+#include "tlm/tlmmtcontext.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "zul_dptrace.h"
+
+using tlmapi::isSwitchedOn;
+using tlmapi::run;
+using tlmmain::externalSession;
+using tlmmain::textOf;
+
+namespace {
+
+typedef TLMParameterHelper Param;
+
+CContextCacheManager *registry() { return CContextCacheManager::Instance(); }
+
+const zulstring &threadSession() { return TLMPlatformHelper::GetSessionIdentifierRef(); }
+
+// The cheap rejection before any text work: a level passes when it is below either threshold.
+bool levelPasses(uint16_t level) {
+  return level < Param::GetInstruLevelThresholdForTrace() || level < Param::GetInstruLevelThreshold();
+}
+
+// The record's metric name, component "|" operation, built once per call.
+zulstring recordName(const ZUL_UTF16 *component, const ZUL_UTF16 *operation) {
+  zulstring name = textOf(component);
+  name += u'|';
+  if (operation != nullptr) name += operation;
+  return name;
+}
+
+// A session without a context gets one, made and started before the registry shows it; it is
+// registered even when the record was skipped.
+uint32_t startTiming(const zulstring &session, const ZUL_UTF16 *component,
+                     const ZUL_UTF16 *operation, uint16_t level) {
+  CMTContext *context = registry()->getContextByID(session);
+  if (context != nullptr && context->getStatus() == CMTContext::STATUS_TERMINATE) {
+    DPTRC_ERR(tf,
+              u"Previous context object is in the terminate status and was not cleaned up by "
+              u"TLM_initContext API\n");
+    return CMTContext::SKIPPED_COUNTER;
+  }
+  zulstring name = recordName(component, operation);
+  if (context != nullptr) return context->startTiming(name, level);
+  context = new CMTContext();
+  uint32_t id = context->startTiming(name, level);
+  registry()->pushContextToCache(session, context);
+  return id;
+}
+
+// A context still open is given up first; reset is how a terminated context becomes usable.
+void initContext(const zulstring &session, const ZUL_UTF16 *passport) {
+  zulstring text = textOf(passport);
+  CMTContext *context = registry()->getContextByID(session);
+  if (context == nullptr) {
+    registry()->pushContextToCache(session, new CMTContext(text));
+    return;
+  }
+  if (context->getStatus() == CMTContext::STATUS_OPEN) context->terminateTimingAll();
+  context->reset(text);
+}
+
+// The end of the outermost record closes the context, and that destroys it.
+void endTiming(const zulstring &session, uint32_t id, bool terminate) {
+  CMTContext *context = registry()->getContextByID(session);
+  if (context == nullptr || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
+  if (terminate) {
+    context->terminateTiming(id);
+  } else {
+    context->endTiming(id);
+  }
+  if (context->getStatus() == CMTContext::STATUS_CLOSE) registry()->removeContextByID(session);
+}
+
+// The context stays registered, terminated, until TLM_initContext or the sweep.
+void terminateTimingAll(const zulstring &session) {
+  CMTContext *context = registry()->getContextByID(session);
+  if (context != nullptr && context->getStatus() != CMTContext::STATUS_TERMINATE) {
+    context->terminateTimingAll();
+  }
+}
+
+}  // namespace
+
+void TLM_initContext(const ZUL_UTF16 *passport) noexcept {
+  run(u"TLM_initContext", isSwitchedOn, [&] { initContext(threadSession(), passport); });
+}
+
+void TLM_initContextEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *passport) noexcept {
+  run(u"TLM_initContextEx", isSwitchedOn, [&] {
+    zulstring id;
+    if (externalSession(session, id)) initContext(id, passport);
+  });
+}
+
+uint32_t TLM_startTiming(const ZUL_UTF16 *component, const ZUL_UTF16 *operation,
+                         uint16_t level) noexcept {
+  return run(u"TLM_startTiming", isSwitchedOn, CMTContext::SKIPPED_COUNTER, [&] {
+    if (!levelPasses(level)) return CMTContext::SKIPPED_COUNTER;
+    return startTiming(threadSession(), component, operation, level);
+  });
+}
+
+uint32_t TLM_startTimingEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *component,
+                           const ZUL_UTF16 *operation, uint16_t level) noexcept {
+  return run(u"TLM_startTimingEx", isSwitchedOn, CMTContext::SKIPPED_COUNTER, [&] {
+    zulstring id;
+    if (!levelPasses(level) || !externalSession(session, id)) return CMTContext::SKIPPED_COUNTER;
+    return startTiming(id, component, operation, level);
+  });
+}
+
+// A record id of 0, from a skipped start, costs nothing more than the gate.
+void TLM_endTiming(uint32_t recordId) noexcept {
+  run(u"TLM_endTiming", isSwitchedOn, [&] {
+    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(threadSession(), recordId, false);
+  });
+}
+
+void TLM_endTimingEx(TLM_SESSION_ID_FUNC session, uint32_t recordId) noexcept {
+  run(u"TLM_endTimingEx", isSwitchedOn, [&] {
+    zulstring id;
+    if (recordId > CMTContext::SKIPPED_COUNTER && externalSession(session, id)) {
+      endTiming(id, recordId, false);
+    }
+  });
+}
+
+void TLM_terminateTiming(uint32_t recordId) noexcept {
+  run(u"TLM_terminateTiming", isSwitchedOn, [&] {
+    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(threadSession(), recordId, true);
+  });
+}
+
+void TLM_terminateTimingEx(TLM_SESSION_ID_FUNC session, uint32_t recordId) noexcept {
+  run(u"TLM_terminateTimingEx", isSwitchedOn, [&] {
+    zulstring id;
+    if (recordId > CMTContext::SKIPPED_COUNTER && externalSession(session, id)) {
+      endTiming(id, recordId, true);
+    }
+  });
+}
+
+void TLM_terminateTimingAll(void) noexcept {
+  run(u"TLM_terminateTimingAll", isSwitchedOn, [] { terminateTimingAll(threadSession()); });
+}
+
+void TLM_terminateTimingAllEx(TLM_SESSION_ID_FUNC session) noexcept {
+  run(u"TLM_terminateTimingAllEx", isSwitchedOn, [&] {
+    zulstring id;
+    if (externalSession(session, id)) terminateTimingAll(id);
+  });
+}
