@@ -56,6 +56,10 @@ class CMTResourceRecord {
   uint32_t getUpdateCount() const { return updateCount_; }
 
  private:
+  // The first report (initial value 0) sets initial and current to value and the watermarks to
+  // high and low; a later one sets current and widens the watermarks. The caller holds lock_.
+  void takeReport(int64_t value, int64_t high, int64_t low);
+
   zulstring name_;
   CRelaxed<bool> keepValue_ = true;
   CRelaxed<int64_t> initialValue_ = 0;

@@ -75,7 +75,9 @@ TEST_F(TimingRecord, ScopeTraceAndEndingDecideWhatIsCounted) {
     EXPECT_EQ(stat->getSampleCount(), c.after.samples) << c.label;
     EXPECT_EQ(record.getStatus(), c.status) << c.label;
     // The CPU clock is refused by the system: CPU figures are off everywhere.
-    if (c.after.samples != 0) EXPECT_EQ(stat->getCPUSum(), -1) << c.label;
+    if (c.after.samples != 0) {
+      EXPECT_EQ(stat->getCPUSum(), -1) << c.label;
+    }
     TearDown();
   }
 }
