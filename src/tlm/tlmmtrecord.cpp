@@ -10,10 +10,10 @@
 namespace {
 
 // Metric scopes: what a record that isn't traced measures.
-constexpr uint16_t kScopeNone = 0;          // nothing is started
-constexpr uint16_t kScopeNetElapsed = 2;    // gross and net elapsed
-constexpr uint16_t kScopeCPU = 3;           // gross elapsed and gross CPU
-constexpr uint16_t kScopeNetCPU = 4;        // gross and net of both
+constexpr uint16_t kScopeNone = 0;        // nothing is started
+constexpr uint16_t kScopeNetElapsed = 2;  // gross and net elapsed
+constexpr uint16_t kScopeCPU = 3;         // gross elapsed and gross CPU
+constexpr uint16_t kScopeNetCPU = 4;      // gross and net of both
 
 bool measuresNetElapsed(uint16_t scope) {
   return scope == kScopeNetElapsed || scope == kScopeNetCPU;
@@ -143,7 +143,8 @@ void CMTRecord::deductNetTime(int32_t elapsed, int64_t cpu) {
 }
 
 void CMTRecord::calculateOffset(int32_t parentStartTime) {
-  offset_ = TLMPlatformHelper::GetServerTimeDiff(startTime_, static_cast<uint32_t>(parentStartTime));
+  offset_ =
+      TLMPlatformHelper::GetServerTimeDiff(startTime_, static_cast<uint32_t>(parentStartTime));
 }
 
 void CMTRecord::appendChildRecord(CMTRecord *child) {

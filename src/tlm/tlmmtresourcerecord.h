@@ -68,7 +68,7 @@ class CMTResourceRecord {
   CRelaxed<int64_t> lowWatermark_ = 0;
   CRelaxed<uint32_t> updateCount_ = 0;
   CRelaxed<bool> updated_ = false;
-  THR_MTX lock_;     // guards the numbers for writers
+  THR_MTX lock_;             // guards the numbers for writers
   mutable THR_RWL mapLock_;  // guards kpiValues_ and the building of the text
   std::map<zulstring, int64_t> kpiValues_;
 };

@@ -52,9 +52,8 @@ void TLM_reportResource(const ZUL_UTF16 *name, int64_t value, int64_t high, int6
 void TLM_reportResourceKPI(const ZUL_UTF16 *name, const ZUL_UTF16 *kpiName,
                            int64_t value) noexcept {
   if (kpiName == nullptr) return;
-  updateResource(u"TLM_reportResourceKPI", name, [=](CMTResourceRecord &record) {
-    record.addKpiValue(zulstring(kpiName), value);
-  });
+  updateResource(u"TLM_reportResourceKPI", name,
+                 [=](CMTResourceRecord &record) { record.addKpiValue(zulstring(kpiName), value); });
 }
 
 void TLM_registerResourceCallBack(uint32_t id, TLM_RESOURCE_CALLBACK function, uint32_t interval,

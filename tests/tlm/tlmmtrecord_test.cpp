@@ -41,24 +41,63 @@ TEST_F(TimingRecord, ScopeTraceAndEndingDecideWhatIsCounted) {
     Counts after;
     uint16_t status;
   } cases[] = {
-      {"scope 0 starts nothing but still samples", u"0", false, false, endClean, 0, {0, 1, 0, 1},
+      {"scope 0 starts nothing but still samples",
+       u"0",
+       false,
+       false,
+       endClean,
+       0,
+       {0, 1, 0, 1},
        CMTRecord::STATUS_CLOSE},
       {"scope 1", u"1", false, false, endClean, 1, {0, 1, 0, 1}, CMTRecord::STATUS_CLOSE},
-      {"out of order: stopped without a sample", u"1", false, false, endOutOfOrder, 1,
-       {0, 1, 0, 0}, CMTRecord::STATUS_CLOSE},
-      {"traced at scope 0: everything", u"0", true, false, endClean, 1, {0, 1, 0, 1},
+      {"out of order: stopped without a sample",
+       u"1",
+       false,
+       false,
+       endOutOfOrder,
+       1,
+       {0, 1, 0, 0},
        CMTRecord::STATUS_CLOSE},
-      {"traced and out of order: still sampled", u"1", true, false, endOutOfOrder, 1,
-       {0, 1, 0, 1}, CMTRecord::STATUS_CLOSE},
+      {"traced at scope 0: everything",
+       u"0",
+       true,
+       false,
+       endClean,
+       1,
+       {0, 1, 0, 1},
+       CMTRecord::STATUS_CLOSE},
+      {"traced and out of order: still sampled",
+       u"1",
+       true,
+       false,
+       endOutOfOrder,
+       1,
+       {0, 1, 0, 1},
+       CMTRecord::STATUS_CLOSE},
       {"trace only", u"4", true, true, endClean, 0, {0, 0, 0, 0}, CMTRecord::STATUS_CLOSE},
-      {"abandoned", u"1", false, false,
-       [](CMTRecord &r) { EXPECT_EQ(r.terminateTiming(true, false), -1); }, 1, {0, 0, 1, 0},
+      {"abandoned",
+       u"1",
+       false,
+       false,
+       [](CMTRecord &r) { EXPECT_EQ(r.terminateTiming(true, false), -1); },
+       1,
+       {0, 0, 1, 0},
        CMTRecord::STATUS_TERMINATE_INTERRUPT},
-      {"terminated with measuring", u"1", false, false,
-       [](CMTRecord &r) { r.terminateTiming(true, true); }, 1, {0, 0, 1, 1},
+      {"terminated with measuring",
+       u"1",
+       false,
+       false,
+       [](CMTRecord &r) { r.terminateTiming(true, true); },
+       1,
+       {0, 0, 1, 1},
        CMTRecord::STATUS_TERMINATE_NORMAL},
-      {"terminated out of order", u"1", false, false,
-       [](CMTRecord &r) { r.terminateTiming(false, true); }, 1, {0, 0, 1, 0},
+      {"terminated out of order",
+       u"1",
+       false,
+       false,
+       [](CMTRecord &r) { r.terminateTiming(false, true); },
+       1,
+       {0, 0, 1, 0},
        CMTRecord::STATUS_TERMINATE_NORMAL},
   };
   for (const Case &c : cases) {
@@ -113,8 +152,11 @@ TEST_F(TimingRecord, NetTimeOfAParentLeavesOutItsChildren) {
     const char16_t *scope;
     bool traced;
     bool net;
-  } cases[] = {{u"1", false, false}, {u"2", false, true}, {u"3", false, false},
-               {u"4", false, true},  {u"0", true, true}};
+  } cases[] = {{u"1", false, false},
+               {u"2", false, true},
+               {u"3", false, false},
+               {u"4", false, true},
+               {u"0", true, true}};
   for (const Case &c : cases) {
     Start({{u"perf_metric_scope", c.scope}});
     CMTRecord parent(u"P|op", 1, nullptr, c.traced);
@@ -179,17 +221,18 @@ TEST_F(TimingRecord, TraceLines) {
   b.startTiming();
   b.terminateTiming(true, true);
   const std::u16string p = tlm_test::TraceCapture::ThreadPrefix();
-  EXPECT_EQ(trace.Lines(), (std::vector<std::u16string>{
-                               p + u"A|op - [StartTiming]", p + u"A|op - [EndTiming] TimeStat:NO",
-                               p + u"B|op - [StartTiming]",
-                               p + u"B|op - [TerminateTiming] TimeStat:YES"}));
+  EXPECT_EQ(trace.Lines(),
+            (std::vector<std::u16string>{
+                p + u"A|op - [StartTiming]", p + u"A|op - [EndTiming] TimeStat:NO",
+                p + u"B|op - [StartTiming]", p + u"B|op - [TerminateTiming] TimeStat:YES"}));
   trace.Clear();
   ct_level = 2;
   CMTRecord c(u"C|op", 3, nullptr, false);
   c.startTiming();
   c.terminateTiming(false, true);
   c.endTiming(true);
-  EXPECT_EQ(trace.Lines(), std::vector<std::u16string>{p + u"C|op - [TerminateTiming] TimeStat:NO"});
+  EXPECT_EQ(trace.Lines(),
+            std::vector<std::u16string>{p + u"C|op - [TerminateTiming] TimeStat:NO"});
 }
 
 TEST(TimingRecordInfo, PairsAreSetOrJoined) {

@@ -42,7 +42,8 @@ TEST_F(SectionRing, StatRecordsBelongToTheirVersion) {
   EXPECT_EQ(after->getSampleCount(), 0u);
   // Name order; the open component's record has no sample and an empty text.
   ASSERT_EQ(Sink().Texts().size(), 2u);
-  EXPECT_NE(Sink().Texts()[0].find(u"|A:Avg. Elapsed Time(ms)\" value=\"3\""), std::u16string::npos);
+  EXPECT_NE(Sink().Texts()[0].find(u"|A:Avg. Elapsed Time(ms)\" value=\"3\""),
+            std::u16string::npos);
   EXPECT_EQ(Sink().Texts()[1], u"");
 
   // Only the record with a component in flight was carried into the interval just sent.

@@ -65,7 +65,8 @@ TEST_F(ResourceApi, CallsAfterStopAreHarmless) {
   TLM_ProcExit();
   TLM_initializeResource(u"Late", 1, 0);
   TLM_reportResourceKPI(u"Late", u"k", 1);
-  TLM_registerResourceCallBack(1, [] {}, 1, 0);
+  TLM_registerResourceCallBack(
+      1, [] {}, 1, 0);
   TLM_deregisterResourceCallBack(1);
   TLM_outputMetricData();
   Start({});
@@ -79,8 +80,10 @@ TEST_F(ResourceApi, CallBacksRegisterAndDeregister) {
   registeredCalls = 0;
   deregisteredCalls = 0;
   TLM_registerResourceCallBack(7, nullptr, 0, 0);
-  TLM_registerResourceCallBack(7, [] { ++registeredCalls; }, 0, 0);
-  TLM_registerResourceCallBack(8, [] { ++deregisteredCalls; }, 0, 0);
+  TLM_registerResourceCallBack(
+      7, [] { ++registeredCalls; }, 0, 0);
+  TLM_registerResourceCallBack(
+      8, [] { ++deregisteredCalls; }, 0, 0);
   TLM_deregisterResourceCallBack(8);
   uint32_t registered = TLMPlatformHelper::GetServerTimeInSecond();
   while (TLMPlatformHelper::GetServerTimeInSecond() <= registered) usleep(5000);
