@@ -1,5 +1,7 @@
 #include "tlm/tlmmtrecord.h"
 
+#include <utility>
+
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmplatformhelper.h"
@@ -23,8 +25,8 @@ const ZUL_UTF16 *yesNo(bool value) { return value ? u"YES" : u"NO"; }
 
 }  // namespace
 
-CMTRecord::CMTRecord(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced)
-    : name_(name), id_(id), traced_(traced), parent_(parent) {}
+CMTRecord::CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced)
+    : name_(std::move(name)), id_(id), traced_(traced), parent_(parent) {}
 
 CMTRecord::~CMTRecord() {
   for (CMTRecord *child : children_) delete child;

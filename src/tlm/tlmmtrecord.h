@@ -21,7 +21,7 @@ class CMTRecord {
 
   // name is component + "|" + operation. parent is the enclosing record or null; it is not
   // owned. traced: the context was tracing, so everything is measured.
-  CMTRecord(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced);
+  CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced);
   CMTRecord(const CMTRecord &) = delete;
   CMTRecord &operator=(const CMTRecord &) = delete;
   // Destroys the children, recursively.
