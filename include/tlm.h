@@ -39,7 +39,8 @@ ZUL_API int TLM_ProcInitWithProfilePath(const ZUL_UTF16 *component, short pidOpt
                                         const ZUL_UTF16 *path) ZUL_NOTHROW;
 /* The same with count pairs of parameter name and value instead of a file, over the defaults.
  * Pairs whose name or value is null or empty are skipped. More than 26 pairs: none is taken, and
- * not even the defaults apply (the library then stays switched off). */
+ * not even the default texts apply (logdir and system_name are then empty); numbers keep their
+ * built-in values. */
 ZUL_API int TLM_ProcInitWithParam(const ZUL_UTF16 *component, short pidOption, uint32_t count,
                                   const ZUL_UTF16 *pairs[][2]) ZUL_NOTHROW;
 /* Stops the library whatever the nesting: sends what was collected and frees everything. Must

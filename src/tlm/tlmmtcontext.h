@@ -24,18 +24,18 @@ class CMTRecord;
 // destroyed as soon as it ends.
 class CMTContext {
  public:
-  static const uint16_t STATUS_INITIAL = 0;    // created, no record started yet
-  static const uint16_t STATUS_OPEN = 1;       // records started, stack not yet empty
-  static const uint16_t STATUS_CLOSE = 2;      // stack emptied by normal ends
-  static const uint16_t STATUS_TERMINATE = 3;  // given up by terminateTimingAll
-  static const uint16_t TRANS_TRACE_OFF = 0;
-  static const uint16_t TRANS_TRACE_ON = 1;
-  static const uint16_t TRACE_LEVEL_NONE = 0;
-  static const uint16_t TRACE_LEVEL_LOW = 1;
-  static const uint16_t TRACE_LEVEL_MEDIUM = 2;
-  static const uint16_t TRACE_LEVEL_HIGH = 3;
-  static const uint32_t BASE_COUNTER = 1;     // the id of a context's first record
-  static const uint32_t SKIPPED_COUNTER = 0;  // the id of a record that wasn't timed
+  static constexpr uint16_t STATUS_INITIAL = 0;    // created, no record started yet
+  static constexpr uint16_t STATUS_OPEN = 1;       // records started, stack not yet empty
+  static constexpr uint16_t STATUS_CLOSE = 2;      // stack emptied by normal ends
+  static constexpr uint16_t STATUS_TERMINATE = 3;  // given up by terminateTimingAll
+  static constexpr uint16_t TRANS_TRACE_OFF = 0;
+  static constexpr uint16_t TRANS_TRACE_ON = 1;
+  static constexpr uint16_t TRACE_LEVEL_NONE = 0;
+  static constexpr uint16_t TRACE_LEVEL_LOW = 1;
+  static constexpr uint16_t TRACE_LEVEL_MEDIUM = 2;
+  static constexpr uint16_t TRACE_LEVEL_HIGH = 3;
+  static constexpr uint32_t BASE_COUNTER = 1;     // the id of a context's first record
+  static constexpr uint32_t SKIPPED_COUNTER = 0;  // the id of a record that wasn't timed
 
   // A context without passport: global thresholds only, tracing as the EM enables it.
   CMTContext();
@@ -108,6 +108,9 @@ class CMTContext {
   uint16_t getInstrumentThreshold() const { return instrumentThreshold_; }
   uint16_t getTraceInstrumentThreshold() const { return traceInstrumentThreshold_; }
   const zulstring &getPassportText() const { return passportText_; }
+  // The first record of the transaction, owner of the tree; null before one was timed.
+  CMTRecord *getRootRecord() const { return rootRecord_; }
+  const std::map<zulstring, zulstring> &getContextInfo() const { return contextInfo_; }
   void setPromtedTraceSent(bool sent) { promotedTraceSent_ = sent; }
   void updateLastUsedTimestamp();
   // Stamps on the wrapping server clock, for contexts restored or aged from outside.

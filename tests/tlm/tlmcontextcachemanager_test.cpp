@@ -156,7 +156,8 @@ TEST_F(CContextCacheManagerSweep, EmptyContextsGoAfterTheEmptyTimeout) {
   EXPECT_EQ(Registry()->getContextByID(u"old"), nullptr);
   EXPECT_EQ(Count(u"~Empty Context Count"), 1);
   EXPECT_EQ(Count(u"~Zombie Context Count"), 0);
-  EXPECT_EQ(trace_.Lines(), std::vector<std::u16string>{trace_.ThreadPrefix() + u"Empty context detected"});
+  EXPECT_EQ(trace_.Lines(),
+            std::vector<std::u16string>{trace_.ThreadPrefix() + u"Empty context detected"});
 }
 
 TEST_F(CContextCacheManagerSweep, OpenAndTerminatedContextsGoAsZombies) {
@@ -179,10 +180,10 @@ TEST_F(CContextCacheManagerSweep, PromotesALongTransactionThatPaused) {
     uint32_t idle, age;
     bool tracing, promoted;
   } cases[] = {
-      {u"due", 5000, 60000, false, true},
-      {u"in a call", 4999, 60000, false, false},
-      {u"young", 5000, 59999, false, false},
-      {u"traced", 5000, 60000, true, false},
+      {u"due", 6000, 70000, false, true},
+      {u"in a call", 4000, 70000, false, false},
+      {u"young", 6000, 50000, false, false},
+      {u"traced", 6000, 70000, true, false},
   };
   for (const Case &c : cases) {
     // An application passport of level 2 makes a tracing context.

@@ -1,0 +1,331 @@
+// The exported start, stop, timing and append functions.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tlm.h"
+#include "tlm/tlmmtcontext.h"
+#include "tlm/tlmmtrecord.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm_core_fixture.h"
+#include "tlmprofile/profile_test_support.h"
+
+namespace {
+
+using core_test::MetricValue;
+using core_test::StartedTest;
+using tlm_test::Utf16;
+
+const char16_t *SessionA() { return u"session A"; }
+const char16_t *EmptySession() { return u""; }
+const char16_t *NullSession() { return nullptr; }
+
+bool Contains(const std::u16string &text, const std::u16string &part) {
+  return text.find(part) != std::u16string::npos;
+}
+
+// ---- Start and stop ----
+
+class TLMLifecycle : public StartedTest {};
+
+TEST_F(TLMLifecycle, StartWritesVersionAndConfiguration) {
+  std::u16string text = trace_.Text();
+  size_t version = text.find(u"TLM library version 2.3.12 (unicode) loaded\n");
+  size_t invoked = text.find(u"TLM_ProcInitWithParam API invoked\n");
+  size_t configuration = text.find(u"TLM configuration info begin----------------\n");
+  ASSERT_NE(version, std::u16string::npos) << tlm_test::Utf8(text);
+  EXPECT_LT(version, invoked);
+  EXPECT_LT(invoked, configuration);
+  EXPECT_TRUE(Contains(text, u"TLM configuration info end----------------\n"));
+  EXPECT_EQ(TLM_getCharSize(), 2);
+}
+
+TEST_F(TLMLifecycle, ALaterStartOnlyCountsAUse) {
+  Start({{u"instrument_level_threshold", u"5"}});
+  struct Case {
+    std::function<int()> start;
+    const char16_t *message;
+  } cases[] = {
+      {[] { return TLM_ProcInit(u"Other", 1); }, u"TLM_ProcInit API has been invoked before\n"},
+      {[] { return TLM_ProcInitWithProfilePath(u"Other", 1, u"/nowhere"); },
+       u"TLM_ProcInitWithParam API has been invoked before\n"},
+      {[] { return TLM_ProcInitWithParam(u"Other", 1, 0, nullptr); },
+       u"TLM_ProcInitWithParam API has been invoked before\n"},
+  };
+  uint16_t uses = 1;
+  for (const Case &c : cases) {
+    trace_.Clear();
+    EXPECT_EQ(c.start(), 0);
+    EXPECT_EQ(s_process_usage, ++uses);
+    EXPECT_EQ(trace_.Text(), trace_.ThreadPrefix() + c.message);
+  }
+  EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 5);
+  EXPECT_EQ(CContextCacheManager::Instance()->getComponentName(), u"App");
+  EXPECT_EQ(TLM_ProcExitNestable(), 3);
+  EXPECT_EQ(TLM_ProcExitNestable(), 2);
+  EXPECT_EQ(TLM_ProcExitNestable(), 1);
+  EXPECT_NE(TLM_startTiming(u"A", u"op", 1), 0u);
+  EXPECT_EQ(TLM_ProcExitNestable(), 0);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 0u);
+}
+
+TEST_F(TLMLifecycle, ExitEndsTheLibraryWhateverTheNesting) {
+  TLM_ProcInit(u"App", 0);
+  TLM_ProcInit(u"App", 0);
+  ASSERT_EQ(s_process_usage, 3);
+  trace_.Clear();
+  TLM_ProcExit();
+  EXPECT_EQ(s_process_usage, 0);
+  auto lines = trace_.Lines();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), trace_.ThreadPrefix() + u"TLM_ProcExit API started");
+  EXPECT_EQ(lines.back(), trace_.ThreadPrefix() + u"TLM_ProcExit API invoked");
+  EXPECT_EQ(tf, nullptr);
+  // Stopped, every call does nothing.
+  trace_.Clear();
+  TLM_ProcExit();
+  TLM_initContext(u"*1000");
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 0u);
+  TLM_endTiming(1);
+  TLM_appendContextInfo(u"n", u"v");
+  EXPECT_EQ(trace_.Text(), u"");
+}
+
+// Without a gate, a nested exit at 0 wraps the count; TLM_ProcExit then does nothing.
+TEST_F(TLMLifecycle, NestedExitWhileStoppedWrapsTheCount) {
+  TLM_ProcExit();
+  EXPECT_EQ(TLM_ProcExitNestable(), 65535);
+  TLM_ProcExit();
+  EXPECT_EQ(s_process_usage, 65535);
+  s_process_usage = 0;
+}
+
+TEST_F(TLMLifecycle, ParameterPairs) {
+  std::u16string dir = Utf16(logdir_.path());
+  const ZUL_UTF16 *pairs[][2] = {
+      {u"logdir", dir.c_str()},
+      {u"instrument_level_threshold", nullptr},  // skipped: no value
+      {nullptr, u"7"},
+      {u"", u"7"},
+      {u"instrument_level_threshold", u"4"},
+  };
+  TLM_ProcExit();
+  TLM_ProcInitWithParam(u"App", 0, 5, pairs);
+  EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 4);
+  EXPECT_EQ(TLMParameterHelper::GetLogDir(), dir);
+}
+
+// More than 26 pairs: no configuration at all, not even the default texts, yet the library starts
+// with the built-in numbers. As logdir is empty, the component names a place in the temporary
+// directory.
+TEST_F(TLMLifecycle, TooManyPairsApplyNoConfiguration) {
+  std::u16string dir = Utf16(logdir_.path());
+  std::vector<std::array<const ZUL_UTF16 *, 2>> pairs(27, {u"instrument_level_threshold", u"5"});
+  TLM_ProcExit();
+  std::u16string component = dir.substr(1) + u"/App";
+  TLM_ProcInitWithParam(component.c_str(), 0, 27,
+                        reinterpret_cast<const ZUL_UTF16 *(*)[2]>(pairs.data()));
+  EXPECT_EQ(s_process_usage, 1);
+  EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 10);
+  EXPECT_EQ(TLMParameterHelper::GetLogDir(), u"");
+  EXPECT_EQ(TLMParameterHelper::GetSystemName(), u"");
+  EXPECT_TRUE(std::filesystem::exists(logdir_.File("App_tlm.trc")));
+}
+
+TEST_F(TLMLifecycle, TraceFileNameAndPlace) {
+  TLM_ProcExit();
+  {
+    // The file is opened for real here; the guard restores the trace state afterwards.
+    tlm_test::TraceStateGuard guard;
+    DpLock();
+    output_func = nullptr;
+    ctrc::state.global_file = nullptr;
+    DpUnlock();
+    Start({}, u"my|app");
+    EXPECT_TRUE(std::filesystem::exists(logdir_.File("my_app_tlm.trc")));
+    TLM_ProcExit();
+    // A logdir that can't be written sends the file to the working directory.
+    tlm_test::TempDir work;
+    profile_test::ScopedCwd cwd(work.path());
+    Start({{u"logdir", Utf16(logdir_.File("missing/dir"))}}, u"App");
+    EXPECT_EQ(s_process_usage, 1);
+    EXPECT_TRUE(std::filesystem::exists(work.File("App_tlm.trc")));
+    TLM_ProcExit();
+  }
+}
+
+// ---- Timing ----
+
+class TLMTiming : public StartedTest {
+ protected:
+  void SetUp() override {
+    Start({{u"instrument_level_threshold", u"10"}, {u"instrument_level_threshold_trace", u"20"}});
+  }
+};
+
+TEST_F(TLMTiming, LevelsFilterBeforeAnyContextIsMade) {
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 20), 0u);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 65535), 0u);
+  EXPECT_EQ(OwnContext(), nullptr);
+  // Below the trace threshold only: a context appears though its record is skipped.
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 15), 0u);
+  ASSERT_NE(OwnContext(), nullptr);
+  EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_INITIAL);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 1u);
+}
+
+TEST_F(TLMTiming, TheGlobalSwitchTurnsCallsAway) {
+  TLMParameterHelper::SetInstruLevelThreshold(0);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 0u);
+  EXPECT_EQ(OwnContext(), nullptr);
+  TLMParameterHelper::SetInstruLevelThreshold(10);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 1u);
+}
+
+TEST_F(TLMTiming, TheOutermostEndRemovesTheContext) {
+  uint32_t a = TLM_startTiming(u"A", u"op", 1);
+  uint32_t b = TLM_startTiming(u"B", u"op", 1);
+  TLM_endTiming(0);
+  TLM_endTiming(b);
+  EXPECT_NE(OwnContext(), nullptr);
+  TLM_endTiming(a);
+  EXPECT_EQ(OwnContext(), nullptr);
+  // Null texts read as empty.
+  TLM_endTiming(TLM_startTiming(nullptr, nullptr, 1));
+  auto texts = Flush();
+  EXPECT_EQ(MetricValue(texts, u"Avg. Elapsed Time(ms)", u"count"), 1);
+  EXPECT_NE(tlm_test::Utf8(sink_->Joined()).find("ZUL_TLM|App_0||:Avg."), std::string::npos);
+}
+
+TEST_F(TLMTiming, TerminatedSessionsTimeNothingUntilInitContext) {
+  uint32_t a = TLM_startTiming(u"A", u"op", 1);
+  TLM_terminateTimingAll();
+  ASSERT_NE(OwnContext(), nullptr);
+  EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_TERMINATE);
+  trace_.Clear();
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 0u);
+  EXPECT_TRUE(Contains(trace_.Text(),
+                       u"*** ERROR => Previous context object is in the terminate status and was "
+                       u"not cleaned up by TLM_initContext API [tlmmain "));
+  TLM_endTiming(a);
+  TLM_terminateTiming(a);
+  EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_TERMINATE);
+  TLM_initContext(nullptr);
+  EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_INITIAL);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 1u);
+}
+
+TEST_F(TLMTiming, InitContextGivesUpAnOpenTransaction) {
+  TLM_startTiming(u"A", u"op", 1);
+  TLM_initContext(u"*1000");
+  CMTContext *context = OwnContext();
+  ASSERT_NE(context, nullptr);
+  EXPECT_EQ(context->getStatus(), CMTContext::STATUS_INITIAL);
+  EXPECT_TRUE(context->isTransTrace());
+  EXPECT_EQ(MetricValue(Flush(), u"Finished with undefined state"), -1);  // scope 0: no line
+}
+
+TEST_F(TLMTiming, ExVariantsTakeTheApplicationsSession) {
+  uint32_t a = TLM_startTimingEx(SessionA, u"A", u"op", 1);
+  EXPECT_EQ(a, 1u);
+  EXPECT_EQ(OwnContext(), nullptr);
+  EXPECT_NE(CContextCacheManager::Instance()->getContextByID(u"session A"), nullptr);
+  TLM_endTimingEx(SessionA, a);
+  EXPECT_EQ(CContextCacheManager::Instance()->getContextByID(u"session A"), nullptr);
+}
+
+TEST_F(TLMTiming, ExVariantsRefuseAMissingSession) {
+  struct Case {
+    TLM_SESSION_ID_FUNC session;
+    const char16_t *error;
+  } cases[] = {
+      {nullptr, u"Get sessionId function point is NULL"},
+      {EmptySession, u"External sessionId function returns the empty sessionId"},
+      {NullSession, u"External sessionId function returns the empty sessionId"},
+  };
+  for (const Case &c : cases) {
+    std::u16string line = trace_.ThreadPrefix() + u"*** ERROR => " + c.error + u" [tlmmain ";
+    trace_.Clear();
+    EXPECT_EQ(TLM_startTimingEx(c.session, u"A", u"op", 1), 0u);
+    TLM_endTimingEx(c.session, 1);
+    TLM_terminateTimingEx(c.session, 1);
+    TLM_terminateTimingAllEx(c.session);
+    TLM_initContextEx(c.session, u"");
+    TLM_appendInfoEx(c.session, 1, u"n", u"v");
+    TLM_appendContextInfoEx(c.session, u"n", u"v");
+    auto lines = trace_.Lines();
+    EXPECT_EQ(lines.size(), 7u);
+    for (const auto &text : lines) EXPECT_EQ(text.rfind(line, 0), 0u) << tlm_test::Utf8(text);
+    // The level and record id tests come first, and say nothing.
+    trace_.Clear();
+    EXPECT_EQ(TLM_startTimingEx(c.session, u"A", u"op", 20), 0u);
+    TLM_endTimingEx(c.session, 0);
+    TLM_terminateTimingEx(c.session, 0);
+    EXPECT_EQ(trace_.Text(), u"");
+  }
+}
+
+// ---- Appending ----
+
+class TLMAppend : public StartedTest {
+ protected:
+  void SetUp() override {
+    StartedTest::SetUp();
+    TLM_initContext(u"*1000");  // a traced transaction
+    id_ = TLM_startTiming(u"A", u"op", 1);
+  }
+  const std::map<zulstring, zulstring> &Info() { return OwnContext()->getRootRecord()->getInfo(); }
+  uint32_t id_ = 0;
+};
+
+TEST_F(TLMAppend, RecordPairs) {
+  std::u16string longName(300, u'p');
+  TLM_appendInfo(id_, u"n", u"v");
+  TLM_appendInfo(id_, nullptr, nullptr);
+  TLM_appendInfoToList(id_, u"list", u"1");
+  TLM_appendInfoToList(id_, u"list", u"2");
+  TLM_appendExceptionInfo(id_, u"boom");
+  TLM_appendReturnInfo(id_, u"42");
+  TLM_appendParameterInfo(id_, u"x", u"1");
+  TLM_appendParameterInfo(id_, longName.c_str(), u"2");
+  TLM_appendPassportInfo(id_, u"P1", 0);
+  TLM_appendPassportInfo(id_, u"P2", 0);
+  TLM_appendPassportInfoEx(SessionA, id_, u"P3", 1);  // another session: no context
+  TLM_appendInfo(id_ + 1, u"not", u"innermost");
+  std::map<zulstring, zulstring> expected = {
+      {u"n", u"v"},
+      {u"", u""},
+      {u"list", u"1,2"},
+      {u"Exception", u"boom"},
+      {u"Return Value", u"42"},
+      {u"Method Call Parameter x", u"1"},
+      {u"Method Call Parameter " + longName, u"2"},
+      {u"outbound.ZUL-PASSPORT", u"P2"},
+  };
+  EXPECT_EQ(Info(), expected);
+  TLM_appendPassportInfo(id_, u"P4", 1);
+  EXPECT_EQ(Info().at(u"outbound.ZUL-PASSPORT"), u"P2,P4");
+}
+
+TEST_F(TLMAppend, TransactionPairs) {
+  TLM_appendContextInfo(u"n", u"v");
+  TLM_appendUserID(u"alice");
+  TLM_appendUserIDEx(SessionA, u"bob");  // another session: no context
+  TLM_appendUserID(u"carol");
+  std::map<zulstring, zulstring> expected = {{u"n", u"v"}, {u"User ID", u"carol"}};
+  EXPECT_EQ(OwnContext()->getContextInfo(), expected);
+}
+
+TEST_F(TLMAppend, PrefixNamesTheMetrics) {
+  TLM_setInstancePrefix(u"pfx");
+  TLM_endTiming(id_);
+  std::string joined;
+  for (const auto &text : Flush()) joined += tlm_test::Utf8(text);
+  EXPECT_NE(joined.find("name=\"ZUL_TLM|App_0|pfx|A|op:"), std::string::npos) << joined;
+  EXPECT_NE(joined.find("name=\"ZUL_TLM|App_0|pfx|~Zombie Context Count:"), std::string::npos);
+}
+
+}  // namespace
