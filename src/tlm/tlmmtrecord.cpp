@@ -1,5 +1,7 @@
 #include "tlm/tlmmtrecord.h"
 
+#include <utility>
+
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmplatformhelper.h"
@@ -10,10 +12,10 @@
 namespace {
 
 // Metric scopes: what a record that isn't traced measures.
-constexpr uint16_t kScopeNone = 0;          // nothing is started
-constexpr uint16_t kScopeNetElapsed = 2;    // gross and net elapsed
-constexpr uint16_t kScopeCPU = 3;           // gross elapsed and gross CPU
-constexpr uint16_t kScopeNetCPU = 4;        // gross and net of both
+constexpr uint16_t kScopeNone = 0;        // nothing is started
+constexpr uint16_t kScopeNetElapsed = 2;  // gross and net elapsed
+constexpr uint16_t kScopeCPU = 3;         // gross elapsed and gross CPU
+constexpr uint16_t kScopeNetCPU = 4;      // gross and net of both
 
 bool measuresNetElapsed(uint16_t scope) {
   return scope == kScopeNetElapsed || scope == kScopeNetCPU;
@@ -23,8 +25,8 @@ const ZUL_UTF16 *yesNo(bool value) { return value ? u"YES" : u"NO"; }
 
 }  // namespace
 
-CMTRecord::CMTRecord(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced)
-    : name_(name), id_(id), traced_(traced), parent_(parent) {}
+CMTRecord::CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced)
+    : name_(std::move(name)), id_(id), traced_(traced), parent_(parent) {}
 
 CMTRecord::~CMTRecord() {
   for (CMTRecord *child : children_) delete child;
@@ -143,7 +145,8 @@ void CMTRecord::deductNetTime(int32_t elapsed, int64_t cpu) {
 }
 
 void CMTRecord::calculateOffset(int32_t parentStartTime) {
-  offset_ = TLMPlatformHelper::GetServerTimeDiff(startTime_, static_cast<uint32_t>(parentStartTime));
+  offset_ =
+      TLMPlatformHelper::GetServerTimeDiff(startTime_, static_cast<uint32_t>(parentStartTime));
 }
 
 void CMTRecord::appendChildRecord(CMTRecord *child) {

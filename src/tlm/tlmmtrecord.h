@@ -14,14 +14,14 @@ class CMTStatRecord;
 // context only. Owns its children; a root thus owns its tree.
 class CMTRecord {
  public:
-  static const uint16_t STATUS_OPEN = 0;
-  static const uint16_t STATUS_CLOSE = 1;
-  static const uint16_t STATUS_TERMINATE_NORMAL = 2;
-  static const uint16_t STATUS_TERMINATE_INTERRUPT = 3;
+  static constexpr uint16_t STATUS_OPEN = 0;
+  static constexpr uint16_t STATUS_CLOSE = 1;
+  static constexpr uint16_t STATUS_TERMINATE_NORMAL = 2;
+  static constexpr uint16_t STATUS_TERMINATE_INTERRUPT = 3;
 
   // name is component + "|" + operation. parent is the enclosing record or null; it is not
   // owned. traced: the context was tracing, so everything is measured.
-  CMTRecord(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced);
+  CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced);
   CMTRecord(const CMTRecord &) = delete;
   CMTRecord &operator=(const CMTRecord &) = delete;
   // Destroys the children, recursively.

@@ -37,19 +37,23 @@ CMTResourceRecord::~CMTResourceRecord() {
   ThrMtxDelete(&lock_);
 }
 
-void CMTResourceRecord::iniValue(int64_t value, bool keep) {
-  CMutexLock hold(&lock_);
-  keepValue_ = keep;
+void CMTResourceRecord::takeReport(int64_t value, int64_t high, int64_t low) {
   if (initialValue_ == 0) {
     initialValue_ = value;
     currentValue_ = value;
-    highWatermark_ = value;
-    lowWatermark_ = value;
-  } else {
-    currentValue_ = value;
-    if (value > highWatermark_) highWatermark_ = value;
-    if (value < lowWatermark_) lowWatermark_ = value;
+    highWatermark_ = high;
+    lowWatermark_ = low;
+    return;
   }
+  currentValue_ = value;
+  if (high > highWatermark_) highWatermark_ = high;
+  if (low < lowWatermark_) lowWatermark_ = low;
+}
+
+void CMTResourceRecord::iniValue(int64_t value, bool keep) {
+  CMutexLock hold(&lock_);
+  keepValue_ = keep;
+  takeReport(value, value, value);
   updateCount_.add(1);
   updated_ = true;
 }
@@ -75,16 +79,7 @@ void CMTResourceRecord::reportValue(int64_t value, int64_t high, int64_t low, ui
                                     bool keep) {
   CMutexLock hold(&lock_);
   keepValue_ = keep;
-  if (initialValue_ == 0) {
-    initialValue_ = value;
-    currentValue_ = value;
-    highWatermark_ = high;
-    lowWatermark_ = low;
-  } else {
-    currentValue_ = value;
-    if (high > highWatermark_) highWatermark_ = high;
-    if (low < lowWatermark_) lowWatermark_ = low;
-  }
+  takeReport(value, high, low);
   updateCount_.add(count);
   updated_ = true;
 }

@@ -56,6 +56,10 @@ class CMTResourceRecord {
   uint32_t getUpdateCount() const { return updateCount_; }
 
  private:
+  // The first report (initial value 0) sets initial and current to value and the watermarks to
+  // high and low; a later one sets current and widens the watermarks. The caller holds lock_.
+  void takeReport(int64_t value, int64_t high, int64_t low);
+
   zulstring name_;
   CRelaxed<bool> keepValue_ = true;
   CRelaxed<int64_t> initialValue_ = 0;
@@ -64,7 +68,7 @@ class CMTResourceRecord {
   CRelaxed<int64_t> lowWatermark_ = 0;
   CRelaxed<uint32_t> updateCount_ = 0;
   CRelaxed<bool> updated_ = false;
-  THR_MTX lock_;     // guards the numbers for writers
+  THR_MTX lock_;             // guards the numbers for writers
   mutable THR_RWL mapLock_;  // guards kpiValues_ and the building of the text
   std::map<zulstring, int64_t> kpiValues_;
 };

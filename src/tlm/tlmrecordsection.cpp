@@ -1,6 +1,7 @@
 #include "tlm/tlmrecordsection.h"
 
 #include <memory>
+#include <type_traits>
 
 #include "tlm/tlmlocks.h"
 #include "tlm/tlmmtdatasendingagent.h"
@@ -11,9 +12,8 @@ namespace {
 // The record of name in map, created when new. The map lock is dropped while the record is made,
 // so two threads may make the same name; the map keeps the first and the other's record goes to
 // lost, which only frees it later.
-template <typename Record>
-Record *findOrCreate(THR_RWL *lock, std::map<zulstring, Record *> &map, std::vector<Record *> &lost,
-                     const zulstring &name) {
+template <typename Record, typename Map>
+Record *findOrCreate(THR_RWL *lock, Map &map, std::vector<Record *> &lost, const zulstring &name) {
   {
     CSharedLock hold(lock);
     auto found = map.find(name);
@@ -27,21 +27,20 @@ Record *findOrCreate(THR_RWL *lock, std::map<zulstring, Record *> &map, std::vec
 
 // Copies each record that carry selects into target, cleared, unless target has its name. Holds
 // the source lock shared throughout and the target lock exclusively for each insert.
-template <typename Record, typename Select>
-void copyRecords(THR_RWL *lock, const std::map<zulstring, Record *> &map, THR_RWL *targetLock,
-                 std::map<zulstring, Record *> &target, Select carry) {
+template <typename Map, typename Select>
+void copyRecords(THR_RWL *lock, const Map &map, THR_RWL *targetLock, Map &target, Select carry) {
   CSharedLock hold(lock);
   for (const auto &[name, record] : map) {
     if (!carry(*record)) continue;
-    auto copy = std::make_unique<Record>(*record);
+    auto copy = std::make_unique<std::remove_pointer_t<typename Map::mapped_type>>(*record);
     copy->clear();
     CExclusiveLock holdTarget(targetLock);
     if (target.emplace(name, copy.get()).second) copy.release();
   }
 }
 
-template <typename Record>
-void deleteAll(std::map<zulstring, Record *> &map, std::vector<Record *> &lost) {
+template <typename Map, typename Record>
+void deleteAll(Map &map, std::vector<Record *> &lost) {
   for (auto &entry : map) delete entry.second;
   map.clear();
   for (Record *record : lost) delete record;

@@ -9,6 +9,7 @@
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmmtresourcerecord.h"
 #include "tlm/tlmmtstatrecord.h"
+#include "tlm/tlmzulstringless.h"
 #include "zul_thr.h"
 
 class CMTDataSendingAgent;
@@ -17,8 +18,9 @@ class CMTDataSendingAgent;
 // for inserts and the reset. Lock order: a section's lock before a record's lock.
 class CRecordSection {
  public:
-  typedef std::map<zulstring, CMTStatRecord *> StatMap;
-  typedef std::map<zulstring, CMTResourceRecord *> ResourceMap;
+  // Ordered by the units of the names.
+  typedef std::map<zulstring, CMTStatRecord *, ZulStringLess> StatMap;
+  typedef std::map<zulstring, CMTResourceRecord *, ZulStringLess> ResourceMap;
 
   explicit CRecordSection(uint16_t id);
   CRecordSection(const CRecordSection &) = delete;

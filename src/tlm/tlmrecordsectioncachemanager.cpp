@@ -18,7 +18,9 @@ constexpr size_t kStatisticsBufferUnits = 80;
 }  // namespace
 
 CCallBackContext::CCallBackContext()
-    : function(nullptr), interval(0), nextTriggeredTime(TLMPlatformHelper::GetServerTimeInSecond()) {}
+    : function(nullptr),
+      interval(0),
+      nextTriggeredTime(TLMPlatformHelper::GetServerTimeInSecond()) {}
 
 CCallBackContext::CCallBackContext(TLMResourceCallBack function, uint32_t interval,
                                    uint32_t startSecond)

@@ -98,7 +98,7 @@ class CRecordSectionCacheManager {
 
   THR_MTX processLock_;  // guards inProcess_
   bool inProcess_ = false;
-  THR_RWL ringLock_;     // guards ring_ and version_
+  THR_RWL ringLock_;      // guards ring_ and version_
   THR_MTX callBackLock_;  // guards callBacks_
   std::deque<CRecordSection *> ring_;
   std::map<uint32_t, CCallBackContext> callBacks_;

@@ -1,40 +1,28 @@
 // The application's resource reports, resource call-backs and forced metric flush.
-#define DPTRC_MODULE u"tlmmain"
-
-#include <exception>
-
 #include "tlm.h"
+#include "tlm/tlmapicall.h"
 #include "tlm/tlmmtresourcerecord.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
 #include "tlm/tlmtracesectioncachemanager.h"
-#include "zul_dptrace.h"
 
 namespace {
 
-// The gate of every call here: the library is started and its global switch is on.
-bool libraryActive() { return s_process_usage != 0 && TLMParameterHelper::GetGlobalSwitch(); }
-
-// Runs body; an exception (the standard library's allocation failure) is traced and absorbed, so
-// that none reaches the application.
-template <typename Body>
-void guarded(const ZUL_UTF16 *function, Body body) noexcept {
-  try {
-    body();
-  } catch (...) {
-    DPTRC_ERR(tf, u"%s: exception caught and ignored\n", function);
-  }
-}
-
-// Applies update to the named resource record of the active section, when the gate is open.
+// Applies update to the named record of the active section, created when new. A null name does
+// nothing.
 template <typename Update>
 void updateResource(const ZUL_UTF16 *function, const ZUL_UTF16 *name, Update update) noexcept {
-  if (!libraryActive() || name == nullptr) return;
-  guarded(function, [&] {
+  tlmapi::run(function, tlmapi::isSwitchedOn, [&] {
+    if (name == nullptr) return;
     CMTResourceRecord *record =
         CRecordSectionCacheManager::Instance()->getResourceRecordByName(zulstring(name));
     if (record != nullptr) update(*record);
   });
+}
+
+// The gate of the forced flush: switched on, with a data sending interval.
+bool sendingConfigured() {
+  return tlmapi::isSwitchedOn() && TLMParameterHelper::GetDataSendingInterval() != 0;
 }
 
 }  // namespace
@@ -64,29 +52,26 @@ void TLM_reportResource(const ZUL_UTF16 *name, int64_t value, int64_t high, int6
 void TLM_reportResourceKPI(const ZUL_UTF16 *name, const ZUL_UTF16 *kpiName,
                            int64_t value) noexcept {
   if (kpiName == nullptr) return;
-  updateResource(u"TLM_reportResourceKPI", name, [=](CMTResourceRecord &record) {
-    record.addKpiValue(zulstring(kpiName), value);
-  });
+  updateResource(u"TLM_reportResourceKPI", name,
+                 [=](CMTResourceRecord &record) { record.addKpiValue(zulstring(kpiName), value); });
 }
 
 void TLM_registerResourceCallBack(uint32_t id, TLM_RESOURCE_CALLBACK function, uint32_t interval,
                                   uint32_t startSecond) noexcept {
-  if (!libraryActive() || function == nullptr) return;
-  guarded(u"TLM_registerResourceCallBack", [=] {
+  tlmapi::run(u"TLM_registerResourceCallBack", tlmapi::isSwitchedOn, [=] {
+    if (function == nullptr) return;
     CRecordSectionCacheManager::Instance()->addCallBackFunctionPtr(id, function, interval,
                                                                    startSecond);
   });
 }
 
 void TLM_deregisterResourceCallBack(uint32_t id) noexcept {
-  if (!libraryActive()) return;
-  guarded(u"TLM_deregisterResourceCallBack",
-          [=] { CRecordSectionCacheManager::Instance()->removeCallBackFunctionPtr(id); });
+  tlmapi::run(u"TLM_deregisterResourceCallBack", tlmapi::isSwitchedOn,
+              [=] { CRecordSectionCacheManager::Instance()->removeCallBackFunctionPtr(id); });
 }
 
 void TLM_outputMetricData(void) noexcept {
-  if (!libraryActive() || TLMParameterHelper::GetDataSendingInterval() == 0) return;
-  guarded(u"TLM_outputMetricData", [] {
+  tlmapi::run(u"TLM_outputMetricData", sendingConfigured, [] {
     CTraceSectionCacheManager::Instance()->processTraceData();
     CRecordSectionCacheManager::Instance()->processData();
   });

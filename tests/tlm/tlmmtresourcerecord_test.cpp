@@ -21,7 +21,7 @@ struct Numbers {
 
 Numbers Read(const CMTResourceRecord &r) {
   return {r.getInitialValue(), r.getCurrentValue(), r.getHighWatermark(),
-          r.getLowWatermark(), r.getUpdateCount(), r.getKeepValue()};
+          r.getLowWatermark(), r.getUpdateCount(),  r.getKeepValue()};
 }
 
 void ExpectNumbers(const CMTResourceRecord &r, const Numbers &want, const char *label) {
@@ -60,9 +60,7 @@ TEST(ResourceRecord, ReportSequences) {
          r.incValue(2);
        },
        {0, 5, 5, 0, 1, true}},
-      {"decreases lower low",
-       [](CMTResourceRecord &r) { r.decValue(4); },
-       {0, -4, 0, -4, 1, true}},
+      {"decreases lower low", [](CMTResourceRecord &r) { r.decValue(4); }, {0, -4, 0, -4, 1, true}},
       {"a report takes the watermarks as given, later ones widen them",
        [](CMTResourceRecord &r) {
          r.reportValue(7, 9, 2, 5, false);
@@ -128,11 +126,12 @@ TEST_F(ResourceRecordText, ByAgentTypeAndKeepValue) {
   kept.addKpiValue(u"waits", 3);
   kept.addKpiValue(u"busy", -2);
   kept.addKpiValue(u"waits", 4);
-  EXPECT_EQ(kept.toMetricString(2),
-            u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" "
-            u"max=\"15\" min=\"7\" count=\"1\" />\n"
-            u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:busy\" value=\"-2\" count=\"1\" />\n"
-            u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:waits\" value=\"4\" count=\"1\" />\n");
+  EXPECT_EQ(
+      kept.toMetricString(2),
+      u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" "
+      u"max=\"15\" min=\"7\" count=\"1\" />\n"
+      u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:busy\" value=\"-2\" count=\"1\" />\n"
+      u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:waits\" value=\"4\" count=\"1\" />\n");
   EXPECT_EQ(kept.toMetricString(1),
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" />\n"
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:High Watermark\" value=\"15\" />\n"

@@ -23,15 +23,28 @@ void FillLogin(CMTStatRecord &record) {
   record.terminate();
 }
 
-const char16_t kActive[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Active Counter\" value=\"2\" />\n";
-const char16_t kFinished[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Finished Counter\" value=\"1\" />\n";
-const char16_t kUndefined[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Finished with undefined state\" value=\"-1\" />\n";
-const char16_t kException[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Exception Counter\" value=\"2\" />\n";
-const char16_t kElapsed[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. Elapsed Time(ms)\" value=\"21\" max=\"40\" min=\"3\" count=\"3\" />\n";
-const char16_t kCPU[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. CPU Time(us)\" value=\"2000\" max=\"3000\" min=\"1000\" count=\"3\" />\n";
+const char16_t kActive[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Active Counter\" value=\"2\" />\n";
+const char16_t kFinished[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Finished Counter\" value=\"1\" />\n";
+const char16_t kUndefined[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Finished with undefined state\" "
+    u"value=\"-1\" />\n";
+const char16_t kException[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Exception Counter\" value=\"2\" />\n";
+const char16_t kElapsed[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. Elapsed Time(ms)\" value=\"21\" "
+    u"max=\"40\" min=\"3\" count=\"3\" />\n";
+const char16_t kCPU[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. CPU Time(us)\" value=\"2000\" "
+    u"max=\"3000\" min=\"1000\" count=\"3\" />\n";
 // The net elapsed line shows the CPU average.
-const char16_t kNetElapsed[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. Net Elapsed Time(ms)\" value=\"2000\" max=\"30\" min=\"2\" count=\"3\" />\n";
-const char16_t kNetCPU[] = u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. Net CPU Time(us)\" value=\"400\" max=\"700\" min=\"100\" count=\"3\" />\n";
+const char16_t kNetElapsed[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. Net Elapsed Time(ms)\" value=\"2000\" "
+    u"max=\"30\" min=\"2\" count=\"3\" />\n";
+const char16_t kNetCPU[] =
+    u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:Avg. Net CPU Time(us)\" value=\"400\" "
+    u"max=\"700\" min=\"100\" count=\"3\" />\n";
 
 class StatRecordText : public MetricsTest {};
 
