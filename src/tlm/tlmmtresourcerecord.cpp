@@ -17,24 +17,50 @@ CMTResourceRecord::CMTResourceRecord(const zulstring &name) : name_(name) {
   ThrRwlInit(&mapLock_);
 }
 
-CMTResourceRecord::CMTResourceRecord(const CMTResourceRecord &other)
-    : name_(other.name_),
-      keepValue_(other.keepValue_),
-      initialValue_(other.initialValue_),
-      currentValue_(other.currentValue_),
-      highWatermark_(other.highWatermark_),
-      lowWatermark_(other.lowWatermark_),
-      updateCount_(other.updateCount_),
-      updated_(other.updated_) {
+CMTResourceRecord::CMTResourceRecord(const CMTResourceRecord &other) : name_(other.name_) {
   ThrMtxInit(&lock_, nullptr);
   ThrRwlInit(&mapLock_);
-  CSharedLock hold(&other.mapLock_);
-  kpiValues_ = other.kpiValues_;
+  assignFrom(other);
 }
 
 CMTResourceRecord::~CMTResourceRecord() {
   ThrRwlDelete(&mapLock_);
   ThrMtxDelete(&lock_);
+}
+
+void CMTResourceRecord::assignFrom(const CMTResourceRecord &other) {
+  std::map<zulstring, int64_t> kpiValues;
+  {
+    CSharedLock hold(&other.mapLock_);
+    kpiValues = other.kpiValues_;
+  }
+  {
+    CExclusiveLock hold(&mapLock_);
+    kpiValues_.swap(kpiValues);
+  }
+  CMutexLock hold(&lock_);
+  keepValue_ = other.keepValue_;
+  initialValue_ = other.initialValue_;
+  currentValue_ = other.currentValue_;
+  highWatermark_ = other.highWatermark_;
+  lowWatermark_ = other.lowWatermark_;
+  updateCount_ = other.updateCount_;
+  updated_ = other.updated_;
+}
+
+void CMTResourceRecord::restart() {
+  {
+    CExclusiveLock hold(&mapLock_);
+    kpiValues_.clear();
+  }
+  CMutexLock hold(&lock_);
+  keepValue_ = true;
+  initialValue_ = 0;
+  currentValue_ = 0;
+  highWatermark_ = 0;
+  lowWatermark_ = 0;
+  updateCount_ = 0;
+  updated_ = false;
 }
 
 void CMTResourceRecord::takeReport(int64_t value, int64_t high, int64_t low) {

@@ -22,6 +22,11 @@ class CMTResourceRecord {
   CMTResourceRecord &operator=(const CMTResourceRecord &) = delete;
   ~CMTResourceRecord();
 
+  // Takes every number and the KPIs of other, keeping this record's name.
+  void assignFrom(const CMTResourceRecord &other);
+  // Back to the state of a new record: keeps its value, all numbers 0, no KPIs, not updated.
+  void restart();
+
   // Stores keep. The first report (initial value 0, which also means not yet set) sets initial,
   // current, high and low to value; later ones set current and widen the watermarks. Update
   // count plus one.

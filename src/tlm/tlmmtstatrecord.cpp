@@ -34,28 +34,38 @@ CMTStatRecord::CMTStatRecord() : CMTStatRecord(u"DEFAULT") {}
 
 CMTStatRecord::CMTStatRecord(const zulstring &name) : name_(name) { ThrMtxInit(&lock_, nullptr); }
 
-CMTStatRecord::CMTStatRecord(const CMTStatRecord &other)
-    : name_(other.name_),
-      activeCounter_(other.activeCounter_),
-      finishedCounter_(other.finishedCounter_),
-      terminatedCounter_(other.terminatedCounter_),
-      sampleCount_(other.sampleCount_),
-      elapsedSum_(other.elapsedSum_),
-      cpuSum_(other.cpuSum_),
-      netElapsedSum_(other.netElapsedSum_),
-      netCpuSum_(other.netCpuSum_),
-      elapsedMax_(other.elapsedMax_),
-      cpuMax_(other.cpuMax_),
-      netElapsedMax_(other.netElapsedMax_),
-      netCpuMax_(other.netCpuMax_),
-      elapsedMin_(other.elapsedMin_),
-      cpuMin_(other.cpuMin_),
-      netElapsedMin_(other.netElapsedMin_),
-      netCpuMin_(other.netCpuMin_) {
+CMTStatRecord::CMTStatRecord(const CMTStatRecord &other) : name_(other.name_) {
   ThrMtxInit(&lock_, nullptr);
+  assignFrom(other);
 }
 
 CMTStatRecord::~CMTStatRecord() { ThrMtxDelete(&lock_); }
+
+void CMTStatRecord::assignFrom(const CMTStatRecord &other) {
+  CMutexLock hold(&lock_);
+  activeCounter_ = other.activeCounter_;
+  finishedCounter_ = other.finishedCounter_;
+  terminatedCounter_ = other.terminatedCounter_;
+  sampleCount_ = other.sampleCount_;
+  elapsedSum_ = other.elapsedSum_;
+  cpuSum_ = other.cpuSum_;
+  netElapsedSum_ = other.netElapsedSum_;
+  netCpuSum_ = other.netCpuSum_;
+  elapsedMax_ = other.elapsedMax_;
+  cpuMax_ = other.cpuMax_;
+  netElapsedMax_ = other.netElapsedMax_;
+  netCpuMax_ = other.netCpuMax_;
+  elapsedMin_ = other.elapsedMin_;
+  cpuMin_ = other.cpuMin_;
+  netElapsedMin_ = other.netElapsedMin_;
+  netCpuMin_ = other.netCpuMin_;
+}
+
+void CMTStatRecord::restart() {
+  CMutexLock hold(&lock_);
+  activeCounter_ = 0;
+  clear();
+}
 
 void CMTStatRecord::start() {
   CMutexLock hold(&lock_);

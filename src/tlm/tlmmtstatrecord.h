@@ -21,6 +21,11 @@ class CMTStatRecord {
   CMTStatRecord &operator=(const CMTStatRecord &) = delete;
   ~CMTStatRecord();
 
+  // Takes every number of other, keeping this record's name.
+  void assignFrom(const CMTStatRecord &other);
+  // Back to the numbers of a new record, the active counter included.
+  void restart();
+
   // A component of this name began: active plus one.
   void start();
   // A component ended normally: active minus one unless it is 0, finished plus one.

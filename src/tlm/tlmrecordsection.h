@@ -3,43 +3,41 @@
 #define TLM_TLMRECORDSECTION_H
 
 #include <cstdint>
-#include <map>
-#include <vector>
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmmtresourcerecord.h"
 #include "tlm/tlmmtstatrecord.h"
-#include "tlm/tlmzulstringless.h"
-#include "zul_thr.h"
+#include "tlm/tlmrecordtable.h"
 
 class CMTDataSendingAgent;
 
-// Owns its records. Each map has its read-write lock: shared for look-ups and sending, exclusive
-// for inserts and the reset. Lock order: a section's lock before a record's lock.
+// Owns its records. Each kind of record has its map and read-write lock: shared for look-ups and
+// sending, exclusive for inserts and the reset. Lock order: a section's lock before a record's
+// lock; the stat lock and the resource lock are never held together.
 class CRecordSection {
  public:
   // Ordered by the units of the names.
-  typedef std::map<zulstring, CMTStatRecord *, ZulStringLess> StatMap;
-  typedef std::map<zulstring, CMTResourceRecord *, ZulStringLess> ResourceMap;
+  typedef CRecordTable<CMTStatRecord>::Map StatMap;
+  typedef CRecordTable<CMTResourceRecord>::Map ResourceMap;
 
-  explicit CRecordSection(uint16_t id);
+  explicit CRecordSection(uint16_t id) : id_(id) {}
   CRecordSection(const CRecordSection &) = delete;
   CRecordSection &operator=(const CRecordSection &) = delete;
-  ~CRecordSection();
 
   uint16_t getId() const { return id_; }
   // The maps themselves, for a caller that holds the section out of reach of writers.
-  const StatMap &getStatMap() const { return statMap_; }
-  const ResourceMap &getResourceMap() const { return resourceMap_; }
-  bool isStatMapEmpty();
-  bool isResourceMapEmpty();
+  const StatMap &getStatMap() const { return stats_.map(); }
+  const ResourceMap &getResourceMap() const { return resources_.map(); }
+  bool isStatMapEmpty() { return stats_.empty(); }
+  bool isResourceMapEmpty() { return resources_.empty(); }
 
   // The record of that name, created when new. When two threads create the same name at once,
-  // the map keeps the first, and the other gets the record that it made itself, which no map
-  // holds: its updates are lost. The section keeps such records apart and frees them with its
-  // own. Never null.
-  CMTStatRecord *getStatRecordByName(const zulstring &name);
-  CMTResourceRecord *getResourceRecordByName(const zulstring &name);
+  // the map keeps the first, and the other gets a record of its own, which no map holds: its
+  // updates are lost. Never null; valid as long as the section lives.
+  CMTStatRecord *getStatRecordByName(const zulstring &name) { return stats_.findOrCreate(name); }
+  CMTResourceRecord *getResourceRecordByName(const zulstring &name) {
+    return resources_.findOrCreate(name);
+  }
 
   // Hands the text of every record, in name order, to agent, and answers how many. A record
   // whose text is empty is handed over and counted too.
@@ -52,18 +50,13 @@ class CRecordSection {
   // Carries every resource record into target, cleared for the new interval, unless target has
   // the name already.
   void copyResourceData(CRecordSection *target);
-  // Deletes all records.
+  // Empties both maps.
   void resetSection();
 
  private:
-  THR_RWL statLock_;      // guards statMap_ and lostStatRecords_
-  THR_RWL resourceLock_;  // guards resourceMap_ and lostResourceRecords_
   uint16_t id_;
-  StatMap statMap_;
-  ResourceMap resourceMap_;
-  // Records that lost a race to insert their name; handed out once, then only freed.
-  std::vector<CMTStatRecord *> lostStatRecords_;
-  std::vector<CMTResourceRecord *> lostResourceRecords_;
+  CRecordTable<CMTStatRecord> stats_;
+  CRecordTable<CMTResourceRecord> resources_;
 };
 
 #endif  // TLM_TLMRECORDSECTION_H

@@ -99,7 +99,12 @@ void CRecordSectionCacheManager::invokeCallBackFunctions() {
   for (auto &entry : callBacks_) {
     CCallBackContext &callBack = entry.second;
     if (TLMPlatformHelper::GetServerTimeInSecond() <= callBack.nextTriggeredTime) continue;
-    callBack.function();
+    try {
+      callBack.function();
+    } catch (...) {
+      // The application's function let an exception out; the others still run.
+      DPTRC_ERR(tf, u"Resource call-back %u failed with an exception\n", entry.first);
+    }
     // Once, however far behind: a late run doesn't make up for the missed ones.
     callBack.nextTriggeredTime += callBack.interval;
   }

@@ -41,6 +41,35 @@ TEST_F(RecordSection, LookUpCreatesOncePerName) {
   EXPECT_TRUE(section.isResourceMapEmpty());
 }
 
+TEST_F(RecordSection, RecordsOutlastTheResetAndAreReusedByName) {
+  CRecordSection section(1);
+  CMTStatRecord *stat = section.getStatRecordByName(u"N");
+  stat->start();
+  stat->calStatRecord(5, 5, 5, 5);
+  CMTResourceRecord *resource = section.getResourceRecordByName(u"R");
+  resource->reportValue(3, 4, 1, 2, false);
+  resource->addKpiValue(u"k", 1);
+  section.resetSection();
+
+  // A late update through an old pointer is harmless and reaches no map.
+  stat->stop();
+  resource->incValue(1);
+  EXPECT_TRUE(section.isStatMapEmpty());
+  EXPECT_TRUE(section.isResourceMapEmpty());
+
+  EXPECT_NE(section.getStatRecordByName(u"Other"), stat);
+  EXPECT_EQ(section.getStatRecordByName(u"N"), stat);
+  EXPECT_EQ(stat->getActiveCounter(), 0u);
+  EXPECT_EQ(stat->getFinishedCounter(), 0u);
+  EXPECT_EQ(stat->getSampleCount(), 0u);
+  EXPECT_EQ(stat->getElapsedMin(), -1);
+  EXPECT_EQ(section.getResourceRecordByName(u"R"), resource);
+  EXPECT_FALSE(resource->isUpdated());
+  EXPECT_TRUE(resource->getKeepValue());
+  EXPECT_EQ(resource->getCurrentValue(), 0);
+  EXPECT_EQ(resource->toMetricString(2).find(u":k\""), zulstring::npos);
+}
+
 TEST_F(RecordSection, SendingHandsOverEveryStatRecordAndUpdatedResources) {
   CRecordSection section(1);
   section.getStatRecordByName(u"B")->calStatRecord(4, -1, 0, -1);

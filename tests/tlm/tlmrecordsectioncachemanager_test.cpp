@@ -151,6 +151,7 @@ class CallBacks : public MetricsTest {
  protected:
   static void First() { ++first; }
   static void Second() { ++second; }
+  static void Throwing() { throw 1; }
   // Reports into the section that is about to be sent.
   static void Reporting() {
     CRecordSectionCacheManager::Instance()->getResourceRecordByName(u"FromCallBack")->incValue(1);
@@ -193,6 +194,7 @@ TEST_F(CallBacks, RunOncePastTheirTimeFirstRegistrationStays) {
   second = 0;
   // At the start of a second, so that registering and the first run share it.
   NextSecond();
+  Sections()->addCallBackFunctionPtr(0, &Throwing, 1, 0);
   Sections()->addCallBackFunctionPtr(1, &First, 1, 0);
   Sections()->addCallBackFunctionPtr(1, &Second, 1, 0);
   Sections()->addCallBackFunctionPtr(2, &Reporting, 1, 0);
@@ -206,9 +208,13 @@ TEST_F(CallBacks, RunOncePastTheirTimeFirstRegistrationStays) {
   Sections()->invokeCallBackFunctions();
   EXPECT_EQ(first, 0);
   NextSecond();
+  tlm_test::TraceCapture trace(1);
   Sections()->invokeCallBackFunctions();
   Sections()->invokeCallBackFunctions();
   EXPECT_EQ(first, 1);
+  ASSERT_EQ(trace.Lines().size(), 1u);
+  EXPECT_NE(trace.Lines()[0].find(u"*** ERROR => Resource call-back 0 failed with an exception"),
+            std::u16string::npos);
   EXPECT_EQ(second, 0);
   Sections()->processData();
   EXPECT_NE(Sink().Joined().find(u"|FromCallBack:Current Value"), std::u16string::npos);

@@ -51,14 +51,14 @@ TEST_F(ResourceApi, NothingWhileSwitchedOffOrWithoutSendingInterval) {
   Start({{u"instrument_level_threshold", u"0"}});
   TLM_initializeResource(u"Off", 1, 0);
   CRecordSectionCacheManager::Instance()->processData();
-  EXPECT_TRUE(Own(agent_->Texts()).empty());
+  EXPECT_TRUE(Own(sink_->Texts()).empty());
 
   Start({{u"datasending_interval", u"0"}});
   TLM_initializeResource(u"Kept", 1, 0);
   const uint32_t version = CRecordSectionCacheManager::Instance()->getVersion();
   TLM_outputMetricData();
   EXPECT_EQ(CRecordSectionCacheManager::Instance()->getVersion(), version);
-  EXPECT_TRUE(agent_->Texts().empty());
+  EXPECT_TRUE(sink_->Texts().empty());
 }
 
 TEST_F(ResourceApi, CallsAfterStopAreHarmless) {
