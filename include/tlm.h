@@ -98,8 +98,8 @@ ZUL_API void TLM_terminateTimingAllEx(TLM_SESSION_ID_FUNC session) ZUL_NOTHROW;
  * transaction and only while recordId is the innermost open record. */
 ZUL_API void TLM_appendInfo(uint32_t recordId, const ZUL_UTF16 *name,
                             const ZUL_UTF16 *value) ZUL_NOTHROW;
-ZUL_API void TLM_appendInfoEx(TLM_SESSION_ID_FUNC session, uint32_t recordId,
-                              const ZUL_UTF16 *name, const ZUL_UTF16 *value) ZUL_NOTHROW;
+ZUL_API void TLM_appendInfoEx(TLM_SESSION_ID_FUNC session, uint32_t recordId, const ZUL_UTF16 *name,
+                              const ZUL_UTF16 *value) ZUL_NOTHROW;
 /* As TLM_appendInfo; a name attached before gets value added to its list, after a ",". */
 ZUL_API void TLM_appendInfoToList(uint32_t recordId, const ZUL_UTF16 *name,
                                   const ZUL_UTF16 *value) ZUL_NOTHROW;

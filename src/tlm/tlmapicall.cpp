@@ -65,9 +65,11 @@ CApiCall::~CApiCall() {
   depth_.store(depth_.load(std::memory_order_relaxed) - 1, std::memory_order_release);
 }
 
+// The closing flag is read before the count: TLM_ProcExit sets the count to 0 before it clears the
+// flag, so a call that finds the flag already cleared again finds the count at 0.
 bool isStarted() {
-  return __atomic_load_n(&s_process_usage, __ATOMIC_RELAXED) != 0 &&
-         !closing.load(std::memory_order_seq_cst);
+  return !closing.load(std::memory_order_seq_cst) &&
+         __atomic_load_n(&s_process_usage, __ATOMIC_SEQ_CST) != 0;
 }
 
 bool isSwitchedOn() { return isStarted() && TLMParameterHelper::GetGlobalSwitch(); }

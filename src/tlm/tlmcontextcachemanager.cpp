@@ -107,8 +107,8 @@ void CContextCacheManager::removeContextByID(const zulstring &session) {
   contexts.erase(found);
 }
 
-void CContextCacheManager::insertThreshold(THR_RWL *lock, CThresholdMap &map,
-                                           const zulstring &name, uint16_t level) {
+void CContextCacheManager::insertThreshold(THR_RWL *lock, CThresholdMap &map, const zulstring &name,
+                                           uint16_t level) {
   CExclusiveLock hold(lock);
   map[name] = level;
 }

@@ -48,7 +48,8 @@ zulstring checkFileName(zulstring name) {
 // The records of the library's own figures, under the current prefix, created and zeroed.
 void initSelfMonitoringRecords() {
   for (const ZUL_UTF16 *name : kSelfMonitoringRecords) {
-    CMTResourceRecord *record = CRecordSectionCacheManager::Instance()->getResourceRecordByName(name);
+    CMTResourceRecord *record =
+        CRecordSectionCacheManager::Instance()->getResourceRecordByName(name);
     if (record != nullptr) record->iniValue(0, true);
   }
 }

@@ -7,11 +7,6 @@
 #include "tlm/tlmmainsession.h"
 #include "tlm/tlmmtcontext.h"
 
-using tlmapi::isSwitchedOn;
-using tlmapi::run;
-using tlmmain::externalSession;
-using tlmmain::textOf;
-
 namespace {
 
 enum class Target { kRecord, kRecordList, kContext };
@@ -26,35 +21,35 @@ void append(const zulstring &session, Target target, uint32_t id, const ZUL_UTF1
   if (context == nullptr || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
   switch (target) {
     case Target::kRecord:
-      context->appendRecordInfo(id, textOf(name), textOf(value));
+      context->appendRecordInfo(id, tlmmain::textOf(name), tlmmain::textOf(value));
       break;
     case Target::kRecordList:
-      context->appendRecordInfoToList(id, textOf(name), textOf(value));
+      context->appendRecordInfoToList(id, tlmmain::textOf(name), tlmmain::textOf(value));
       break;
     case Target::kContext:
-      context->appendContextInfo(textOf(name), textOf(value));
+      context->appendContextInfo(tlmmain::textOf(name), tlmmain::textOf(value));
       break;
   }
 }
 
-void appendForThread(const ZUL_UTF16 *function, Target target, uint32_t id,
-                     const ZUL_UTF16 *name, const ZUL_UTF16 *value) {
-  run(function, isSwitchedOn, [&] {
+void appendForThread(const ZUL_UTF16 *function, Target target, uint32_t id, const ZUL_UTF16 *name,
+                     const ZUL_UTF16 *value) {
+  tlmapi::run(function, tlmapi::isSwitchedOn, [&] {
     append(TLMPlatformHelper::GetSessionIdentifierRef(), target, id, name, value);
   });
 }
 
 void appendForSession(const ZUL_UTF16 *function, TLM_SESSION_ID_FUNC session, Target target,
                       uint32_t id, const ZUL_UTF16 *name, const ZUL_UTF16 *value) {
-  run(function, isSwitchedOn, [&] {
+  tlmapi::run(function, tlmapi::isSwitchedOn, [&] {
     zulstring sessionId;
-    if (externalSession(session, sessionId)) append(sessionId, target, id, name, value);
+    if (tlmmain::externalSession(session, sessionId)) append(sessionId, target, id, name, value);
   });
 }
 
 // "Method Call Parameter " and the parameter's name, whatever its length.
 zulstring parameterInfoName(const ZUL_UTF16 *parameter) {
-  return kParameterInfoPrefix + textOf(parameter);
+  return kParameterInfoPrefix + tlmmain::textOf(parameter);
 }
 
 }  // namespace
@@ -73,10 +68,9 @@ void TLM_appendInfoToList(uint32_t recordId, const ZUL_UTF16 *name,
   appendForThread(u"TLM_appendInfoToList", Target::kRecordList, recordId, name, value);
 }
 
-void TLM_appendInfoToListEx(TLM_SESSION_ID_FUNC session, uint32_t recordId,
-                            const ZUL_UTF16 *name, const ZUL_UTF16 *value) noexcept {
-  appendForSession(u"TLM_appendInfoToListEx", session, Target::kRecordList, recordId, name,
-                   value);
+void TLM_appendInfoToListEx(TLM_SESSION_ID_FUNC session, uint32_t recordId, const ZUL_UTF16 *name,
+                            const ZUL_UTF16 *value) noexcept {
+  appendForSession(u"TLM_appendInfoToListEx", session, Target::kRecordList, recordId, name, value);
 }
 
 void TLM_appendExceptionInfo(uint32_t recordId, const ZUL_UTF16 *value) noexcept {
@@ -99,14 +93,13 @@ void TLM_appendReturnInfoEx(TLM_SESSION_ID_FUNC session, uint32_t recordId,
 
 void TLM_appendParameterInfo(uint32_t recordId, const ZUL_UTF16 *parameter,
                              const ZUL_UTF16 *value) noexcept {
-  run(u"TLM_appendParameterInfo", isSwitchedOn, [&] {
-    TLM_appendInfo(recordId, parameterInfoName(parameter).c_str(), value);
-  });
+  tlmapi::run(u"TLM_appendParameterInfo", tlmapi::isSwitchedOn,
+              [&] { TLM_appendInfo(recordId, parameterInfoName(parameter).c_str(), value); });
 }
 
 void TLM_appendParameterInfoEx(TLM_SESSION_ID_FUNC session, uint32_t recordId,
                                const ZUL_UTF16 *parameter, const ZUL_UTF16 *value) noexcept {
-  run(u"TLM_appendParameterInfoEx", isSwitchedOn, [&] {
+  tlmapi::run(u"TLM_appendParameterInfoEx", tlmapi::isSwitchedOn, [&] {
     TLM_appendInfoEx(session, recordId, parameterInfoName(parameter).c_str(), value);
   });
 }
@@ -137,9 +130,7 @@ void TLM_appendContextInfoEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *name,
   appendForSession(u"TLM_appendContextInfoEx", session, Target::kContext, 0, name, value);
 }
 
-void TLM_appendUserID(const ZUL_UTF16 *value) noexcept {
-  TLM_appendContextInfo(u"User ID", value);
-}
+void TLM_appendUserID(const ZUL_UTF16 *value) noexcept { TLM_appendContextInfo(u"User ID", value); }
 
 void TLM_appendUserIDEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *value) noexcept {
   TLM_appendContextInfoEx(session, u"User ID", value);

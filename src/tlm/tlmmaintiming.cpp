@@ -24,7 +24,8 @@ const zulstring &threadSession() { return TLMPlatformHelper::GetSessionIdentifie
 
 // The cheap rejection before any text work: a level passes when it is below either threshold.
 bool levelPasses(uint16_t level) {
-  return level < Param::GetInstruLevelThresholdForTrace() || level < Param::GetInstruLevelThreshold();
+  return level < Param::GetInstruLevelThresholdForTrace() ||
+         level < Param::GetInstruLevelThreshold();
 }
 
 // The record's metric name, component "|" operation, built once per call in a buffer of the
@@ -89,6 +90,23 @@ void terminateTimingAll(const zulstring &session) {
   }
 }
 
+// A record id of 0, from a skipped start, costs nothing more than the gate.
+void endForThread(const ZUL_UTF16 *function, uint32_t recordId, bool terminate) {
+  run(function, isSwitchedOn, [&] {
+    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(threadSession(), recordId, terminate);
+  });
+}
+
+void endForSession(const ZUL_UTF16 *function, TLM_SESSION_ID_FUNC session, uint32_t recordId,
+                   bool terminate) {
+  run(function, isSwitchedOn, [&] {
+    zulstring id;
+    if (recordId > CMTContext::SKIPPED_COUNTER && externalSession(session, id)) {
+      endTiming(id, recordId, terminate);
+    }
+  });
+}
+
 }  // namespace
 
 void TLM_initContext(const ZUL_UTF16 *passport) noexcept {
@@ -119,35 +137,18 @@ uint32_t TLM_startTimingEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *compone
   });
 }
 
-// A record id of 0, from a skipped start, costs nothing more than the gate.
-void TLM_endTiming(uint32_t recordId) noexcept {
-  run(u"TLM_endTiming", isSwitchedOn, [&] {
-    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(threadSession(), recordId, false);
-  });
-}
+void TLM_endTiming(uint32_t recordId) noexcept { endForThread(u"TLM_endTiming", recordId, false); }
 
 void TLM_endTimingEx(TLM_SESSION_ID_FUNC session, uint32_t recordId) noexcept {
-  run(u"TLM_endTimingEx", isSwitchedOn, [&] {
-    zulstring id;
-    if (recordId > CMTContext::SKIPPED_COUNTER && externalSession(session, id)) {
-      endTiming(id, recordId, false);
-    }
-  });
+  endForSession(u"TLM_endTimingEx", session, recordId, false);
 }
 
 void TLM_terminateTiming(uint32_t recordId) noexcept {
-  run(u"TLM_terminateTiming", isSwitchedOn, [&] {
-    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(threadSession(), recordId, true);
-  });
+  endForThread(u"TLM_terminateTiming", recordId, true);
 }
 
 void TLM_terminateTimingEx(TLM_SESSION_ID_FUNC session, uint32_t recordId) noexcept {
-  run(u"TLM_terminateTimingEx", isSwitchedOn, [&] {
-    zulstring id;
-    if (recordId > CMTContext::SKIPPED_COUNTER && externalSession(session, id)) {
-      endTiming(id, recordId, true);
-    }
-  });
+  endForSession(u"TLM_terminateTimingEx", session, recordId, true);
 }
 
 void TLM_terminateTimingAll(void) noexcept {

@@ -155,7 +155,8 @@ void CMTContext::takeZULPassport(void *handle, bool fromReset) {
   if (version == 3) {
     rootContextId_ = PassportHelper::GetRootContextIdFromZULPassport(passportHandle_, version);
     connectionId_ = PassportHelper::GetConnectionIdFromZULPassport(passportHandle_, version);
-    connectionCounter_ = PassportHelper::GetConnectionCounterFromZULPassport(passportHandle_, version);
+    connectionCounter_ =
+        PassportHelper::GetConnectionCounterFromZULPassport(passportHandle_, version);
     ZUL_UTF16 guid[80];
     snprintfU16(guid, 80, u"%s%s%8.8X", rootContextId_.c_str(), connectionId_.c_str(),
                 static_cast<unsigned>(connectionCounter_));

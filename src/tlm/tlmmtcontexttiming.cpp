@@ -146,8 +146,7 @@ void CMTContext::afterRecordEnded(int32_t elapsed) {
       traceActive_ = false;
       return;
     }
-    if (!previewSent_ &&
-        elapsed > static_cast<int64_t>(Param::GetTracePreviewTimeout()) * 1000) {
+    if (!previewSent_ && elapsed > static_cast<int64_t>(Param::GetTracePreviewTimeout()) * 1000) {
       sendTrace(getEMTraceXMLForPreviewTimeout());
       previewSent_ = true;
     }

@@ -64,9 +64,9 @@ zulstring FormatServerTime(bool with_millis) {
     cache.second = seconds;
     cache.failed = localtime_cont_r(&seconds, &local) == nullptr;
     if (!cache.failed) {
-      int length = snprintfU16(cache.text, 40, u"%4d-%02d-%02d %02d:%02d:%02d",
-                               local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-                               local.tm_hour, local.tm_min, local.tm_sec);
+      int length =
+          snprintfU16(cache.text, 40, u"%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
+                      local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
       cache.length = length > 0 ? static_cast<size_t>(length) : 0;
     }
   }

@@ -49,8 +49,7 @@ void CContextCacheManager::sweepBucket(ContextMap &contexts, uint32_t zombieTime
     } else if (idle >= zombieTimeout) {
       // Open, closed and terminated contexts alike.
       DPTRC(1, tf, u"Zombie context detected\n");
-      CTraceSectionCacheManager::Instance()->addTransTraceString(
-          context->getErrorTraceForZombie());
+      CTraceSectionCacheManager::Instance()->addTransTraceString(context->getErrorTraceForZombie());
       countResource(u"~Zombie Context Count");
       destroy = true;
     } else if (idle >= kPromotionIdleMs && age >= promotionAge && !context->isPromtedTraceSent() &&

@@ -9,7 +9,8 @@
 
 #include "i18n/zulu16/zulstring.h"
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "units are compared as little-endian words");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "units are compared as little-endian words");
 
 struct ZulStringLess {
   bool operator()(const zulstring &a, const zulstring &b) const noexcept {

@@ -77,8 +77,8 @@ TEST_F(CContextCacheManagerLists, ThresholdListsAsTheyAreParsed) {
 }
 
 TEST_F(CContextCacheManagerLists, InsertReachesOnlyContextsMadeAfterwards) {
-  Configure({{u"specific_component_names", u"DB,"},
-             {u"specific_component_level_thresholds", u"3,"}});
+  Configure(
+      {{u"specific_component_names", u"DB,"}, {u"specific_component_level_thresholds", u"3,"}});
   CMTContext before(u"");
   Registry()->insertSpecMap(u"DB", 8);
   Registry()->insertTraceSpecMap(u"DB", 9);
@@ -95,7 +95,10 @@ TEST_F(CContextCacheManagerTest, PidOption) {
     short option;
     std::u16string text;
   } cases[] = {
-      {-1, tlm_test::Utf16(std::to_string(getpid()))}, {0, u"0"}, {42, u"42"}, {-2, u"-2"},
+      {-1, tlm_test::Utf16(std::to_string(getpid()))},
+      {0, u"0"},
+      {42, u"42"},
+      {-2, u"-2"},
   };
   for (const Case &c : cases) {
     Registry()->setPIDOption(c.option);
@@ -140,7 +143,8 @@ class CContextCacheManagerSweep : public CoreTest {
   static void Age(CMTContext *context, uint32_t idle, uint32_t age) {
     uint32_t now = TLMPlatformHelper::GetServerTime();
     auto before = [now](uint32_t ms) {
-      return (now + TLMPlatformHelper::kServerTimePeriod - ms) % TLMPlatformHelper::kServerTimePeriod;
+      return (now + TLMPlatformHelper::kServerTimePeriod - ms) %
+             TLMPlatformHelper::kServerTimePeriod;
     };
     context->setLastUsedTimestamp(before(idle));
     context->setCreatedTimestamp(before(age));

@@ -26,8 +26,8 @@ class CMTContextTest : public CoreTest {
   }
   // Ages the context's creation by ms.
   static void Backdate(CMTContext &context, uint32_t ms) {
-    context.setCreatedTimestamp(TLMPlatformHelper::GetServerTimeDiff(
-        TLMPlatformHelper::GetServerTime(), ms));
+    context.setCreatedTimestamp(
+        TLMPlatformHelper::GetServerTimeDiff(TLMPlatformHelper::GetServerTime(), ms));
   }
 };
 
@@ -49,10 +49,8 @@ TEST_F(CMTContextTest, ApplicationPassports) {
     bool ctorTraces, resetTraces;
     uint16_t traceThreshold;
   } cases[] = {
-      {u"*8", 8, 0, false, false, 10},
-      {u"*100", 100, 1, false, true, 10},
-      {u"G1*1000", 1000, 2, true, true, 10},
-      {u"*2000", 2000, 3, true, true, 65535},
+      {u"*8", 8, 0, false, false, 10},           {u"*100", 100, 1, false, true, 10},
+      {u"G1*1000", 1000, 2, true, true, 10},     {u"*2000", 2000, 3, true, true, 65535},
       {u"no separator", 0, 0, false, false, 10},
   };
   for (const Case &c : cases) {
@@ -228,13 +226,13 @@ TEST_F(CMTContextTest, TerminatedRecordsAreCountedAsTerminated) {
 TEST_F(CMTContextTest, TraceSizeAccounting) {
   Configure({{u"trace_enabled_via_em", u"1"}});
   CMTContext context;
-  uint32_t a = context.startTiming(u"A|op", 1);        // 100 + 4
-  context.appendRecordInfo(a, u"n", u"vv");            // 1 + 2 + 30
-  context.appendRecordInfoToList(a, u"l", u"x");       // new: 1 + 1 + 30
-  context.appendRecordInfoToList(a, u"l", u"yyy");     // joined: 3 + 1
+  uint32_t a = context.startTiming(u"A|op", 1);       // 100 + 4
+  context.appendRecordInfo(a, u"n", u"vv");           // 1 + 2 + 30
+  context.appendRecordInfoToList(a, u"l", u"x");      // new: 1 + 1 + 30
+  context.appendRecordInfoToList(a, u"l", u"yyy");    // joined: 3 + 1
   context.appendRecordInfo(a + 1, u"ignored", u"x");  // not the innermost record
-  context.appendContextInfo(u"user", u"alice");        // 4 + 5 + 30
-  context.appendContextInfo(u"user", u"bo");           // 2 - 5
+  context.appendContextInfo(u"user", u"alice");       // 4 + 5 + 30
+  context.appendContextInfo(u"user", u"bo");          // 2 - 5
   EXPECT_EQ(context.getTraceSize(), 104u + 33u + 32u + 4u + 39u - 3u);
 
   Configure({});
@@ -325,7 +323,8 @@ TEST_F(CMTContextTest, OutgoingPassports) {
     ASSERT_NE(handle, nullptr);
     EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(handle, 3), counter);
     EXPECT_EQ(PassportHelper::GetConnectionIdFromZULPassport(handle, 3), connection);
-    EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(handle), PassportHelper::kFlagNewPassport);
+    EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(handle),
+              PassportHelper::kFlagNewPassport);
     PassportHelper::DestroyPassportHandle(handle);
   }
   EXPECT_EQ(context.getIncConnCounter(true), 0u);

@@ -25,7 +25,8 @@ const char16_t *const kComponents[] = {u"Outer", u"Middle", u"Inner"};
 void TimeTransactions(int count) {
   for (int i = 0; i < count; ++i) {
     uint32_t ids[3];
-    for (int level = 0; level < 3; ++level) ids[level] = TLM_startTiming(kComponents[level], u"op", 1);
+    for (int level = 0; level < 3; ++level)
+      ids[level] = TLM_startTiming(kComponents[level], u"op", 1);
     for (int level = 2; level >= 0; --level) TLM_endTiming(ids[level]);
   }
 }
@@ -47,9 +48,7 @@ long Sum(const std::vector<std::u16string> &texts, const std::u16string &compone
 class TLMTimingConcurrency : public StartedTest {
  protected:
   // perf_metric_scope 16 adds the finished counter to the metric text.
-  void SetUp() override {
-    Start({{u"perf_metric_scope", u"16"}, {u"cache_section_count", u"10"}});
-  }
+  void SetUp() override { Start({{u"perf_metric_scope", u"16"}, {u"cache_section_count", u"10"}}); }
 
   static void RunThreads(const std::function<void()> &body) {
     std::vector<std::thread> threads;
@@ -63,8 +62,7 @@ TEST_F(TLMTimingConcurrency, EveryEndReachesTheSinkOnce) {
   std::vector<std::u16string> texts = Flush();
   for (const char16_t *component : kComponents) {
     EXPECT_EQ(Sum(texts, component, u"Finished Counter", u"value"), kThreads * kTransactions);
-    EXPECT_EQ(Sum(texts, component, u"Avg. Elapsed Time(ms)", u"count"),
-              kThreads * kTransactions);
+    EXPECT_EQ(Sum(texts, component, u"Avg. Elapsed Time(ms)", u"count"), kThreads * kTransactions);
   }
   EXPECT_EQ(OwnContext(), nullptr);
 }
