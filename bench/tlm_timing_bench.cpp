@@ -7,8 +7,11 @@
 #include <stdlib.h>
 #include <sys/time.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tlm.h"
 
@@ -73,7 +76,29 @@ void WholeTransaction(benchmark::State &state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(WholeTransaction);
-BENCHMARK(WholeTransaction)->Threads(2)->UseRealTime();
+
+// Combined throughput of range(0) threads, each timing whole transactions in its own session:
+// items_per_second is every thread's transactions over the wall time of the batch.
+void WholeTransactionsOnThreads(benchmark::State &state) {
+  Library();
+  const int threads = static_cast<int>(state.range(0));
+  constexpr int kPerThread = 20000;
+  for (auto _ : state) {
+    auto start = std::chrono::steady_clock::now();
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+      workers.emplace_back([] {
+        for (int i = 0; i < kPerThread; ++i)
+          TLM_endTiming(TLM_startTiming(u"Service", u"request", 1));
+      });
+    }
+    for (auto &worker : workers) worker.join();
+    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    state.SetIterationTime(elapsed.count());
+  }
+  state.SetItemsProcessed(state.iterations() * threads * kPerThread);
+}
+BENCHMARK(WholeTransactionsOnThreads)->Arg(1)->Arg(2)->UseManualTime();
 
 }  // namespace
 
