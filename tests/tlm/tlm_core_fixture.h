@@ -22,20 +22,6 @@
 
 namespace core_test {
 
-// The number in attribute name="..." of the metric line whose name ends in ":" label; -1 when
-// there is no such line.
-inline long MetricValue(const std::vector<std::u16string> &texts, const std::u16string &label,
-                        const std::u16string &attribute = u"value") {
-  for (const std::u16string &text : texts) {
-    size_t at = text.find(u":" + label + u"\"");
-    if (at == std::u16string::npos) continue;
-    size_t value = text.find(u" " + attribute + u"=\"", at);
-    if (value == std::u16string::npos) return -1;
-    return std::stol(tlm_test::Utf8(text.substr(value + attribute.size() + 3)));
-  }
-  return -1;
-}
-
 // The registry and the metric sections over a configuration from pairs, rebuilt by Configure and
 // released after each test. The trace goes to memory at level 2.
 class CoreTest : public metrics_test::MetricsTest {

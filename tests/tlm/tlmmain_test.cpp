@@ -3,6 +3,7 @@
 
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,6 @@
 
 namespace {
 
-using core_test::MetricValue;
 using core_test::StartedTest;
 using tlm_test::Utf16;
 
@@ -27,8 +27,6 @@ bool Contains(const std::u16string &text, const std::u16string &part) {
   return text.find(part) != std::u16string::npos;
 }
 
-// ---- Start and stop ----
-
 class TLMLifecycle : public StartedTest {};
 
 TEST_F(TLMLifecycle, StartWritesVersionAndConfiguration) {
@@ -39,7 +37,6 @@ TEST_F(TLMLifecycle, StartWritesVersionAndConfiguration) {
   ASSERT_NE(version, std::u16string::npos) << tlm_test::Utf8(text);
   EXPECT_LT(version, invoked);
   EXPECT_LT(invoked, configuration);
-  EXPECT_TRUE(Contains(text, u"TLM configuration info end----------------\n"));
   EXPECT_EQ(TLM_getCharSize(), 2);
 }
 
@@ -75,28 +72,21 @@ TEST_F(TLMLifecycle, ALaterStartOnlyCountsAUse) {
 TEST_F(TLMLifecycle, ExitEndsTheLibraryWhateverTheNesting) {
   TLM_ProcInit(u"App", 0);
   TLM_ProcInit(u"App", 0);
-  ASSERT_EQ(s_process_usage, 3);
   trace_.Clear();
   TLM_ProcExit();
   EXPECT_EQ(s_process_usage, 0);
+  EXPECT_EQ(tf, nullptr);
   auto lines = trace_.Lines();
-  ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.front(), trace_.ThreadPrefix() + u"TLM_ProcExit API started");
   EXPECT_EQ(lines.back(), trace_.ThreadPrefix() + u"TLM_ProcExit API invoked");
-  EXPECT_EQ(tf, nullptr);
   // Stopped, every call does nothing.
   trace_.Clear();
   TLM_ProcExit();
   TLM_initContext(u"*1000");
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 0u);
-  TLM_endTiming(1);
   TLM_appendContextInfo(u"n", u"v");
   EXPECT_EQ(trace_.Text(), u"");
-}
-
-// Without a gate, a nested exit at 0 wraps the count; TLM_ProcExit then does nothing.
-TEST_F(TLMLifecycle, NestedExitWhileStoppedWrapsTheCount) {
-  TLM_ProcExit();
+  // Without a gate, a nested exit at 0 wraps the count; TLM_ProcExit then does nothing.
   EXPECT_EQ(TLM_ProcExitNestable(), 65535);
   TLM_ProcExit();
   EXPECT_EQ(s_process_usage, 65535);
@@ -107,7 +97,7 @@ TEST_F(TLMLifecycle, ParameterPairs) {
   std::u16string dir = Utf16(logdir_.path());
   const ZUL_UTF16 *pairs[][2] = {
       {u"logdir", dir.c_str()},
-      {u"instrument_level_threshold", nullptr},  // skipped: no value
+      {u"instrument_level_threshold", nullptr},  // skipped without a word
       {nullptr, u"7"},
       {u"", u"7"},
       {u"instrument_level_threshold", u"4"},
@@ -115,49 +105,38 @@ TEST_F(TLMLifecycle, ParameterPairs) {
   TLM_ProcExit();
   TLM_ProcInitWithParam(u"App", 0, 5, pairs);
   EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 4);
-  EXPECT_EQ(TLMParameterHelper::GetLogDir(), dir);
-}
-
-// More than 26 pairs: no configuration at all, not even the default texts, yet the library starts
-// with the built-in numbers. As logdir is empty, the component names a place in the temporary
-// directory.
-TEST_F(TLMLifecycle, TooManyPairsApplyNoConfiguration) {
-  std::u16string dir = Utf16(logdir_.path());
-  std::vector<std::array<const ZUL_UTF16 *, 2>> pairs(27, {u"instrument_level_threshold", u"5"});
+  // More than 26 pairs: not even the default texts, only the built-in numbers. As logdir is
+  // empty, the component names a place in the temporary directory.
+  std::vector<std::array<const ZUL_UTF16 *, 2>> many(27, {u"instrument_level_threshold", u"5"});
+  std::u16string component = dir.substr(1) + u"/Many";
   TLM_ProcExit();
-  std::u16string component = dir.substr(1) + u"/App";
   TLM_ProcInitWithParam(component.c_str(), 0, 27,
-                        reinterpret_cast<const ZUL_UTF16 *(*)[2]>(pairs.data()));
+                        reinterpret_cast<const ZUL_UTF16 *(*)[2]>(many.data()));
   EXPECT_EQ(s_process_usage, 1);
   EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 10);
   EXPECT_EQ(TLMParameterHelper::GetLogDir(), u"");
-  EXPECT_EQ(TLMParameterHelper::GetSystemName(), u"");
-  EXPECT_TRUE(std::filesystem::exists(logdir_.File("App_tlm.trc")));
+  EXPECT_TRUE(std::filesystem::exists(logdir_.File("Many_tlm.trc")));
 }
 
 TEST_F(TLMLifecycle, TraceFileNameAndPlace) {
   TLM_ProcExit();
-  {
-    // The file is opened for real here; the guard restores the trace state afterwards.
-    tlm_test::TraceStateGuard guard;
-    DpLock();
-    output_func = nullptr;
-    ctrc::state.global_file = nullptr;
-    DpUnlock();
-    Start({}, u"my|app");
-    EXPECT_TRUE(std::filesystem::exists(logdir_.File("my_app_tlm.trc")));
-    TLM_ProcExit();
-    // A logdir that can't be written sends the file to the working directory.
-    tlm_test::TempDir work;
-    profile_test::ScopedCwd cwd(work.path());
-    Start({{u"logdir", Utf16(logdir_.File("missing/dir"))}}, u"App");
-    EXPECT_EQ(s_process_usage, 1);
-    EXPECT_TRUE(std::filesystem::exists(work.File("App_tlm.trc")));
-    TLM_ProcExit();
-  }
+  // The file is opened for real here; the guard restores the trace state afterwards.
+  tlm_test::TraceStateGuard guard;
+  DpLock();
+  output_func = nullptr;
+  ctrc::state.global_file = nullptr;
+  DpUnlock();
+  Start({}, u"my|app");
+  EXPECT_TRUE(std::filesystem::exists(logdir_.File("my_app_tlm.trc")));
+  TLM_ProcExit();
+  // A logdir that can't be written sends the file to the working directory.
+  tlm_test::TempDir work;
+  profile_test::ScopedCwd cwd(work.path());
+  Start({{u"logdir", Utf16(logdir_.File("missing/dir"))}}, u"App");
+  EXPECT_EQ(s_process_usage, 1);
+  EXPECT_TRUE(std::filesystem::exists(work.File("App_tlm.trc")));
+  TLM_ProcExit();
 }
-
-// ---- Timing ----
 
 class TLMTiming : public StartedTest {
  protected:
@@ -166,22 +145,17 @@ class TLMTiming : public StartedTest {
   }
 };
 
-TEST_F(TLMTiming, LevelsFilterBeforeAnyContextIsMade) {
+TEST_F(TLMTiming, LevelsAndTheSwitchFilterBeforeAnyContextIsMade) {
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 20), 0u);
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 65535), 0u);
+  TLMParameterHelper::SetInstruLevelThreshold(0);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 0u);
+  TLMParameterHelper::SetInstruLevelThreshold(10);
   EXPECT_EQ(OwnContext(), nullptr);
   // Below the trace threshold only: a context appears though its record is skipped.
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 15), 0u);
   ASSERT_NE(OwnContext(), nullptr);
   EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_INITIAL);
-  EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 1u);
-}
-
-TEST_F(TLMTiming, TheGlobalSwitchTurnsCallsAway) {
-  TLMParameterHelper::SetInstruLevelThreshold(0);
-  EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 0u);
-  EXPECT_EQ(OwnContext(), nullptr);
-  TLMParameterHelper::SetInstruLevelThreshold(10);
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 0), 1u);
 }
 
@@ -195,9 +169,8 @@ TEST_F(TLMTiming, TheOutermostEndRemovesTheContext) {
   EXPECT_EQ(OwnContext(), nullptr);
   // Null texts read as empty.
   TLM_endTiming(TLM_startTiming(nullptr, nullptr, 1));
-  auto texts = Flush();
-  EXPECT_EQ(MetricValue(texts, u"Avg. Elapsed Time(ms)", u"count"), 1);
-  EXPECT_NE(tlm_test::Utf8(sink_->Joined()).find("ZUL_TLM|App_0||:Avg."), std::string::npos);
+  Flush();
+  EXPECT_TRUE(Contains(sink_->Joined(), u"name=\"ZUL_TLM|App_0||:Avg. Elapsed Time(ms)\""));
 }
 
 TEST_F(TLMTiming, TerminatedSessionsTimeNothingUntilInitContext) {
@@ -211,33 +184,23 @@ TEST_F(TLMTiming, TerminatedSessionsTimeNothingUntilInitContext) {
                        u"*** ERROR => Previous context object is in the terminate status and was "
                        u"not cleaned up by TLM_initContext API [tlmmain "));
   TLM_endTiming(a);
-  TLM_terminateTiming(a);
   EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_TERMINATE);
   TLM_initContext(nullptr);
   EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_INITIAL);
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 1u);
-}
-
-TEST_F(TLMTiming, InitContextGivesUpAnOpenTransaction) {
-  TLM_startTiming(u"A", u"op", 1);
+  // An open transaction is given up by the next TLM_initContext.
   TLM_initContext(u"*1000");
-  CMTContext *context = OwnContext();
-  ASSERT_NE(context, nullptr);
-  EXPECT_EQ(context->getStatus(), CMTContext::STATUS_INITIAL);
-  EXPECT_TRUE(context->isTransTrace());
-  EXPECT_EQ(MetricValue(Flush(), u"Finished with undefined state"), -1);  // scope 0: no line
+  EXPECT_EQ(OwnContext()->getStatus(), CMTContext::STATUS_INITIAL);
+  EXPECT_TRUE(OwnContext()->isTransTrace());
 }
 
-TEST_F(TLMTiming, ExVariantsTakeTheApplicationsSession) {
+TEST_F(TLMTiming, ExSessions) {
   uint32_t a = TLM_startTimingEx(SessionA, u"A", u"op", 1);
-  EXPECT_EQ(a, 1u);
   EXPECT_EQ(OwnContext(), nullptr);
   EXPECT_NE(CContextCacheManager::Instance()->getContextByID(u"session A"), nullptr);
   TLM_endTimingEx(SessionA, a);
   EXPECT_EQ(CContextCacheManager::Instance()->getContextByID(u"session A"), nullptr);
-}
 
-TEST_F(TLMTiming, ExVariantsRefuseAMissingSession) {
   struct Case {
     TLM_SESSION_ID_FUNC session;
     const char16_t *error;
@@ -263,38 +226,28 @@ TEST_F(TLMTiming, ExVariantsRefuseAMissingSession) {
     trace_.Clear();
     EXPECT_EQ(TLM_startTimingEx(c.session, u"A", u"op", 20), 0u);
     TLM_endTimingEx(c.session, 0);
-    TLM_terminateTimingEx(c.session, 0);
     EXPECT_EQ(trace_.Text(), u"");
   }
 }
 
-// ---- Appending ----
+class TLMAppend : public StartedTest {};
 
-class TLMAppend : public StartedTest {
- protected:
-  void SetUp() override {
-    StartedTest::SetUp();
-    TLM_initContext(u"*1000");  // a traced transaction
-    id_ = TLM_startTiming(u"A", u"op", 1);
-  }
-  const std::map<zulstring, zulstring> &Info() { return OwnContext()->getRootRecord()->getInfo(); }
-  uint32_t id_ = 0;
-};
-
-TEST_F(TLMAppend, RecordPairs) {
+TEST_F(TLMAppend, Pairs) {
+  TLM_initContext(u"*1000");  // a traced transaction
+  uint32_t id = TLM_startTiming(u"A", u"op", 1);
   std::u16string longName(300, u'p');
-  TLM_appendInfo(id_, u"n", u"v");
-  TLM_appendInfo(id_, nullptr, nullptr);
-  TLM_appendInfoToList(id_, u"list", u"1");
-  TLM_appendInfoToList(id_, u"list", u"2");
-  TLM_appendExceptionInfo(id_, u"boom");
-  TLM_appendReturnInfo(id_, u"42");
-  TLM_appendParameterInfo(id_, u"x", u"1");
-  TLM_appendParameterInfo(id_, longName.c_str(), u"2");
-  TLM_appendPassportInfo(id_, u"P1", 0);
-  TLM_appendPassportInfo(id_, u"P2", 0);
-  TLM_appendPassportInfoEx(SessionA, id_, u"P3", 1);  // another session: no context
-  TLM_appendInfo(id_ + 1, u"not", u"innermost");
+  TLM_appendInfo(id, u"n", u"v");
+  TLM_appendInfo(id, nullptr, nullptr);
+  TLM_appendInfoToList(id, u"list", u"1");
+  TLM_appendInfoToList(id, u"list", u"2");
+  TLM_appendExceptionInfo(id, u"boom");
+  TLM_appendReturnInfo(id, u"42");
+  TLM_appendParameterInfo(id, u"x", u"1");
+  TLM_appendParameterInfo(id, longName.c_str(), u"2");
+  TLM_appendPassportInfo(id, u"P1", 0);
+  TLM_appendPassportInfo(id, u"P2", 1);
+  TLM_appendPassportInfoEx(SessionA, id, u"P3", 1);  // another session: no context
+  TLM_appendInfo(id + 1, u"not", u"innermost");
   std::map<zulstring, zulstring> expected = {
       {u"n", u"v"},
       {u"", u""},
@@ -303,29 +256,25 @@ TEST_F(TLMAppend, RecordPairs) {
       {u"Return Value", u"42"},
       {u"Method Call Parameter x", u"1"},
       {u"Method Call Parameter " + longName, u"2"},
-      {u"outbound.ZUL-PASSPORT", u"P2"},
+      {u"outbound.ZUL-PASSPORT", u"P1,P2"},
   };
-  EXPECT_EQ(Info(), expected);
-  TLM_appendPassportInfo(id_, u"P4", 1);
-  EXPECT_EQ(Info().at(u"outbound.ZUL-PASSPORT"), u"P2,P4");
-}
-
-TEST_F(TLMAppend, TransactionPairs) {
+  EXPECT_EQ(OwnContext()->getRootRecord()->getInfo(), expected);
   TLM_appendContextInfo(u"n", u"v");
   TLM_appendUserID(u"alice");
-  TLM_appendUserIDEx(SessionA, u"bob");  // another session: no context
+  TLM_appendUserIDEx(SessionA, u"bob");
   TLM_appendUserID(u"carol");
-  std::map<zulstring, zulstring> expected = {{u"n", u"v"}, {u"User ID", u"carol"}};
-  EXPECT_EQ(OwnContext()->getContextInfo(), expected);
+  EXPECT_EQ(OwnContext()->getContextInfo(),
+            (std::map<zulstring, zulstring>{{u"n", u"v"}, {u"User ID", u"carol"}}));
 }
 
 TEST_F(TLMAppend, PrefixNamesTheMetrics) {
+  uint32_t id = TLM_startTiming(u"A", u"op", 1);
   TLM_setInstancePrefix(u"pfx");
-  TLM_endTiming(id_);
-  std::string joined;
-  for (const auto &text : Flush()) joined += tlm_test::Utf8(text);
-  EXPECT_NE(joined.find("name=\"ZUL_TLM|App_0|pfx|A|op:"), std::string::npos) << joined;
-  EXPECT_NE(joined.find("name=\"ZUL_TLM|App_0|pfx|~Zombie Context Count:"), std::string::npos);
+  TLM_endTiming(id);
+  Flush();
+  std::u16string joined = sink_->Joined();
+  EXPECT_TRUE(Contains(joined, u"name=\"ZUL_TLM|App_0|pfx|A|op:"));
+  EXPECT_TRUE(Contains(joined, u"name=\"ZUL_TLM|App_0|pfx|~Zombie Context Count:"));
 }
 
 }  // namespace
