@@ -9,6 +9,16 @@
 
 namespace {
 
+pthread_rwlock_t *newBucketLock() {
+  pthread_rwlockattr_t attributes;
+  pthread_rwlockattr_init(&attributes);
+  pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+  auto *lock = new pthread_rwlock_t;
+  pthread_rwlock_init(lock, &attributes);
+  pthread_rwlockattr_destroy(&attributes);
+  return lock;
+}
+
 // Contexts that were still registered when a registry was released. They are not destroyed, as
 // a thread of the application may still hold one; they stay allocated for the process's life.
 std::vector<CMTContext *> &abandonedContexts() {
@@ -39,7 +49,7 @@ CContextCacheManager::~CContextCacheManager() {
   for (size_t i = 0; i < bucketMaps_.size(); ++i) {
     for (auto &entry : *bucketMaps_[i]) abandonedContexts().push_back(entry.second);
     delete bucketMaps_[i];
-    ThrRwlDelete(bucketLocks_[i]);
+    pthread_rwlock_destroy(bucketLocks_[i]);
     delete bucketLocks_[i];
   }
   ThrRwlDelete(&componentThresholdLock_);
@@ -49,9 +59,7 @@ CContextCacheManager::~CContextCacheManager() {
 void CContextCacheManager::initialize() {
   uint16_t buckets = TLMParameterHelper::GetContextMapBucket();
   for (uint16_t i = 0; i < buckets; ++i) {
-    THR_RWL *lock = new THR_RWL;
-    ThrRwlInit(lock);
-    bucketLocks_.push_back(lock);
+    bucketLocks_.push_back(newBucketLock());
     bucketMaps_.push_back(new ContextMap());
   }
   updateSkipTimePrefixList(TLMParameterHelper::GetSkipTimesNameListStr());
@@ -72,7 +80,7 @@ size_t CContextCacheManager::bucketOf(const zulstring &session) const {
 CMTContext *CContextCacheManager::getContextByID(const zulstring &session) {
   size_t bucket = bucketOf(session);
   if (bucket == bucketMaps_.size()) return nullptr;
-  CSharedLock hold(bucketLocks_[bucket]);
+  BucketHold hold(bucketLocks_[bucket], false);
   const ContextMap &contexts = *bucketMaps_[bucket];
   auto found = contexts.find(session);
   if (found == contexts.end()) return nullptr;
@@ -84,14 +92,14 @@ CMTContext *CContextCacheManager::getContextByID(const zulstring &session) {
 void CContextCacheManager::pushContextToCache(const zulstring &session, CMTContext *context) {
   size_t bucket = bucketOf(session);
   if (bucket == bucketMaps_.size()) return;
-  CExclusiveLock hold(bucketLocks_[bucket]);
+  BucketHold hold(bucketLocks_[bucket], true);
   bucketMaps_[bucket]->emplace(session, context);
 }
 
 void CContextCacheManager::removeContextByID(const zulstring &session) {
   size_t bucket = bucketOf(session);
   if (bucket == bucketMaps_.size()) return;
-  CExclusiveLock hold(bucketLocks_[bucket]);
+  BucketHold hold(bucketLocks_[bucket], true);
   ContextMap &contexts = *bucketMaps_[bucket];
   auto found = contexts.find(session);
   if (found == contexts.end()) return;

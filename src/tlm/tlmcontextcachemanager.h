@@ -4,6 +4,8 @@
 #ifndef TLM_TLMCONTEXTCACHEMANAGER_H
 #define TLM_TLMCONTEXTCACHEMANAGER_H
 
+#include <pthread.h>
+
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -19,7 +21,9 @@ typedef std::map<zulstring, uint16_t, ZulStringLess> CThresholdMap;
 
 // Singleton, created on first use without a lock (first touched in single-threaded start-up).
 // Sessions are hashed over context_map_bucket buckets, each an ordered map under a read-write lock
-// of its own, so that application threads rarely meet on one lock.
+// of its own, so that application threads rarely meet on one lock. Every timing call takes a bucket
+// lock shared, so these are the system's read-write locks, whose shared hold is one atomic
+// operation each way; they prefer writers, as the thread layer's do.
 //
 // Locks: a bucket lock comes before the locks of the metric and trace sections (the sweep reports
 // while holding one); no path holds two bucket locks. The two threshold locks are taken alone.
@@ -78,6 +82,20 @@ class CContextCacheManager {
  private:
   typedef std::map<zulstring, CMTContext *, ZulStringLess> ContextMap;
 
+  // Holds a bucket lock shared, or exclusively, for the scope.
+  class BucketHold {
+   public:
+    BucketHold(pthread_rwlock_t *lock, bool exclusive) : lock_(lock) {
+      exclusive ? pthread_rwlock_wrlock(lock_) : pthread_rwlock_rdlock(lock_);
+    }
+    ~BucketHold() { pthread_rwlock_unlock(lock_); }
+    BucketHold(const BucketHold &) = delete;
+    BucketHold &operator=(const BucketHold &) = delete;
+
+   private:
+    pthread_rwlock_t *lock_;
+  };
+
   CContextCacheManager();
   ~CContextCacheManager();
   CContextCacheManager(const CContextCacheManager &) = delete;
@@ -98,7 +116,7 @@ class CContextCacheManager {
   zulstring pidString_;
   zulstring instancePrefix_;
   std::vector<zulstring> skipTimePrefixes_;
-  std::vector<THR_RWL *> bucketLocks_;
+  std::vector<pthread_rwlock_t *> bucketLocks_;
   std::vector<ContextMap *> bucketMaps_;
   THR_RWL componentThresholdLock_;  // guards componentThresholds_
   CThresholdMap componentThresholds_;

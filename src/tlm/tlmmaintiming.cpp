@@ -27,9 +27,12 @@ bool levelPasses(uint16_t level) {
   return level < Param::GetInstruLevelThresholdForTrace() || level < Param::GetInstruLevelThreshold();
 }
 
-// The record's metric name, component "|" operation, built once per call.
-zulstring recordName(const ZUL_UTF16 *component, const ZUL_UTF16 *operation) {
-  zulstring name = textOf(component);
+// The record's metric name, component "|" operation, built once per call in a buffer of the
+// thread that keeps its capacity from call to call. Valid until the thread's next call.
+const zulstring &recordName(const ZUL_UTF16 *component, const ZUL_UTF16 *operation) {
+  thread_local zulstring name;
+  name.clear();
+  if (component != nullptr) name += component;
   name += u'|';
   if (operation != nullptr) name += operation;
   return name;
@@ -46,7 +49,7 @@ uint32_t startTiming(const zulstring &session, const ZUL_UTF16 *component,
               u"TLM_initContext API\n");
     return CMTContext::SKIPPED_COUNTER;
   }
-  zulstring name = recordName(component, operation);
+  const zulstring &name = recordName(component, operation);
   if (context != nullptr) return context->startTiming(name, level);
   context = new CMTContext();
   uint32_t id = context->startTiming(name, level);

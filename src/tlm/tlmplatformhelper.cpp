@@ -25,40 +25,73 @@ zulstring FormatThreadId() {
   return zulstring(text);
 }
 
-// The wall clock text with or without milliseconds, in a buffer of 40 units.
-zulstring FormatServerTime(bool with_millis) {
-  timeval now;
-  if (gettimeofday(&now, nullptr) != 0) return u"ERROR_DATE";
-  time_t seconds = now.tv_sec;
-  tm local;
-  if (localtime_cont_r(&seconds, &local) == nullptr) return u"ERROR_DATE";
-  ZUL_UTF16 text[40];
-  if (with_millis) {
-    snprintfU16(text, 40, u"%4d-%02d-%02d %02d:%02d:%02d.%03ld", local.tm_year + 1900,
-                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                static_cast<long>(now.tv_usec / 1000));
-  } else {
-    snprintfU16(text, 40, u"%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1,
-                local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-  }
-  return zulstring(text);
-}
-
-}  // namespace
-
-zulstring TLMPlatformHelper::GetSessionIdentifier() { return GetSessionIdentifierRef(); }
-
-// The text of a thread's id doesn't change while the thread lives, so it is built once per thread.
-const zulstring &TLMPlatformHelper::GetSessionIdentifierRef() {
-  thread_local const zulstring session = FormatThreadId();
-  return session;
-}
-
-uint32_t TLMPlatformHelper::GetSessionIdentifierHash(const zulstring &text) {
+uint32_t HashSession(const zulstring &text) {
   if (text.empty()) return 0;
   uint32_t h = text.back();
   for (ZUL_UTF16 c : text) h = (h * 0x1000113u) ^ c;
   return h & 0x7fffffffu;
+}
+
+// The calling thread's session text and its hash: a thread's id doesn't change while the thread
+// lives, so both are made once per thread.
+struct ThreadSession {
+  zulstring text = FormatThreadId();
+  uint32_t hash = HashSession(text);
+};
+
+const ThreadSession &OwnSession() {
+  thread_local const ThreadSession session;
+  return session;
+}
+
+// The local date and time of one second, "%4d-%02d-%02d %02d:%02d:%02d". The text changes once a
+// second, so each thread keeps the last one it made.
+struct SecondText {
+  time_t second = -1;
+  bool failed = false;
+  ZUL_UTF16 text[40];
+  size_t length = 0;
+};
+
+// The wall clock text with or without ".%03ld" milliseconds; "ERROR_DATE" when a clock fails.
+zulstring FormatServerTime(bool with_millis) {
+  timeval now;
+  if (gettimeofday(&now, nullptr) != 0) return u"ERROR_DATE";
+  thread_local SecondText cache;
+  if (cache.second != now.tv_sec) {
+    time_t seconds = now.tv_sec;
+    tm local;
+    cache.second = seconds;
+    cache.failed = localtime_cont_r(&seconds, &local) == nullptr;
+    if (!cache.failed) {
+      int length = snprintfU16(cache.text, 40, u"%4d-%02d-%02d %02d:%02d:%02d",
+                               local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                               local.tm_hour, local.tm_min, local.tm_sec);
+      cache.length = length > 0 ? static_cast<size_t>(length) : 0;
+    }
+  }
+  if (cache.failed) return u"ERROR_DATE";
+  zulstring text(cache.text, cache.length);
+  if (with_millis) {
+    unsigned millis = static_cast<unsigned>(now.tv_usec / 1000);
+    const ZUL_UTF16 digits[] = {u'.', static_cast<ZUL_UTF16>(u'0' + millis / 100),
+                                static_cast<ZUL_UTF16>(u'0' + millis / 10 % 10),
+                                static_cast<ZUL_UTF16>(u'0' + millis % 10)};
+    text.append(digits, 4);
+  }
+  return text;
+}
+
+}  // namespace
+
+zulstring TLMPlatformHelper::GetSessionIdentifier() { return OwnSession().text; }
+
+const zulstring &TLMPlatformHelper::GetSessionIdentifierRef() { return OwnSession().text; }
+
+// The thread's own session, passed by GetSessionIdentifierRef, has its hash ready.
+uint32_t TLMPlatformHelper::GetSessionIdentifierHash(const zulstring &text) {
+  const ThreadSession &own = OwnSession();
+  return &text == &own.text ? own.hash : HashSession(text);
 }
 
 zulstring TLMPlatformHelper::GetThreadId() { return FormatThreadId(); }

@@ -1,7 +1,6 @@
 // The registry's sweep, run by the dispatcher: it ends contexts that their sessions forgot and
 // sends the promoted trace of a long transaction that has paused.
 #include "tlm/tlmcontextcachemanager.h"
-#include "tlm/tlmlocks.h"
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmplatformhelper.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
@@ -26,7 +25,7 @@ void CContextCacheManager::removeZombieContexts(uint32_t zombieTimeout, uint32_t
   if (buckets < 1) return;
   uint32_t promotionAge = TLMParameterHelper::GetAutoTransactionTraceThreshold() * 1000;
   for (size_t bucket = 0; bucket < buckets && bucket < bucketMaps_.size(); ++bucket) {
-    CExclusiveLock hold(bucketLocks_[bucket]);
+    BucketHold hold(bucketLocks_[bucket], true);
     sweepBucket(*bucketMaps_[bucket], zombieTimeout, emptyTimeout, promotionAge);
   }
 }

@@ -118,7 +118,9 @@ TEST_F(CMTContextTest, TheEMSwitchesTracingOnWithANewGuid) {
   EXPECT_NE(first, u"G1");
   context.reset(u"");
   EXPECT_TRUE(context.isTransTrace());
-  if (!first.empty()) EXPECT_NE(context.getTraceGuid(), first);
+  if (!first.empty()) {
+    EXPECT_NE(context.getTraceGuid(), first);
+  }
 }
 
 TEST_F(CMTContextTest, ContextWithoutPassport) {
@@ -328,7 +330,9 @@ TEST_F(CMTContextTest, OutgoingPassports) {
   }
   EXPECT_EQ(context.getIncConnCounter(true), 0u);
   EXPECT_EQ(context.getIncConnCounter(false), 1u);
-  if (!connection.empty()) EXPECT_NE(context.getLocalConnId(true), connection);
+  if (!connection.empty()) {
+    EXPECT_NE(context.getLocalConnId(true), connection);
+  }
 }
 
 }  // namespace
