@@ -1,0 +1,146 @@
+// Plain trace lines: prefixes, line state, multi-line texts, level filtering, the line bound.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "trace_capture.h"
+#include "zul_dptrace.h"
+
+namespace {
+
+using tlm_test::TraceCapture;
+
+// A component at level 3, so that the writers called without a statement (EntLev 2) write.
+CTRC_HDL NewComp(char16_t letter) {
+  CTRC_HDL hdl = nullptr;
+  EXPECT_EQ(CTrcNewComp(letter, &hdl, nullptr), 0);
+  static_cast<CTRC_ADM *>(hdl)->level = 3;
+  return hdl;
+}
+
+TEST(DpTrc, LineFormsOfTheFamily) {
+  TraceCapture trace;
+  CTRC_HDL n = NewComp(u'n');
+  CTrcSetHdlIndent(n, 2);
+  const std::u16string thr = TraceCapture::ThreadPrefix();
+  struct Case {
+    const char *name;
+    void (*write)(CTRC_HDL);
+    CTRC_HDL hdl;
+    std::u16string expected;
+  } cases[] = {
+      {"DpTrc with component and indent", [](CTRC_HDL h) { DpTrc(h, u"x=%d\n", 5); }, n,
+       u"N      " + thr + u"x=5\n"},
+      {"DpTrcNoTiNoThr with component", [](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"%s\n", u"v"); }, n,
+       u"N      v\n"},
+      {"DpTrc to a stream", [](CTRC_HDL h) { DpTrc(h, u"plain\n"); }, nullptr, thr + u"plain\n"},
+      {"DpTrcNoTiNoThr to a stream", [](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"raw"); }, nullptr,
+       u"raw"},
+      {"DpTrcA7 takes 8-bit %s", [](CTRC_HDL h) { DpTrcA7(h, "%s-%03d\n", "eight", 7); }, n,
+       u"N      " + thr + u"eight-007\n"},
+      {"DpTrcNoTiNoThrA7", [](CTRC_HDL h) { DpTrcNoTiNoThrA7(h, "%c%c\n", 'o', 'k'); }, nullptr,
+       u"ok\n"},
+  };
+  for (const Case &c : cases) {
+    trace.Clear();
+    c.write(c.hdl);
+    EXPECT_EQ(trace.Text(), c.expected) << c.name;
+  }
+}
+
+TEST(DpTrc, LineStateJoinsSameComponentAndBreaksForAnother) {
+  TraceCapture trace;
+  CTRC_HDL a = NewComp(u'A');
+  CTRC_HDL b = NewComp(u'B');
+  DpTrcNoTiNoThr(a, u"one");
+  DpTrcNoTiNoThr(a, u" two\n");
+  DpTrcNoTiNoThr(a, u"three");
+  DpTrcNoTiNoThr(b, u"four\n");
+  EXPECT_EQ(trace.Text(), u"A  one two\nA  three\nB  four\n");
+  // The thread prefix is written on a continued line too.
+  trace.Clear();
+  DpTrcNoTi(a, u"x");
+  DpTrcNoTi(a, u"y\n");
+  const std::u16string thr = TraceCapture::ThreadPrefix();
+  EXPECT_EQ(trace.Text(), u"A  " + thr + u"x" + thr + u"y\n");
+}
+
+TEST(DpTrc, EveryLineOfAMultiLineTextGetsThePrefix) {
+  TraceCapture trace;
+  CTRC_HDL c = NewComp(u'C');
+  const std::u16string thr = TraceCapture::ThreadPrefix();
+  DpTrcNoTi(c, u"first\nsecond\nthird\n");
+  EXPECT_EQ(trace.Text(), u"C  " + thr + u"first\nC  " + thr + u"second\nC  " + thr + u"third\n");
+  // A text ending in newline and carriage return also ends the line.
+  trace.Clear();
+  DpTrcNoTiNoThr(c, u"a\n\r");
+  DpTrcNoTiNoThr(c, u"b\n");
+  EXPECT_EQ(trace.Text(), u"C  a\n\rC  b\n");
+}
+
+TEST(DpTrc, LevelsFilterBeforeAnythingIsFormatted) {
+  TraceCapture trace(2);
+  CTRC_HDL x = nullptr, m = nullptr;
+  CTrcNewComp(u'X', &x, nullptr);  // level 1
+  CTrcNewComp(u'M', &m, nullptr);  // level 3
+  int evaluated = 0;
+  DPTRC(3, m, u"%d\n", ++evaluated);  // above ct_level: arguments not even evaluated
+  EXPECT_EQ(evaluated, 0);
+  DPTRC(2, x, u"%d\n", ++evaluated);  // component at 1 filters level 2
+  DPTRC(2, m, u"m%d\n", ++evaluated);
+  DPTRC(1, x, u"x%d\n", ++evaluated);
+  EXPECT_EQ(evaluated, 3);
+  const std::u16string thr = TraceCapture::ThreadPrefix();
+  EXPECT_EQ(trace.Text(), u"M  " + thr + u"m2\nX  " + thr + u"x3\n");
+  EXPECT_EQ(EntLev, 2);
+}
+
+TEST(DpTrc, TextBeyondTheLineBoundIsCutAndNoted) {
+  TraceCapture trace;
+  std::u16string long_text(9000, u'z');
+  DPTRC_STMT(2, DpTrcNoTiNoThr, nullptr, u"%s", long_text.c_str());
+  EXPECT_EQ(trace.Text(), std::u16string(8191, u'z') + u"\n*** WARNING => data was truncated\n");
+  // With a prefix the whole line, prefix included, stays within 8191 units.
+  trace.Clear();
+  CTRC_HDL t = NewComp(u'T');
+  DPTRC_STMT(2, DpTrcNoTiNoThr, t, u"%s", long_text.c_str());
+  EXPECT_EQ(trace.Lines()[0], u"T  " + std::u16string(8188, u'z'));
+}
+
+TEST(DpTrc, FormatterFailureWritesItsReportAndNothingOfTheLine) {
+  TraceCapture trace;
+  CTRC_HDL f = NewComp(u'F');
+  DPTRC(1, f, u"before %y after\n");
+  std::u16string text = trace.Text();
+  EXPECT_EQ(text.rfind(u"*** ERROR => vsnprintfU err, errno=", 0), 0u) << tlm_test::Utf8(text);
+  EXPECT_NE(text.find(u" [dptrace_r_mt "), std::u16string::npos);
+  EXPECT_EQ(text.find(u"before"), std::u16string::npos);
+}
+
+TEST(DpTrc, WritersLeaveErrnoAlone) {
+  TraceCapture trace;
+  CTRC_HDL e = NewComp(u'E');
+  ct_time_res = 1000;  // the stamp path too
+  errno = EACCES;
+  DPTRC(1, e, u"line\n");
+  DPTRC_ERR(e, u"error\n");
+  DPTRC_SYSERR(e, u"system\n");
+  DpTrcTime(e);
+  perrno(e);
+  EXPECT_EQ(errno, EACCES);
+}
+
+TEST(DpTrc, HandleOfNullWritesToStandardError) {
+  TraceCapture trace;
+  FILE *stream = nullptr;
+  ZUL_UTF16 letter = 1;
+  int level = 0;
+  CTrcTransHdl(nullptr, &stream, &letter, &level);
+  EXPECT_EQ(stream, stderr);
+  EXPECT_EQ(letter, 0);
+  EXPECT_EQ(level, 3);
+  EXPECT_EQ(CTrcFp(nullptr), stderr);
+}
+
+}  // namespace
