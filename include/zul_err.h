@@ -123,8 +123,9 @@ ZUL_API const ZUL_UTF16 *ErrGetFld(int n) ZUL_NOTHROW;
 ZUL_API const ZUL_UTF16 *ErrGetFldL(int n, ZUL_UTF16 lang) ZUL_NOTHROW;
 /* 1 while the thread has error information, else 0. */
 ZUL_API int ErrIsAInfo(void) ZUL_NOTHROW;
-/* The block and its length in units; ERR_NO_INFO when there is none. The block may be written
- * through *block_out (ERR_MAX_UNITS units) and its length then set with ErrSetLength. */
+/* The block and its length in units; ERR_NO_INFO when there is none, ERR_BAD_PARAM after an
+ * ErrSet whose block didn't fit. The block may be written through *block_out (ERR_MAX_UNITS
+ * units) and its length then set with ErrSetLength. */
 ZUL_API int ErrGetAttr(ZUL_UTF16 **block_out, size_t *length_out) ZUL_NOTHROW;
 /* Sets the length in units; above ERR_MAX_UNITS: ERR_BAD_PARAM. */
 ZUL_API int ErrSetLength(size_t units) ZUL_NOTHROW;

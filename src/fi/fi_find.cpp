@@ -88,7 +88,7 @@ int FiFindLongestPath(FI_HDL hdl, const ZUL_UTF16 *key, uint32_t length, ZUL_UTF
   fi::OffsetStack *stack = &x.header->work;
   fi::StackClear(x.block, stack);
   fi::StackPush(x.block, stack, x.ix->root);
-  // Positions behind length test the unit read last, as the walk has always done.
+  // Positions at or behind length have no unit of key: they are tested with the unit read last.
   ZUL_UTF16 unit = x.Fill();
   for (uint32_t off = fi::StackPop(x.block, stack); off != 0; off = fi::StackPop(x.block, stack)) {
     FI_NODE *n = x.Node(off);

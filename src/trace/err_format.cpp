@@ -21,16 +21,17 @@ bool IsOneOf(ZUL_UTF16 c, const char16_t *set) {
 
 // One conversion of a format, rebuilt so that it can be printed alone.
 struct Conversion {
-  ZUL_UTF16 spec[48];  // "%", flags, width, precision, length and letter
+  ZUL_UTF16 format[48];  // "%", flags, width, precision, length and letter
   ZUL_UTF16 letter;
   bool wide;         // l, ll, j, z, t: a 64-bit integer
   bool long_double;  // L
 };
 
-// Appends text to spec, keeping room for the terminator.
+// Appends text to the format, keeping room for the terminator.
 void Append(Conversion *c, size_t *used, const ZUL_UTF16 *text) {
-  while (*text != 0 && *used + 1 < sizeof c->spec / sizeof c->spec[0]) c->spec[(*used)++] = *text++;
-  c->spec[*used] = 0;
+  while (*text != 0 && *used + 1 < sizeof c->format / sizeof c->format[0])
+    c->format[(*used)++] = *text++;
+  c->format[*used] = 0;
 }
 
 // Reads a width or precision at *p: digits are copied, '*' takes an int from args.
@@ -86,52 +87,37 @@ void ParseConversion(const ZUL_UTF16 **p, va_list *args, Conversion *c) {
   Append(c, &used, letter);
 }
 
+// Prints the next argument of args with c's format: of type Wide when wide is set, else Narrow.
+template <typename Narrow, typename Wide>
+void PrintNext(const Conversion &c, bool wide, va_list *args, ZUL_UTF16 *out, size_t size) {
+  if (wide) {
+    snprintfU16(out, size, c.format, va_arg(*args, Wide));
+  } else {
+    snprintfU16(out, size, c.format, va_arg(*args, Narrow));
+  }
+}
+
 // Takes the argument of c from args and prints it into out; answers false for a letter that the
 // printf family doesn't know, which ends the format.
 bool TakeArgument(const Conversion &c, va_list *args, ZUL_UTF16 *out, size_t size) {
   out[0] = 0;
-  switch (c.letter) {
-    case u'c':
-      snprintfU16(out, size, u"%c", va_arg(*args, int));
-      return true;
-    case u'd':
-    case u'i':
-    case u'o':
-    case u'u':
-    case u'x':
-    case u'X':
-      if (c.wide) {
-        snprintfU16(out, size, c.spec, va_arg(*args, long long));
-      } else {
-        snprintfU16(out, size, c.spec, va_arg(*args, int));
-      }
-      return true;
-    case u'e':
-    case u'E':
-    case u'f':
-    case u'F':
-    case u'g':
-    case u'G':
-    case u'a':
-    case u'A':
-      if (c.long_double) {
-        snprintfU16(out, size, c.spec, va_arg(*args, long double));
-      } else {
-        snprintfU16(out, size, c.spec, va_arg(*args, double));
-      }
-      return true;
-    case u's':
-      snprintfU16(out, size, c.spec, va_arg(*args, const ZUL_UTF16 *));
-      return true;
-    case u'p':
-      snprintfU16(out, size, c.spec, va_arg(*args, void *));
-      return true;
-    case u'n':
-      (void)va_arg(*args, void *);  // never written through
-      return true;
-    default:
-      return false;
+  if (c.letter == 0) return false;
+  if (IsOneOf(c.letter, u"diouxX")) {
+    PrintNext<int, long long>(c, c.wide, args, out, size);
+  } else if (IsOneOf(c.letter, u"eEfFgGaA")) {
+    PrintNext<double, long double>(c, c.long_double, args, out, size);
+  } else if (c.letter == u'c') {
+    snprintfU16(out, size, u"%c", va_arg(*args, int));
+  } else if (c.letter == u's') {
+    snprintfU16(out, size, c.format, va_arg(*args, const ZUL_UTF16 *));
+  } else if (c.letter == u'p') {
+    snprintfU16(out, size, c.format, va_arg(*args, void *));
+  } else if (c.letter == u'n') {
+    (void)va_arg(*args, void *);  // never written through
+  } else {
+    return false;
   }
+  return true;
 }
 
 }  // namespace

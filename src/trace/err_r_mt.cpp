@@ -110,6 +110,7 @@ int ErrIsAInfo() noexcept {
 int ErrGetAttr(ZUL_UTF16 **block_out, size_t *length_out) noexcept {
   ERR_THR_INFO *info = err::Info(false);
   if (info == nullptr || info->length == 0) return ERR_NO_INFO;
+  if (info->length > err::kMaxUnits) return ERR_BAD_PARAM;  // set by a block that didn't fit
   if (block_out != nullptr) *block_out = info->block;
   if (length_out != nullptr) *length_out = info->length;
   return ERR_OK;
