@@ -1,10 +1,11 @@
 // The conversions from UTF-8 to 16-bit and 32-bit units, in native and swapped byte order.
 //
-// One loop serves all members. Runs of ASCII go through the SIMD copy; any other lead byte is
-// classified by its table entry, its follow-up bytes are summed with shifts, and the follow-up
-// validation needs no branch per byte: every follow-up byte is AND-ed into an accumulator starting
-// at 0x80 and OR-ed into one starting at 0xBF, and all were 10xxxxxx exactly when the two still
-// hold their start values.
+// One loop serves all members. The frequent characters (ASCII, by vector where it runs on, and
+// complete valid sequences of two to four bytes) go through a loop that needs no room test; any
+// other character goes through the general path, which classifies its lead byte by the table,
+// sums its follow-up bytes with shifts, and validates them with no branch per byte: every
+// follow-up byte is AND-ed into an accumulator starting at 0x80 and OR-ed into one starting at
+// 0xBF, and all were 10xxxxxx exactly when the two still hold their start values.
 #include <algorithm>
 
 #include "i18n/zulu16/u16_conv_ascii.h"

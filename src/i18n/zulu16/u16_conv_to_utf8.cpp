@@ -1,8 +1,9 @@
 // The conversions to UTF-8 from 16-bit and 32-bit units, in native and swapped byte order.
 //
-// One loop serves all members: runs of ASCII go through the SIMD copy, any other unit is checked
-// according to the source form and the variant, and its bytes are written from the last one back
-// to the lead byte.
+// One loop serves all members. Runs of ASCII go by vector; the frequent characters (one to four
+// bytes, no test needed but the room) go through a loop whose bound makes the room test
+// unnecessary; any other unit is checked according to the source form and the variant in the
+// general path, and its bytes are written from the last one back to the lead byte.
 #include <algorithm>
 #include <cstring>
 
@@ -167,7 +168,6 @@ int ToUtf8(const typename Io::Unit **src, const typename Io::Unit *src_end, ZUL_
   while (s < src_end) {
     uint32_t value = Io::Load(s);
     if (IsPlainAscii(value, kNoCC)) {
-      // A run of ASCII, 16 units at a time, as far as source and destination allow.
       if (d >= dst_end) {
         rc = Fail(rscp::kDestOverflow, kSiteOverflow, __LINE__, u"dest buffer overflow");
         break;
@@ -186,7 +186,7 @@ int ToUtf8(const typename Io::Unit **src, const typename Io::Unit *src_end, ZUL_
     if (s >= src_end) break;
     // One character through the general path.
     value = Io::Load(s);
-    if (IsPlainAscii(value, kNoCC)) continue;
+    if (IsPlainAscii(value, kNoCC)) continue;  // stopped by the room: the branch above reports
     const Unit *next = s + 1;
     if constexpr (kForm == Form::kUtf16) {
       if (value - 0xD800 < 0x800) {
