@@ -87,6 +87,17 @@ inline void ConvertCommonRun(const typename Io::Unit *&s, const typename Io::Uni
       uint32_t value = Io::Load(s);
       if (value < 0x80) {
         if (!IsPlainAscii(value, kNoCC)) return;
+        // Two at a time where two follow each other.
+        if (run_end - s >= 2) {
+          const uint32_t next = Io::Load(s + 1);
+          if (IsPlainAscii(next, kNoCC)) {
+            d[0] = static_cast<ZUL_RAW>(value);
+            d[1] = static_cast<ZUL_RAW>(next);
+            d += 2;
+            s += 2;
+            continue;
+          }
+        }
         *d++ = static_cast<ZUL_RAW>(value);
         ++s;
         continue;
