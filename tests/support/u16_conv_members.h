@@ -1,6 +1,6 @@
 // Every member of the pointer-pair conversion family behind one byte-level signature, so that
-// tests and fuzz targets can run them all the same way. Pointers move in whole units of the
-// member's source and destination; they need not be aligned.
+// tests and fuzz targets can run them all alike. Pointers move in whole units of the member's
+// source and destination; they need not be aligned.
 #ifndef TESTS_SUPPORT_U16_CONV_MEMBERS_H
 #define TESTS_SUPPORT_U16_CONV_MEMBERS_H
 
@@ -10,8 +10,8 @@
 
 namespace convmembers {
 
-// Runs one member. With with_subst a Subst member replaces invalid input by '?'; members without
-// a subst argument ignore it and count.
+// Runs one member. With with_subst a Subst member replaces invalid input by '?'; other members
+// ignore with_subst and count.
 using RunFn = int (*)(const uint8_t **src, const uint8_t *src_end, uint8_t **dst, uint8_t *dst_end,
                       bool with_subst, uint32_t *count);
 
@@ -27,78 +27,74 @@ struct Member {
 };
 
 template <class S, class D, auto kFn>
-int RunPlain(const uint8_t **src, const uint8_t *src_end, uint8_t **dst, uint8_t *dst_end, bool,
-             uint32_t *) {
-  auto s = reinterpret_cast<const S *>(*src);
-  auto d = reinterpret_cast<D *>(*dst);
-  int rc = kFn(&s, reinterpret_cast<const S *>(src_end), &d, reinterpret_cast<D *>(dst_end));
-  *src = reinterpret_cast<const uint8_t *>(s);
-  *dst = reinterpret_cast<uint8_t *>(d);
-  return rc;
-}
-
-template <class S, class D, auto kFn>
-int RunSubst(const uint8_t **src, const uint8_t *src_end, uint8_t **dst, uint8_t *dst_end,
-             bool with_subst, uint32_t *count) {
+int Run(const uint8_t **src, const uint8_t *src_end, uint8_t **dst, uint8_t *dst_end,
+        bool with_subst, uint32_t *count) {
   static const D kSubst = static_cast<D>('?');
   auto s = reinterpret_cast<const S *>(*src);
   auto d = reinterpret_cast<D *>(*dst);
-  int rc = kFn(&s, reinterpret_cast<const S *>(src_end), &d, reinterpret_cast<D *>(dst_end),
-               with_subst ? &kSubst : nullptr, count);
+  auto se = reinterpret_cast<const S *>(src_end);
+  auto de = reinterpret_cast<D *>(dst_end);
+  int rc;
+  if constexpr (requires { kFn(&s, se, &d, de); }) {
+    rc = kFn(&s, se, &d, de);
+  } else {
+    rc = kFn(&s, se, &d, de, with_subst ? &kSubst : nullptr, count);
+  }
   *src = reinterpret_cast<const uint8_t *>(s);
   *dst = reinterpret_cast<uint8_t *>(d);
   return rc;
 }
 
-#define CONV_SUBST(fn, s, d) \
-  { #fn, kFromUtf8, sizeof(s), sizeof(d), true, RunSubst < s, d, fn> }
-#define CONV_PLAIN(fn, dir, s, d) \
-  { #fn, dir, sizeof(s), sizeof(d), false, RunPlain < s, d, fn> }
+#define CONV_MEMBER(fn, dir, s, d, subst) \
+  { #fn, dir, sizeof(s), sizeof(d), subst, Run < s, d, fn> }
+#define CONV_FROM8(fn, d, subst) CONV_MEMBER(fn, kFromUtf8, ZUL_RAW, d, subst)
+#define CONV_TO8(fn, s) CONV_MEMBER(fn, kToUtf8, s, ZUL_RAW, false)
 
 inline const Member kMembers[] = {
-    CONV_SUBST(Utf8nToU2nNoCCSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToU2nSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_PLAIN(Utf8nToU2nGD, kFromUtf8, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToU2nSwNoCCSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToU2nSwSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_PLAIN(Utf8nToU2nSwGD, kFromUtf8, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToU4nNoCCSubst, ZUL_RAW, uint32_t),
-    CONV_SUBST(Utf8nToU4nSubst, ZUL_RAW, uint32_t),
-    CONV_PLAIN(Utf8nToU4nGD, kFromUtf8, ZUL_RAW, uint32_t),
-    CONV_SUBST(Utf8nToU4nSwNoCCSubst, ZUL_RAW, uint32_t),
-    CONV_SUBST(Utf8nToU4nSwSubst, ZUL_RAW, uint32_t),
-    CONV_PLAIN(Utf8nToU4nSwGD, kFromUtf8, ZUL_RAW, uint32_t),
-    CONV_PLAIN(Utf8nToUtf16nSubstAll, kFromUtf8, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToUtf16nNoCCSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToUtf16nSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_PLAIN(Utf8nToUtf16nGD, kFromUtf8, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToUtf16nSwNoCCSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_SUBST(Utf8nToUtf16nSwSubst, ZUL_RAW, ZUL_UTF16),
-    CONV_PLAIN(Utf8nToUtf16nSwGD, kFromUtf8, ZUL_RAW, ZUL_UTF16),
-    CONV_PLAIN(U2nToUtf8nNoCC, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(U2nToUtf8n, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(U2nSwToUtf8nNoCC, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(U2nSwToUtf8n, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(U4nToUtf8nGD, kToUtf8, uint32_t, ZUL_RAW),
-    CONV_PLAIN(U4nToUtf8nNoCC, kToUtf8, uint32_t, ZUL_RAW),
-    CONV_PLAIN(U4nToUtf8n, kToUtf8, uint32_t, ZUL_RAW),
-    CONV_PLAIN(U4nSwToUtf8nGD, kToUtf8, uint32_t, ZUL_RAW),
-    CONV_PLAIN(U4nSwToUtf8nNoCC, kToUtf8, uint32_t, ZUL_RAW),
-    CONV_PLAIN(U4nSwToUtf8n, kToUtf8, uint32_t, ZUL_RAW),
-    CONV_PLAIN(Utf16nToUtf8nSubstAll, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nToUtf8nGD, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nToUtf8nNoCC, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nToUtf8n, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nSwToUtf8nGD, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nSwToUtf8nNoCC, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nSwToUtf8n, kToUtf8, ZUL_UTF16, ZUL_RAW),
-    CONV_PLAIN(Utf16nToU4n, kBetweenUnits, ZUL_UTF16, uint32_t),
-    CONV_PLAIN(U4nToUtf16n, kBetweenUnits, uint32_t, ZUL_UTF16),
-    CONV_PLAIN(Utf16nToUtf16n, kBetweenUnits, ZUL_UTF16, ZUL_UTF16),
+    CONV_FROM8(Utf8nToU2nNoCCSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToU2nSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToU2nGD, ZUL_UTF16, false),
+    CONV_FROM8(Utf8nToU2nSwNoCCSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToU2nSwSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToU2nSwGD, ZUL_UTF16, false),
+    CONV_FROM8(Utf8nToU4nNoCCSubst, uint32_t, true),
+    CONV_FROM8(Utf8nToU4nSubst, uint32_t, true),
+    CONV_FROM8(Utf8nToU4nGD, uint32_t, false),
+    CONV_FROM8(Utf8nToU4nSwNoCCSubst, uint32_t, true),
+    CONV_FROM8(Utf8nToU4nSwSubst, uint32_t, true),
+    CONV_FROM8(Utf8nToU4nSwGD, uint32_t, false),
+    CONV_FROM8(Utf8nToUtf16nSubstAll, ZUL_UTF16, false),
+    CONV_FROM8(Utf8nToUtf16nNoCCSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToUtf16nSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToUtf16nGD, ZUL_UTF16, false),
+    CONV_FROM8(Utf8nToUtf16nSwNoCCSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToUtf16nSwSubst, ZUL_UTF16, true),
+    CONV_FROM8(Utf8nToUtf16nSwGD, ZUL_UTF16, false),
+    CONV_TO8(U2nToUtf8nNoCC, ZUL_UTF16),
+    CONV_TO8(U2nToUtf8n, ZUL_UTF16),
+    CONV_TO8(U2nSwToUtf8nNoCC, ZUL_UTF16),
+    CONV_TO8(U2nSwToUtf8n, ZUL_UTF16),
+    CONV_TO8(U4nToUtf8nGD, uint32_t),
+    CONV_TO8(U4nToUtf8nNoCC, uint32_t),
+    CONV_TO8(U4nToUtf8n, uint32_t),
+    CONV_TO8(U4nSwToUtf8nGD, uint32_t),
+    CONV_TO8(U4nSwToUtf8nNoCC, uint32_t),
+    CONV_TO8(U4nSwToUtf8n, uint32_t),
+    CONV_TO8(Utf16nToUtf8nSubstAll, ZUL_UTF16),
+    CONV_TO8(Utf16nToUtf8nGD, ZUL_UTF16),
+    CONV_TO8(Utf16nToUtf8nNoCC, ZUL_UTF16),
+    CONV_TO8(Utf16nToUtf8n, ZUL_UTF16),
+    CONV_TO8(Utf16nSwToUtf8nGD, ZUL_UTF16),
+    CONV_TO8(Utf16nSwToUtf8nNoCC, ZUL_UTF16),
+    CONV_TO8(Utf16nSwToUtf8n, ZUL_UTF16),
+    CONV_MEMBER(Utf16nToU4n, kBetweenUnits, ZUL_UTF16, uint32_t, false),
+    CONV_MEMBER(U4nToUtf16n, kBetweenUnits, uint32_t, ZUL_UTF16, false),
+    CONV_MEMBER(Utf16nToUtf16n, kBetweenUnits, ZUL_UTF16, ZUL_UTF16, false),
 };
 
-#undef CONV_SUBST
-#undef CONV_PLAIN
+#undef CONV_MEMBER
+#undef CONV_FROM8
+#undef CONV_TO8
 
 }  // namespace convmembers
 

@@ -3,119 +3,61 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdint>
 #include <functional>
-#include <vector>
 
 #include "metrics_test_support.h"
 
 namespace {
 
-using metrics_test::MetricsTest;
-
-struct Numbers {
-  int64_t initial, current, high, low;
-  uint32_t count;
-  bool keep;
-};
+// initial, current, high, low, update count, keep value.
+typedef std::tuple<int64_t, int64_t, int64_t, int64_t, uint32_t, bool> Numbers;
 
 Numbers Read(const CMTResourceRecord &r) {
   return {r.getInitialValue(), r.getCurrentValue(), r.getHighWatermark(),
           r.getLowWatermark(), r.getUpdateCount(),  r.getKeepValue()};
 }
 
-void ExpectNumbers(const CMTResourceRecord &r, const Numbers &want, const char *label) {
-  Numbers got = Read(r);
-  EXPECT_EQ(got.initial, want.initial) << label;
-  EXPECT_EQ(got.current, want.current) << label;
-  EXPECT_EQ(got.high, want.high) << label;
-  EXPECT_EQ(got.low, want.low) << label;
-  EXPECT_EQ(got.count, want.count) << label;
-  EXPECT_EQ(got.keep, want.keep) << label;
-}
-
-TEST(ResourceRecord, ReportSequences) {
+TEST(ResourceRecord, ReportsAndClears) {
   typedef std::function<void(CMTResourceRecord &)> Steps;
-  struct Case {
-    const char *label;
-    Steps steps;
-    Numbers want;
-  } cases[] = {
-      {"a first value of 0 leaves the record unset, so the next one wipes the watermarks",
-       [](CMTResourceRecord &r) {
-         r.iniValue(0, true);
-         r.iniValue(5, true);
-       },
+  const std::tuple<const char *, Steps, Numbers> cases[] = {
+      {"a first value of 0 leaves the record unset: the next one wipes the watermarks",
+       [](CMTResourceRecord &r) { r.iniValue(0, true), r.iniValue(5, true); },
        {5, 5, 5, 5, 2, true}},
       {"later initialisations widen the watermarks",
        [](CMTResourceRecord &r) {
-         r.iniValue(10, false);
-         r.iniValue(4, true);
-         r.iniValue(12, true);
+         r.iniValue(10, false), r.iniValue(4, true), r.iniValue(12, true);
        },
        {10, 12, 12, 4, 3, true}},
-      {"increases count once and raise high",
-       [](CMTResourceRecord &r) {
-         r.incValue(3);
-         r.incValue(2);
-       },
-       {0, 5, 5, 0, 1, true}},
-      {"decreases lower low", [](CMTResourceRecord &r) { r.decValue(4); }, {0, -4, 0, -4, 1, true}},
+      {"changes count once",
+       [](CMTResourceRecord &r) { r.incValue(3), r.incValue(2), r.decValue(9); },
+       {0, -4, 5, -4, 1, true}},
       {"a report takes the watermarks as given, later ones widen them",
        [](CMTResourceRecord &r) {
-         r.reportValue(7, 9, 2, 5, false);
-         r.reportValue(3, 8, 1, 2, true);
+         r.reportValue(7, 9, 2, 5, false), r.reportValue(3, 8, 1, 2, true);
        },
        {7, 3, 9, 1, 7, true}},
-      {"changes at the type limits wrap",
+      {"changes wrap at the type limits",
        [](CMTResourceRecord &r) {
-         r.decValue(INT64_MIN);
-         r.incValue(INT64_MAX);
-         r.incValue(INT64_MAX);
+         r.decValue(INT64_MIN), r.incValue(INT64_MAX), r.incValue(INT64_MAX);
        },
        {0, INT64_MAX - 1, INT64_MAX - 1, INT64_MIN, 1, true}},
+      {"a clear keeps the value and restarts the watermarks at it",
+       [](CMTResourceRecord &r) { r.iniValue(10, true), r.decValue(15), r.clear(); },
+       {10, -5, -5, -5, 0, true}},
+      {"a per-interval record restarts at 0, and each clear counts as an update",
+       [](CMTResourceRecord &r) { r.reportValue(7, 9, 2, 1, false), r.clear(), r.clear(); },
+       {7, 0, 9, 0, 3, false}},
   };
-  for (const Case &c : cases) {
+  for (const auto &[label, steps, want] : cases) {
     CMTResourceRecord record(u"r");
-    EXPECT_FALSE(record.isUpdated());
-    c.steps(record);
-    ExpectNumbers(record, c.want, c.label);
-    EXPECT_TRUE(record.isUpdated()) << c.label;
+    steps(record);
+    EXPECT_EQ(Read(record), want) << label;
+    // Updated, unless cleared with its value kept.
+    EXPECT_EQ(record.isUpdated(), !std::get<5>(want) || std::get<4>(want) != 0) << label;
   }
 }
 
-TEST(ResourceRecord, ClearStartsAnInterval) {
-  CMTResourceRecord kept(u"kept");
-  kept.iniValue(10, true);
-  kept.incValue(5);
-  kept.decValue(20);
-  kept.clear();
-  ExpectNumbers(kept, {10, -5, -5, -5, 0, true}, "keep value");
-  EXPECT_FALSE(kept.isUpdated());
-
-  // A per-interval record goes back to 0, counts one update per clear and is sent again.
-  CMTResourceRecord perInterval(u"per");
-  perInterval.reportValue(7, 9, 2, 1, false);
-  perInterval.clear();
-  ExpectNumbers(perInterval, {7, 0, 9, 0, 2, false}, "per interval");
-  EXPECT_TRUE(perInterval.isUpdated());
-  perInterval.clear();
-  EXPECT_EQ(perInterval.getUpdateCount(), 3u);
-}
-
-class ResourceRecordText : public MetricsTest {};
-
-TEST_F(ResourceRecordText, CopyTakesNumbersAndKpis) {
-  Start();
-  CMTResourceRecord record(u"r");
-  record.reportValue(3, 4, 1, 2, true);
-  record.addKpiValue(u"k", 9);
-  CMTResourceRecord copy(record);
-  ExpectNumbers(copy, {3, 3, 4, 1, 2, true}, "copy");
-  EXPECT_EQ(copy.getName(), u"r");
-  EXPECT_TRUE(copy.isUpdated());
-  EXPECT_NE(copy.toMetricString(2).find(u"r:k"), std::u16string::npos);
-}
+class ResourceRecordText : public metrics_test::MetricsTest {};
 
 TEST_F(ResourceRecordText, ByAgentTypeAndKeepValue) {
   Start();
@@ -136,7 +78,6 @@ TEST_F(ResourceRecordText, ByAgentTypeAndKeepValue) {
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" />\n"
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:High Watermark\" value=\"15\" />\n"
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Low Watermark\" value=\"7\" />\n");
-
   CMTResourceRecord perInterval(u"Calls");
   perInterval.iniValue(INT64_MIN, false);
   perInterval.addKpiValue(u"ignored", 1);

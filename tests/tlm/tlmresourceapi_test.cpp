@@ -1,10 +1,6 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
 
 #include "tlm.h"
-#include "tlm/tlmplatformhelper.h"
 #include "tlm_core_fixture.h"
 
 namespace {
@@ -71,25 +67,6 @@ TEST_F(ResourceApi, CallsAfterStopAreHarmless) {
   TLM_outputMetricData();
   Start({});
   EXPECT_EQ(Flush().size(), 4u);  // the library's own records only
-}
-
-std::atomic<int> registeredCalls{0};
-std::atomic<int> deregisteredCalls{0};
-
-TEST_F(ResourceApi, CallBacksRegisterAndDeregister) {
-  registeredCalls = 0;
-  deregisteredCalls = 0;
-  TLM_registerResourceCallBack(7, nullptr, 0, 0);
-  TLM_registerResourceCallBack(
-      7, [] { ++registeredCalls; }, 0, 0);
-  TLM_registerResourceCallBack(
-      8, [] { ++deregisteredCalls; }, 0, 0);
-  TLM_deregisterResourceCallBack(8);
-  uint32_t registered = TLMPlatformHelper::GetServerTimeInSecond();
-  while (TLMPlatformHelper::GetServerTimeInSecond() <= registered) usleep(5000);
-  CRecordSectionCacheManager::Instance()->invokeCallBackFunctions();
-  EXPECT_EQ(registeredCalls, 1);
-  EXPECT_EQ(deregisteredCalls, 0);
 }
 
 }  // namespace

@@ -68,10 +68,7 @@ char *UcnToA7nSubst(char *dst, const ZUL_UTF16 *src, size_t n, char subst) noexc
 }
 
 int UcsToA7sCheck(char *dst, const ZUL_UTF16 *src) noexcept {
-  const size_t n = strlenU16(src);
-  if (UcnToA7nCheck(dst, src, n) != 0) return 1;
-  dst[n] = 0;
-  return 0;
+  return zulu16::MapSChecked(dst, src, strlenU16(src), 0x7F, PlainB7);
 }
 int UcnToA7nCheck(char *dst, const ZUL_UTF16 *src, size_t n) noexcept {
   return zulu16::MapNChecked(dst, src, n, 0x7F, PlainB7);

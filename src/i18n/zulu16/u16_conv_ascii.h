@@ -1,6 +1,5 @@
-// Runs of ASCII in the conversions: 16 characters at a time with SSE2, then one at a time up to
-// the first character that needs the general path. Neither side is ever touched beyond its end.
-// With kNoCC the control codes 0x00 to 0x1F and 0x7F end a run too.
+// Runs of ASCII in the conversions, 16 characters at a time with SSE2. Neither side is ever
+// touched beyond its end. With kNoCC the control codes 0x00 to 0x1F and 0x7F end a run too.
 #ifndef I18N_ZULU16_U16_CONV_ASCII_H
 #define I18N_ZULU16_U16_CONV_ASCII_H
 
@@ -29,42 +28,65 @@ inline int RunEndMask8(__m128i v) {
   }
 }
 
-// Widens 16 bytes to the units of Io and stores them at d.
+// Widens the first 8 of 16 bytes to the units of Io and stores them at d.
 template <class Io>
-inline void StoreWidened(__m128i v, typename Io::Unit *d) {
+inline void StoreWidened8(__m128i v, typename Io::Unit *d) {
   const __m128i zero = _mm_setzero_si128();
-  __m128i lo = Io::kSwap ? _mm_unpacklo_epi8(zero, v) : _mm_unpacklo_epi8(v, zero);
-  __m128i hi = Io::kSwap ? _mm_unpackhi_epi8(zero, v) : _mm_unpackhi_epi8(v, zero);
+  const __m128i units16 = Io::kSwap ? _mm_unpacklo_epi8(zero, v) : _mm_unpacklo_epi8(v, zero);
+  __m128i *out = reinterpret_cast<__m128i *>(d);
   if constexpr (sizeof(typename Io::Unit) == 2) {
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(d), lo);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(d + 8), hi);
+    _mm_storeu_si128(out, units16);
   } else {
-    __m128i *out = reinterpret_cast<__m128i *>(d);
-    auto widen_lo = [&](__m128i x) {
-      return Io::kSwap ? _mm_unpacklo_epi16(zero, x) : _mm_unpacklo_epi16(x, zero);
-    };
-    auto widen_hi = [&](__m128i x) {
-      return Io::kSwap ? _mm_unpackhi_epi16(zero, x) : _mm_unpackhi_epi16(x, zero);
-    };
-    _mm_storeu_si128(out, widen_lo(lo));
-    _mm_storeu_si128(out + 1, widen_hi(lo));
-    _mm_storeu_si128(out + 2, widen_lo(hi));
-    _mm_storeu_si128(out + 3, widen_hi(hi));
+    _mm_storeu_si128(
+        out, Io::kSwap ? _mm_unpacklo_epi16(zero, units16) : _mm_unpacklo_epi16(units16, zero));
+    _mm_storeu_si128(
+        out + 1, Io::kSwap ? _mm_unpackhi_epi16(zero, units16) : _mm_unpackhi_epi16(units16, zero));
   }
 }
 
-// Copies the run of ASCII at s into units at d, as far as both sides allow.
+// Widens all 16 bytes to the units of Io and stores them at d.
+template <class Io>
+inline void StoreWidened(__m128i v, typename Io::Unit *d) {
+  StoreWidened8<Io>(v, d);
+  StoreWidened8<Io>(_mm_srli_si128(v, 8), d + 8);
+}
+
+// Widens the plain ASCII bytes at the start of the 16 bytes at s to units at d, all 16 at once
+// when all are plain; advances d and answers how many bytes were taken. d must have room for 16.
 template <class Io, bool kNoCC>
-inline void WidenAsciiRun(const ZUL_RAW *&s, const ZUL_RAW *src_end, typename Io::Unit *&d,
-                          typename Io::Unit *dst_end) {
-  while (src_end - s >= 16 && dst_end - d >= 16) {
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s));
-    if (RunEndMask8<kNoCC>(v) != 0) break;
+inline int WidenAsciiPrefix16(const ZUL_RAW *s, typename Io::Unit *&d) {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s));
+  const int end_mask = RunEndMask8<kNoCC>(v);
+  if (end_mask == 0) {
     StoreWidened<Io>(v, d);
-    s += 16;
     d += 16;
+    return 16;
   }
-  while (s < src_end && d < dst_end && IsPlainAscii(*s, kNoCC)) Io::Store(d++, *s++);
+  const int n = __builtin_ctz(static_cast<unsigned>(end_mask));
+  int i = 0;
+  if (n >= 8) {
+    StoreWidened8<Io>(v, d);
+    i = 8;
+  }
+  for (; i < n; ++i) Io::Store(d + i, s[i]);
+  d += n;
+  return n;
+}
+
+// The same for the 8 bytes at s; d must have room for 8.
+template <class Io, bool kNoCC>
+inline int WidenAsciiPrefix8(const ZUL_RAW *s, typename Io::Unit *&d) {
+  const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(s));
+  const int end_mask = RunEndMask8<kNoCC>(v) & 0xFF;
+  if (end_mask == 0) {
+    StoreWidened8<Io>(v, d);
+    d += 8;
+    return 8;
+  }
+  const int n = __builtin_ctz(static_cast<unsigned>(end_mask));
+  for (int i = 0; i < n; ++i) Io::Store(d + i, s[i]);
+  d += n;
+  return n;
 }
 
 // Loads 8 units of 16 bits (4 of 32 bits) as native values; sets bad to the bits that show a
@@ -103,37 +125,65 @@ inline __m128i ControlLanes(__m128i v) {
   }
 }
 
-// Narrows 16 units at s to bytes at d when all are ASCII (and, with kNoCC, no control code);
-// answers whether it did.
+// Lanes of the values loaded by LoadValues that end a run, as all-ones lanes.
 template <class Io, bool kNoCC>
-inline bool NarrowSixteen(const typename Io::Unit *s, ZUL_RAW *d) {
+inline __m128i RunEndLanes(__m128i value, __m128i high_bits) {
+  const __m128i zero = _mm_setzero_si128();
+  __m128i ok;
+  if constexpr (sizeof(typename Io::Unit) == 2) {
+    ok = _mm_cmpeq_epi16(high_bits, zero);
+  } else {
+    ok = _mm_cmpeq_epi32(high_bits, zero);
+  }
+  __m128i end = _mm_andnot_si128(ok, _mm_set1_epi8(-1));
+  if constexpr (kNoCC) end = _mm_or_si128(end, ControlLanes<Io>(value));
+  return end;
+}
+
+// Narrows the plain ASCII units at the start of the 16 units at s to bytes at d, all 16 at once
+// when all are plain; advances d and answers how many units were taken. d must have room for 16.
+template <class Io, bool kNoCC>
+inline int NarrowAsciiPrefix16(const typename Io::Unit *s, ZUL_RAW *&d) {
   constexpr int kPerLoad = 16 / sizeof(typename Io::Unit);
-  __m128i bad = _mm_setzero_si128();
-  __m128i v[16 / kPerLoad];
-  for (int i = 0; i < 16 / kPerLoad; ++i) v[i] = LoadValues<Io>(s + i * kPerLoad, bad);
-  if (_mm_movemask_epi8(_mm_cmpeq_epi8(bad, _mm_setzero_si128())) != 0xFFFF) return false;
-  if constexpr (kNoCC) {
-    __m128i cc = _mm_setzero_si128();
-    for (int i = 0; i < 16 / kPerLoad; ++i) cc = _mm_or_si128(cc, ControlLanes<Io>(v[i]));
-    if (_mm_movemask_epi8(cc) != 0) return false;
+  constexpr int kLoads = 16 / kPerLoad;
+  __m128i v[kLoads];
+  __m128i end[kLoads];
+  for (int i = 0; i < kLoads; ++i) {
+    __m128i high_bits = _mm_setzero_si128();
+    v[i] = LoadValues<Io>(s + i * kPerLoad, high_bits);
+    end[i] = RunEndLanes<Io, kNoCC>(v[i], high_bits);
   }
   __m128i bytes;
+  __m128i end_bytes;
   if constexpr (sizeof(typename Io::Unit) == 2) {
     bytes = _mm_packus_epi16(v[0], v[1]);
+    end_bytes = _mm_packs_epi16(end[0], end[1]);
   } else {
     bytes = _mm_packus_epi16(_mm_packs_epi32(v[0], v[1]), _mm_packs_epi32(v[2], v[3]));
+    end_bytes = _mm_packs_epi16(_mm_packs_epi32(end[0], end[1]), _mm_packs_epi32(end[2], end[3]));
   }
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(d), bytes);
-  return true;
+  const int end_mask = _mm_movemask_epi8(end_bytes);
+  if (end_mask == 0) {
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(d), bytes);
+    d += 16;
+    return 16;
+  }
+  const int n = __builtin_ctz(static_cast<unsigned>(end_mask));
+  alignas(16) ZUL_RAW narrowed[16];
+  _mm_store_si128(reinterpret_cast<__m128i *>(narrowed), bytes);
+  for (int i = 0; i < n; ++i) d[i] = narrowed[i];
+  d += n;
+  return n;
 }
 
 // Copies the run of ASCII units at s into bytes at d, as far as both sides allow.
 template <class Io, bool kNoCC>
 inline void NarrowAsciiRun(const typename Io::Unit *&s, const typename Io::Unit *src_end,
                            ZUL_RAW *&d, ZUL_RAW *dst_end) {
-  while (src_end - s >= 16 && dst_end - d >= 16 && NarrowSixteen<Io, kNoCC>(s, d)) {
-    s += 16;
-    d += 16;
+  while (src_end - s >= 16 && dst_end - d >= 16) {
+    const int taken = NarrowAsciiPrefix16<Io, kNoCC>(s, d);
+    s += taken;
+    if (taken < 16) return;
   }
   while (s < src_end && d < dst_end) {
     uint32_t c = Io::Load(s);

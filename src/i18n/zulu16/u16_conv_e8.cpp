@@ -87,10 +87,7 @@ int UcsToE8s_ErrCnt(void) noexcept { return e8_error_count.load(std::memory_orde
 void UcsToE8s_ErrReset(void) noexcept { e8_error_count.store(0, std::memory_order_relaxed); }
 
 int UcsToE8sCheck(char *dst, const ZUL_UTF16 *src) noexcept {
-  const size_t n = strlenU16(src);
-  if (UcnToE8nCheck(dst, src, n) != 0) return 1;
-  dst[n] = 0;
-  return 0;
+  return zulu16::MapSChecked(dst, src, strlenU16(src), 0xFF, PlainE8);
 }
 int UcnToE8nCheck(char *dst, const ZUL_UTF16 *src, size_t n) noexcept {
   return zulu16::MapNChecked(dst, src, n, 0xFF, PlainE8);

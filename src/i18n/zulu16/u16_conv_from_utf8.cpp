@@ -1,10 +1,13 @@
 // The conversions from UTF-8 to 16-bit and 32-bit units, in native and swapped byte order.
 //
-// One loop serves all members. Runs of ASCII go through the SIMD copy; any other lead byte is
-// classified by its table entry, its follow-up bytes are summed with shifts, and the follow-up
-// validation needs no branch per byte: every follow-up byte is AND-ed into an accumulator starting
-// at 0x80 and OR-ed into one starting at 0xBF, and all were 10xxxxxx exactly when the two still
-// hold their start values.
+// One loop serves all members. The frequent characters (ASCII, by vector where it runs on, and
+// complete valid sequences of two to four bytes) go through a loop that needs no room test; any
+// other character goes through the general path, which classifies its lead byte by the table,
+// sums its follow-up bytes with shifts, and validates them with no branch per byte: every
+// follow-up byte is AND-ed into an accumulator starting at 0x80 and OR-ed into one starting at
+// 0xBF, and all were 10xxxxxx exactly when the two still hold their start values.
+#include <algorithm>
+
 #include "i18n/zulu16/u16_conv_ascii.h"
 #include "i18n/zulu16/u16_conv_tables.h"
 #include "krn/rscp/rscp_report.h"
@@ -61,6 +64,77 @@ int Fail(int error_class, Site site, int line, const ZUL_UTF16 *text) {
   return rscp::ReportConversionError(source_name, error_class, site, line, text);
 }
 
+// True when all follow-up bytes are of the form 10xxxxxx: AND-ed into 0x80 and OR-ed into 0xBF,
+// both accumulators keep their start values.
+inline bool FollowUpsValid(uint32_t and_acc, uint32_t or_acc) {
+  return ((and_acc ^ 0x80) | (or_acc ^ 0xBF)) == 0;
+}
+
+// Converts the frequent characters with no room test: ASCII, complete and valid two- and
+// three-byte sequences, and for targets with surrogate pairs four-byte ones. No sequence yields
+// more units than it has bytes, so limiting the bytes taken to the destination's room in units
+// makes every store safe. Stops, having converted nothing of it, at the first character that
+// needs the general path's tests or reports.
+template <class T, bool kNoCC>
+inline void ConvertCommonRun(const ZUL_RAW *&s, const ZUL_RAW *src_end, typename T::Unit *&d,
+                             typename T::Unit *dst_end) {
+  using Io = typename T::Io;
+  const ZUL_RAW *run_end = s + std::min(src_end - s, dst_end - d);
+  for (;;) {
+    const ptrdiff_t left = run_end - s;
+    if (left <= 0) return;
+    const uint32_t lead = *s;
+    if (lead < 0x80) {
+      if (!IsPlainAscii(lead, kNoCC)) return;
+      // A single ASCII byte between others is stored at once; longer runs go by vector.
+      if (left < 8 || !IsPlainAscii(s[1], kNoCC)) {
+        Io::Store(d++, lead);
+        ++s;
+      } else if (left >= 16) {
+        int taken;
+        do {
+          taken = WidenAsciiPrefix16<Io, kNoCC>(s, d);
+          s += taken;
+        } while (taken == 16 && run_end - s >= 16);
+      } else {
+        s += WidenAsciiPrefix8<Io, kNoCC>(s, d);
+      }
+    } else if (lead - 0xC2 < 0x1E) {
+      if (left < 2) return;
+      const uint32_t b1 = s[1];
+      if (!FollowUpsValid(0x80 & b1, 0xBF | b1)) return;
+      const uint32_t value = ((lead & 0x1F) << 6) | (b1 & 0x3F);
+      if (kNoCC && value < 0xA0) return;
+      Io::Store(d++, value);
+      s += 2;
+    } else if (lead - 0xE0 < 0x10) {
+      if (left < 3) return;
+      const uint32_t b1 = s[1];
+      const uint32_t b2 = s[2];
+      if (!FollowUpsValid(0x80 & b1 & b2, 0xBF | b1 | b2)) return;
+      const uint32_t value = ((lead & 0x0F) << 12) | ((b1 & 0x3F) << 6) | (b2 & 0x3F);
+      if (value < 0x800) return;
+      Io::Store(d++, value);
+      s += 3;
+    } else if (T::kPairs && lead - 0xF0 < 0x05) {
+      if (left < 4) return;
+      const uint32_t b1 = s[1];
+      const uint32_t b2 = s[2];
+      const uint32_t b3 = s[3];
+      if (!FollowUpsValid(0x80 & b1 & b2 & b3, 0xBF | b1 | b2 | b3)) return;
+      const uint32_t value =
+          ((lead & 0x07) << 18) | ((b1 & 0x3F) << 12) | ((b2 & 0x3F) << 6) | (b3 & 0x3F);
+      if (value - 0x10000 > kMaxUtf16 - 0x10000) return;
+      Io::Store(d, 0xD7C0 + (value >> 10));  // 0xD800 + ((value - 0x10000) >> 10)
+      Io::Store(d + 1, 0xDC00 + (value & 0x3FF));
+      d += 2;
+      s += 4;
+    } else {
+      return;
+    }
+  }
+}
+
 template <class T, Variant kVariant>
 int FromUtf8(const ZUL_RAW **src, const ZUL_RAW *src_end, typename T::Unit **dst,
              typename T::Unit *dst_end, const typename T::Unit *subst, uint32_t *count) {
@@ -81,15 +155,14 @@ int FromUtf8(const ZUL_RAW **src, const ZUL_RAW *src_end, typename T::Unit **dst
     if (count != nullptr) ++*count;
   };
 
-  while (s < src_end) {
+  for (;;) {
+    ConvertCommonRun<T, kNoCC>(s, src_end, d, dst_end);
+    if (s >= src_end) break;
+    // One character through the general path.
     const uint32_t lead = *s;
     if (d >= dst_end) {
       rc = Fail(rscp::kDestOverflow, kSiteOverflow, __LINE__, u"dest buffer overflow");
       break;
-    }
-    if (IsPlainAscii(lead, kNoCC)) {
-      WidenAsciiRun<Io, kNoCC>(s, src_end, d, dst_end);
-      continue;
     }
     const unsigned extra = lead_table[lead];
     if (extra >= kIllegalStartByte) {
@@ -153,7 +226,7 @@ int FromUtf8(const ZUL_RAW **src, const ZUL_RAW *src_end, typename T::Unit **dst
     if constexpr (kGD) {
       if (value > T::kMax) value = kReplacement;
     } else {
-      if (((and_acc ^ 0x80) | (or_acc ^ 0xBF)) != 0) {
+      if (!FollowUpsValid(and_acc, or_acc)) {
         if (subst == nullptr) {
           rc = Fail(rscp::kInvalidInput, kSiteFollowUp, __LINE__, u"illegal follow-up byte");
           break;

@@ -38,6 +38,14 @@ inline int MapNChecked(char *dst, const ZUL_UTF16 *src, size_t n, unsigned max, 
   return 0;
 }
 
+// The zero-terminated form of MapNChecked: on success the terminator is written too.
+template <class F>
+inline int MapSChecked(char *dst, const ZUL_UTF16 *src, size_t n, unsigned max, F f) {
+  if (MapNChecked(dst, src, n, max, f) != 0) return 1;
+  dst[n] = 0;
+  return 0;
+}
+
 inline unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
 
 }  // namespace zulu16

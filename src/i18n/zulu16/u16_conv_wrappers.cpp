@@ -18,8 +18,9 @@ int NoRoomForTerminator(int line) {
                                      line, u"dest buffer overflow");
 }
 
-int FromUtf8(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out, const ZUL_RAW *src,
-             size_t src_bytes) {
+// The sized conversions, one per direction.
+int ConvertSized(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out, const ZUL_RAW *src,
+                 size_t src_bytes) {
   const ZUL_RAW *s = src;
   ZUL_UTF16 *d = dst;
   int rc = Utf8nToUtf16nSubst(&s, src + src_bytes, &d, dst + dst_units, &rscpReplacementCharacter,
@@ -28,8 +29,8 @@ int FromUtf8(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out, const ZUL_RAW
   return rc;
 }
 
-int ToUtf8(ZUL_RAW *dst, size_t dst_size, size_t *length_out, const ZUL_UTF16 *src,
-           size_t src_units) {
+int ConvertSized(ZUL_RAW *dst, size_t dst_size, size_t *length_out, const ZUL_UTF16 *src,
+                 size_t src_units) {
   const ZUL_UTF16 *s = src;
   ZUL_RAW *d = dst;
   int rc = Utf16nToUtf8n(&s, src + src_units, &d, dst + dst_size);
@@ -44,54 +45,32 @@ bool Overlap(const void *a, size_t a_bytes, const void *b, size_t b_bytes) {
 }
 
 // Converts into a ring buffer first when source and destination overlap.
-int FromUtf8Overlap(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out, const ZUL_RAW *src,
-                    size_t src_bytes) {
-  if (!Overlap(dst, dst_units * sizeof(ZUL_UTF16), src, src_bytes))
-    return FromUtf8(dst, dst_units, length_out, src, src_bytes);
-  auto *buffer = static_cast<ZUL_UTF16 *>(rscpuc_next_buff(dst_units * sizeof(ZUL_UTF16)));
+template <class Dst, class Src>
+int ConvertOverlap(Dst *dst, size_t dst_size, size_t *length_out, const Src *src, size_t src_size) {
+  if (!Overlap(dst, dst_size * sizeof(Dst), src, src_size * sizeof(Src)))
+    return ConvertSized(dst, dst_size, length_out, src, src_size);
+  auto *buffer = static_cast<Dst *>(rscpuc_next_buff(dst_size * sizeof(Dst)));
   size_t written = 0;
-  int rc = FromUtf8(buffer, dst_units, &written, src, src_bytes);
-  std::memcpy(dst, buffer, written * sizeof(ZUL_UTF16));
+  int rc = ConvertSized(buffer, dst_size, &written, src, src_size);
+  std::memcpy(dst, buffer, written * sizeof(Dst));
   if (length_out != nullptr) *length_out = written;
   return rc;
 }
 
-int ToUtf8Overlap(ZUL_RAW *dst, size_t dst_size, size_t *length_out, const ZUL_UTF16 *src,
-                  size_t src_units) {
-  if (!Overlap(dst, dst_size, src, src_units * sizeof(ZUL_UTF16)))
-    return ToUtf8(dst, dst_size, length_out, src, src_units);
-  auto *buffer = static_cast<ZUL_RAW *>(rscpuc_next_buff(dst_size));
-  size_t written = 0;
-  int rc = ToUtf8(buffer, dst_size, &written, src, src_units);
-  std::memcpy(dst, buffer, written);
-  if (length_out != nullptr) *length_out = written;
-  return rc;
-}
-
-size_t ByteLength(const ZUL_RAW *s) {
+size_t Length(const ZUL_RAW *s) {
   return s == nullptr ? 0 : std::strlen(reinterpret_cast<const char *>(s));
 }
-size_t UnitLength(const ZUL_UTF16 *s) { return s == nullptr ? 0 : strlenU16(s); }
+size_t Length(const ZUL_UTF16 *s) { return s == nullptr ? 0 : strlenU16(s); }
 
 // The zero-terminated forms: the last unit of the destination is kept for the terminator, which
 // is written whatever the conversion answers.
-template <auto kConvert>
-int FromUtf8Terminated(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out, const ZUL_RAW *src) {
-  if (length_out != nullptr) *length_out = 0;
-  if (dst_units == 0) return NoRoomForTerminator(__LINE__);
-  size_t written = 0;
-  int rc = kConvert(dst, dst_units - 1, &written, src, ByteLength(src));
-  dst[written] = 0;
-  if (length_out != nullptr) *length_out = written;
-  return rc;
-}
-
-template <auto kConvert>
-int ToUtf8Terminated(ZUL_RAW *dst, size_t dst_size, size_t *length_out, const ZUL_UTF16 *src) {
+template <bool kOverlap, class Dst, class Src>
+int ConvertTerminated(Dst *dst, size_t dst_size, size_t *length_out, const Src *src) {
   if (length_out != nullptr) *length_out = 0;
   if (dst_size == 0) return NoRoomForTerminator(__LINE__);
   size_t written = 0;
-  int rc = kConvert(dst, dst_size - 1, &written, src, UnitLength(src));
+  int rc = kOverlap ? ConvertOverlap(dst, dst_size - 1, &written, src, Length(src))
+                    : ConvertSized(dst, dst_size - 1, &written, src, Length(src));
   dst[written] = 0;
   if (length_out != nullptr) *length_out = written;
   return rc;
@@ -111,30 +90,30 @@ int Utf8nToUcnCPFast(int, ZUL_UTF16 **dst, ZUL_UTF16 *dst_end, const ZUL_RAW **s
 
 int UcnToUtf8nFastOverlap_2(ZUL_RAW *dst, size_t dst_size, size_t *length_out, const ZUL_UTF16 *src,
                             size_t src_units) noexcept {
-  return ToUtf8Overlap(dst, dst_size, length_out, src, src_units);
+  return ConvertOverlap(dst, dst_size, length_out, src, src_units);
 }
 
 int Utf8nToUcnFastOverlap_2(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out,
                             const ZUL_RAW *src, size_t src_bytes) noexcept {
-  return FromUtf8Overlap(dst, dst_units, length_out, src, src_bytes);
+  return ConvertOverlap(dst, dst_units, length_out, src, src_bytes);
 }
 
 int Utf8sToUcsFast(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out,
                    const ZUL_RAW *src) noexcept {
-  return FromUtf8Terminated<FromUtf8>(dst, dst_units, length_out, src);
+  return ConvertTerminated<false>(dst, dst_units, length_out, src);
 }
 
 int UcsToUtf8sFast(ZUL_RAW *dst, size_t dst_size, size_t *length_out,
                    const ZUL_UTF16 *src) noexcept {
-  return ToUtf8Terminated<ToUtf8>(dst, dst_size, length_out, src);
+  return ConvertTerminated<false>(dst, dst_size, length_out, src);
 }
 
 int Utf8sToUcsFastOverlap(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out,
                           const ZUL_RAW *src) noexcept {
-  return FromUtf8Terminated<FromUtf8Overlap>(dst, dst_units, length_out, src);
+  return ConvertTerminated<true>(dst, dst_units, length_out, src);
 }
 
 int UcsToUtf8sFastOverlap(ZUL_RAW *dst, size_t dst_size, size_t *length_out,
                           const ZUL_UTF16 *src) noexcept {
-  return ToUtf8Terminated<ToUtf8Overlap>(dst, dst_size, length_out, src);
+  return ConvertTerminated<true>(dst, dst_size, length_out, src);
 }

@@ -1,0 +1,232 @@
+// Edge cases of the conversion family: results, refusals with their texts, and where the
+// pointers stop; the error hook's arguments; the zero-terminated wrappers.
+#include <gtest/gtest.h>
+
+#include "u16_conv_test_util.h"
+
+namespace {
+
+using namespace convtest;
+
+struct Row {
+  const char *member;
+  Buffer in;
+  bool subst;
+  int rc;
+  Buffer out;
+  size_t stop;  // source units consumed
+  const char16_t *text;
+  size_t room = 64;
+};
+
+void CheckRows(const std::vector<Row> &rows) {
+  for (const Row &r : rows) {
+    const std::string where = std::string(r.member) + " row " + std::to_string(&r - rows.data());
+    const Result got = Convert(r.member, r.in, r.subst, r.room);
+    EXPECT_EQ(got.rc, r.rc) << where;
+    EXPECT_EQ(got.out, r.out) << where;
+    EXPECT_EQ(got.stop, r.stop * Find(r.member).src_unit) << where;
+    EXPECT_EQ(got.text, std::u16string(r.text)) << where;
+  }
+}
+
+TEST(Utf8nToU2nSubst, EdgeTable) {
+  const char *m = "Utf8nToU2nSubst";
+  CheckRows({
+      {m, {}, false, 0, {}, 0, u""},
+      {m, Utf8("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"), false, 0,
+       U16({0x7F, 0x80, 0x7FF, 0x800, 0xFFFF}), 11, u""},
+      {m, Utf8("\xED\xA0\x80"), false, 0, U16({0xD800}), 3, u""},
+      {m, Utf8("\xC0\x80"), false, 2048, {}, 0, u"overlong UTF-8 sequence"},
+      {m, Utf8("\xC0\x80Z"), true, 0, U16({'?', 'Z'}), 3, u""},
+      {m, Utf8("x\xF4\x90\x80\x80"), false, 2048, U16({'x'}), 4, u"UTF-8 bejond UCS-2"},
+      {m, Utf8("\xF0\x90\x80\x80y"), true, 0, U16({'?', 'y'}), 5, u""},
+      {m, Utf8("\xFD\xBF\xBF\xBF\xBF\xBF"), false, 2048, {}, 5, u"UTF-8 bejond UCS-2"},
+      {m, Utf8("\xF8\x80\x80\x80\x80"), false, 2048, {}, 0, u"overlong UTF-8 sequence"},
+      {m, Utf8("ab\xE2\x82"), false, 512, U16({'a', 'b'}), 2, u"source exhausted within a char"},
+      {m, Utf8("\xE2\x82"), true, 512, {}, 0, u"source exhausted within a char"},
+      {m, Utf8("a\x80"), false, 2048, U16({'a'}), 1, u"illegal start byte"},
+      {m, Utf8("\xFF"), false, 2048, {}, 0, u"illegal start byte"},
+      {m, Utf8("\x80\xBF\xFE\xFF"), true, 0, U16({'?', '?', '?', '?'}), 4, u""},
+      {m, Utf8("a\xE2\x41\x42"), false, 2048, U16({'a'}), 1, u"illegal follow-up byte"},
+      // After a bad follow-up byte, Subst resumes right behind the lead byte.
+      {m, Utf8("\xE2\x41\x42"), true, 0, U16({'?', 'A', 'B'}), 3, u""},
+      {m, Utf8("\xE2\x82\xC0\x80"), true, 0, U16({'?', '?', '?'}), 4, u""},
+      // A full destination is reported before anything else is looked at.
+      {m, Utf8("\x80"), false, 32, {}, 0, u"dest buffer overflow", 0},
+  });
+  EXPECT_EQ(Convert("Utf8nToU2nSubst", Utf8("\x80\xC0\x80"), true).count, 2u);
+}
+
+TEST(Utf8nToUtf16nSubst, EdgeTable) {
+  const char *m = "Utf8nToUtf16nSubst";
+  CheckRows({
+      {m, Utf8("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), false, 0, U16({0xD800, 0xDC00, 0xDBFF, 0xDFFF}),
+       8, u""},
+      {m, Utf8("\xF4\x90\x80\x80"), false, 2048, {}, 3, u"UTF-8 bejond UTF-32"},
+      {m, Utf8("\xF4\x90\x80\x80!"), true, 0, U16({'?', '!'}), 5, u""},
+      {m, Utf8("\xF0\x8F\xBF\xBF"), false, 2048, {}, 0, u"overlong UTF-8 sequence"},
+      {m, Utf8("a\xF0\x9F\x98\x80"), false, 32, U16({'a'}), 1, u"dest buffer overflow", 2},
+  });
+}
+
+TEST(ConversionToUtf8, EdgeTable) {
+  CheckRows({
+      {"U2nToUtf8n", U16({0xD83D, 0xDE00}), false, 0, Utf8("\xED\xA0\xBD\xED\xB8\x80"), 2, u""},
+      {"Utf16nToUtf8n", U16({'a', 0xD83D}), false, 512, Utf8("a"), 1, u"Half surrogate at end"},
+      {"Utf16nToUtf8n",
+       U16({0xD83D, 0xD83D, 0xDE00}),
+       false,
+       2048,
+       {},
+       0,
+       u"Half surrogate in middle"},
+      {"Utf16nToUtf8n", U16({'a', 0xDE00}), false, 2048, Utf8("a"), 1,
+       u"Half low surrogate in middle"},
+      {"Utf16nToUtf8n", U16({'a', 0x20AC}), false, 32, Utf8("a"), 1, u"dest buffer overflow", 3},
+      {"U4nToUtf8n", U32({0x7FFFFFFF, 0x4000000}), false, 0,
+       Utf8("\xFD\xBF\xBF\xBF\xBF\xBF\xFC\x84\x80\x80\x80\x80"), 2, u""},
+      {"U4nToUtf8n", U32({'a', 0x80000000u}), false, 2048, Utf8("a"), 1,
+       u"UCS-4 has only 31 bits."},
+      {"U4nSwToUtf8n", U32({0x1F600}, true), false, 0, Utf8("\xF0\x9F\x98\x80"), 1, u""},
+  });
+}
+
+TEST(ConversionNoCC, ControlCodesAreRefusedOrReplaced) {
+  CheckRows({
+      {"Utf8nToU2nNoCCSubst", Utf8("a\x01"), false, 2048, U16({'a'}), 1,
+       u"control codes not allowed here"},
+      {"Utf8nToU2nNoCCSubst",
+       Utf8("\xC2\x85"),
+       false,
+       2048,
+       {},
+       0,
+       u"control codes not allowed here"},
+      {"Utf8nToU2nNoCCSubst", Utf8("\xC2\x9F\x7Fz"), true, 0, U16({'?', '?', 'z'}), 4, u""},
+      {"Utf8nToU4nNoCCSubst", Utf8(" ~\xC2\xA0"), false, 0, U32({' ', '~', 0xA0}), 4, u""},
+      {"U2nToUtf8nNoCC", U16({'a', 0x1F}), false, 2048, Utf8("a"), 1, u"control code not allowed"},
+      {"Utf16nToUtf8nNoCC", U16({0x7F}), false, 2048, {}, 0, u"control code not allowed"},
+      {"U4nSwToUtf8nNoCC", U32({0x9F}, true), false, 2048, {}, 0, u"control code not allowed"},
+      {"U2nSwToUtf8nNoCC", U16({0x20, 0x7E, 0xA0}, true), false, 0, Utf8(" ~\xC2\xA0"), 3, u""},
+  });
+}
+
+TEST(ConversionGD, OnlySourceEndAndRoomAreChecked) {
+  CheckRows({
+      // An illegal start byte converts to its own value but wants six more bytes behind it.
+      {"Utf8nToU2nGD",
+       Utf8("\x80"
+            "abcdef"),
+       false, 0, U16({0x80, 'a', 'b', 'c', 'd', 'e', 'f'}), 7, u""},
+      {"Utf8nToU2nGD",
+       Utf8("a\x80"
+            "bc"),
+       false, 512, U16({'a'}), 1, u"source exhausted"},
+      {"Utf8nToU2nGD", Utf8("\xC3\x41"), false, 0, U16({0x81}), 2, u""},
+      {"Utf8nToU2nSwGD", Utf8("\xF0\x9F\x98\x80"), false, 0, U16({0xFFFD}, true), 4, u""},
+      {"Utf8nToUtf16nGD", Utf8("\xF4\x90\x80\x80"), false, 0, U16({0xFFFD}), 4, u""},
+      {"Utf16nToUtf8nGD", U16({0xD800, 'a'}), false, 0,
+       Utf8("\xED\xA0\x80"
+            "a"),
+       2, u""},
+      {"Utf16nToUtf8nGD", U16({0xD800}), false, 512, {}, 0, u"Half surrogate at end"},
+      {"U4nToUtf8nGD", U32({0x80000000u}), false, 0, Utf8("\xEF\xBF\xBD"), 1, u""},
+  });
+}
+
+TEST(ConversionSubstAll, OnlyTheDestinationCanFail) {
+  CheckRows({
+      {"Utf8nToUtf16nSubstAll", Utf8("a\xE2\x82"), false, 0, U16({'a', 0xFFFD, 0xFFFD}), 3, u""},
+      {"Utf8nToUtf16nSubstAll", Utf8("\xC0\x80\xF4\x90\x80\x80"), false, 0, U16({0xFFFD, 0xFFFD}),
+       6, u""},
+      {"Utf16nToUtf8nSubstAll", U16({0xD800, 'a', 0xDC00}), false, 0,
+       Utf8("\xEF\xBF\xBD"
+            "a\xEF\xBF\xBD"),
+       3, u""},
+      {"Utf8nToUtf16nSubstAll", Utf8("\xFF\xFF"), false, 32, U16({0xFFFD}), 1,
+       u"dest buffer overflow", 1},
+  });
+}
+
+TEST(ConversionBetweenUnits, JoinsSplitsAndCopies) {
+  CheckRows({
+      {"Utf16nToU4n", U16({0xD83D, 0xDE00, 0xD800, 'a', 0xDC00}), false, 0,
+       U32({0x1F600, 0xD800, 'a', 0xDC00}), 5, u""},
+      {"Utf16nToU4n", U16({'a', 0xD800}), false, 512, U32({'a'}), 1, u"half surrogate at end"},
+      {"U4nToUtf16n", U32({0x1F600, 0x110000}), false, 0, U16({0xD83D, 0xDE00, 0xFFFD}), 2, u""},
+      {"U4nToUtf16n", U32({'a', 0x10000}), false, 32, U16({'a'}), 1, u"dest buffer overflow", 2},
+      {"Utf16nToUtf16n", U16({'a', 0xD83D}), false, 512, U16({'a'}), 1, u"Half surrogate at end"},
+      {"Utf16nToUtf16n", U16({0xD83D, 'b'}), false, 2048, {}, 0, u"Half surrogate in middle"},
+      {"Utf16nToUtf16n", U16({0xDE00}), false, 2048, {}, 0, u"Half low surrogate in middle"},
+  });
+  ZUL_UTF16 units[] = {0x1234, 0x00FF};
+  SwapUnicodeBuffer(units, 2);
+  EXPECT_EQ(units[0], 0x3412);
+  EXPECT_EQ(units[1], 0xFF00);
+}
+
+TEST(ConversionErrorHook, ReceivesTheReportAndDecidesTheAnswer) {
+  ScopedHookRecorder hook(77);
+  const ZUL_RAW in[] = {0xC0, 0x80};
+  const ZUL_RAW *s = in;
+  ZUL_UTF16 out[4];
+  ZUL_UTF16 *d = out;
+  EXPECT_EQ(Utf8nToU2nSubst(&s, in + 2, &d, out + 4, nullptr, nullptr), 77);
+  ASSERT_EQ(hook.calls().size(), 1u);
+  const HookCall &call = hook.calls()[0];
+  EXPECT_EQ(call.code, 2048);
+  EXPECT_EQ(call.err_class, 79);
+  EXPECT_EQ(call.key, -1);
+  EXPECT_EQ(call.module, u"u16_conv_from_utf8");
+  EXPECT_GT(call.location, 0);
+  EXPECT_GT(call.line, 0);
+  EXPECT_EQ(call.text, u"overlong UTF-8 sequence");
+  EXPECT_TRUE(call.params_null);
+}
+
+TEST(ConversionErrorHook, NullRestoresTheDefault) {
+  { ScopedHookRecorder hook(5); }
+  EXPECT_EQ(rscpHook_rscpe__error(512, 79, -1, nullptr, 1, 1, nullptr, nullptr, nullptr, nullptr,
+                                  nullptr, nullptr),
+            512);
+}
+
+TEST(Utf8sToUcsFast, TerminatorIsWrittenAlsoAfterAFailure) {
+  const struct {
+    const char *in;
+    size_t units;
+    int rc;
+    std::u16string out;
+  } rows[] = {{"ab\xC3\xA9", 4, 0, u"ab\u00E9"},
+              {"abcd", 4, 32, u"abc"},
+              {"\xFF"
+               "a",
+               4, 0, u"\uFFFDa"},
+              {"a\xE2\x82", 4, 512, u"a"},
+              {"", 1, 0, u""}};
+  for (const auto &r : rows) {
+    ZUL_UTF16 out[4];
+    size_t len = 99;
+    EXPECT_EQ(Utf8sToUcsFast(out, r.units, &len, reinterpret_cast<const ZUL_RAW *>(r.in)), r.rc);
+    EXPECT_EQ(std::u16string(out), r.out) << r.in;
+    EXPECT_EQ(len, r.out.size());
+  }
+  ZUL_UTF16 untouched = u'x';
+  EXPECT_EQ(Utf8sToUcsFast(&untouched, 0, nullptr, reinterpret_cast<const ZUL_RAW *>("")), 32);
+  EXPECT_EQ(untouched, u'x');
+}
+
+TEST(UcsToUtf8sFast, TerminatorIsWrittenAlsoAfterAFailure) {
+  ZUL_RAW out[5];
+  size_t len = 99;
+  EXPECT_EQ(UcsToUtf8sFast(out, 5, &len, u"a\u20AC"), 0);
+  EXPECT_STREQ(reinterpret_cast<char *>(out), "a\xE2\x82\xAC");
+  EXPECT_EQ(UcsToUtf8sFast(out, 4, &len, u"a\u20AC"), 32);
+  EXPECT_STREQ(reinterpret_cast<char *>(out), "a");
+  EXPECT_EQ(len, 1u);
+  EXPECT_EQ(UcsToUtf8sFast(out, 5, &len, u"a\xD800"), 512);
+  EXPECT_STREQ(reinterpret_cast<char *>(out), "a");
+}
+
+}  // namespace

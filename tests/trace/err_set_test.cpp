@@ -1,0 +1,216 @@
+// Setting and replacing the error information.
+#include <functional>
+
+#include "err_test_util.h"
+#include "zul_u16string.h"
+
+namespace {
+
+using err_test::ErrTest;
+using err_test::Field;
+
+class ErrSetTest : public ErrTest {};
+
+TEST_F(ErrSetTest, KeyedTextKeepsKeyAndArgumentTexts) {
+  ASSERT_EQ(ErrSet(u"COMP", 0, u"mod", 10, u"(ABCDE) failed %d", 0, nullptr, 7), ERR_OK);
+  EXPECT_EQ(Field(ERR_FLD_TEXT), u"failed 7");
+  EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), u"ABCDE");
+  EXPECT_EQ(Field(ERR_FLD_DESCR_VARGS), u"7");
+  EXPECT_EQ(Field(ERR_FLD_DETAIL_MSG_NO), u"");
+}
+
+// Text and detail take their arguments from one list, in this order. Only s d o u x X e E f give
+// argument texts; %i and %g take theirs silently, and %% takes none.
+TEST_F(ErrSetTest, ArgumentsFeedTextThenDetail) {
+  ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"(K0001) open %s: %i%% of %-4d|", 0,
+                   u"(K0002) %g at %5.2f, %*x", u"f", 3, 12, 0.5, 1.5, 6, 255),
+            ERR_OK);
+  EXPECT_EQ(Field(ERR_FLD_TEXT), u"open f: 3% of 12  |");
+  EXPECT_EQ(Field(ERR_FLD_DESCR_VARGS), u"f;;;;12  ");
+  EXPECT_EQ(Field(ERR_FLD_DETAIL), u"0.5 at  1.50,     ff");
+  EXPECT_EQ(Field(ERR_FLD_DETAIL_MSG_NO), u"K0002");
+  EXPECT_EQ(Field(ERR_FLD_DETAIL_VARGS), u" 1.50;;;;    ff");
+}
+
+TEST_F(ErrSetTest, KeyRules) {
+  struct {
+    int key_length;
+    const char16_t *format;
+    const char16_t *text, *key;
+  } const cases[] = {
+      {5, u"(ABCDE)x", u"x", u"ABCDE"},
+      {5, u"(ABCDE)  two blanks", u" two blanks", u"ABCDE"},
+      {5, u"(ABCD) short", u"(ABCD) short", u""},
+      {5, u"(ABCDEF) long", u"(ABCDEF) long", u""},
+      {5, u"(AB)DE) x", u"(AB)DE) x", u""},
+      {3, u"(ABC) three", u"three", u"ABC"},
+      {10, u"(0123456789) ten", u"ten", u"0123456789"},
+  };
+  for (const auto &c : cases) {
+    ASSERT_EQ(ErrSetMsgKey(c.key_length), ERR_OK);
+    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, c.format, 0, nullptr), ERR_OK);
+    EXPECT_EQ(Field(ERR_FLD_TEXT), c.text) << tlm_test::Utf8(c.format);
+    EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), c.key) << tlm_test::Utf8(c.format);
+  }
+  EXPECT_EQ(ErrSetMsgKey(11), ERR_BAD_PARAM);
+  EXPECT_EQ(ErrSetMsgKey(0), ERR_BAD_PARAM);
+}
+
+TEST_F(ErrSetTest, FieldsOfASystemError) {
+  ErrSetMyLocation(u"%s:%d", u"worker", 3);
+  ASSERT_EQ(ErrSetSys(u"NI (network interface)", 2, u"nixxi", 812, 0, u"connect to %s", -10,
+                      u"detail", u"connect", 111, u"host"),
+            ERR_OK);
+  const std::u16string expected[] = {
+      u"*ERR*", u"1", u"connect to host", u"-10", u"NI (network interface)",
+      u"720",   u"2", u"nixxi",           u"812", u"detail"};
+  for (int f = 0; f < 10; ++f) EXPECT_EQ(Field(f), expected[f]) << f;
+  EXPECT_EQ(Field(ERR_FLD_TIME).size(), 24u);
+  EXPECT_EQ(Field(ERR_FLD_SYSCALL), u"connect");
+  EXPECT_EQ(Field(ERR_FLD_ERRNO), u"111");
+  EXPECT_EQ(Field(ERR_FLD_ERRNO_TEXT), u"Connection refused");
+  EXPECT_EQ(Field(ERR_FLD_COUNTER), u"1");
+  EXPECT_EQ(Field(ERR_FLD_LOCATION), u"worker:3");
+  EXPECT_EQ(Field(ERR_FLD_EYECATCHER_END), u"*ERR*");
+
+  // Zero numbers are empty; the counter goes on, also across ErrClear.
+  ErrClear();
+  EXPECT_EQ(ErrIsAInfo(), 0);
+  ASSERT_EQ(ErrSet(nullptr, 0, nullptr, 0, nullptr, 0, nullptr), ERR_OK);
+  for (int f : {ERR_FLD_RC, ERR_FLD_VERSION, ERR_FLD_LINE, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT})
+    EXPECT_EQ(Field(f), u"") << f;
+  EXPECT_EQ(Field(ERR_FLD_COUNTER), u"2");
+  EXPECT_EQ(err_test::CurrentBlock().size(), 21u + 5 + 1 + 3 + 24 + 1 + 8 + 5);
+}
+
+TEST_F(ErrSetTest, BlockThatDoesNotFitIsTracedAndLeftUnreadable) {
+  std::u16string big(480, u'x');
+  ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"%s", 0, u"%s", big.c_str(), u"detail"), ERR_AREA);
+  std::vector<std::u16string> lines = trace_.Lines();
+  ASSERT_GE(lines.size(), 19u);
+  EXPECT_EQ(lines[0].rfind(ErrorLine(u"ErrISetSys: error info too large"), 0), 0u);
+  EXPECT_EQ(lines[1], u"LOCATION    ");
+  EXPECT_EQ(lines[2], u"ERROR       " + big);
+  EXPECT_EQ(lines[11], u"SYSTEM CALL ");
+  EXPECT_EQ(lines[18], u"COUNTER     1");
+  EXPECT_EQ(ErrIsAInfo(), 1);
+  trace_.Clear();
+  EXPECT_EQ(ErrGet(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                   nullptr, nullptr, nullptr, nullptr, nullptr),
+            ERR_BAD_PARAM);
+  // 21 terminators, the eyecatchers, "1", the text, "C", "720", "m", "1", "detail", the time and
+  // the counter.
+  size_t length = 21 + 5 + 1 + 480 + 1 + 3 + 1 + 1 + 6 + 24 + 1 + 5;
+  EXPECT_EQ(trace_.Text(), tlm_test::TraceCapture::ThreadPrefix() + u"ErrIGet: bad length (" +
+                               tlm_test::Utf16(std::to_string(length)) + u")\n");
+}
+
+TEST_F(ErrSetTest, LogOptionWritesALogEntry) {
+  int saved = ct_log_level;
+  ct_log_level = 1;
+  ErrSetSys(u"NI", 0, u"nixx", 77, 1, u"t", 0, u"connect to %s", u"connect", 111, u"host");
+  ErrSetSys(u"NI", 0, u"nixx", 78, 0, u"t", 0, u"unlogged", u"connect", 111);
+  ct_log_level = saved;
+  EXPECT_EQ(trace_.Text(), tlm_test::TraceCapture::ThreadPrefix() +
+                               u"***LOG Q0I=> connect to host: connect (111: Connection refused) "
+                               u"[nixx 77]\n");
+}
+
+struct ReplaceCase {
+  const char *name;
+  std::function<int()> replace;
+  int rc;
+  std::vector<std::pair<int, std::u16string>> fields;
+};
+
+TEST_F(ErrSetTest, ReplaceByField) {
+  const ReplaceCase cases[] = {
+      {"rc", [] { return ErrReplace(ERR_FLD_RC, 42); }, ERR_OK, {{ERR_FLD_RC, u"42"}}},
+      {"errno and its text",
+       [] { return ErrReplace(ERR_FLD_ERRNO, 2); },
+       ERR_OK,
+       {{ERR_FLD_ERRNO, u"2"}, {ERR_FLD_ERRNO_TEXT, u"No such file or directory"}}},
+      {"keyed text",
+       [] { return ErrReplace(ERR_FLD_TEXT, u"(ZZZZZ) now %s", u"x"); },
+       ERR_OK,
+       {{ERR_FLD_TEXT, u"now x"}, {ERR_FLD_DESCR_MSG_NO, u"ZZZZZ"}, {ERR_FLD_DESCR_VARGS, u"x"}}},
+      {"plain detail",
+       [] { return ErrReplace(ERR_FLD_DETAIL, u"plain %d", 3); },
+       ERR_OK,
+       {{ERR_FLD_DETAIL, u"plain 3"}, {ERR_FLD_DETAIL_MSG_NO, u""}, {ERR_FLD_DETAIL_VARGS, u""}}},
+      {"text field",
+       [] { return ErrReplace(ERR_FLD_MODULE, u"m%d"); },
+       ERR_OK,
+       {{ERR_FLD_MODULE, u"m%d"}}},
+      {"location format",
+       [] { return ErrReplace(ERR_FLD_LOCATION, u"at %d", 5); },
+       ERR_OK,
+       {{ERR_FLD_LOCATION, u"at 5"}}},
+      {"eyecatcher", [] { return ErrReplace(20, u"x"); }, ERR_UNKNOWN_FIELD, {}},
+      {"time", [] { return ErrReplace(ERR_FLD_TIME, u"x"); }, ERR_UNKNOWN_FIELD, {}},
+      {"negative", [] { return ErrReplace(-1, u"x"); }, ERR_UNKNOWN_FIELD, {}},
+  };
+  for (const ReplaceCase &c : cases) {
+    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"(AAAAA) t %s", 7, u"(BBBBB) d %s", u"a", u"b"), ERR_OK);
+    std::u16string before = err_test::CurrentBlock();
+    EXPECT_EQ(c.replace(), c.rc) << c.name;
+    for (const auto &[field, text] : c.fields) EXPECT_EQ(Field(field), text) << c.name;
+    if (c.rc != ERR_OK) {
+      EXPECT_EQ(err_test::CurrentBlock(), before) << c.name;
+    }
+  }
+}
+
+TEST_F(ErrSetTest, ReplaceThatDoesNotFitKeepsTheBlock) {
+  EXPECT_EQ(ErrReplace(ERR_FLD_RC, 1), ERR_NO_INFO);
+  EXPECT_EQ(trace_.Text(),
+            tlm_test::TraceCapture::ThreadPrefix() + u"ErrReplace: no error info available\n");
+  ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"t", 0, nullptr), ERR_OK);
+  std::u16string before = err_test::CurrentBlock();
+  std::u16string big(500 - before.size() + 1, u'y');  // one unit too many
+  trace_.Clear();
+  EXPECT_EQ(ErrReplace(ERR_FLD_SYSCALL, big.c_str()), ERR_AREA);
+  EXPECT_EQ(trace_.Text().rfind(ErrorLine(u"ErrReplace: error info too large"), 0), 0u);
+  EXPECT_EQ(err_test::CurrentBlock(), before);
+  big.pop_back();
+  EXPECT_EQ(ErrReplace(ERR_FLD_SYSCALL, big.c_str()), ERR_OK);
+  EXPECT_EQ(err_test::CurrentBlock().size(), 500u);
+}
+
+TEST_F(ErrSetTest, StateAccessors) {
+  ZUL_UTF16 *block = nullptr;
+  size_t length = 0;
+  EXPECT_EQ(ErrGetAttr(&block, &length), ERR_NO_INFO);
+  EXPECT_EQ(ErrSetLength(501), ERR_BAD_PARAM);
+  EXPECT_EQ(trace_.Text().rfind(ErrorLine(u"ErrSetLength: bad parameter len (501)"), 0), 0u);
+  // A block written through ErrGetAttr's pointer becomes the information with ErrSetLength.
+  ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"t", 0, nullptr), ERR_OK);
+  ASSERT_EQ(ErrGetAttr(&block, &length), ERR_OK);
+  std::u16string sample = err_test::SampleBlock();
+  std::copy(sample.begin(), sample.end(), block);
+  EXPECT_EQ(ErrSetLength(sample.size()), ERR_OK);
+  EXPECT_EQ(Field(ERR_FLD_COMPONENT), u"NI (network interface)");
+  EXPECT_EQ(ErrGetMyLocation(), std::u16string(u""));
+}
+
+TEST(ErrHelpers, ErrnoTextsAndFormats) {
+  EXPECT_EQ(std::u16string(ErrPrErrno(2)), u"No such file or directory");
+  EXPECT_EQ(std::u16string(ErrPrErrno(0)), u"");
+  EXPECT_EQ(std::u16string(ErrPrErrno(10000)), u"");
+  EXPECT_EQ(std::u16string(ErrPrErrno(-1)), u"");
+  ZUL_UTF16 small[6];
+  EXPECT_EQ(std::u16string(ErrPrErrno2(2, small, 6)), u"(2) -");
+
+  struct {
+    const char16_t *text;
+    size_t size;
+    const char16_t *out;
+  } const formats[] = {
+      {u"50% of %d", 32, u"50%% of %%d"}, {u"a%b", 4, u"a%%"}, {u"a%b", 3, u"a"}, {u"", 1, u""}};
+  for (const auto &f : formats) {
+    ZUL_UTF16 out[32];
+    EXPECT_EQ(std::u16string(ErrSafeAsFmtString(f.text, out, f.size)), f.out);
+  }
+}
+
+}  // namespace
