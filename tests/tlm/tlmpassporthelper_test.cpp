@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 
+#include "epp_start.h"
 #include "passport_bytes.h"
 #include "tlm/tlmplatformhelper.h"
 #include "trace_capture.h"
@@ -22,16 +23,7 @@ namespace pb = passport_bytes;
 
 class PassportHelperTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
-    // The first passport of a process stays as the default passport: made here.
-    static void *const kFirst = [] {
-      void *h = nullptr;
-      eppInit(&h);
-      return h;
-    }();
-    (void)kFirst;
-  }
+  void SetUp() override { ASSERT_EQ(StartPassportLibrary(), 0u); }
   void TearDown() override {
     for (void *&h : handles_) PassportHelper::DestroyPassportHandle(h);
   }
