@@ -65,14 +65,15 @@ ZUL_API int next_free_comp;
 
 /* ---- Exported state, read by the callers' trace statements ---- */
 
-/* The process-wide trace level; written and read without a lock. */
+/* The process-wide trace level, 1 until set; written and read without a lock. */
 ZUL_API int ct_level;
 /* Above 0, errors set with the log option also go to the log. */
 ZUL_API int ct_log_level;
-/* The level of the entry being written; a trace statement sets it around its writer and resets it
- * to 2. */
+/* The level of the entry being written, 2 outside a statement; a trace statement sets it around
+ * its writer and resets it to 2. */
 ZUL_API int EntLev;
-/* Resolution of the time stamp lines: below 1 none, 1 seconds, n above 1 steps of 1/n second. */
+/* Resolution of the time stamp lines: below 1 none, 1 (the default) seconds, n above 1 steps of
+ * 1/n second. */
 ZUL_API int ct_time_res;
 /* The process' default trace handle (null: standard error). */
 ZUL_API CTRC_HDL tf;
@@ -192,13 +193,13 @@ ZUL_API int CTrcPrintPgmHeaderExt2(CTRC_HDL hdl, int relno, int patchlevel, int 
  * holds DpLock (the error statements do). */
 ZUL_API void CTrcSaveLocation(const ZUL_UTF16 *filename, int line) ZUL_NOTHROW;
 
-/* A parsed logging specification such as "ON, 20 M, GLOBAL=ON". */
+/* A parsed logging setting such as "ON, 20 M, GLOBAL=ON". */
 typedef struct CTRC_LOGGING_INFO {
   int32_t on;     /* 1 logging on, 0 off */
   int64_t size;   /* bytes */
   uint8_t global; /* 1 with GLOBAL=ON */
 } CTRC_LOGGING_INFO;
-/* Answers 0 and fills *out (may be null), or -1 for any text that is not such a specification. */
+/* Answers 0 and fills *out (may be null), or -1 for any text that is not such a setting. */
 ZUL_API int CTrcGetLoggingInfo(const ZUL_UTF16 *text, CTRC_LOGGING_INFO *out) ZUL_NOTHROW;
 
 /* The hook of component 'C' into *out; answers 0, or -1 when there is no such component. */

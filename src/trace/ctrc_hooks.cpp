@@ -1,5 +1,7 @@
 // The small settings of the component trace: source location, hooks of the system log, of the
 // context information and of component 'C', hiding in dumps, and the entry points that do nothing.
+#include <cstring>
+
 #include "trace/ctrc_state.h"
 #include "trace/dptrace_rslg.h"
 #include "zul_dptrace.h"
@@ -15,6 +17,8 @@ void CTrcSaveLocation(const ZUL_UTF16 *filename, int line) noexcept {
   const char16_t *base = filename != nullptr ? filename : u"";
   for (const char16_t *p = base; *p != 0; ++p)
     if (*p == u'/') base = p + 1;
+  // Cleared first: system log records carry all 32 units.
+  std::memset(savloc, 0, sizeof savloc);
   snprintfU16(savloc, sizeof savloc / sizeof savloc[0], u"%-12.12s%d", base, line);
 }
 

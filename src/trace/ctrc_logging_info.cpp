@@ -1,4 +1,4 @@
-// Parsing of a logging specification: "OFF", or "ON", a size with the unit K or M, and optionally
+// Parsing of a logging setting: "OFF", or "ON", a size with the unit K or M, and optionally
 // "GLOBAL=ON", separated by commas and blanks.
 #include <cstdint>
 #include <cstring>

@@ -6,6 +6,9 @@
 
 namespace {
 
+// The entry of a live handle; the caller has tested it with IsHandle.
+CTRC_ADM &EntryOf(CTRC_HDL hdl) { return *ctrc::Resolve(hdl).comp; }
+
 void AnnounceLevel(CTRC_HDL hdl, int level) {
   if (ct_level <= 0) return;
   int saved = EntLev;
@@ -19,13 +22,44 @@ void AnnounceLevel(CTRC_HDL hdl, int level) {
 int SetLevel(CTRC_HDL hdl, bool handle, int level) {
   AnnounceLevel(hdl, level);
   if (handle) {
-    CTRC_ADM &entry = *ctrc::Resolve(hdl).comp;
-    entry.level = level;
-    ctrc::CallHook(entry);
+    EntryOf(hdl).level = level;
+    ctrc::CallHook(EntryOf(hdl));
   } else {
     ct_level = level;
     ctrc::CallAllHooks();
   }
+  return 0;
+}
+
+int SetHook(CTRC_HDL hdl, bool handle, CTRC_HOOK hook) {
+  if (!handle) {
+    dptrace::TraceError(__LINE__, u"CTrcSetParam: Wrong handle\n");
+    return -1;
+  }
+  EntryOf(hdl).hook = hook;
+  ctrc::CallHook(EntryOf(hdl));
+  return 0;
+}
+
+int GetHook(CTRC_HDL hdl, bool handle, CTRC_HOOK *out) {
+  if (!handle) {
+    dptrace::TraceError(__LINE__, u"CTrcGetParam: Wrong handle for CTP_HOOKFUNC\n");
+    return -1;
+  }
+  if (out != nullptr) *out = EntryOf(hdl).hook;
+  return 0;
+}
+
+// The level and the stream are known once a global file exists.
+int GetLevel(CTRC_HDL hdl, bool handle, int *out) {
+  if (ctrc::state.global_file == nullptr || out == nullptr) return -1;
+  *out = handle ? ctrc::EffectiveLevel(EntryOf(hdl)) : ct_level;
+  return 0;
+}
+
+int GetStream(FILE **out) {
+  if (ctrc::state.global_file == nullptr || out == nullptr) return -1;
+  *out = ctrc::ProcessStream();
   return 0;
 }
 
@@ -38,27 +72,12 @@ int CTrcSetParam(CTRC_HDL hdl, int code, ...) noexcept {
   va_list args;
   va_start(args, code);
   int rc = -1;
-  switch (code) {
-    case CTP_LEVEL:
-      rc = SetLevel(hdl, handle, va_arg(args, int));
-      break;
-    case CTP_FILEPTR:
-      dptrace::TraceNote(u"CTrcSetParam: cannot set the filepointer.\n");
-      break;
-    case CTP_HOOKFUNC: {
-      CTRC_HOOK hook = va_arg(args, CTRC_HOOK);
-      if (!handle) {
-        dptrace::TraceError(__LINE__, u"CTrcSetParam: Wrong handle\n");
-        break;
-      }
-      CTRC_ADM &entry = *ctrc::Resolve(hdl).comp;
-      entry.hook = hook;
-      ctrc::CallHook(entry);
-      rc = 0;
-      break;
-    }
-    default:
-      break;
+  if (code == CTP_LEVEL) {
+    rc = SetLevel(hdl, handle, va_arg(args, int));
+  } else if (code == CTP_FILEPTR) {
+    dptrace::TraceNote(u"CTrcSetParam: cannot set the filepointer.\n");
+  } else if (code == CTP_HOOKFUNC) {
+    rc = SetHook(hdl, handle, va_arg(args, CTRC_HOOK));
   }
   va_end(args);
   return rc;
@@ -67,38 +86,15 @@ int CTrcSetParam(CTRC_HDL hdl, int code, ...) noexcept {
 int CTrcGetParam(CTRC_HDL hdl, int code, ...) noexcept {
   ctrc::Lock lock;
   bool handle = ctrc::IsHandle(hdl);
-  bool initialized = ctrc::state.global_file != nullptr;
   va_list args;
   va_start(args, code);
   int rc = -1;
-  switch (code) {
-    case CTP_LEVEL: {
-      int *out = va_arg(args, int *);
-      if (!initialized || out == nullptr) break;
-      *out = handle ? ctrc::EffectiveLevel(*ctrc::Resolve(hdl).comp) : ct_level;
-      rc = 0;
-      break;
-    }
-    case CTP_FILEPTR: {
-      FILE **out = va_arg(args, FILE **);
-      if (!initialized || out == nullptr) break;
-      *out = ctrc::ProcessStream();
-      rc = 0;
-      break;
-    }
-    case CTP_HOOKFUNC: {
-      CTRC_HOOK *out = va_arg(args, CTRC_HOOK *);
-      if (!handle) {
-        dptrace::TraceError(__LINE__, u"CTrcGetParam: Wrong handle for CTP_HOOKFUNC\n");
-        break;
-      }
-      if (out != nullptr) *out = ctrc::Resolve(hdl).comp->hook;
-      rc = 0;
-      break;
-    }
-    default:
-      break;
-  }
+  if (code == CTP_LEVEL)
+    rc = GetLevel(hdl, handle, va_arg(args, int *));
+  else if (code == CTP_FILEPTR)
+    rc = GetStream(va_arg(args, FILE **));
+  else if (code == CTP_HOOKFUNC)
+    rc = GetHook(hdl, handle, va_arg(args, CTRC_HOOK *));
   va_end(args);
   return rc;
 }

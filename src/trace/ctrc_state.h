@@ -41,6 +41,8 @@ struct Target {
   CTRC_ADM *comp;
   // A component in the sense of the line forms: a live handle with a letter.
   bool HasLetter() const { return comp != nullptr && comp->letter != 0; }
+  // A component at level 0 suppresses even errors and stamps.
+  bool Silenced() const { return comp != nullptr && comp->level < 1; }
 };
 
 bool IsHandle(CTRC_HDL hdl);

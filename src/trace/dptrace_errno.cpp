@@ -30,7 +30,7 @@ int perrno(CTRC_HDL hdl) noexcept {
   dptrace::ErrnoKeeper keep_errno;
   ctrc::Lock lock;
   ctrc::Target target = ctrc::Resolve(hdl);
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
+  if (target.Silenced()) return 0;
   char16_t text[256];
   switch (dptrace::ErrnoText(error, text)) {
     case 0:

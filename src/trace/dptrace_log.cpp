@@ -96,44 +96,72 @@ void CopyPadded(char16_t *out, const ZUL_UTF16 *text, size_t units) {
 
 }  // namespace
 
-int DpELog(const ZUL_UTF16 *id, const ZUL_UTF16 *format, ...) noexcept {
+namespace {
+
+// A log line to tf; fun_args (may be null) are the two texts of the DpELogFun form.
+int ELogVar(const ZUL_UTF16 *id, const ZUL_UTF16 *const *fun_args, const ZUL_UTF16 *format,
+            va_list args) {
   dptrace::ErrnoKeeper keep_errno;
   ctrc::Lock lock;
   ctrc::Target target = ctrc::Resolve(tf);
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
+  if (target.Silenced()) return 0;
   char16_t text[kLogText];
-  va_list args;
-  va_start(args, format);
   FormatLogText(text, format, args);
-  va_end(args);
   FoldBlanks(text);
   size_t used = LogHead(target, log_line);
-  return WriteLogLine(target, used, u"***LOG %3.3s=> %s [%-12.12s %.5s]\n", id, text, savloc,
-                      LocationLine());
+  if (fun_args == nullptr)
+    return WriteLogLine(target, used, u"***LOG %3.3s=> %s [%-12.12s %.5s]\n", id, text, savloc,
+                        LocationLine());
+  return WriteLogLine(target, used, u"***LOG %3.3s=> %s, %s (%s) [%-12.12s %.5s]\n", id,
+                      fun_args[0], fun_args[1], text, savloc, LocationLine());
+}
+
+// A record for the system log host; fun_args as for ELogVar.
+void SLogVar(const ZUL_UTF16 *id, const ZUL_UTF16 *const *fun_args, const ZUL_UTF16 *format,
+             va_list args) {
+  dptrace::ErrnoKeeper keep_errno;
+  ctrc::Lock lock;
+  if (!RslgReady()) return;
+  char16_t text[kLogText + 1];
+  size_t length = FormatLogText(text, format, args);
+  if (fun_args == nullptr || length >= 39) {
+    SLogText(id, text, length);
+    return;
+  }
+  // 38 units of text, 7 of a, 7 of b.
+  char16_t fields[52];
+  text[length] = u' ';
+  std::memcpy(fields, text, 38 * sizeof(char16_t));
+  CopyPadded(fields + 38, fun_args[0], 7);
+  CopyPadded(fields + 45, fun_args[1], 7);
+  WriteRecord(kTypeFun, id, fields, 52, true);
+}
+
+}  // namespace
+
+int DpELog(const ZUL_UTF16 *id, const ZUL_UTF16 *format, ...) noexcept {
+  va_list args;
+  va_start(args, format);
+  int rc = ELogVar(id, nullptr, format, args);
+  va_end(args);
+  return rc;
 }
 
 int DpELogFun(const ZUL_UTF16 *id, const ZUL_UTF16 *a, const ZUL_UTF16 *b, const ZUL_UTF16 *format,
               ...) noexcept {
-  dptrace::ErrnoKeeper keep_errno;
-  ctrc::Lock lock;
-  ctrc::Target target = ctrc::Resolve(tf);
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
-  char16_t text[kLogText];
+  const ZUL_UTF16 *fun_args[2] = {a, b};
   va_list args;
   va_start(args, format);
-  FormatLogText(text, format, args);
+  int rc = ELogVar(id, fun_args, format, args);
   va_end(args);
-  FoldBlanks(text);
-  size_t used = LogHead(target, log_line);
-  return WriteLogLine(target, used, u"***LOG %3.3s=> %s, %s (%s) [%-12.12s %.5s]\n", id, a, b, text,
-                      savloc, LocationLine());
+  return rc;
 }
 
 int DpELogErr(CTRC_HDL hdl, const ZUL_UTF16 *id, const ZUL_UTF16 *format, ...) noexcept {
   dptrace::ErrnoKeeper keep_errno;
   ctrc::Lock lock;
   ctrc::Target target = ctrc::Resolve(hdl);
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
+  if (target.Silenced()) return 0;
   dptrace::Print(target.stream, u"***LOG %3.3s=> ", id);
   va_list args;
   va_start(args, format);
@@ -145,46 +173,26 @@ int DpELogErr(CTRC_HDL hdl, const ZUL_UTF16 *id, const ZUL_UTF16 *format, ...) n
 }
 
 void DpSLog(const ZUL_UTF16 *id, const ZUL_UTF16 *format, ...) noexcept {
-  dptrace::ErrnoKeeper keep_errno;
-  ctrc::Lock lock;
-  if (!RslgReady()) return;
-  char16_t text[kLogText + 1];
   va_list args;
   va_start(args, format);
-  size_t length = FormatLogText(text, format, args);
+  SLogVar(id, nullptr, format, args);
   va_end(args);
-  SLogText(id, text, length);
 }
 
 void DpSLogFun(const ZUL_UTF16 *id, const ZUL_UTF16 *a, const ZUL_UTF16 *b, const ZUL_UTF16 *format,
                ...) noexcept {
-  dptrace::ErrnoKeeper keep_errno;
-  ctrc::Lock lock;
-  if (!RslgReady()) return;
-  char16_t text[kLogText + 1];
+  const ZUL_UTF16 *fun_args[2] = {a, b};
   va_list args;
   va_start(args, format);
-  size_t length = FormatLogText(text, format, args);
+  SLogVar(id, fun_args, format, args);
   va_end(args);
-  if (length >= 39) {
-    SLogText(id, text, length);
-    return;
-  }
-  // 38 units of text, 7 of a, 7 of b.
-  char16_t fields[52];
-  text[length] = u' ';
-  std::memcpy(fields, text, 38 * sizeof(char16_t));
-  CopyPadded(fields + 38, a, 7);
-  CopyPadded(fields + 45, b, 7);
-  WriteRecord(kTypeFun, id, fields, 52, true);
 }
 
 void DpSLogErr(CTRC_HDL hdl, const ZUL_UTF16 *id, const ZUL_UTF16 *format, ...) noexcept {
   dptrace::ErrnoKeeper keep_errno;
   ctrc::Lock lock;
   ctrc::Target target = ctrc::Resolve(hdl);
-  if (target.comp != nullptr && target.comp->level < 1) return;
-  if (!RslgReady()) return;
+  if (target.Silenced() || !RslgReady()) return;
   char16_t text[kLogText + 1];
   va_list args;
   va_start(args, format);

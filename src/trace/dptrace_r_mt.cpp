@@ -63,34 +63,29 @@ long FormatText(FILE *stream, int encoding, const void *format, va_list args, ch
   return -1;
 }
 
-// The error writers' format: at most kMaxFormat units, without one trailing newline. A longer
-// format is reported first when notice is set. Answers the copy, or null for an unknown encoding
-// (FormatText reports that).
+// Copies at most kMaxFormat units of format into copy, without one trailing newline; a longer
+// format is reported first when notice is set.
+template <typename Char>
+const Char *CopyLimited(FILE *stream, const Char *format, Char *copy, bool notice) {
+  size_t len = 0;
+  while (len <= kMaxFormat && format[len] != 0) ++len;
+  if (len > kMaxFormat) {
+    if (notice) Print(stream, u"%sDptrc fmt string truncated\n", kErrorText);
+    len = kMaxFormat;
+  }
+  std::memcpy(copy, format, len * sizeof(Char));
+  if (len > 0 && copy[len - 1] == '\n') --len;
+  copy[len] = 0;
+  return copy;
+}
+
+// The error writers' format in its encoding; an unknown encoding passes through for FormatText
+// to report.
 const void *LimitedFormat(FILE *stream, int encoding, const void *format, bool notice) {
-  if (encoding == kEncodingU16) {
-    const auto *f = static_cast<const char16_t *>(format);
-    size_t len = strnlenU16(f, kMaxFormat + 1);
-    if (len > kMaxFormat) {
-      if (notice) Print(stream, u"%sDptrc fmt string truncated\n", kErrorText);
-      len = kMaxFormat;
-    }
-    std::memcpy(format_copy, f, len * sizeof(char16_t));
-    if (len > 0 && format_copy[len - 1] == u'\n') --len;
-    format_copy[len] = 0;
-    return format_copy;
-  }
-  if (encoding == kEncodingA7) {
-    const auto *f = static_cast<const char *>(format);
-    size_t len = strnlen(f, kMaxFormat + 1);
-    if (len > kMaxFormat) {
-      if (notice) Print(stream, u"%sDptrc fmt string truncated\n", kErrorText);
-      len = kMaxFormat;
-    }
-    std::memcpy(format_copy_a7, f, len);
-    if (len > 0 && format_copy_a7[len - 1] == '\n') --len;
-    format_copy_a7[len] = 0;
-    return format_copy_a7;
-  }
+  if (encoding == kEncodingU16)
+    return CopyLimited(stream, static_cast<const char16_t *>(format), format_copy, notice);
+  if (encoding == kEncodingA7)
+    return CopyLimited(stream, static_cast<const char *>(format), format_copy_a7, notice);
   return format;
 }
 
@@ -234,25 +229,40 @@ int TraceWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_li
   return rc;
 }
 
-int ErrorWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_list args) {
+namespace {
+
+// " (<errno>: <its text>)" of the system error lines; answers its units.
+size_t ErrnoPart(int error, char16_t *out, size_t room) {
+  char16_t error_text[256];
+  ErrnoText(error, error_text);
+  int n = snprintfU16(out, room, u" (%d: %s)", error, error_text);
+  return n > 0 ? static_cast<size_t>(n) : 0;
+}
+
+// The error and system error lines. A system error line has no context text, no notice of a cut
+// format and no pattern watch, and shows errno as it is after formatting.
+int ErrorLine(CTRC_HDL hdl, int encoding, int flags, const void *format, va_list args,
+              bool system) {
   ErrnoKeeper keep_errno;
   ctrc::Target target = ctrc::Resolve(hdl);
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
-  if (ThreadFiltered(1)) return 0;
-
+  if (target.Silenced() || ThreadFiltered(1)) return 0;
   char16_t context[512];
-  size_t context_units = static_cast<size_t>(ContextText(target.stream, context));
+  size_t context_units = system ? 0 : static_cast<size_t>(ContextText(target.stream, context));
   if (flags & kFlagStamp) StampLine(target, (flags & kFlagThread) != 0);
 
-  size_t used = ErrorHead(target, flags, (flags & kFlagWarning) != 0, line_buffer);
-  const void *limited = LimitedFormat(target.stream, encoding, format, true);
+  bool warning = !system && (flags & kFlagWarning) != 0;
+  size_t used = ErrorHead(target, flags, warning, line_buffer);
+  const void *limited = LimitedFormat(target.stream, encoding, format, !system);
   char16_t suffix[32];
   size_t suffix_units = LocationSuffix(suffix);
+  // Room behind the text for the location, and " (<errno>: <text of up to 255 units>)".
+  size_t tail_room = system ? 300 : suffix_units;
   bool cut = false;
   long n = FormatText(target.stream, encoding, limited, args, line_buffer + used,
-                      kMaxLine - used - suffix_units, &cut);
+                      kMaxLine - used - tail_room, &cut);
   if (n < 0) return 0;
   used += static_cast<size_t>(n);
+  if (system) used += ErrnoPart(errno, line_buffer + used, kLineUnits - used);
   std::memcpy(line_buffer + used, suffix, suffix_units * sizeof(char16_t));
   used += suffix_units;
   used = AppendContext(target, flags, context, context_units, used);
@@ -260,41 +270,18 @@ int ErrorWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_li
   int rc = Emit(target.stream, line_buffer, used);
   if (cut) rc = NoteTruncation(target.stream);
   Flush(target.stream);
-  MatchPatterns(hdl, target.stream, line_buffer, used);
+  if (!system) MatchPatterns(hdl, target.stream, line_buffer, used);
   return rc;
 }
 
+}  // namespace
+
+int ErrorWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_list args) {
+  return ErrorLine(hdl, encoding, flags, format, args, false);
+}
+
 int SysErrorWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_list args) {
-  ErrnoKeeper keep_errno;
-  ctrc::Target target = ctrc::Resolve(hdl);
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
-  if (ThreadFiltered(1)) return 0;
-  if (flags & kFlagStamp) StampLine(target, (flags & kFlagThread) != 0);
-
-  size_t used = ErrorHead(target, flags, false, line_buffer);
-  const void *limited = LimitedFormat(target.stream, encoding, format, false);
-  // Room for " (<errno>: <text of up to 255 units>)" and the location.
-  constexpr size_t kTailRoom = 300;
-  bool cut = false;
-  long n = FormatText(target.stream, encoding, limited, args, line_buffer + used,
-                      kMaxLine - used - kTailRoom, &cut);
-  if (n < 0) return 0;
-  used += static_cast<size_t>(n);
-
-  int error = errno;
-  char16_t error_text[256];
-  ErrnoText(error, error_text);
-  char16_t suffix[32];
-  size_t suffix_units = LocationSuffix(suffix);
-  int tail = snprintfU16(line_buffer + used, kLineUnits - used, u" (%d: %s)", error, error_text);
-  if (tail > 0) used += static_cast<size_t>(tail);
-  std::memcpy(line_buffer + used, suffix, suffix_units * sizeof(char16_t));
-  used += suffix_units;
-
-  int rc = Emit(target.stream, line_buffer, used);
-  if (cut) rc = NoteTruncation(target.stream);
-  Flush(target.stream);
-  return rc;
+  return ErrorLine(hdl, encoding, flags, format, args, true);
 }
 
 }  // namespace dptrace

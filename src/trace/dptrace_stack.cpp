@@ -149,6 +149,22 @@ void WriteFrame(int fd, const char *file, const char *symbol, uintptr_t start, u
   output_func(wide.data(), wide.size(), output_info);
 }
 
+// The index of the first frame behind the dumper. That is 1, unless an interceptor of backtrace
+// (as sanitizers install) put frames of its own before the dumper's.
+int FirstCaller(const ProgramSymbols &program, void *const *frames, int count) {
+  const auto dumper = reinterpret_cast<uintptr_t>(&CTrcStack2);
+  for (int i = 0; i < count && i < 4; ++i) {
+    std::string name;
+    uintptr_t start = 0;
+    Dl_info info;
+    if (program.Find(reinterpret_cast<uintptr_t>(frames[i]), &name, &start) && start == dumper)
+      return i + 1;
+    if (dladdr(frames[i], &info) != 0 && reinterpret_cast<uintptr_t>(info.dli_saddr) == dumper)
+      return i + 1;
+  }
+  return 1;
+}
+
 void Rule(CTRC_HDL hdl, const char16_t *text) {
   ctrc::Lock lock;
   DpTrcNoTi(hdl, u"%s", text);
@@ -169,7 +185,7 @@ void CTrcStack2(CTRC_HDL hdl) noexcept {
     int fd = output_func == nullptr ? fileno(stream) : -1;
     ProgramSymbols program;
     std::string name;
-    for (int i = 1; i < count; ++i) {  // frame 0 is this function
+    for (int i = FirstCaller(program, frames, count); i < count; ++i) {
       auto addr = reinterpret_cast<uintptr_t>(frames[i]);
       uintptr_t start = 0;
       if (program.Find(addr, &name, &start)) {

@@ -76,7 +76,7 @@ size_t StampText(int resolution, const Now &now, const struct tm &tm, char16_t *
 }  // namespace
 
 int StampLine(const ctrc::Target &target, bool thread_prefix) {
-  if (target.comp != nullptr && target.comp->level < 1) return 0;
+  if (target.Silenced()) return 0;
   ErrnoKeeper keep_errno;
   int resolution = ct_time_res;
   if (resolution < 1) return 0;

@@ -1,5 +1,5 @@
 // The component trace: registration, handles by address, switching, parameters, files and
-// headers, thread files, logging specifications.
+// headers, thread files, logging settings.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -217,15 +217,6 @@ TEST(CTrcPrintPgmHeader, Lines) {
             u"P profile    /etc/tlm.conf\nP pid        " +
                 pid + u"\nP \n");
   EXPECT_EQ(CTrcPrintPgmHeader(p, 1, 2, 3, 4), -1);  // level 1 is below EntLev 2
-}
-
-TEST(CTrcSaveLocation, ModuleInTwelveUnitsThenLine) {
-  DpLock();
-  CTrcSaveLocation(u"/a/b/dptrace_r_mt.cpp", 77);
-  EXPECT_EQ(std::u16string(savloc), u"dptrace_r_mt77");
-  CTrcSaveLocation(u"x.c", 5);
-  EXPECT_EQ(std::u16string(savloc), u"x.c         5");
-  DpUnlock();
 }
 
 TEST(CTrcGetLoggingInfo, Forms) {

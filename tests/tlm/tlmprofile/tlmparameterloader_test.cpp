@@ -1,0 +1,240 @@
+#include <map>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "profile_test_support.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+
+namespace {
+
+using profile_test::StoreTest;
+using profile_test::TempDir;
+using profile_test::Write;
+using profile_test::Z;
+using tlmprofile::CParameter;
+using tlmprofile::CParameterLoader;
+using tlmprofile::CProfile;
+using tlmprofile::ParameterMap;
+using H = TLMParameterHelper;
+
+#define GETTER(name, getter)                        \
+  {                                                 \
+    name, +[]() -> uint32_t { return H::getter(); } \
+  }
+
+// Checks numbers in force given as "name=number name=number ...".
+void ExpectNumbers(const std::string &expected) {
+  static const std::map<std::string, uint32_t (*)()> getters = {
+      GETTER("level", GetInstruLevelThreshold),
+      GETTER("traceLevel", GetInstruLevelThresholdForTrace),
+      GETTER("traceCheck", GetTraceCheckInterval),
+      GETTER("traceSize", GetTraceSizeThreshold),
+      GETTER("preview", GetTracePreviewTimeout),
+      GETTER("autoTrace", GetAutoTransactionTraceThreshold),
+      GETTER("sending", GetDataSendingInterval),
+      GETTER("zombieCheck", GetZombieCheckInterval),
+      GETTER("zombieTimeout", GetZombieTimeout),
+      GETTER("emptyTimeout", GetEmptyTimeout),
+      GETTER("type", GetAgentType),
+      GETTER("type2", GetAgentType2),
+      GETTER("type3", GetAgentType3),
+      GETTER("port", GetAgentPort),
+      GETTER("port5", GetAgentPort5),
+      GETTER("sections", GetSectionCount),
+      GETTER("libTrace", GetLibTraceLevel),
+      GETTER("bucket", GetContextMapBucket),
+      GETTER("em", GetEMTraceEnablingStatus),
+      GETTER("e2e", GetE2ETraceEnablingStatus),
+      GETTER("sendTimeout", GetSocketSendTimeout),
+      GETTER("recvTimeout", GetSocketRecvTimeout),
+  };
+  std::istringstream in(expected);
+  for (std::string item; in >> item;) {
+    std::string name = item.substr(0, item.find('='));
+    EXPECT_EQ(getters.at(name)(), std::stoul(item.substr(item.find('=') + 1))) << name;
+  }
+}
+
+// Starts the store from a tlm.conf of the given content.
+void ConfigureFile(const std::string &content) {
+  TempDir dir;
+  Write(dir, "tlm.conf", content);
+  H::ConfigParameters(Z(dir.path()));
+}
+
+// Starts the store from name and value pairs.
+void ConfigurePairs(const std::vector<std::pair<zulstring, zulstring>> &pairs) {
+  std::vector<zulstring> names, values;
+  for (const auto &[name, value] : pairs) {
+    names.push_back(name);
+    values.push_back(value);
+  }
+  H::ConfigParameters(names.data(), values.data(), static_cast<uint32_t>(pairs.size()));
+}
+
+using ParameterConversion = StoreTest;
+
+TEST_F(ParameterConversion, ConfiguredValuesGiveTheNumbersInForce) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"",
+       "level=10 traceLevel=10 traceCheck=5 sending=60 zombieCheck=300 zombieTimeout=1800 "
+       "emptyTimeout=300 type=2 port=59818 sections=2 libTrace=1 bucket=13 em=0 e2e=1"},
+      // Sending: 0 stays, 1 to 14 become 15; the zombie check isn't below either.
+      {"datasending_interval=0", "sending=0 zombieCheck=300"},
+      {"datasending_interval=7", "sending=15 zombieCheck=300"},
+      // The zombie check follows sending, and the time-outs follow the zombie check.
+      {"zombie_check_interval=10", "zombieCheck=60"},
+      {"datasending_interval=4000", "zombieCheck=4000 zombieTimeout=4000 emptyTimeout=4000"},
+      {"zombie_check_interval=0\nzombie_timeout=5\nempty_timeout=7",
+       "zombieCheck=0 zombieTimeout=5 emptyTimeout=7"},
+      {"tracecheck_interval=1\ntracesize_threshold=9999\ntrace_preview_timeout=29\n"
+       "auto_transaction_trace_threshold=59\ncache_section_count=1",
+       "traceCheck=2 traceSize=10000 preview=30 autoTrace=60 sections=2"},
+      {"tracecheck_interval=0\ntracesize_threshold=10001", "traceCheck=0 traceSize=10001"},
+      // The bucket count: 7 or less gives 7, anything else keeps 13; narrowing comes first.
+      {"context_map_bucket=8", "bucket=13"},
+      {"context_map_bucket=7", "bucket=7"},
+      {"context_map_bucket=65543", "bucket=7"},
+      // The trace threshold copies the level unless it has a value of its own.
+      {"instrument_level_threshold=70000", "level=4464 traceLevel=4464"},
+      {"instrument_level_threshold_trace=3", "level=10 traceLevel=3"},
+      // Agents 2 to 5 keep their start values unless configured.
+      {"agent_type_3=4\nagent_port=99999", "type2=2 type3=4 port=34463 port5=59818"},
+      // Text around numbers, and numbers beyond 64 bits.
+      {"datasending_interval=\t+30s\r\ntracecheck_interval=abc\nlib_trace_level=-1\n"
+       "instrument_level_threshold=99999999999999999999\n"
+       "_socket_send_timeout=-99999999999999999999",
+       "sending=30 traceCheck=0 libTrace=4294967295 level=65535 sendTimeout=0"},
+  };
+  for (const auto &[configured, expected] : cases) {
+    SCOPED_TRACE(configured);
+    CParameterLoader::release();
+    ConfigureFile(configured);
+    ExpectNumbers(expected);
+  }
+}
+
+// A store on which nothing was loaded answers start values, some on purpose apart from the
+// defaults.
+TEST_F(ParameterConversion, StoreWithoutProfilesAnswersItsStartValues) {
+  ExpectNumbers(
+      "level=10 traceLevel=10 sending=60 zombieCheck=60 zombieTimeout=0 emptyTimeout=0 "
+      "type3=2 port5=59818 sections=2 bucket=13 traceSize=1000000");
+  EXPECT_EQ(H::GetLogDir(), u"");
+}
+
+TEST_F(ParameterConversion, UpdateRunsEveryDerivedRuleAgain) {
+  ConfigureFile(
+      "datasending_interval=15\nzombie_check_interval=20\nzombie_timeout=25\n"
+      "empty_timeout=10\n");
+  ExpectNumbers("zombieCheck=20 zombieTimeout=25 emptyTimeout=20");
+  H::SetSendingInterval(100);
+  ExpectNumbers("sending=100 zombieCheck=100 zombieTimeout=100 emptyTimeout=100");
+  H::SetInstruLevelThreshold(0);
+  ExpectNumbers("level=0 traceLevel=0");
+  EXPECT_FALSE(H::GetGlobalSwitch());
+  H::SetSendingInterval(0);  // the setter can't switch sending off
+  EXPECT_EQ(H::GetParamValue(u"datasending_interval"), u"15");
+}
+
+TEST_F(ParameterConversion, OnlyDynamicKeysChangeAtRunTime) {
+  // A key new to the defaults takes the built-in flag at its position: that of
+  // instrument_level_threshold (dynamic) for "first", of max_components_per_transaction for "foo".
+  ConfigurePairs({{u"first", u"1"}, {u"foo", u"bar"}, {u"instrument_level_threshold_trace", u"3"}});
+  const std::pair<const ZUL_UTF16 *, bool> cases[] = {
+      {u"instrument_level_threshold", true},
+      {u"datasending_interval", true},
+      {u"cache_section_count", true},
+      {u"lib_trace_level", true},
+      {u"first", true},
+      {u"foo", false},
+      {u"trace_enabled_via_em", false},
+      {u"nowhere", false},
+  };
+  for (const auto &[name, dynamic] : cases) {
+    zulstring before = H::GetParamValue(name);
+    EXPECT_EQ(H::UpdateParamValue(name, u"33"), dynamic);
+    EXPECT_EQ(H::GetParamValue(name), dynamic ? u"33" : before);
+  }
+  ExpectNumbers("level=33 traceLevel=3 sending=33 sections=33 libTrace=33");
+  H::SetEMTraceEnablingStatus(true);
+  H::SetE2ETraceEnablingStatus(false);
+  ExpectNumbers("em=0 e2e=1");
+}
+
+// Answers the map it was given, with the status it was given.
+class FixedProfile : public CProfile {
+ public:
+  FixedProfile(std::initializer_list<CParameter> parameters, int32_t status) : fixed_(status) {
+    for (const CParameter &p : parameters) parameters_.emplace(p.getParamName(), p);
+  }
+  ParameterMap load(const zulstring &) override {
+    status_ = fixed_;
+    return parameters_;
+  }
+  int32_t getStatus() override { return status_; }
+
+ private:
+  int32_t fixed_;
+};
+
+TEST_F(ParameterConversion, LaterProfilesOverrideValuesOnly) {
+  CParameterLoader *loader = CParameterLoader::Instance();
+  loader->addProfile(new FixedProfile({CParameter(u"a", u"1", true)}, 1));
+  loader->addProfile(new FixedProfile({CParameter(u"a", u"2", false), {u"b", u"3"}}, 1));
+  loader->addProfile(new FixedProfile({CParameter(u"a", u"x"), {u"c", u"4"}}, 2));
+  loader->addProfile(new FixedProfile({CParameter(u"d", u"5")}, 0));
+  loader->loadParameters();
+  EXPECT_EQ(loader->getParameterValue(u"a"), u"2");
+  EXPECT_EQ(loader->getParameterValue(u"b"), u"3");
+  EXPECT_EQ(loader->getParameterValue(u"c"), u"");     // status 2: passed over
+  EXPECT_EQ(loader->getParameterValue(u"d"), u"");     // status 0: passed over
+  EXPECT_TRUE(loader->updParameterValue(u"a", u"9"));  // the first profile's flag stands
+}
+
+using ParameterReport = StoreTest;
+
+TEST_F(ParameterReport, ListsConfiguredTextsInKeyOrderAndMarksUnknownKeys) {
+  ConfigurePairs({{u"datasending_interval", u"7"}, {u"foo", u"bar"}, {u"Zeta", u"1"}});
+  EXPECT_EQ(H::GetParameters(),
+            u"TLM configuration path not set, default used\n"
+            u"Current TLM Configuration:\n"
+            u"Zeta=1;<-- This parameter is not valid!\n"
+            u"_socket_recv_timeout=1000;\n"
+            u"_socket_send_timeout=500;\n"
+            u"agent_host=localhost;\n"
+            u"agent_port=59818;\n"
+            u"agent_type=2;\n"
+            u"auto_transaction_trace_threshold=600;\n"
+            u"cache_section_count=2;\n"
+            u"context_map_bucket=13;\n"
+            u"datasending_interval=7;\n"
+            u"datasending_method=socket;\n"
+            u"empty_timeout=300;\n"
+            u"foo=bar;<-- This parameter is not valid!\n"
+            u"instrument_level_threshold=10;\n"
+            u"lib_trace_level=1;\n"
+            u"logdir=/usr/zul/tlm/log;\n"
+            u"max_components_per_promotedstack=50;\n"
+            u"max_components_per_transaction=5000;\n"
+            u"perf_metric_scope=0;\n"
+            u"skip_times_below_threshold=500;\n"
+            u"system_name=ZUL_TLM;\n"
+            u"trace_enabled_via_e2e=1;\n"
+            u"trace_enabled_via_em=0;\n"
+            u"trace_preview_timeout=120;\n"
+            u"tracecheck_interval=5;\n"
+            u"tracesize_threshold=1000000;\n"
+            u"zombie_check_interval=300;\n"
+            u"zombie_timeout=1800;\n");
+  testing::internal::CaptureStdout();
+  H::PrintParameters();
+  EXPECT_EQ(testing::internal::GetCapturedStdout().rfind(
+                "Parameter Name: Zeta |Parameter Value: 1\n"
+                "Parameter Name: _socket_recv_timeout |Parameter Value: 1000\n",
+                0),
+            0u);
+}
+
+}  // namespace

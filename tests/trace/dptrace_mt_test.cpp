@@ -1,0 +1,93 @@
+// Several threads tracing at once: every line arrives whole, and thread files stay apart.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "trace_capture.h"
+#include "zul_dptrace.h"
+
+namespace {
+
+using tlm_test::Utf16;
+using tlm_test::Utf8;
+
+constexpr int kThreads = 6;
+constexpr int kLines = 400;
+
+CTRC_HDL ComponentAtLevel2() {
+  CTRC_HDL w = nullptr;
+  EXPECT_EQ(CTrcNewComp(u'W', &w, nullptr), 0);
+  static_cast<CTRC_ADM *>(w)->level = 2;
+  return w;
+}
+
+TEST(DpTrcConcurrency, LinesOfManyThreadsNeverInterleave) {
+  tlm_test::TraceFileCapture trace(2);
+  CTRC_HDL w = ComponentAtLevel2();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([w, t] {
+      for (int i = 0; i < kLines; ++i) {
+        if (i % 2 == 0)
+          DPTRC(2, w, u"thread %d line %d payload %s\n", t, i, u"0123456789abcdef0123456789");
+        else
+          DPTRC_STMT(2, DpTrcNoTi, w, u"thread %d line %d payload\nthread %d line %d tail\n", t, i,
+                     t, i);
+      }
+    });
+  }
+  for (auto &thread : threads) thread.join();
+
+  std::regex line(
+      "W  \\[Thr \\d+\\] thread (\\d+) line (\\d+) (payload( 0123456789abcdef0123456789)?|tail)");
+  std::map<int, int> next_line;
+  std::string awaited_tail;  // the line that must follow the first line of a two-line text
+  int matched = 0;
+  for (const std::u16string &l : trace.Lines()) {
+    std::string text = Utf8(l);
+    if (text.empty() || text[0] != 'W') continue;  // the header block
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(text, m, line)) << text;
+    int t = std::stoi(m[1]);
+    int i = std::stoi(m[2]);
+    if (!awaited_tail.empty()) EXPECT_EQ(text.substr(text.find("thread")), awaited_tail);
+    awaited_tail.clear();
+    // Each thread's lines arrive in order; a two-line text keeps its lines together.
+    EXPECT_GE(i, next_line[t]) << text;
+    next_line[t] = m[3] == "payload" ? i : i + 1;
+    if (m[3] == "payload")
+      awaited_tail = "thread " + std::to_string(t) + " line " + std::to_string(i) + " tail";
+    ++matched;
+  }
+  EXPECT_EQ(matched, kThreads * (kLines + kLines / 2));
+}
+
+TEST(DpTrcConcurrency, ThreadFilesHoldOnlyTheirThreadsLines) {
+  tlm_test::TraceFileCapture trace(2);
+  CTRC_HDL w = ComponentAtLevel2();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&trace, w, t] {
+      std::string path = trace.dir().File("thread" + std::to_string(t) + ".trc");
+      CTRC_HDL own = CTrcThrOpen(Utf16(path).c_str(), 1, 2);
+      ASSERT_NE(own, nullptr);
+      for (int i = 0; i < 50; ++i) DPTRC_STMT(2, DpTrcNoTiNoThr, w, u"from %d\n", t);
+      EXPECT_EQ(CTrcThrClose(own), 0);
+    });
+  }
+  for (auto &thread : threads) thread.join();
+  for (int t = 0; t < kThreads; ++t) {
+    auto lines = tlm_test::SplitLines(
+        tlm_test::ReadUtf8File(trace.dir().File("thread" + std::to_string(t) + ".trc")));
+    ASSERT_EQ(lines.size(), 4u + 50u);
+    for (size_t i = 4; i < lines.size(); ++i)
+      EXPECT_EQ(lines[i], u"W  from " + Utf16(std::to_string(t)));
+  }
+  EXPECT_EQ(trace.Text().find(u"from"), std::u16string::npos);
+}
+
+}  // namespace
