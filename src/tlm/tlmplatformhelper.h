@@ -2,7 +2,7 @@
 #ifndef TLM_TLM_TLMPLATFORMHELPER_H
 #define TLM_TLM_TLMPLATFORMHELPER_H
 
-#include "tlm/zulstring.h"
+#include "i18n/zulu16/zulstring.h"
 
 class TLMPlatformHelper {
  public:
