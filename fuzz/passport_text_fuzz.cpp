@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "passport_fuzz_check.h"
 #include "tlm/tlmpassporthelper.h"
 #include "zul_ctrc.h"
 #include "zul_epp.h"
@@ -32,12 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   PassportHelper::GetTraceLevelFromTraceFlag(flag, version);
   PassportHelper::GetTraceGuidFromZULPassport(h);
 
-  uint32_t needed = 0;
-  if (eppNeededNetworkSize(h, &needed) != EPP_RC_OK) std::abort();
-  std::vector<uint8_t> out(needed < EPP_NETWORK_SIZE_V1 ? EPP_NETWORK_SIZE_V1 : needed);
-  uint32_t used = 0;
-  if (eppSerialize(h, out.data(), static_cast<uint32_t>(out.size()), &used) != EPP_RC_OK)
-    std::abort();
+  CheckSerialisesAgain(h);
 
   zulstring next =
       PassportHelper::CreateOutgoingPassport(h, u"00112233445566778899AABBCCDDEEFF", 2, 3, u"fuzz");

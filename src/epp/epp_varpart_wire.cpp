@@ -130,11 +130,16 @@ uint32_t ReadPart(void *handle, const Stream &s, ptrdiff_t at, ptrdiff_t *part_s
   // Parts of a later version keep their place; their items aren't understood here.
   if (version >= 2) return EPP_RC_OK;
   ptrdiff_t item_at = at + static_cast<ptrdiff_t>(kPartHeader);
+  ptrdiff_t previous_item_at = -1;
   for (uint16_t i = 0; i < item_count; ++i) {
     if (!s.Holds(item_at, kItemHeader)) return EPP_RC_INVALID;
     ptrdiff_t item_size = GetU16(s.begin + item_at + 5);
     if (!s.Holds(item_at, item_size)) return EPP_RC_INVALID;
     if (uint32_t rc = ReadItem(handle, id, s, item_at, item_size)) return rc;
+    // An item of length 0 is read again and again: a second reading that succeeds stored nothing
+    // (a stored item would exist already and be refused), and so would all after it.
+    if (item_size == 0 && item_at == previous_item_at) break;
+    previous_item_at = item_at;
     item_at += item_size;
   }
   return EPP_RC_OK;
@@ -170,9 +175,14 @@ uint32_t ReadVarParts(void *handle, const ZUL_RAW *bytes, uint32_t size, int tot
   // Signed like every length of the format; a negative offset leads before the stream, where
   // nothing may be read and no part is found.
   ptrdiff_t at = GetI16(bytes + kVarPartOffset);
+  ptrdiff_t previous_at = -1;
   for (int i = 0; i < count; ++i) {
     ptrdiff_t part_size = 0;
     if (uint32_t rc = ReadPart(handle, s, at, &part_size)) return rc;
+    // A part of length 0 is read again and again; as with items, a second reading that succeeds
+    // changed nothing, and no later one would.
+    if (part_size == 0 && at == previous_at) break;
+    previous_at = at;
     at += part_size;
   }
   return EPP_RC_OK;

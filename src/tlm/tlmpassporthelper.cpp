@@ -185,24 +185,28 @@ zulstring PassportHelper::GetTransactionIdFromZULPassport(void *&handle) {
   return zulstring(text, length);
 }
 
-zulstring PassportHelper::GetRootContextIdFromZULPassport(void *&handle, uint8_t version) {
+namespace {
+
+// An identifier of a version 3 passport in hexadecimal; empty text for other versions and, with
+// the error line, when it can't be read.
+zulstring IdentifierText(void *handle, uint8_t version, uint32_t (*getter)(void *, ZUL_RAW *)) {
   if (version != 3) return {};
   ZUL_RAW id[EPP_UUID_LEN];
-  if (eppGetRootContextId(handle, id) != EPP_RC_OK) {
+  if (getter(handle, id) != EPP_RC_OK) {
     DPTRC_ERR(tf, kFieldsUnreadable);
     return {};
   }
-  return ByteArrayToHexString(id, EPP_UUID_LEN);
+  return PassportHelper::ByteArrayToHexString(id, EPP_UUID_LEN);
+}
+
+}  // namespace
+
+zulstring PassportHelper::GetRootContextIdFromZULPassport(void *&handle, uint8_t version) {
+  return IdentifierText(handle, version, eppGetRootContextId);
 }
 
 zulstring PassportHelper::GetConnectionIdFromZULPassport(void *&handle, uint8_t version) {
-  if (version != 3) return {};
-  ZUL_RAW id[EPP_UUID_LEN];
-  if (eppGetConnectionId(handle, id) != EPP_RC_OK) {
-    DPTRC_ERR(tf, kFieldsUnreadable);
-    return {};
-  }
-  return ByteArrayToHexString(id, EPP_UUID_LEN);
+  return IdentifierText(handle, version, eppGetConnectionId);
 }
 
 uint32_t PassportHelper::GetConnectionCounterFromZULPassport(void *&handle, uint8_t version) {

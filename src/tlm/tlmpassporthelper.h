@@ -15,7 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tlm/zulstring.h"
+#include "i18n/zulu16/zulstring.h"
 
 class PassportHelper {
  public:

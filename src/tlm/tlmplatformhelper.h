@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "tlm/zulstring.h"
+#include "i18n/zulu16/zulstring.h"
 
 class TLMPlatformHelper {
  public:

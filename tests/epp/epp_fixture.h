@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "epp_start.h"
 #include "passport_bytes.h"
 #include "zul_epp.h"
 
@@ -32,15 +33,7 @@ inline bool Traced(const std::u16string &part) {
 class EppTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, CaptureTrace, 3), 0u);
-    // The first passport of the process becomes the default passport, which outlives eppDelete:
-    // made here, so that the tests' own passports are ordinary ones.
-    static void *const kFirst = [] {
-      void *h = nullptr;
-      eppInit(&h);
-      return h;
-    }();
-    (void)kFirst;
+    ASSERT_EQ(StartPassportLibrary(CaptureTrace, 3), 0u);
     TraceLines().clear();
   }
 

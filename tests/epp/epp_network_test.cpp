@@ -253,6 +253,16 @@ TEST_F(EppNetwork, WhatIsNotUnderstoodIsSkipped) {
   ASSERT_EQ(eppGetItemCount(h, 1, 0, &counts[1]), 0u);
   EXPECT_EQ(counts[0], 0);
   EXPECT_EQ(counts[1], 2);
+
+  // A part and an item of length 0 are read in place as often as the counts say (here 32767
+  // times 65535); reading them once more than once changes nothing, and must not take minutes.
+  Bytes in_place =
+      With(With(pb::Part(0, 0xFFFF, pb::Item(1, 1, 77, {}), true), 5, {0, 0}), 12 + 5, {0, 0});
+  ASSERT_EQ(Parse(With(V3With(in_place, 1), 222, {0x7F, 0xFF}), &h), 0u);
+  ASSERT_EQ(eppGetItemCount(h, 0, 0, &counts[0]), 0u);
+  EXPECT_EQ(counts[0], 0);
+  EXPECT_EQ(Parse(V3With(With(pb::Part(0, 3, pb::IntItem(1, 1, 5), true), 12 + 5, {0, 0}), 1), &h),
+            1u);
 }
 
 // The valid passports of the fuzz corpus, of each version and with items, parse and give back the

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "epp_start.h"
 #include "zul_epp.h"
 
 namespace {
@@ -18,14 +19,7 @@ constexpr int kIncrements = 20000;
 class EppPassportMt : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
-    // The process's first passport becomes the default passport, which eppDelete leaves alone.
-    static void *const kFirst = [] {
-      void *h = nullptr;
-      eppInit(&h);
-      return h;
-    }();
-    (void)kFirst;
+    ASSERT_EQ(StartPassportLibrary(), 0u);
     ASSERT_EQ(eppInit(&shared_), 0u);
   }
   void TearDown() override { EXPECT_EQ(eppDelete(shared_), 0u); }

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 
+#include "epp_start.h"
 #include "passport_bytes.h"
 #include "tlm/tlmplatformhelper.h"
 #include "trace_capture.h"
@@ -22,16 +23,7 @@ namespace pb = passport_bytes;
 
 class PassportHelperTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
-    // The first passport of a process stays as the default passport: made here.
-    static void *const kFirst = [] {
-      void *h = nullptr;
-      eppInit(&h);
-      return h;
-    }();
-    (void)kFirst;
-  }
+  void SetUp() override { ASSERT_EQ(StartPassportLibrary(), 0u); }
   void TearDown() override {
     for (void *&h : handles_) PassportHelper::DestroyPassportHandle(h);
   }
@@ -177,19 +169,16 @@ TEST_F(PassportHelperTest, FieldsWithTheirFallbacks) {
 struct Hop {
   uint8_t version;
   uint16_t flag;
-  zulstring connection_id;
   uint32_t counter;
-  zulstring previous;
+  zulstring connection_id, previous;
 };
 
 Hop Read(const zulstring &text) {
   void *h = PassportHelper::IsZULPassport(text.c_str());
   EXPECT_NE(h, nullptr);
-  Hop hop{};
-  hop.version = PassportHelper::GetPassportVersion(h);
-  hop.flag = PassportHelper::GetTraceFlagFromZULPassport(h);
-  hop.connection_id = PassportHelper::GetConnectionIdFromZULPassport(h, hop.version);
+  Hop hop{PassportHelper::GetPassportVersion(h), PassportHelper::GetTraceFlagFromZULPassport(h)};
   hop.counter = PassportHelper::GetConnectionCounterFromZULPassport(h, hop.version);
+  hop.connection_id = PassportHelper::GetConnectionIdFromZULPassport(h, hop.version);
   ZUL_UTF16 previous[32];
   uint32_t length = 0;
   eppGetPreComponentName(h, 32, previous, &length);
@@ -200,60 +189,55 @@ Hop Read(const zulstring &text) {
 
 const ZUL_UTF16 kConnection[] = u"00112233445566778899AABBCCDDEEFF";
 
-TEST_F(PassportHelperTest, OutgoingPassportForAContextWithoutOne) {
-  void *h = nullptr;
-  Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 7, 3, u"Me"));
-  EXPECT_EQ(hop.version, 3);
-  EXPECT_EQ(hop.flag, 15);
-  EXPECT_EQ(hop.connection_id, kConnection);
-  EXPECT_EQ(hop.counter, 7u);
-  EXPECT_EQ(hop.previous, u"Me");
-  // The handle is the context's from now on, and serves the next call.
-  ASSERT_NE(h, nullptr);
-  EXPECT_EQ(Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 8, 3, u"Me")).counter, 8u);
-  PassportHelper::DestroyPassportHandle(h);
-  EXPECT_EQ(h, nullptr);
-}
-
-TEST_F(PassportHelperTest, Version2IsRaisedWithTheFlagOfTheLevel) {
+TEST_F(PassportHelperTest, OutgoingPassports) {
+  const pb::Bytes none;
   const struct {
+    const char *name;
+    pb::Bytes incoming;
     uint16_t level;
-    uint16_t flag;
-  } cases[] = {{3, 3487}, {2, 2697}, {1, 0}, {0, 0}, {7, 0}};
+    Hop expected;
+  } cases[] = {
+      {"no passport", none, 3, {3, 15, 7, kConnection, u"Me"}},
+      {"version 2, level 3", pb::Version2(pb::SampleCore(2)), 3, {3, 3487, 7, kConnection, u"Me"}},
+      {"version 2, level 2", pb::Version2(pb::SampleCore(2)), 2, {3, 2697, 7, kConnection, u"Me"}},
+      {"version 2, level 1", pb::Version2(pb::SampleCore(2)), 1, {3, 0, 7, kConnection, u"Me"}},
+      {"version 2, level 7", pb::Version2(pb::SampleCore(2)), 7, {3, 0, 7, kConnection, u"Me"}},
+      {"version 1 stays", pb::Version1(pb::SampleCore(1)), 3, {1, 0x0D8F, 0, u"", u"Me"}},
+      {"version 3 keeps its flag",
+       pb::Version3(pb::SampleCore(3)),
+       3,
+       {3, 0x0D8F, 7, kConnection, u"Me"}},
+  };
   for (const auto &c : cases) {
-    void *&h = Passport(pb::Version2(pb::SampleCore(2)));
-    Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 1, c.level, u"Me"));
-    EXPECT_EQ(hop.version, 3);
-    EXPECT_EQ(hop.flag, c.flag) << "level " << c.level;
-    EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h).substr(0, 6), u"T-0001");
+    SCOPED_TRACE(c.name);
+    void *&h = c.incoming.empty() ? Passport(u"") : Passport(c.incoming);
+    Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 7, c.level, u"Me"));
+    EXPECT_EQ(hop.version, c.expected.version);
+    EXPECT_EQ(hop.flag, c.expected.flag);
+    EXPECT_EQ(hop.counter, c.expected.counter);
+    EXPECT_EQ(hop.connection_id, c.expected.connection_id);
+    EXPECT_EQ(hop.previous, c.expected.previous);
+    // The handle is the context's, changed in place; what the next hop doesn't change stays.
+    ASSERT_NE(h, nullptr);
+    if (hop.version == 3 && !c.incoming.empty())
+      EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h).substr(0, 6), u"T-0001");
   }
 }
 
-TEST_F(PassportHelperTest, OtherVersionsKeepFlagAndVersion) {
-  void *&v1 = Passport(pb::Version1(pb::SampleCore(1)));
-  Hop hop = Read(PassportHelper::CreateOutgoingPassport(v1, kConnection, 4, 3, u"Me"));
-  EXPECT_EQ(hop.version, 1);
-  EXPECT_EQ(hop.flag, 0x0D8F);
-  EXPECT_EQ(hop.previous, u"Me");
-
-  // Version 3: only connection id, counter and previous component change; a short connection id
-  // is filled with zeros, a previous component too long for its field leaves the old one.
-  void *&v3 =
+TEST_F(PassportHelperTest, OutgoingFieldsOfAVersion3Passport) {
+  // Items pass on; a short connection id is filled with zeros; a previous component too long for
+  // its field leaves the old one.
+  void *&h =
       Passport(pb::Version3(pb::SampleCore(3), pb::Part(1, 1, pb::IntItem(3, 4, 5), true), 1));
-  zulstring text = PassportHelper::CreateOutgoingPassport(v3, u"ABCD", 9, 3, u"Me");
-  hop = Read(text);
-  EXPECT_EQ(hop.flag, 0x0D8F);
-  EXPECT_EQ(hop.connection_id, u"ABCD" + std::u16string(28, u'0'));
-  EXPECT_EQ(hop.counter, 9u);
-  void *&next = Passport(text);
-  EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(next, 3),
-            u"000102030405060708090A0B0C0D0E0F");
+  zulstring text = PassportHelper::CreateOutgoingPassport(h, u"ABCD", 9, 3, u"Me");
+  EXPECT_EQ(Read(text).connection_id, u"ABCD" + std::u16string(28, u'0'));
   uint16_t items = 0;
-  EXPECT_EQ(eppGetItemCount(next, 1, 3, &items), 0u);
+  EXPECT_EQ(eppGetItemCount(Passport(text), 1, 3, &items), 0u);
   EXPECT_EQ(items, 1);
   std::u16string long_name(33, u'L');
-  hop = Read(PassportHelper::CreateOutgoingPassport(v3, kConnection, 9, 3, long_name.c_str()));
-  EXPECT_EQ(hop.previous, u"Me");
+  EXPECT_EQ(Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 9, 3, long_name.c_str()))
+                .previous,
+            u"Me");
 }
 
 TEST_F(PassportHelperTest, HexadecimalText) {

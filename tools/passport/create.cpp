@@ -97,21 +97,21 @@ bool SetText(uint32_t (*setter)(void *, const ZUL_UTF16 *, uint32_t), void *h,
 }
 
 // "P:A:K:T:V"; the value is everything after the fourth colon.
-bool AddItem(void *h, const std::string &spec) {
+bool AddItem(void *h, const std::string &item) {
   size_t colons[4];
   size_t at = 0;
   for (size_t &c : colons) {
-    c = spec.find(':', at);
-    if (c == std::string::npos) return Fail("item \"" + spec + "\" is not P:A:K:T:V"), false;
+    c = item.find(':', at);
+    if (c == std::string::npos) return Fail("item \"" + item + "\" is not P:A:K:T:V"), false;
     at = c + 1;
   }
   long part = 0, app = 0, key = 0;
-  if (!ParseNumber(spec.substr(0, colons[0]).c_str(), 65535, &part) ||
-      !ParseNumber(spec.substr(colons[0] + 1, colons[1] - colons[0] - 1).c_str(), 65535, &app) ||
-      !ParseNumber(spec.substr(colons[1] + 1, colons[2] - colons[1] - 1).c_str(), 65535, &key))
-    return Fail("item \"" + spec + "\": part, application and key must be numbers"), false;
-  std::string type = spec.substr(colons[2] + 1, colons[3] - colons[2] - 1);
-  std::string value = spec.substr(colons[3] + 1);
+  if (!ParseNumber(item.substr(0, colons[0]).c_str(), 65535, &part) ||
+      !ParseNumber(item.substr(colons[0] + 1, colons[1] - colons[0] - 1).c_str(), 65535, &app) ||
+      !ParseNumber(item.substr(colons[1] + 1, colons[2] - colons[1] - 1).c_str(), 65535, &key))
+    return Fail("item \"" + item + "\": part, application and key must be numbers"), false;
+  std::string type = item.substr(colons[2] + 1, colons[3] - colons[2] - 1);
+  std::string value = item.substr(colons[3] + 1);
   uint32_t rc;
   auto set = [&](uint8_t t, uint32_t length, const void *v) {
     return eppSetItem(h, uint16_t(part), uint16_t(app), uint16_t(key), t, length, v);
@@ -125,13 +125,13 @@ bool AddItem(void *h, const std::string &spec) {
   } else if (type == "bytes" || type == "uuid") {
     Bytes bytes;
     if (!ParseHex(value, &bytes) || (type == "uuid" && bytes.size() != EPP_UUID_LEN))
-      return Fail("item \"" + spec + "\": value must be hexadecimal digits"), false;
+      return Fail("item \"" + item + "\": value must be hexadecimal digits"), false;
     rc = set(type == "uuid" ? EPP_ITEM_UUID : EPP_ITEM_BYTES, static_cast<uint32_t>(bytes.size()),
              bytes.data());
   } else {
-    return Fail("item \"" + spec + "\": type must be int, string, bytes or uuid"), false;
+    return Fail("item \"" + item + "\": type must be int, string, bytes or uuid"), false;
   }
-  if (rc != EPP_RC_OK) Fail("item \"" + spec + "\" refused (code " + std::to_string(rc) + ")");
+  if (rc != EPP_RC_OK) Fail("item \"" + item + "\" refused (code " + std::to_string(rc) + ")");
   return rc == EPP_RC_OK;
 }
 
