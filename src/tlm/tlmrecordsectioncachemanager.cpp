@@ -49,7 +49,6 @@ void CRecordSectionCacheManager::release() {
 
 CRecordSectionCacheManager::CRecordSectionCacheManager() {
   ThrMtxInit(&processLock_, nullptr);
-  ThrRwlInit(&ringLock_);
   ThrMtxInit(&callBackLock_, nullptr);
 }
 
@@ -57,7 +56,6 @@ CRecordSectionCacheManager::~CRecordSectionCacheManager() {
   for (CRecordSection *section : ring_) delete section;
   delete agent_;
   ThrMtxDelete(&callBackLock_);
-  ThrRwlDelete(&ringLock_);
   ThrMtxDelete(&processLock_);
 }
 

@@ -10,6 +10,7 @@
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmmtresourcerecord.h"
 #include "tlm/tlmmtstatrecord.h"
+#include "tlm/tlmlocks.h"
 #include "zul_thr.h"
 
 class CMTDataSendingAgent;
@@ -98,7 +99,7 @@ class CRecordSectionCacheManager {
 
   THR_MTX processLock_;  // guards inProcess_
   bool inProcess_ = false;
-  THR_RWL ringLock_;      // guards ring_ and version_
+  CCoreRwLock ringLock_;  // guards ring_ and version_
   THR_MTX callBackLock_;  // guards callBacks_
   std::deque<CRecordSection *> ring_;
   std::map<uint32_t, CCallBackContext> callBacks_;

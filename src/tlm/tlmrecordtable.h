@@ -25,13 +25,12 @@ class CRecordTable {
  public:
   typedef std::map<zulstring, Record *, ZulStringLess> Map;
 
-  CRecordTable() { ThrRwlInit(&lock_); }
+  CRecordTable() = default;
   CRecordTable(const CRecordTable &) = delete;
   CRecordTable &operator=(const CRecordTable &) = delete;
   ~CRecordTable() {
     for (auto &entry : map_) delete entry.second;
     for (auto &entry : spares_) delete entry.second;
-    ThrRwlDelete(&lock_);
   }
 
   // For a caller that holds the section out of reach of writers.
@@ -101,7 +100,7 @@ class CRecordTable {
     return record;
   }
 
-  THR_RWL lock_;  // guards map_ and spares_
+  CCoreRwLock lock_;  // guards map_ and spares_
   Map map_;
   std::multimap<zulstring, Record *, ZulStringLess> spares_;
 };
