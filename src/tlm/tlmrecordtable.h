@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmlocks.h"
@@ -67,17 +68,26 @@ class CRecordTable {
   }
 
   // Puts a cleared copy of each record that carry selects into target, unless target has the
-  // name already. Holds this table's lock shared throughout and target's exclusively for each
-  // copy.
+  // name already. The records are read under this table's lock shared and entered under target's
+  // lock exclusively, one lock after the other: the ring hands sections on in a circle, so holding
+  // both would order the tables' locks both ways round over time.
   template <typename Select>
   void copyTo(CRecordTable &target, Select carry) {
-    CSharedLock hold(&lock_);
-    for (const auto &[name, record] : map_) {
-      if (!carry(*record)) continue;
-      CExclusiveLock holdTarget(&target.lock_);
+    std::vector<std::unique_ptr<Record>> carried;
+    {
+      CSharedLock hold(&lock_);
+      for (const auto &[name, record] : map_) {
+        if (!carry(*record)) continue;
+        carried.push_back(std::make_unique<Record>(name));
+        carried.back()->assignFrom(*record);
+      }
+    }
+    CExclusiveLock holdTarget(&target.lock_);
+    for (const auto &source : carried) {
+      const zulstring &name = source->getName();
       if (target.map_.find(name) != target.map_.end()) continue;
       Record *copy = target.takeFresh(name);
-      copy->assignFrom(*record);
+      copy->assignFrom(*source);
       copy->clear();
       target.map_.emplace(name, copy);
     }
