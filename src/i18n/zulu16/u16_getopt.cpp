@@ -62,14 +62,14 @@ int getoptU(int argc, ZUL_UTF16 *const argv[], const ZUL_UTF16 *optstring) noexc
   const ZUL_UTF16 *word = argv[optindU];
   ZUL_UTF16 option = word[next_char++];
   bool last = word[next_char] == 0;
-  const ZUL_UTF16 *spec = option == u':' ? nullptr : strchrU16(optstring, option);
-  if (spec == nullptr) {
+  const ZUL_UTF16 *declared = option == u':' ? nullptr : strchrU16(optstring, option);
+  if (declared == nullptr) {
     optoptU = option;
     Complain(optstring, u"%s: illegal option -- %c\n", argv, option);
     FinishWordIf(last);
     return '?';
   }
-  if (spec[1] != u':') {
+  if (declared[1] != u':') {
     FinishWordIf(last);
     return option;
   }
