@@ -87,8 +87,9 @@ class ValueSource {
   size_t left_;
 };
 
-// Mirrors the library's reading of one specification after '%'. Answers false for an input that
-// can't be fed; *stop is set at an unknown letter, after which the library reads nothing more.
+// Mirrors the library's reading of one conversion specification after '%'. Answers false for an
+// input that can't be fed; *stop is set at an unknown letter, after which the library reads
+// nothing more.
 bool ScanConversion(const std::u16string &f, size_t *i, std::vector<Need> *kinds, bool *stop) {
   auto at = [&](size_t k) -> char16_t { return k < f.size() ? f[k] : 0; };
   while (at(*i) == u' ' || at(*i) == u'#' || at(*i) == u'+' || at(*i) == u'-' || at(*i) == u'0')

@@ -16,8 +16,9 @@ class OutputConversion {
  public:
   explicit OutputConversion(OutputStream &stream) : stream_(stream) {}
 
-  // Reads the specification at p (just after '%'), taking any '*' arguments. Answers the position
-  // after the conversion letter, or null for an unknown letter (reported by u16_unknownFormatStr).
+  // Reads the conversion specification at p (just after '%'), taking any '*' arguments. Answers
+  // the position after the conversion letter, or null for an unknown letter (reported by
+  // u16_unknownFormatStr).
   const ZUL_UTF16 *parse(const ZUL_UTF16 *p);
   // Fetches the argument and renders it, and works out sign, prefix and padding.
   void toString();
