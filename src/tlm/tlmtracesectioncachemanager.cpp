@@ -125,8 +125,8 @@ void CTraceSectionCacheManager::processTraceData() noexcept {
 void CTraceSectionCacheManager::sendVersionOnce() {
   // Sent once per process, whatever sendData made of it; a sink that isn't ready delays it.
   if (versionSent_ || agent_ == nullptr || !agent_->checkStatus()) return;
-  const zulstring line = stringEventLine(tlmmetric::GetProcessPrefix(), kVersionName,
-                                         kLibraryVersion);
+  const zulstring line =
+      stringEventLine(tlmmetric::GetProcessPrefix(), kVersionName, kLibraryVersion);
   versionSent_ = true;
   agent_->sendData(line);
   DPTRC(1, tf, u"Version Data Sent Once for\n%s", line.c_str());

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "metrics_test_support.h"
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmtracesectioncachemanager.h"
 #include "trace_capture.h"
 #include "trace_sink.h"
@@ -23,19 +22,17 @@ constexpr int kWriters = 4;
 constexpr int kTextsPerWriter = 3000;
 constexpr int kSenders = 2;
 
-class TraceRingMt : public ::testing::Test {
+class TraceRingMt : public metrics_test::MetricsTest {
  protected:
   void SetUp() override {
     ThrProcInit();
-    metrics_test::Configure({});
-    CContextCacheManager::Instance()->initialize();
+    Start();
     CTraceSectionCacheManager::Instance()->initialize();
     sink_ = std::make_unique<tlm_test::TraceSink>();
   }
   void TearDown() override {
     CTraceSectionCacheManager::release();
-    CContextCacheManager::release();
-    TLMParameterHelper::CleanUp();
+    MetricsTest::TearDown();
   }
 
   tlm_test::TraceCapture trace_{3};

@@ -20,20 +20,18 @@ typedef std::vector<std::u16string> Texts;
 const std::u16string kVersionLine =
     u"<metric type=\"StringEvent\" name=\"ZUL_TLM:TLM library version\" value=\"2.3.12\" />\n";
 
-// The trace ring over a configuration from pairs, with the registry that names the process, and a
-// sink as its agent.
-class TraceRing : public ::testing::Test {
+// The trace ring beside the metric sections, over a configuration from pairs, with the registry
+// that names the process, and a sink as its agent.
+class TraceRing : public metrics_test::MetricsTest {
  protected:
   void Start(metrics_test::Pairs pairs = {}) {
-    metrics_test::Configure(pairs);
-    CContextCacheManager::Instance()->initialize();
+    MetricsTest::Start(pairs);
     Ring()->initialize();
     sink_ = std::make_unique<tlm_test::TraceSink>();
   }
   void TearDown() override {
     CTraceSectionCacheManager::release();
-    CContextCacheManager::release();
-    TLMParameterHelper::CleanUp();
+    MetricsTest::TearDown();
   }
   static CTraceSectionCacheManager *Ring() { return CTraceSectionCacheManager::Instance(); }
   tlm_test::TraceSink &Sink() { return *sink_; }
@@ -127,11 +125,12 @@ TEST_F(TraceRing, TraceOfARun) {
   tlm_test::TraceCapture trace(3);
   Ring()->processTraceData();
   const std::u16string p = tlm_test::TraceCapture::ThreadPrefix();
-  EXPECT_EQ(trace.Lines(),
-            (Texts{p + u"Start copying[lock]", p + u"End copying[unlock]",
-                   p + u"Version Data Sent Once for", p + kVersionLine.substr(0, kVersionLine.size() - 1),
-                   p + u"Trace Data Detected", p + u"Trace sending statistics: EM TT trace# 2 sent",
-                   p + u"Processing finished"}));
+  EXPECT_EQ(
+      trace.Lines(),
+      (Texts{p + u"Start copying[lock]", p + u"End copying[unlock]",
+             p + u"Version Data Sent Once for", p + kVersionLine.substr(0, kVersionLine.size() - 1),
+             p + u"Trace Data Detected", p + u"Trace sending statistics: EM TT trace# 2 sent",
+             p + u"Processing finished"}));
   // At level 1 only the version and the statistics remain.
   tlm_test::TraceCapture quiet(1);
   Ring()->addTransTraceString(u"C");
