@@ -10,10 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "metrics_test_support.h"
-#include "tlm/tlmtracesectioncachemanager.h"
 #include "trace_capture.h"
-#include "trace_sink.h"
+#include "trace_ring_test_support.h"
 #include "zul_thr.h"
 
 namespace {
@@ -22,25 +20,18 @@ constexpr int kWriters = 4;
 constexpr int kTextsPerWriter = 3000;
 constexpr int kSenders = 2;
 
-class TraceRingMt : public metrics_test::MetricsTest {
+class TraceRingMt : public trace_ring_test::TraceRingTest {
  protected:
   void SetUp() override {
     ThrProcInit();
     Start();
-    CTraceSectionCacheManager::Instance()->initialize();
-    sink_ = std::make_unique<tlm_test::TraceSink>();
-  }
-  void TearDown() override {
-    CTraceSectionCacheManager::release();
-    MetricsTest::TearDown();
   }
 
   tlm_test::TraceCapture trace_{3};
-  std::unique_ptr<tlm_test::TraceSink> sink_;
 };
 
 TEST_F(TraceRingMt, EveryTextIsSentOnceInItsWritersOrder) {
-  CTraceSectionCacheManager *ring = CTraceSectionCacheManager::Instance();
+  CTraceSectionCacheManager *ring = Ring();
   std::atomic<int> writing{kWriters};
   std::vector<std::thread> threads;
   for (int w = 0; w < kWriters; ++w) {
@@ -63,7 +54,7 @@ TEST_F(TraceRingMt, EveryTextIsSentOnceInItsWritersOrder) {
 
   std::map<char16_t, int> next;
   int versions = 0;
-  for (const std::u16string &text : sink_->Texts()) {
+  for (const std::u16string &text : Sink().Texts()) {
     if (text.find(u"TLM library version") != std::u16string::npos) {
       ++versions;
       continue;

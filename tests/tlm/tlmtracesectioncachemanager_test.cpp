@@ -6,12 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "metrics_test_support.h"
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
 #include "tlm/tlmmtdatasendingsocketagent.h"
 #include "trace_capture.h"
-#include "trace_sink.h"
+#include "trace_ring_test_support.h"
 
 namespace {
 
@@ -20,25 +19,7 @@ typedef std::vector<std::u16string> Texts;
 const std::u16string kVersionLine =
     u"<metric type=\"StringEvent\" name=\"ZUL_TLM:TLM library version\" value=\"2.3.12\" />\n";
 
-// The trace ring beside the metric sections, over a configuration from pairs, with the registry
-// that names the process, and a sink as its agent.
-class TraceRing : public metrics_test::MetricsTest {
- protected:
-  void Start(metrics_test::Pairs pairs = {}) {
-    MetricsTest::Start(pairs);
-    Ring()->initialize();
-    sink_ = std::make_unique<tlm_test::TraceSink>();
-  }
-  void TearDown() override {
-    CTraceSectionCacheManager::release();
-    MetricsTest::TearDown();
-  }
-  static CTraceSectionCacheManager *Ring() { return CTraceSectionCacheManager::Instance(); }
-  tlm_test::TraceSink &Sink() { return *sink_; }
-
- private:
-  std::unique_ptr<tlm_test::TraceSink> sink_;
-};
+class TraceRing : public trace_ring_test::TraceRingTest {};
 
 TEST_F(TraceRing, InitializeBuildsTheRingAndTheAgentOfTheSendingMethod) {
   metrics_test::Configure({{u"cache_section_count", u"4"}, {u"datasending_method", u"socket"}});
