@@ -12,13 +12,12 @@
 #include <vector>
 
 #include "u16_printf_test_util.h"
-#include "u16_string_test_support.h"
 #include "zul_u16printf.h"
 
 namespace {
 
 using u16_printf_test::Format;
-using u16_printf_test::Widen;
+using u16_printf_test::W;
 
 constexpr char16_t kFill = u'#';
 
@@ -243,8 +242,8 @@ TEST(U16PrintfHuge, WidthsAndPrecisionsBeyondTheInlineBuffer) {
   std::vector<char> expected(big.size());
   for (const char *format : {"%.5000f", "%#.1500g"}) {
     int n = std::snprintf(expected.data(), expected.size(), format, 1.0 / 3.0);
-    EXPECT_EQ(sprintfU16(big.data(), Widen(format).c_str(), 1.0 / 3.0), n) << format;
-    EXPECT_TRUE(std::u16string(big.data()) == Widen(expected.data())) << format;
+    EXPECT_EQ(sprintfU16(big.data(), W(format).c_str(), 1.0 / 3.0), n) << format;
+    EXPECT_TRUE(std::u16string(big.data()) == W(expected.data())) << format;
   }
 }
 
