@@ -51,19 +51,6 @@ TEST_F(TraceRing, EmptyPeriodsRotateAndTheVersionWaitsForAReadyAgent) {
   EXPECT_EQ(Sink().StatusChecks(), 5);
 }
 
-TEST_F(TraceRing, TextsGoOutInOrderOnceEach) {
-  Start();
-  Ring()->addTransTraceString(u"A");
-  Ring()->addTransTraceString(u"B");
-  Ring()->processTraceData();
-  EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"A", u"B"}));
-  Sink().Clear();
-  Ring()->addTransTraceString(u"C");
-  Ring()->processTraceData();
-  Ring()->processTraceData();
-  EXPECT_EQ(Sink().Texts(), Texts{u"C"});
-}
-
 TEST_F(TraceRing, PeriodIsLostWhileTheAgentIsDown) {
   Start();
   Ring()->addTransTraceString(u"Lost");
@@ -90,15 +77,6 @@ TEST_F(TraceRing, BusyRunReturnsWithoutRotating) {
   EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"A"}));
 }
 
-TEST_F(TraceRing, NoAgentKeepsTheVersionForLater) {
-  Start();
-  Ring()->setAgent(nullptr);
-  Ring()->addTransTraceString(u"A");
-  Ring()->processTraceData();
-  EXPECT_FALSE(Ring()->isVersionSent());
-  EXPECT_EQ(Ring()->getRingSize(), 2u);
-}
-
 TEST_F(TraceRing, TraceOfARun) {
   Start();
   Ring()->addTransTraceString(u"A");
@@ -112,11 +90,7 @@ TEST_F(TraceRing, TraceOfARun) {
              p + u"Version Data Sent Once for", p + kVersionLine.substr(0, kVersionLine.size() - 1),
              p + u"Trace Data Detected", p + u"Trace sending statistics: EM TT trace# 2 sent",
              p + u"Processing finished"}));
-  // At level 1 only the version and the statistics remain.
-  tlm_test::TraceCapture quiet(1);
-  Ring()->addTransTraceString(u"C");
-  Ring()->processTraceData();
-  EXPECT_EQ(quiet.Lines(), Texts{p + u"Trace sending statistics: EM TT trace# 1 sent"});
+  EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"A", u"B"}));
 }
 
 TEST_F(TraceRing, StringEventLines) {
@@ -146,14 +120,6 @@ TEST_F(TraceRing, StringEventLines) {
   EXPECT_EQ(Sink().Texts(),
             Texts{u"<metric type=\"StringEvent\" name=\"SYS|App_12:TLM library version\" "
                   u"value=\"2.3.12\" />\n"});
-}
-
-TEST_F(TraceRing, BuildingAStringLineIsTraced) {
-  Start();
-  tlm_test::TraceCapture trace(1);
-  const zulstring line = Ring()->buildSetStringData(u"", u"Name", u"Value");
-  const std::u16string p = tlm_test::TraceCapture::ThreadPrefix();
-  EXPECT_EQ(trace.Text(), p + u"buildSetStringData Data for\n" + p + line);
 }
 
 }  // namespace

@@ -63,9 +63,4 @@ TEST_F(SetStringValue, NothingWithoutSendingIntervalOrWhileSwitchedOff) {
   }
 }
 
-TEST_F(SetStringValue, CallAfterStopIsHarmless) {
-  TLM_ProcExit();
-  TLM_setStringValue(u"Sub", u"Name", u"Value");
-}
-
 }  // namespace
