@@ -1,15 +1,19 @@
-// Trace documents: the text of a record tree and the six document forms of a context.
+// Trace documents: the text of a record tree and the six document forms of a context, built on a
+// context directly and sent through the exported timing functions.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <regex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm_core_fixture.h"
+#include "trace_sink.h"
 #include "zul_epp.h"
 
 namespace {
@@ -260,6 +264,73 @@ TEST_F(TraceDocTest, NoRootNoText) {
     EXPECT_EQ((context.*render)(), u"");
   }
   EXPECT_EQ(trace_.Text(), u"");
+}
+
+// The library started, with a sink in place of the trace sections' agent.
+class TraceDocSendingTest : public core_test::StartedTest {
+ protected:
+  void Start(const core_test::Pairs &pairs) {
+    StartedTest::Start(pairs);
+    traceSink_ = std::make_unique<tlm_test::TraceSink>();
+  }
+  void SetUp() override { Start({}); }
+  // The trace documents sent so far, in order and normalised; other trace texts are left out.
+  std::vector<std::string> Documents(bool cpuToo = false) {
+    CTraceSectionCacheManager::Instance()->processTraceData();
+    std::vector<std::string> documents;
+    for (const auto &text : traceSink_->Texts()) {
+      if (text.rfind(u"<event ", 0) == 0) documents.push_back(Normalised(text, cpuToo));
+    }
+    return documents;
+  }
+
+  std::unique_ptr<tlm_test::TraceSink> traceSink_;
+};
+
+TEST_F(TraceDocSendingTest, ATracedTransactionSendsOneCompleteDocument) {
+  TLM_initContext(u"*1000");  // an application passport of level 2: traced, without a GUID
+  uint32_t a = TLM_startTiming(u"App", u"run", 1);
+  const std::string guid = Text(OwnContext()->getTraceGuid());
+  uint32_t b = TLM_startTiming(u"DB", u"query", 1);
+  TLM_appendInfo(b, u"sql", u"select \"x\" <1>");
+  TLM_endTiming(b);
+  TLM_appendContextInfo(u"user", u"bob");
+  TLM_endTiming(a);
+  EXPECT_EQ(Documents(), std::vector<std::string>{
+                             "<event resource=\"App|run\" startTime=\"T\" duration=\"#\">"
+                             "<calledComponent resource=\"DB|query\" offset=\"#\" duration=\"#\">" +
+                             kCPU + Param("sql", "select \"x\" <1>") + "</calledComponent>" + kCPU +
+                             Param("request.header.ZUL-PASSPORT", guid + "*1000") +
+                             Param("user", "bob") + "</event>\n"});
+}
+
+TEST_F(TraceDocSendingTest, UntracedTransactionsSendNothing) {
+  TLM_initContext(u"");
+  TLM_endTiming(TLM_startTiming(u"App", u"run", 1));
+  TLM_endTiming(TLM_startTiming(u"App", u"run", 1));  // a context made without passport
+  EXPECT_TRUE(Documents().empty());
+}
+
+// The component limit sends the error snapshot, then the trace so far, and collects no more.
+TEST_F(TraceDocSendingTest, TheComponentLimitCutsTheTrace) {
+  Start({{u"trace_enabled_via_em", u"1"}, {u"max_components_per_transaction", u"2"}});
+  uint32_t a = TLM_startTiming(u"App", u"run", 1);
+  uint32_t b = TLM_startTiming(u"DB", u"query", 1);  // the record counter goes to 3
+  TLM_endTiming(TLM_startTiming(u"DB", u"more", 1));
+  TLM_endTiming(b);
+  TLM_endTiming(a);
+  const std::string tree =
+      "<event resource=\"App|run\" startTime=\"T\" duration=\"#\">"
+      "<calledComponent resource=\"DB|query\" offset=\"#\" duration=\"#\">" +
+      Param("CPU Time (us)", "#") + "</calledComponent>" + Param("CPU Time (us)", "#");
+  std::vector<std::string> documents = Documents(true);  // both records were running
+  ASSERT_EQ(documents.size(), 2u);
+  EXPECT_EQ(documents[0], tree + Param("Trace Type", "ErrorSnapshot") +
+                              Param("Method Call Error", "Max components threshold reached") +
+                              "</event>\n");
+  EXPECT_EQ(documents[1], tree + Param("request.header.ZUL-PASSPORT", "") +
+                              Param("Trace Finish Type", "Max components threshold reached") +
+                              "</event>\n");
 }
 
 }  // namespace
