@@ -78,21 +78,13 @@ TEST_F(TraceDocTest, TwoChildrenWithoutInfoInTheCompleteForm) {
   EXPECT_EQ(Text(context.getEMTraceXML()), expected);
 }
 
+// The start time text has milliseconds unless the agent type is 0.
 TEST_F(TraceDocTest, StartTimeTextFollowsTheAgentType) {
-  struct Case {
-    const char16_t *agentType;
-    const char *pattern;
-  } cases[] = {
-      {u"0", "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"},
-      {u"2", "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}"},
-  };
-  for (const Case &c : cases) {
-    Configure({{u"agent_type", c.agentType}});
+  for (const auto &[agentType, length] : {std::pair{u"0", 19u}, std::pair{u"2", 23u}}) {
+    Configure({{u"agent_type", agentType}});
     CMTContext context(u"");
     context.endTiming(context.startTiming(u"A|run", 1));
-    std::string start = Text(context.getRootRecord()->getStartTimestampStr());
-    EXPECT_TRUE(std::regex_match(start, std::regex(c.pattern))) << start;
-    EXPECT_NE(Text(context.getEMTraceXML()).find("startTime=\"" + start + "\""), std::string::npos);
+    EXPECT_EQ(context.getRootRecord()->getStartTimestampStr().size(), length);
   }
 }
 
@@ -302,13 +294,6 @@ TEST_F(TraceDocSendingTest, ATracedTransactionSendsOneCompleteDocument) {
                              kCPU + Param("sql", "select \"x\" <1>") + "</calledComponent>" + kCPU +
                              Param("request.header.ZUL-PASSPORT", guid + "*1000") +
                              Param("user", "bob") + "</event>\n"});
-}
-
-TEST_F(TraceDocSendingTest, UntracedTransactionsSendNothing) {
-  TLM_initContext(u"");
-  TLM_endTiming(TLM_startTiming(u"App", u"run", 1));
-  TLM_endTiming(TLM_startTiming(u"App", u"run", 1));  // a context made without passport
-  EXPECT_TRUE(Documents().empty());
 }
 
 // The component limit sends the error snapshot, then the trace so far, and collects no more.
