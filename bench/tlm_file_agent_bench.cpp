@@ -18,8 +18,9 @@ namespace {
 
 // One line of a stat record's text, as the metric manager hands it over (about 200 units).
 const zulstring kMetricText =
-    u"<metric type=\"IntAverage\" name=\"prodhost01|Shop_Web_4711|eu-west|OrderService|"
-    u"placeOrder:Average Response Time (ms)\" value=\"12\" max=\"48\" min=\"3\" "
+    u"<metric type=\"IntAverage\" name=\"prodhost01.example.internal|Shop_Web_4711|eu-west-1a|"
+    u"OrderService|placeOrder:Average Gross Response Time (ms)\" value=\"12\" max=\"48\" "
+    u"min=\"3\" "
     u"count=\"1520\" />\n";
 
 constexpr int64_t kEmptyEvery = 20000;
