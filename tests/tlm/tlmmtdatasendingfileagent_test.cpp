@@ -1,6 +1,9 @@
 #include "tlm/tlmmtdatasendingfileagent.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +12,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 #include "metrics_test_support.h"
@@ -111,24 +115,18 @@ TEST(FileAgentUtf8, TextConvertsWithSurrogatePairsAndReplacements) {
   for (const Case &c : cases) EXPECT_EQ(CMTDataSendingFileAgent::GetUtf8(c.text), c.bytes);
 }
 
+// Texts of both agents follow each other in the file as they stand, after what was there.
 TEST_F(FileAgentTest, AppendsEachTextAsItStands) {
-  EXPECT_TRUE(agent_.checkStatus());
-  EXPECT_EQ(agent_.recvData(), u"");
-  agent_.sendData(u"first line\nsecond \u00e9\n");
-  agent_.sendData(u"");
-  agent_.sendData(u"no line feed");
-  agent_.sendData(u"\n");
-  EXPECT_EQ(ReadBytes(LogFile()), "first line\nsecond \xc3\xa9\nno line feed\n");
-  EXPECT_EQ(trace_.Text(), u"");
-}
-
-TEST_F(FileAgentTest, TwoAgentsAppendToOneFileAndExistingContentStays) {
   { std::ofstream(LogFile()) << "before\n"; }
   CMTDataSendingFileAgent traceAgent;
-  agent_.sendData(u"metric 1\n");
-  traceAgent.sendData(u"<trace/>\n");
-  agent_.sendData(u"metric 2\n");
-  EXPECT_EQ(ReadBytes(LogFile()), "before\nmetric 1\n<trace/>\nmetric 2\n");
+  EXPECT_TRUE(agent_.checkStatus());
+  EXPECT_EQ(agent_.recvData(), u"");
+  agent_.sendData(u"metric 1\nline 2 \u00e9\n");
+  traceAgent.sendData(u"<trace/>");
+  agent_.sendData(u"");
+  agent_.sendData(u"\n");
+  EXPECT_EQ(ReadBytes(LogFile()), "before\nmetric 1\nline 2 \xc3\xa9\n<trace/>\n");
+  EXPECT_EQ(trace_.Text(), u"");
 }
 
 TEST_F(FileAgentTest, FileIsClosedBetweenTexts) {
@@ -142,50 +140,80 @@ TEST_F(FileAgentTest, FileIsClosedBetweenTexts) {
   EXPECT_EQ(ReadBytes(LogFile()), "three\n");
 }
 
+// Sets or clears the immutable flag of a directory, which stops even the superuser from creating
+// files in it; false where the file system or the process's rights don't allow it.
+bool SetImmutable(const std::string &path, bool on) {
+  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return false;
+  int flags = 0;
+  bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+  flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL;
+  done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+  close(fd);
+  return done;
+}
+
+// A directory in which no file can be created: by its mode, or for the superuser by the
+// immutable flag. Gone with its base directory, writable again first.
+class ReadOnlyDirectory {
+ public:
+  explicit ReadOnlyDirectory(const std::string &path) : path_(path) {
+    mkdir(path_.c_str(), 0500);
+    usable_ = geteuid() != 0 || SetImmutable(path_, true);
+  }
+  ~ReadOnlyDirectory() {
+    if (geteuid() == 0) SetImmutable(path_, false);
+  }
+  bool usable() const { return usable_; }
+
+ private:
+  std::string path_;
+  bool usable_;
+};
+
 // Each text that can't go to the log file goes to the working directory, with the message each
-// time, and the configured directory is tried again for the next text.
+// time.
 TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
   struct Case {
     const char *what;
-    std::string logdir;  // relative to a fresh temporary directory
+    std::string logdir;  // below a fresh temporary directory
     void (*prepare)(const std::string &base);
-    bool needsPermissions;  // the superuser writes anywhere
   } cases[] = {
-      {"missing", "/missing", [](const std::string &) {}, false},
-      {"below a file", "/file", [](const std::string &b) { std::ofstream(b + "/file") << "x"; },
-       false},
+      {"missing", "/missing", [](const std::string &) {}},
+      {"below a file", "/file", [](const std::string &b) { std::ofstream(b + "/file") << "x"; }},
       {"log file is a directory", "",
-       [](const std::string &b) { std::filesystem::create_directory(b + "/App_mtdata.log"); },
-       false},
-      {"read-only", "/ro", [](const std::string &b) { mkdir((b + "/ro").c_str(), 0500); }, true},
+       [](const std::string &b) { std::filesystem::create_directory(b + "/A_B_mtdata.log"); }},
+      {"read-only", "/ro", nullptr},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    if (c.needsPermissions && geteuid() == 0) continue;
     TempDir base;
-    c.prepare(base.path());
     const std::string logdir = base.path() + c.logdir;
-    Use(logdir, u"App");
+    if (c.prepare != nullptr) c.prepare(base.path());
+    std::optional<ReadOnlyDirectory> readOnly;
+    if (c.prepare == nullptr && !readOnly.emplace(logdir).usable()) {
+      ADD_FAILURE() << "no way to make a directory read-only here";
+      continue;
+    }
+    Use(logdir, u"A|B");
     WorkingDirectory cwd;
     trace_.Clear();
     agent_.sendData(u"one\n");
     agent_.sendData(u"two\n");
-    EXPECT_EQ(ReadBytes(cwd.dir().File("App_mtdata.log")), "one\ntwo\n");
+    EXPECT_EQ(ReadBytes(cwd.dir().File("A|B_mtdata.log")), "one\ntwo\n");
     const std::u16string line = trace_.ThreadPrefix() + kSwitchMessage + Utf16(logdir) +
-                                u"/App_mtdata.log could not be opened!";
+                                u"/A_B_mtdata.log could not be opened!";
     EXPECT_EQ(trace_.Lines(), std::vector<std::u16string>(2, line));
   }
 }
 
-TEST_F(FileAgentTest, FallbackKeepsTheComponentNameAndTheConfiguredDirectoryIsRetried) {
-  const std::string logdir = logdir_.File("later");
-  Use(logdir, u"A|B");
+TEST_F(FileAgentTest, ConfiguredDirectoryIsRetriedForEachText) {
+  Use(logdir_.File("later"), u"A|B");
   WorkingDirectory cwd;
   agent_.sendData(u"early\n");
-  std::filesystem::create_directory(logdir);
+  std::filesystem::create_directory(logdir_.File("later"));
   agent_.sendData(u"late\n");
-  EXPECT_EQ(ReadBytes(cwd.dir().File("A|B_mtdata.log")), "early\n");
-  EXPECT_EQ(ReadBytes(logdir + "/A_B_mtdata.log"), "late\n");
+  EXPECT_EQ(ReadBytes(logdir_.File("later/A_B_mtdata.log")), "late\n");
   EXPECT_EQ(CountOf(trace_.Text(), kSwitchMessage), 1u);
 }
 
