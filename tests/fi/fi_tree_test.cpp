@@ -1,7 +1,3 @@
-#include <unistd.h>
-
-#include <cstdio>
-#include <functional>
 #include <vector>
 
 #include "fi_test_util.h"
@@ -174,21 +170,12 @@ TEST(FiInit, InnerNodesForManyKeys) {
   }
 }
 
-// Standard output goes to a temporary file while the printer runs.
-std::string CaptureStdout(const std::function<void()> &print) {
-  std::fflush(stdout);
-  FILE *tmp = std::tmpfile();
-  int saved = dup(fileno(stdout));
-  dup2(fileno(tmp), fileno(stdout));
+// Standard output of the printer.
+template <typename Print>
+std::string CaptureStdout(Print print) {
+  testing::internal::CaptureStdout();
   print();
-  std::fflush(stdout);
-  dup2(saved, fileno(stdout));
-  close(saved);
-  std::string text;
-  std::rewind(tmp);
-  for (int c = std::fgetc(tmp); c != EOF; c = std::fgetc(tmp)) text.push_back(static_cast<char>(c));
-  std::fclose(tmp);
-  return text;
+  return testing::internal::GetCapturedStdout();
 }
 
 TEST_F(FiTree, PrintersStartWithTheirCountLines) {

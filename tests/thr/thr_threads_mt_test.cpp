@@ -18,16 +18,21 @@ class ThrThreadsConcurrency : public ::testing::Test {
     ThrProcExit();
     ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
   }
+  // Starts n workers numbered from 0, released at once or not.
+  static void Start(Worker *workers, THR_ID *ids, int n, bool released) {
+    for (int i = 0; i < n; ++i) {
+      workers[i].number = i;
+      workers[i].released = released;
+      ASSERT_EQ(ThrCreate(WaitForRelease, &workers[i], &ids[i]), THR_ERR_OK);
+    }
+  }
 };
 
 TEST_F(ThrThreadsConcurrency, WaitAllAnswersThreadsAsTheyEnd) {
   constexpr int kWorkers = 3;
   Worker workers[kWorkers];
   THR_ID ids[kWorkers];
-  for (int i = 0; i < kWorkers; ++i) {
-    workers[i].number = i;
-    ASSERT_EQ(ThrCreate(WaitForRelease, &workers[i], &ids[i]), THR_ERR_OK);
-  }
+  Start(workers, ids, kWorkers, false);
   // Let them end last to first; each ThrWaitAll answers the one that ended.
   for (int i = kWorkers - 1; i >= 0; --i) {
     workers[i].released = true;
@@ -71,11 +76,7 @@ TEST_F(ThrThreadsConcurrency, WaitForAllJoinsEveryOtherThreadAndKeepsTheLastNonZ
   constexpr int kWorkers = 4;
   Worker workers[kWorkers];
   THR_ID ids[kWorkers];
-  for (int i = 0; i < kWorkers; ++i) {
-    workers[i].number = i;
-    workers[i].released = true;  // all may end at once
-    ASSERT_EQ(ThrCreate(WaitForRelease, &workers[i], &ids[i]), THR_ERR_OK);
-  }
+  Start(workers, ids, kWorkers, true);  // all may end at once
   uint64_t code = 0;
   EXPECT_EQ(ThrWait(THR_INVALID_ID, &code), THR_ERR_OK);
   EXPECT_EQ(code, uint64_t(100 + kWorkers - 1)) << "joined in creation order";

@@ -28,11 +28,10 @@ TEST(DpTrcPattern, WildcardMatching) {
       {u"*c", u"abc\n", true},      {u"?bc", u"xabc\n", false},  // wildcards anchor at the start
       {u"?bc", u"abc\n", true},     {u"a\\*b", u"a*b\n", true},
       {u"a\\*b", u"axb\n", false},  {u"abcd", u"abc", false},
-      {u"c\n", u"abc\n", true},     {u"", u"x\n", false},
+      {u"c\n", u"abc\n", true},
   };
   for (const Case &c : cases) {
     TraceCapture trace;
-    if (c.pattern[0] == 0) continue;
     ASSERT_EQ(DpTrcAddPattern(c.pattern, nullptr), 0);
     DpTrcNoTiNoThr(nullptr, u"%s", c.line);
     bool reported =

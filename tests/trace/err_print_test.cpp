@@ -17,43 +17,33 @@ class ErrPrintTest : public ErrTest {
   }
 };
 
-TEST_F(ErrPrintTest, TraceBoxRowsInTheirOrder) {
+// The rows of the sample block, in the order both printed forms give them.
+const std::u16string kRows[] = {u"LOCATION    server A",
+                                u"ERROR       connect failed",
+                                u"TIME        Mon Jan  5 12:34:56 2026",
+                                u"RELEASE     720",
+                                u"COMPONENT   NI (network interface)",
+                                u"RC          -10",
+                                u"MODULE      nixxi",
+                                u"LINE        1234",
+                                u"DETAIL      peer reset the connection",
+                                u"SYSTEM CALL connect",
+                                u"ERRNO       104",
+                                u"ERRNO TEXT  Connection reset by peer",
+                                u"COUNTER     1"};
+
+// The trace box sets the location and the error apart from the other rows.
+TEST_F(ErrPrintTest, TraceBoxAndTextGiveTheRowsInTheirOrder) {
+  std::u16string box = u"\n" + kRule + u"\n*\n";
+  std::u16string text;
+  for (const std::u16string &row : kRows) {
+    box += u"*  " + row + u"\n" + (row == kRows[1] ? u"*\n" : u"");
+    text += u"\n" + row;
+  }
   trace_.Clear();
   ASSERT_EQ(ErrTrace(tf), ERR_OK);
-  EXPECT_EQ(trace_.Text(), u"\n" + kRule + u"\n*\n" +
-                               u"*  LOCATION    server A\n"
-                               u"*  ERROR       connect failed\n"
-                               u"*\n"
-                               u"*  TIME        Mon Jan  5 12:34:56 2026\n"
-                               u"*  RELEASE     720\n"
-                               u"*  COMPONENT   NI (network interface)\n"
-                               u"*  RC          -10\n"
-                               u"*  MODULE      nixxi\n"
-                               u"*  LINE        1234\n"
-                               u"*  DETAIL      peer reset the connection\n"
-                               u"*  SYSTEM CALL connect\n"
-                               u"*  ERRNO       104\n"
-                               u"*  ERRNO TEXT  Connection reset by peer\n"
-                               u"*  COUNTER     1\n"
-                               u"*\n" +
-                               kRule + u"\n\n");
-}
-
-TEST_F(ErrPrintTest, TextOfErrPr) {
-  EXPECT_EQ(std::u16string(ErrPr()),
-            u"\nLOCATION    server A"
-            u"\nERROR       connect failed"
-            u"\nTIME        Mon Jan  5 12:34:56 2026"
-            u"\nRELEASE     720"
-            u"\nCOMPONENT   NI (network interface)"
-            u"\nRC          -10"
-            u"\nMODULE      nixxi"
-            u"\nLINE        1234"
-            u"\nDETAIL      peer reset the connection"
-            u"\nSYSTEM CALL connect"
-            u"\nERRNO       104"
-            u"\nERRNO TEXT  Connection reset by peer"
-            u"\nCOUNTER     1");
+  EXPECT_EQ(trace_.Text(), box + u"*\n" + kRule + u"\n\n");
+  EXPECT_EQ(std::u16string(ErrPr()), text);
   ErrClear();
   EXPECT_EQ(std::u16string(ErrPr()), u"");
 }

@@ -1,5 +1,5 @@
-// Case mappings and character classes: equal to the C locale on ASCII, and to ICU (the reference
-// implementation of the Unicode data) over the whole BMP.
+// Case mappings and character classes: equal to ICU (the reference implementation of the Unicode
+// data) over the whole BMP, and to the C locale on ASCII for the classes ICU doesn't define alike.
 #include <gtest/gtest.h>
 
 #include <cctype>
@@ -18,33 +18,16 @@ namespace {
 using u16test::W;
 using u16test::Z;
 
-TEST(U16Ctype, AsciiEqualsTheCLocale) {
+// The classes that the comparison with ICU below leaves out.
+TEST(U16Ctype, AsciiGraphPunctAndHexDigitsEqualTheCLocale) {
   for (int c = 0; c < 128; ++c) {
-    SCOPED_TRACE(c);
     auto u = static_cast<ZUL_UTF16>(c);
-    EXPECT_EQ(toupperU16(u), std::toupper(c));
-    EXPECT_EQ(tolowerU16(u), std::tolower(c));
-    EXPECT_EQ(isalnumU16(u) != 0, std::isalnum(c) != 0);
-    EXPECT_EQ(isalphaU16(u) != 0, std::isalpha(c) != 0);
-    EXPECT_EQ(iscntrlU16(u) != 0, std::iscntrl(c) != 0);
-    EXPECT_EQ(islowerU16(u) != 0, std::islower(c) != 0);
-    EXPECT_EQ(isupperU16(u) != 0, std::isupper(c) != 0);
-    EXPECT_EQ(isprintU16(u) != 0, std::isprint(c) != 0);
-    EXPECT_EQ(isspaceU16(u) != 0, std::isspace(c) != 0);
-    EXPECT_EQ(isgraphU(u) != 0, std::isgraph(c) != 0);
-    EXPECT_EQ(ispunctU(u) != 0, std::ispunct(c) != 0);
-    EXPECT_EQ(isxdigitU(u) != 0, std::isxdigit(c) != 0);
+    EXPECT_EQ(isgraphU(u) != 0, std::isgraph(c) != 0) << c;
+    EXPECT_EQ(ispunctU(u) != 0, std::ispunct(c) != 0) << c;
+    EXPECT_EQ(isxdigitU(u) != 0, std::isxdigit(c) != 0) << c;
   }
-}
-
-TEST(U16Ctype, PointersStartAtTheFullImplementation) {
-  EXPECT_EQ(isalnumU, &isalnumU16);
-  EXPECT_EQ(isspaceU, &isspaceU16);
-  EXPECT_EQ(toupperU, &toupperU16);
-  EXPECT_EQ(tolowerU, &tolowerU16);
   EXPECT_EQ(toupperU(0x00FF), 0x0178);  // y with diaeresis has its capital in Latin Extended-A
-  EXPECT_TRUE(isxdigitU(u'F'));
-  EXPECT_FALSE(isxdigitU(0xFF26));  // full-width F is a letter, not a hexadecimal digit
+  EXPECT_FALSE(isxdigitU(0xFF26));      // full-width F is a letter, not a hexadecimal digit
 }
 
 TEST(U16Case, StringFormsMapThroughThePointers) {

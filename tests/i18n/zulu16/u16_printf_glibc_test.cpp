@@ -16,7 +16,7 @@
 
 namespace {
 
-using u16_printf_test::Widen;
+using u16_printf_test::W;
 
 constexpr size_t kRoom = 16384;
 constexpr int kCasesPerLetter = 3000;
@@ -42,9 +42,9 @@ template <typename... Args>
   static char expected[kRoom];
   static char16_t actual[kRoom];
   const int expected_answer = std::snprintf(expected, kRoom, format.c_str(), Narrow(args)...);
-  const int answer = snprintfU16(actual, kRoom, Widen(format).c_str(), Wide(args)...);
+  const int answer = snprintfU16(actual, kRoom, W(format).c_str(), Wide(args)...);
   if (answer == expected_answer && answer >= 0 &&
-      Widen(std::string(expected, answer)) == std::u16string(actual, answer) && actual[answer] == 0)
+      W(std::string(expected, answer)) == std::u16string(actual, answer) && actual[answer] == 0)
     return ::testing::AssertionSuccess();
   std::string shown;
   for (int i = 0; i < answer; ++i) shown += static_cast<char>(actual[i]);

@@ -5,16 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "u16_string_test_support.h"
 #include "zul_u16printf.h"
 
 namespace u16_printf_test {
 
-// Each byte of an ASCII (or Latin-1) text becomes one unit.
-inline std::u16string Widen(const std::string &text) {
-  std::u16string out;
-  for (unsigned char c : text) out.push_back(c);
-  return out;
-}
+using u16test::W;
 
 // sprintfU16 into a roomy buffer; the text up to the terminator. *answer gets the call's answer.
 template <typename... Args>

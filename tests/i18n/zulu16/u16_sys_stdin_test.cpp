@@ -132,11 +132,9 @@ TEST(FgetsU16, ReadsThroughNewlineWithinTheLimit) {
   zulu16::ResetFgetcErrorCount();
   ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
   EXPECT_EQ(std::u16string(line), u"#(x");
-  std::string text = "Invalid UTF-8 encountered by fgetsU16 (fileno 0x" + [&] {
-    char hex[16];
-    snprintf(hex, sizeof hex, "%x", fileno(in.get()));
-    return std::string(hex);
-  }() + ")\n";
+  char text[64];
+  snprintf(text, sizeof text, "Invalid UTF-8 encountered by fgetsU16 (fileno 0x%x)\n",
+           fileno(in.get()));
   ASSERT_FALSE(trace.Messages().empty());
   EXPECT_TRUE(StartsWith(trace.Messages()[0], text));
   EXPECT_EQ(fgetsU16(line, 8, in.get()), nullptr);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -197,37 +198,24 @@ using ParameterReport = StoreTest;
 
 TEST_F(ParameterReport, ListsConfiguredTextsInKeyOrderAndMarksUnknownKeys) {
   ConfigurePairs({{u"datasending_interval", u"7"}, {u"foo", u"bar"}, {u"Zeta", u"1"}});
-  EXPECT_EQ(H::GetParameters(),
-            u"TLM configuration path not set, default used\n"
-            u"Current TLM Configuration:\n"
-            u"Zeta=1;<-- This parameter is not valid!\n"
-            u"_socket_recv_timeout=1000;\n"
-            u"_socket_send_timeout=500;\n"
-            u"agent_host=localhost;\n"
-            u"agent_port=59818;\n"
-            u"agent_type=2;\n"
-            u"auto_transaction_trace_threshold=600;\n"
-            u"cache_section_count=2;\n"
-            u"context_map_bucket=13;\n"
-            u"datasending_interval=7;\n"
-            u"datasending_method=socket;\n"
-            u"empty_timeout=300;\n"
-            u"foo=bar;<-- This parameter is not valid!\n"
-            u"instrument_level_threshold=10;\n"
-            u"lib_trace_level=1;\n"
-            u"logdir=/usr/zul/tlm/log;\n"
-            u"max_components_per_promotedstack=50;\n"
-            u"max_components_per_transaction=5000;\n"
-            u"perf_metric_scope=0;\n"
-            u"skip_times_below_threshold=500;\n"
-            u"system_name=ZUL_TLM;\n"
-            u"trace_enabled_via_e2e=1;\n"
-            u"trace_enabled_via_em=0;\n"
-            u"trace_preview_timeout=120;\n"
-            u"tracecheck_interval=5;\n"
-            u"tracesize_threshold=1000000;\n"
-            u"zombie_check_interval=300;\n"
-            u"zombie_timeout=1800;\n");
+  const zulstring report = H::GetParameters();
+  EXPECT_EQ(report.rfind(u"TLM configuration path not set, default used\n"
+                         u"Current TLM Configuration:\n"
+                         u"Zeta=1;<-- This parameter is not valid!\n"
+                         u"_socket_recv_timeout=1000;\n",
+                         0),
+            0u);
+  std::vector<zulstring> keys;
+  for (size_t at = report.find(u"Configuration:\n") + 15; at < report.size();) {
+    size_t end = report.find(u'\n', at);
+    keys.push_back(report.substr(at, report.find(u'=', at) - at));
+    at = end + 1;
+  }
+  EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end()));
+  EXPECT_EQ(keys.size(), 28u);  // the 26 defaults and the two unknown keys
+  EXPECT_NE(report.find(u"\ndatasending_interval=7;\n"), zulstring::npos);
+  EXPECT_NE(report.find(u"\nfoo=bar;<-- This parameter is not valid!\n"), zulstring::npos);
+  EXPECT_NE(report.find(u"\nzombie_timeout=1800;\n"), zulstring::npos);
   testing::internal::CaptureStdout();
   H::PrintParameters();
   EXPECT_EQ(testing::internal::GetCapturedStdout().rfind(
