@@ -257,19 +257,22 @@ TEST_F(FileAgentTest, FullDiskLosesTheTextAndTheNextOneTriesAgain) {
               ::testing::ExitedWithCode(0), "");
 }
 
-// A started library sends its metric texts through the file agent unless the socket is chosen.
-TEST(FileAgentStarted, MetricTextsOfAStartedLibraryReachTheLogFile) {
+// A started library sends its metric and trace texts through file agents unless the socket is
+// chosen.
+TEST(FileAgentStarted, MetricAndTraceTextsOfAStartedLibraryReachTheLogFile) {
   tlm_test::TraceCapture trace(1);
   TempDir logdir;
   const std::u16string dir = Utf16(logdir.path());
   const ZUL_UTF16 *pairs[][2] = {{u"logdir", dir.c_str()}, {u"datasending_method", u"file"}};
   TLM_ProcInitWithParam(u"Shop|Web", 0, 2, pairs);
-  const uint32_t id = TLM_startTiming(u"Cart", u"add", 1);
-  TLM_endTiming(id);
+  TLM_initContext(u"*1000");  // a passport that asks for a trace
+  TLM_endTiming(TLM_startTiming(u"Cart", u"add", 1));
   TLM_outputMetricData();
   TLM_ProcExit();
   const std::string text = ReadBytes(logdir.File("Shop_Web_mtdata.log"));
-  EXPECT_NE(text.find("Cart|add"), std::string::npos) << text;
+  EXPECT_NE(text.find("<metric type="), std::string::npos) << text;
+  EXPECT_NE(text.find("|Cart|add:"), std::string::npos) << text;
+  EXPECT_NE(text.find("<event resource=\"Cart|add\""), std::string::npos) << text;
 }
 
 }  // namespace
