@@ -89,37 +89,40 @@ bool CDispatcherManager::spawn(THR_START_ROUTINE start, void *arg, THR_ID &id,
 
 void CDispatcherManager::startPair(THR_START_ROUTINE timer, CRelaxed<uint32_t> *interval,
                                    std::atomic<bool> &timerActive, THR_ID &timerId,
-                                   const ZUL_UTF16 *timerSuccess, const ZUL_UTF16 *timerFailure,
                                    THR_START_ROUTINE agent, THR_ID &agentId,
-                                   const ZUL_UTF16 *agentSuccess, const ZUL_UTF16 *agentFailure) {
+                                   const PairTexts &texts) {
+  if (*interval == 0) {
+    DPTRC(1, tf, u"%s", texts.disabled);
+    return;
+  }
   // Marked before the thread runs, so that an endTimer right after this waits for it too.
   timerActive = true;
-  if (!spawn(timer, interval, timerId, timerSuccess, timerFailure)) timerActive = false;
+  if (!spawn(timer, interval, timerId, texts.timerStarted, texts.timerFailed)) timerActive = false;
   ++dispatchersInLoop_;
-  if (!spawn(agent, nullptr, agentId, agentSuccess, agentFailure)) --dispatchersInLoop_;
+  if (!spawn(agent, nullptr, agentId, texts.agentStarted, texts.agentFailed)) --dispatchersInLoop_;
 }
 
 void CDispatcherManager::startTimer() {
+  static constexpr PairTexts kTrace = {
+      u"TLM trace timer is disabled since the interval is set to 0\n",
+      u"TLM trace timer thread is successfully triggered\n",
+      u"TLM library failed to spawn the trace timer thread\n",
+      u"Trace dispatcher thread is successfully triggered\n",
+      u"TLM library failed to spawn the trace dispatcher thread\n",
+  };
+  static constexpr PairTexts kData = {
+      u"TLM data timer is disabled since the interval is set to 0\n",
+      u"TLM data timer thread is successfully triggered\n",
+      u"TLM library failed to spawn the data timer thread\n",
+      u"Data dispatcher thread is successfully triggered\n",
+      u"TLM library failed to spawn the data dispatcher thread\n",
+  };
   active_ = true;
-  if (traceCheckInterval_ != 0) {
-    startPair(TimerThread, &traceCheckInterval_, traceTimerActive_, traceTimerThreadId_,
-              u"TLM trace timer thread is successfully triggered\n",
-              u"TLM library failed to spawn the trace timer thread\n", AgentThread,
-              traceDispatcherThreadId_, u"Trace dispatcher thread is successfully triggered\n",
-              u"TLM library failed to spawn the trace dispatcher thread\n");
-  } else {
-    DPTRC(1, tf, u"TLM trace timer is disabled since the interval is set to 0\n");
-  }
+  startPair(TimerThread, &traceCheckInterval_, traceTimerActive_, traceTimerThreadId_, AgentThread,
+            traceDispatcherThreadId_, kTrace);
   sleepFor(200);
-  if (dataSendingInterval_ != 0) {
-    startPair(TimerThread2, &dataSendingInterval_, dataTimerActive_, dataTimerThreadId_,
-              u"TLM data timer thread is successfully triggered\n",
-              u"TLM library failed to spawn the data timer thread\n", AgentThread2,
-              dataDispatcherThreadId_, u"Data dispatcher thread is successfully triggered\n",
-              u"TLM library failed to spawn the data dispatcher thread\n");
-  } else {
-    DPTRC(1, tf, u"TLM data timer is disabled since the interval is set to 0\n");
-  }
+  startPair(TimerThread2, &dataSendingInterval_, dataTimerActive_, dataTimerThreadId_, AgentThread2,
+            dataDispatcherThreadId_, kData);
 }
 
 void CDispatcherManager::endTimer() {

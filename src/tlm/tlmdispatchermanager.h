@@ -81,11 +81,19 @@ class CDispatcherManager {
   // error. id gets the thread's id or the invalid id.
   static bool spawn(THR_START_ROUTINE start, void *arg, THR_ID &id, const ZUL_UTF16 *success,
                     const ZUL_UTF16 *failure);
-  // Starts a timer and its dispatcher.
+  // The trace lines of the start of one timer and its dispatcher.
+  struct PairTexts {
+    const ZUL_UTF16 *disabled;
+    const ZUL_UTF16 *timerStarted;
+    const ZUL_UTF16 *timerFailed;  // traced as an error
+    const ZUL_UTF16 *agentStarted;
+    const ZUL_UTF16 *agentFailed;  // traced as an error
+  };
+  // Starts a timer and its dispatcher, or only traces that they are disabled when the interval
+  // is 0.
   void startPair(THR_START_ROUTINE timer, CRelaxed<uint32_t> *interval,
-                 std::atomic<bool> &timerActive, THR_ID &timerId, const ZUL_UTF16 *timerSuccess,
-                 const ZUL_UTF16 *timerFailure, THR_START_ROUTINE agent, THR_ID &agentId,
-                 const ZUL_UTF16 *agentSuccess, const ZUL_UTF16 *agentFailure);
+                 std::atomic<bool> &timerActive, THR_ID &timerId, THR_START_ROUTINE agent,
+                 THR_ID &agentId, const PairTexts &texts);
   // Waits until every dispatcher that was started has left its loop, so that its flags and the
   // events aren't freed under it; normally they have within checkCleanUp's 200 ms already.
   void waitForDispatchersToLeave();
