@@ -17,7 +17,9 @@
 #include "tlm/tlmdispatchermanager.h"
 #include "tlm/tlmmtdatasendingagent.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmtracesectioncachemanager.h"
 #include "tlm_core_fixture.h"
+#include "trace_sink.h"
 
 namespace {
 
@@ -112,6 +114,13 @@ class DispatcherThreadsTest : public core_test::StartedTest {
     Start(pairs);
     CRecordSectionCacheManager::Instance()->getRingSize();
   }
+  // Installs a sink of trace texts and appends one document; taking the ring lock for that
+  // orders the installation before the trace dispatcher's next look at the agent.
+  std::unique_ptr<tlm_test::TraceSink> SinkWithOneTrace(const std::u16string &document) {
+    auto sink = std::make_unique<tlm_test::TraceSink>();
+    CTraceSectionCacheManager::Instance()->addTransTraceString(document);
+    return sink;
+  }
   void InstallGateAgent(std::shared_ptr<Gate> gate) {
     CRecordSectionCacheManager::Instance()->setAgent(new GateAgent(std::move(gate)));
     CRecordSectionCacheManager::Instance()->getRingSize();
@@ -187,28 +196,33 @@ TEST_F(DispatcherThreadsTest, FirstTraceRunFollowsOneFullPeriod) {
   EXPECT_LT(elapsed, milliseconds(4000));
 }
 
-// With no data timer, call-backs never run; the trace dispatcher runs all the same.
+// With no data timer, call-backs never run; the trace threads send all the same.
 TEST_F(DispatcherThreadsTest, DataIntervalZeroLeavesOnlyTheTraceThreads) {
   StartWith({{u"tracecheck_interval", u"2"}, {u"datasending_interval", u"0"}});
   TLM_registerResourceCallBack(1, CountingCallBack, 1, 0);
-  const uint32_t initial = UpdatesOf(u"~Trace Sending Performance(ms)");
-  // A call-back is due once the second has passed; wait for trace runs beyond that.
+  auto traces = SinkWithOneTrace(u"<trace>one</trace>");
+  EXPECT_TRUE(WaitUntil([&] { return Occurrences(traces->Texts(), u"<trace>one</trace>") == 1; }));
+  // A call-back is due once its second has passed; let more trace runs go by than that.
+  const uint32_t runs = UpdatesOf(u"~Trace Sending Performance(ms)");
   std::this_thread::sleep_for(milliseconds(1100));
-  EXPECT_TRUE(
-      WaitUntil([&] { return UpdatesOf(u"~Trace Sending Performance(ms)") > initial + 3; }));
+  EXPECT_GT(UpdatesOf(u"~Trace Sending Performance(ms)"), runs + 3);
   EXPECT_EQ(g_callBackCalls, 0);
   EXPECT_FALSE(CDispatcherManager::Instance()->isDataTimerActive());
   EXPECT_EQ(TracedOf({kDataOff, kDataAgentOk}), std::vector<std::u16string>{kDataOff});
 }
 
-// With no trace timer, the trace dispatcher's record is sent only with its start value: no run
-// updates it, while the data dispatcher sends each period.
+// With no trace timer, traces wait in the section while the data dispatcher sends each period,
+// until a forced flush; the trace dispatcher's own record is sent only with its start value.
 TEST_F(DispatcherThreadsTest, TraceIntervalZeroLeavesOnlyTheDataThreads) {
   StartWith({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"15"}});
+  auto traces = SinkWithOneTrace(u"<trace>two</trace>");
   ASSERT_TRUE(WaitUntil(
       [&] { return Occurrences(sink_->Texts(), u"~Metric Sending Performance(ms)") >= 3; }));
   EXPECT_EQ(Occurrences(sink_->Texts(), u"~Trace Sending Performance(ms)"), 1u);
+  EXPECT_EQ(Occurrences(traces->Texts(), u"<trace>two</trace>"), 0u);
   EXPECT_FALSE(CDispatcherManager::Instance()->isTraceTimerActive());
+  TLM_outputMetricData();
+  EXPECT_EQ(Occurrences(traces->Texts(), u"<trace>two</trace>"), 1u);
 }
 
 TEST_F(DispatcherThreadsTest, DataRunCallsBackAndSendsTheSection) {
