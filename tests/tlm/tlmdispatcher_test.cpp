@@ -1,5 +1,5 @@
-// The dispatcher's decisions that need no running thread: the zombie check's cadence, the trace of
-// threads that can't be started, and the data timer that a refresh doesn't start.
+// The dispatcher's decisions that need no running thread: the zombie check's cadence and the trace
+// of threads that can't be started.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -89,20 +89,6 @@ TEST_F(DispatcherTest, ThreadsThatCantBeCreatedAreTracedAndSkipped) {
   EXPECT_EQ(LinesWith(u"Timer threads are successfully finished").size(), 1u);
   EXPECT_EQ(LinesWith(u"Data sending threads are successfully finished").size(), 1u);
   ThrProcInit();
-}
-
-TEST_F(DispatcherTest, RefreshStartsNoDataTimer) {
-  CDispatcherManager *manager =
-      Initialize({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"0"}});
-  manager->startTimer();
-  TLMParameterHelper::SetSendingInterval(15);
-  manager->refreshDataSendingInterval();
-  EXPECT_FALSE(manager->isDataTimerActive());
-  EXPECT_FALSE(manager->isTraceTimerActive());
-  EXPECT_EQ(LinesWith(u"TLM trace timer is disabled since the interval is set to 0").size(), 1u);
-  EXPECT_EQ(LinesWith(u"TLM data timer is disabled since the interval is set to 0").size(), 1u);
-  manager->endTimer();
-  manager->checkCleanUp();
 }
 
 }  // namespace
