@@ -170,5 +170,8 @@ ZUL_API void TLM_deregisterResourceCallBack(uint32_t id) ZUL_NOTHROW;
 /* Sends the traces and metrics collected so far, now, on the calling thread; nothing when the
  * data sending interval is 0 or a sending run is already under way. */
 ZUL_API void TLM_outputMetricData(void) ZUL_NOTHROW;
+/* Queues the string event name=value under subPath with the traces, then flushes the metrics. */
+ZUL_API void TLM_setStringValue(const ZUL_UTF16 *subPath, const ZUL_UTF16 *name,
+                                const ZUL_UTF16 *value) ZUL_NOTHROW;
 
 #endif /* TLM_H */

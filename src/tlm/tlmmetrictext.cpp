@@ -12,14 +12,19 @@ constexpr size_t kNumberBufferUnits = 80;
 
 }  // namespace
 
-zulstring GetMetricPrefix() {
+zulstring GetProcessPrefix() {
   zulstring prefix = TLMParameterHelper::GetSystemName();
   CContextCacheManager *registry = CContextCacheManager::Instance();
   const zulstring &component = registry->getComponentName();
   if (!component.empty()) prefix.append(u"|").append(component);
   const zulstring &pid = registry->getPIDString();
   if (!pid.empty()) prefix.append(u"_").append(pid);
-  const zulstring &instance = registry->getInstancePrefix();
+  return prefix;
+}
+
+zulstring GetMetricPrefix() {
+  zulstring prefix = GetProcessPrefix();
+  const zulstring &instance = CContextCacheManager::Instance()->getInstancePrefix();
   if (!instance.empty()) prefix.append(u"|").append(instance);
   return prefix;
 }

@@ -12,8 +12,11 @@
 
 namespace tlmmetric {
 
-// Built anew for each record's text: the system name, then "|" and the component name, "_" and
-// the process text, "|" and the instance prefix, each of the last three only when not empty.
+// The system name, then "|" and the component name and "_" and the process text, each only when
+// not empty. The name prefix of the string events.
+zulstring GetProcessPrefix();
+// Built anew for each record's text: the process prefix, then "|" and the instance prefix when
+// that is not empty.
 zulstring GetMetricPrefix();
 
 // Appends `<metric type="type" name="prefix|recordName:label`, up to the value's opening quote.

@@ -51,7 +51,9 @@ class CMTRecord {
   // The stat record of the name in the current section generation, looked up again only when the
   // section version changed; null while there is no section.
   CMTStatRecord *getLocalStatRecordByName();
-  // The trace text of the record, with its children when withChildren is set.
+  // The trace text of the record, with its children when withChildren is set: an "event" element
+  // for the first record of a context (id 1), a "calledComponent" element for any other. A record
+  // still open shows its times so far. Names and values go in unescaped.
   zulstring getEMTraceXML(bool withChildren);
 
   uint32_t getId() const { return id_; }
@@ -85,6 +87,8 @@ class CMTRecord {
   void refreshStatRecord();
   // The CPU time since the start, across at most one wrap of the clock.
   int64_t measureCPU() const;
+  // Appends the trace text of the record (and of its children when withChildren is set) to out.
+  void appendEMTraceXML(zulstring &out, bool withChildren) const;
 
   zulstring name_;
   uint32_t id_;

@@ -1,0 +1,27 @@
+// The application's string values: one string event each, sent with the traces.
+#include "tlm.h"
+#include "tlm/tlmapicall.h"
+#include "tlm/tlmmainsession.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmrecordsectioncachemanager.h"
+#include "tlm/tlmtracesectioncachemanager.h"
+
+namespace {
+
+// Switched on, with a data sending interval.
+bool stringValuesSent() {
+  return tlmapi::isSwitchedOn() && TLMParameterHelper::GetDataSendingInterval() != 0;
+}
+
+}  // namespace
+
+void TLM_setStringValue(const ZUL_UTF16 *subPath, const ZUL_UTF16 *name,
+                        const ZUL_UTF16 *value) noexcept {
+  tlmapi::run(u"TLM_setStringValue", stringValuesSent, [=] {
+    CTraceSectionCacheManager *traces = CTraceSectionCacheManager::Instance();
+    traces->addTransTraceString(traces->buildSetStringData(
+        tlmmain::textOf(subPath), tlmmain::textOf(name), tlmmain::textOf(value)));
+    // The event waits for the next trace run; the run that follows here is the metrics'.
+    CRecordSectionCacheManager::Instance()->processData();
+  });
+}

@@ -1,0 +1,265 @@
+// Trace documents: the text of a record tree and the six document forms of a context.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <regex>
+#include <string>
+#include <thread>
+
+#include "tlm/tlmmtcontext.h"
+#include "tlm/tlmmtrecord.h"
+#include "tlm_core_fixture.h"
+#include "zul_epp.h"
+
+namespace {
+
+std::string Text(const zulstring &text) { return tlm_test::Utf8(text); }
+std::string Num(int64_t value) { return std::to_string(value); }
+
+// The document with the figures that vary from run to run replaced: offsets and durations by "#",
+// the start time text by "T", and with cpuToo the CPU figures by "#".
+std::string Normalised(const zulstring &document, bool cpuToo = false) {
+  static const std::regex times("(offset|duration)=\"[0-9]+\"");
+  static const std::regex start("startTime=\"[^\"]*\"");
+  static const std::regex cpu("(CPU Time \\(us\\)\" value=)\"-?[0-9]+\"");
+  std::string text = std::regex_replace(Text(document), times, "$1=\"#\"");
+  text = std::regex_replace(text, start, "startTime=\"T\"");
+  return cpuToo ? std::regex_replace(text, cpu, "$1\"#\"") : text;
+}
+
+std::string Param(const std::string &name, const std::string &value) {
+  return "<param name=\"" + name + "\" value=\"" + value + "\" />";
+}
+
+// The traced records' CPU figures: the process CPU clock is not available to the library, so a
+// measured record reads -1.
+const std::string kCPU = Param("CPU Time (us)", "-1");
+
+bool EndsWith(const std::string &text, const std::string &end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+class TraceDocTest : public core_test::CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
+  }
+};
+
+TEST_F(TraceDocTest, TwoChildrenWithoutInfoInTheCompleteForm) {
+  Configure({{u"trace_enabled_via_em", u"1"}});
+  CMTContext context(u"");
+  uint32_t a = context.startTiming(u"A|run", 1);
+  uint32_t b = context.startTiming(u"B|first", 1);
+  std::this_thread::sleep_for(std::chrono::milliseconds(15));
+  context.endTiming(b);
+  context.endTiming(context.startTiming(u"C|second", 1));
+  context.endTiming(a);
+  const CMTRecord *root = context.getRootRecord();
+  ASSERT_EQ(root->getChildren().size(), 2u);
+  const CMTRecord *first = root->getChildren()[0];
+  const CMTRecord *second = root->getChildren()[1];
+  EXPECT_GE(first->getElapseTime(), 15);
+  EXPECT_GE(second->getOffset(), 15u);
+  std::string expected =
+      "<event resource=\"A|run\" startTime=\"" + Text(root->getStartTimestampStr()) +
+      "\" duration=\"" + Num(root->getElapseTime()) + "\">" +
+      "<calledComponent resource=\"B|first\" offset=\"" + Num(first->getOffset()) +
+      "\" duration=\"" + Num(first->getElapseTime()) + "\">" + kCPU + "</calledComponent>" +
+      "<calledComponent resource=\"C|second\" offset=\"" + Num(second->getOffset()) +
+      "\" duration=\"" + Num(second->getElapseTime()) + "\">" + kCPU + "</calledComponent>" + kCPU +
+      Param("request.header.ZUL-PASSPORT", "") + "</event>\n";
+  EXPECT_EQ(Text(context.getEMTraceXML()), expected);
+}
+
+TEST_F(TraceDocTest, StartTimeTextFollowsTheAgentType) {
+  struct Case {
+    const char16_t *agentType;
+    const char *pattern;
+  } cases[] = {
+      {u"0", "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"},
+      {u"2", "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}"},
+  };
+  for (const Case &c : cases) {
+    Configure({{u"agent_type", c.agentType}});
+    CMTContext context(u"");
+    context.endTiming(context.startTiming(u"A|run", 1));
+    std::string start = Text(context.getRootRecord()->getStartTimestampStr());
+    EXPECT_TRUE(std::regex_match(start, std::regex(c.pattern))) << start;
+    EXPECT_NE(Text(context.getEMTraceXML()).find("startTime=\"" + start + "\""), std::string::npos);
+  }
+}
+
+// Children come before the record's own parameters; pairs go in key order; nothing is escaped.
+TEST_F(TraceDocTest, NestedRecordsAndPairsAsGiven) {
+  Configure({{u"trace_enabled_via_em", u"1"}});
+  CMTContext context(u"");
+  uint32_t a = context.startTiming(u"A|run", 1);
+  context.appendRecordInfoToList(a, u"root", u"r1");
+  context.appendRecordInfoToList(a, u"root", u"r2");
+  uint32_t b = context.startTiming(u"B|x", 1);
+  context.appendRecordInfo(b, u"z", u"say \"hi\" <b>");
+  context.appendRecordInfo(b, u"a", u"1");
+  context.endTiming(context.startTiming(u"C|y", 1));
+  context.endTiming(b);
+  context.appendContextInfo(u"q", u"x\"y");
+  context.appendContextInfo(u"k", u"a&b");
+  context.endTiming(a);
+  EXPECT_EQ(Normalised(context.getEMTraceXML()),
+            "<event resource=\"A|run\" startTime=\"T\" duration=\"#\">"
+            "<calledComponent resource=\"B|x\" offset=\"#\" duration=\"#\">"
+            "<calledComponent resource=\"C|y\" offset=\"#\" duration=\"#\">" +
+                kCPU + "</calledComponent>" + kCPU + Param("a", "1") +
+                Param("z", "say \"hi\" <b>") + "</calledComponent>" + kCPU +
+                Param("root", "r1,r2") + Param("request.header.ZUL-PASSPORT", "") +
+                Param("k", "a&b") + Param("q", "x\"y") + "</event>\n");
+}
+
+// Every form over one tree, for an empty passport, an application passport (which carries no GUID
+// of its own) and one that names its GUID.
+TEST_F(TraceDocTest, FormsAndTheirPassportParameter) {
+  const std::string sampled = Param("Trace Type", "Sampled");
+  const std::string snapshot = Param("Trace Type", "ErrorSnapshot");
+  for (const char16_t *passport : {u"", u"*1000", u"G1*1000"}) {
+    CMTContext context(passport);
+    uint32_t a = context.startTiming(u"A|op", 1);
+    context.endTiming(context.startTiming(u"B|op", 1));
+    context.appendContextInfo(u"user", u"u1");
+    context.endTiming(a);
+    const std::string text = Text(passport);
+    const std::string plain = Param("request.header.ZUL-PASSPORT", text);
+    const std::string withGuid =
+        text.empty() || text[0] != '*'
+            ? plain
+            : Param("request.header.ZUL-PASSPORT", Text(context.getTraceGuid()) + text);
+    const std::string head =
+        "<event resource=\"A|op\" startTime=\"T\" duration=\"#\">"
+        "<calledComponent resource=\"B|op\" offset=\"#\" duration=\"#\">" +
+        kCPU + "</calledComponent>" + kCPU;
+    const std::string tail = Param("user", "u1") + "</event>\n";
+    struct Form {
+      const char *name;
+      zulstring (CMTContext::*render)();
+      std::string params;
+    } forms[] = {
+        {"complete", &CMTContext::getEMTraceXML, withGuid},
+        {"preview", &CMTContext::getEMTraceXMLForPreviewTimeout,
+         sampled + Param("Sampled Reason", "Trace preview timeout") + withGuid},
+        {"promoted", &CMTContext::getEMTraceXMLForAutoPromotion,
+         sampled + Param("Sampled Reason", "Auto promoted trace due to long duration")},
+        {"max components", &CMTContext::getErrorTraceForMaxComponents,
+         snapshot + Param("Method Call Error", "Max components threshold reached") +
+             (text.empty() ? "" : plain)},
+        {"large size", &CMTContext::getErrorTraceForLargeSize,
+         snapshot + Param("Method Call Error", "Too large trace size") + plain},
+        {"zombie", &CMTContext::getErrorTraceForZombie,
+         snapshot + Param("Method Call Error", "Timeout to zombie") + plain},
+    };
+    for (const Form &form : forms) {
+      EXPECT_EQ(Normalised((context.*form.render)()), head + form.params + tail)
+          << form.name << ", passport " << text;
+    }
+  }
+}
+
+TEST_F(TraceDocTest, FinishTypeOfTheCompleteForm) {
+  const std::string big(10000, 'x');
+  const std::string max = Param("Trace Finish Type", "Max components threshold reached");
+  const std::string large = Param("Trace Finish Type", "Too large trace size");
+  struct Case {
+    const char16_t *tracing;
+    int records;
+    bool overSize;
+    std::string finish;
+  } cases[] = {
+      {u"1", 2, false, ""},   {u"1", 3, false, max},  // the counter stands at 4, above 3
+      {u"1", 2, true, large}, {u"1", 3, true, max},
+      {u"0", 3, false, ""},  // the component limit counts only for a tracing context
+      {u"0", 3, true, large},
+  };
+  for (const Case &c : cases) {
+    Configure({{u"trace_enabled_via_em", c.tracing},
+               {u"max_components_per_transaction", u"3"},
+               {u"tracesize_threshold", u"10000"}});
+    CMTContext context;
+    for (int i = 0; i < c.records; ++i) context.startTiming(u"A|op", 1);
+    if (c.overSize) context.appendContextInfo(u"big", tlm_test::Utf16(big));
+    std::string document = Text(context.getEMTraceXML());
+    std::string info = c.overSize ? Param("big", big) : Param("request.header.ZUL-PASSPORT", "");
+    EXPECT_TRUE(EndsWith(document, info + c.finish + "</event>\n"))
+        << "records " << c.records << ", over size " << c.overSize << ", tracing "
+        << Text(c.tracing) << ": " << document.substr(0, 300);
+  }
+}
+
+// A zombie over the size threshold is reported by its root alone, with both errors.
+TEST_F(TraceDocTest, ZombieOverTheSizeThreshold) {
+  Configure({{u"trace_enabled_via_em", u"1"}, {u"tracesize_threshold", u"10000"}});
+  const std::string big(10000, 'x');
+  CMTContext context(u"");
+  context.startTiming(u"A|op", 1);
+  context.endTiming(context.startTiming(u"B|op", 1));
+  context.startTiming(u"C|op", 1);
+  context.appendContextInfo(u"big", tlm_test::Utf16(big));
+  EXPECT_EQ(Normalised(context.getErrorTraceForZombie(), true),
+            "<event resource=\"A|op\" startTime=\"T\" duration=\"#\">" +
+                Param("CPU Time (us)", "#") + Param("Trace Type", "ErrorSnapshot") +
+                Param("Method Call Error", "Timeout to zombie") +
+                Param("Method Call Error", "Too large trace size") +
+                Param("request.header.ZUL-PASSPORT", "") + Param("big", big) + "</event>\n");
+}
+
+// The open records that the promoted-stack limit kept out of the tree join it, with the time they
+// have run so far; the tree keeps them when they end.
+TEST_F(TraceDocTest, PromotionCompletesTheOpenStack) {
+  Configure({{u"max_components_per_promotedstack", u"3"}});
+  CMTContext context(u"");
+  uint32_t a = context.startTiming(u"A|op", 1);
+  uint32_t b = context.startTiming(u"B|op", 1);
+  context.endTiming(context.startTiming(u"C|op", 1));  // the last one the limit lets in
+  ASSERT_FALSE(context.isTraceActive());
+  uint32_t d = context.startTiming(u"D|op", 1);
+  uint32_t e = context.startTiming(u"E|op", 1);
+  context.endTiming(context.startTiming(u"F|op", 1));  // ended outside the tree: gone
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  zulstring document = context.getEMTraceXMLForAutoPromotion();
+  const std::string cpu = Param("CPU Time (us)", "#");
+  const std::string cc = "<calledComponent resource=\"";
+  const std::string times = "\" offset=\"#\" duration=\"#\">";
+  EXPECT_EQ(Normalised(document, true),
+            "<event resource=\"A|op\" startTime=\"T\" duration=\"#\">" + cc + "B|op" + times + cc +
+                "C|op" + times + cpu + "</calledComponent>" + cc + "D|op" + times + cc + "E|op" +
+                times + cpu + "</calledComponent>" + cpu + "</calledComponent>" + cpu +
+                "</calledComponent>" + cpu + Param("Trace Type", "Sampled") +
+                Param("Sampled Reason", "Auto promoted trace due to long duration") + "</event>\n");
+  // D is still running: its duration is the time so far.
+  std::smatch match;
+  std::string text = Text(document);
+  ASSERT_TRUE(std::regex_search(text, match,
+                                std::regex("D\\|op\" offset=\"[0-9]+\" duration=\"([0-9]+)\"")));
+  EXPECT_GE(std::stoi(match[1]), 20);
+  // Ending the promoted records leaves them in the tree: the root frees them once.
+  context.endTiming(e);
+  context.endTiming(d);
+  context.endTiming(b);
+  context.endTiming(a);
+  EXPECT_EQ(context.getStatus(), CMTContext::STATUS_CLOSE);
+  EXPECT_EQ(Normalised(context.getEMTraceXMLForAutoPromotion(), true), Normalised(document, true));
+}
+
+TEST_F(TraceDocTest, NoRootNoText) {
+  CMTContext context(u"*1000");
+  context.appendContextInfo(u"n", u"v");
+  trace_.Clear();
+  for (auto render :
+       {&CMTContext::getEMTraceXML, &CMTContext::getEMTraceXMLForPreviewTimeout,
+        &CMTContext::getEMTraceXMLForAutoPromotion, &CMTContext::getErrorTraceForMaxComponents,
+        &CMTContext::getErrorTraceForLargeSize, &CMTContext::getErrorTraceForZombie}) {
+    EXPECT_EQ((context.*render)(), u"");
+  }
+  EXPECT_EQ(trace_.Text(), u"");
+}
+
+}  // namespace
