@@ -1,0 +1,71 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tlm.h"
+#include "tlm/tlmtracesectioncachemanager.h"
+#include "tlm_core_fixture.h"
+#include "trace_sink.h"
+
+namespace {
+
+typedef std::vector<std::u16string> Texts;
+
+const std::u16string kVersionLine =
+    u"<metric type=\"StringEvent\" name=\"ZUL_TLM|App_0:TLM library version\" value=\"2.3.12\" "
+    u"/>\n";
+
+std::u16string Event(const std::u16string &name, const std::u16string &value) {
+  return u"<metric type=\"StringEvent\" name=\"ZUL_TLM|App_0" + name + u"\" value=\"" + value +
+         u"\" />\n";
+}
+
+// The library started, with sinks for both managers.
+class SetStringValue : public core_test::StartedTest {
+ protected:
+  void SetUp() override { Restart({}); }
+  void Restart(const core_test::Pairs &pairs) {
+    Start(pairs);
+    traces_ = std::make_unique<tlm_test::TraceSink>();
+  }
+  static CTraceSectionCacheManager *Traces() { return CTraceSectionCacheManager::Instance(); }
+
+  std::unique_ptr<tlm_test::TraceSink> traces_;
+};
+
+TEST_F(SetStringValue, EventGoesOutWithTheNextTraceRun) {
+  const uint32_t version = CRecordSectionCacheManager::Instance()->getVersion();
+  TLM_setStringValue(u"Sub", u"Name", u"Value");
+  TLM_setStringValue(u"", u"Plain", u"1");
+  TLM_setStringValue(nullptr, nullptr, nullptr);
+  // Each call flushed the metrics, and none ran the traces.
+  EXPECT_EQ(CRecordSectionCacheManager::Instance()->getVersion(), version + 3);
+  EXPECT_TRUE(traces_->Texts().empty());
+
+  TLM_outputMetricData();
+  EXPECT_EQ(traces_->Texts(), (Texts{kVersionLine, Event(u"|Sub:Name", u"Value"),
+                                     Event(u":Plain", u"1"), Event(u":", u"")}));
+}
+
+TEST_F(SetStringValue, NothingWithoutSendingIntervalOrWhileSwitchedOff) {
+  const core_test::Pairs configurations[] = {{{u"datasending_interval", u"0"}},
+                                             {{u"instrument_level_threshold", u"0"}}};
+  for (const core_test::Pairs &pairs : configurations) {
+    Restart(pairs);
+    const uint32_t version = CRecordSectionCacheManager::Instance()->getVersion();
+    TLM_setStringValue(u"Sub", u"Name", u"Value");
+    EXPECT_EQ(CRecordSectionCacheManager::Instance()->getVersion(), version)
+        << tlm_test::Utf8(pairs[0].first);
+    Traces()->processTraceData();
+    EXPECT_EQ(traces_->Texts(), Texts{kVersionLine}) << tlm_test::Utf8(pairs[0].first);
+  }
+}
+
+TEST_F(SetStringValue, CallAfterStopIsHarmless) {
+  TLM_ProcExit();
+  TLM_setStringValue(u"Sub", u"Name", u"Value");
+}
+
+}  // namespace
