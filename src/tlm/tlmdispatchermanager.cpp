@@ -1,37 +1,166 @@
-// Stand-in of the dispatcher: the lifecycle's calls with no background threads behind them.
+// Life of the dispatcher: set-up, the start and stop of the four threads, and the zombie check's
+// count. The threads' own loops are in tlmdispatcherthreads.cpp.
+#include <sys/select.h>
+
+#define DPTRC_MODULE u"tlmdispatchermanager"
+
 #include "tlm/tlmdispatchermanager.h"
-
 #include "tlm/tlmprofile/tlmparameterhelper.h"
-#include "zul_thr.h"
+#include "zul_dptrace.h"
 
-CDispatcherManager *CDispatcherManager::instance_ = nullptr;
+namespace {
+
+typedef TLMParameterHelper Param;
+
+// How long the flags are polled at most for dispatchers that haven't left after the wake-up.
+constexpr int kDispatcherLeaveLimitMs = 5000;
+
+bool isSocketMethod() { return Param::GetDataSendingMethod() == u"socket"; }
+
+// The socket agent writes over the network interface, which is set up once per process before
+// the first connection and taken down at the end. This tree has no network interface yet: the
+// two hooks do nothing, and the set-up counts as successful.
+bool initNetworkInterface() { return true; }
+void exitNetworkInterface() {}
+
+}  // namespace
+
+CDispatcherManager *CDispatcherManager::m_ptDispManager = nullptr;
+THR_EVT CDispatcherManager::m_evt;
+THR_EVT CDispatcherManager::m_evt2;
+std::atomic<uint32_t> CDispatcherManager::timerTickMs_{1000};
 
 CDispatcherManager *CDispatcherManager::Instance() {
-  if (instance_ == nullptr) instance_ = new CDispatcherManager();
-  return instance_;
+  if (m_ptDispManager == nullptr) m_ptDispManager = new CDispatcherManager();
+  return m_ptDispManager;
 }
 
 void CDispatcherManager::release() {
-  delete instance_;
-  instance_ = nullptr;
+  delete m_ptDispManager;
+  m_ptDispManager = nullptr;
+}
+
+CDispatcherManager::CDispatcherManager() = default;
+
+CDispatcherManager::~CDispatcherManager() {
+  if (active_) active_ = false;
+  waitForDispatchersToLeave();
+  if (eventsReady_) {
+    ThrEvtDelete(&m_evt);
+    ThrEvtDelete(&m_evt2);
+  }
+  if (isSocketMethod()) exitNetworkInterface();
+  ThrProcExit();
 }
 
 void CDispatcherManager::initialize() {
-  traceCheckInterval_ = TLMParameterHelper::GetTraceCheckInterval();
-  dataSendingInterval_ = TLMParameterHelper::GetDataSendingInterval();
-  // The registry's and the sections' locks are real only in a threaded process.
+  traceCheckInterval_ = Param::GetTraceCheckInterval();
+  dataSendingInterval_ = Param::GetDataSendingInterval();
+  // The registry's and the sections' locks and the events are real only in a threaded process.
   if (!ThrIsThreaded()) {
     ThrSharedLibraryAware();
     ThrProcInit();
   }
+  if (isSocketMethod() && !initNetworkInterface()) {
+    DPTRC_ERR(tf, u"NI library failed to be initilized!\n");
+  }
+  ThrEvtInit(&m_evt);
+  ThrEvtInit(&m_evt2);
+  eventsReady_ = true;
+  dataTimerThreadId_ = THR_INVALID_ID;
+  traceTimerThreadId_ = THR_INVALID_ID;
+  dataDispatcherThreadId_ = THR_INVALID_ID;
+  traceDispatcherThreadId_ = THR_INVALID_ID;
+  zombieCheckTime_ = 0;
 }
 
-void CDispatcherManager::startTimer() { active_ = true; }
+bool CDispatcherManager::spawn(THR_START_ROUTINE start, void *arg, THR_ID &id,
+                               const ZUL_UTF16 *success, const ZUL_UTF16 *failure) {
+  // Detached: nobody joins these threads, and a joinable thread that ends unjoined keeps its
+  // stack for the life of the process.
+  const ThrCreateAttr attributes = {THR_SCOPE_DEFAULT, THR_CREATE_DETACHED, 0};
+  if (ThrCreate2(&attributes, start, arg, &id) != THR_ERR_OK || ThrIdEqual(id, THR_INVALID_ID)) {
+    DPTRC_ERR(tf, u"%s", failure);
+    return false;
+  }
+  DPTRC(1, tf, u"%s", success);
+  return true;
+}
 
-void CDispatcherManager::endTimer() { active_ = false; }
+void CDispatcherManager::startPair(THR_START_ROUTINE timer, CRelaxed<uint32_t> *interval,
+                                   std::atomic<bool> &timerActive, THR_ID &timerId,
+                                   const ZUL_UTF16 *timerSuccess, const ZUL_UTF16 *timerFailure,
+                                   THR_START_ROUTINE agent, THR_ID &agentId,
+                                   const ZUL_UTF16 *agentSuccess, const ZUL_UTF16 *agentFailure) {
+  // Marked before the thread runs, so that an endTimer right after this waits for it too.
+  timerActive = true;
+  if (!spawn(timer, interval, timerId, timerSuccess, timerFailure)) timerActive = false;
+  ++dispatchersInLoop_;
+  if (!spawn(agent, nullptr, agentId, agentSuccess, agentFailure)) --dispatchersInLoop_;
+}
 
-void CDispatcherManager::checkCleanUp() {}
+void CDispatcherManager::startTimer() {
+  active_ = true;
+  if (traceCheckInterval_ != 0) {
+    startPair(TimerThread, &traceCheckInterval_, traceTimerActive_, traceTimerThreadId_,
+              u"TLM trace timer thread is successfully triggered\n",
+              u"TLM library failed to spawn the trace timer thread\n", AgentThread,
+              traceDispatcherThreadId_, u"Trace dispatcher thread is successfully triggered\n",
+              u"TLM library failed to spawn the trace dispatcher thread\n");
+  } else {
+    DPTRC(1, tf, u"TLM trace timer is disabled since the interval is set to 0\n");
+  }
+  sleepFor(200);
+  if (dataSendingInterval_ != 0) {
+    startPair(TimerThread2, &dataSendingInterval_, dataTimerActive_, dataTimerThreadId_,
+              u"TLM data timer thread is successfully triggered\n",
+              u"TLM library failed to spawn the data timer thread\n", AgentThread2,
+              dataDispatcherThreadId_, u"Data dispatcher thread is successfully triggered\n",
+              u"TLM library failed to spawn the data dispatcher thread\n");
+  } else {
+    DPTRC(1, tf, u"TLM data timer is disabled since the interval is set to 0\n");
+  }
+}
+
+void CDispatcherManager::endTimer() {
+  active_ = false;
+  while (dataTimerActive_ || traceTimerActive_) sleepFor(100);
+  DPTRC(1, tf, u"Timer threads are successfully finished\n");
+}
+
+void CDispatcherManager::checkCleanUp() {
+  while (dataSendingActive_ || traceSendingActive_) sleepFor(100);
+  ThrEvtSet(&m_evt);
+  ThrEvtSet(&m_evt2);
+  DPTRC(1, tf, u"Data sending threads are successfully finished\n");
+  sleepFor(200);
+}
+
+void CDispatcherManager::waitForDispatchersToLeave() {
+  for (int waited = 0; dispatchersInLoop_ > 0 && waited < kDispatcherLeaveLimitMs; waited += 10) {
+    sleepFor(10);
+  }
+}
 
 void CDispatcherManager::refreshDataSendingInterval() {
-  dataSendingInterval_ = TLMParameterHelper::GetDataSendingInterval();
+  dataSendingInterval_ = Param::GetDataSendingInterval();
 }
+
+bool CDispatcherManager::zombieCheck() {
+  const uint32_t checkInterval = Param::GetZombieCheckInterval();
+  if (checkInterval == 0) return false;
+  zombieCheckTime_ += dataSendingInterval_;
+  if (zombieCheckTime_ < checkInterval) return false;
+  zombieCheckTime_ = 0;
+  return true;
+}
+
+void CDispatcherManager::sleepFor(uint32_t milliseconds) {
+  timeval wait = {static_cast<time_t>(milliseconds / 1000),
+                  static_cast<suseconds_t>(milliseconds % 1000 * 1000)};
+  select(0, nullptr, nullptr, nullptr, &wait);
+}
+
+void CDispatcherManager::setTimerTick(uint32_t milliseconds) { timerTickMs_ = milliseconds; }
+
+uint32_t CDispatcherManager::getTimerTick() { return timerTickMs_; }

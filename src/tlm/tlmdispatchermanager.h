@@ -1,45 +1,117 @@
-// The owner of the library's background threads: the trace and data timers and the two
-// dispatchers that send traces and metrics and run the zombie check.
+// The owner of the library's four background threads: two timers that tick once a second and
+// raise an event at the end of their period, and two dispatchers that wait for those events and
+// send. The trace dispatcher sends the trace sections; the data dispatcher runs the resource
+// call-backs, sends the metric sections and does the zombie check.
 #ifndef TLM_TLMDISPATCHERMANAGER_H
 #define TLM_TLMDISPATCHERMANAGER_H
 
+#include <atomic>
 #include <cstdint>
 
-// Singleton, created on first use without a lock.
+#include "tlm/tlmrelaxed.h"
+#include "zul_thr.h"
+
+// Singleton, created on first use without a lock (first touched in single-threaded start-up).
 //
-// Stand-in: the lifecycle calls it at the points where the threads start and stop, but the
-// threads themselves belong to the dispatcher proper, which takes over this class. Until then
-// nothing is sent in the background: metrics and traces leave only through TLM_outputMetricData
-// and the last flush of TLM_ProcExit.
+// Life: created, initialize(), startTimer() (active), endTimer() (timers gone), checkCleanUp()
+// (dispatchers told to go), release(). The flags are polled across threads, with sleeps between
+// the reads; the two interval fields are read by the timers on every tick.
 class CDispatcherManager {
  public:
   static CDispatcherManager *Instance();
+  // Deletes the manager; after endTimer and checkCleanUp.
   static void release();
 
-  // Copies the trace check and data sending intervals and makes the thread layer threaded.
+  // Copies the two intervals, makes the thread layer threaded and creates the two events.
   void initialize();
-  // Starts the timer and dispatcher threads.
+  // Sets active and starts the trace timer and dispatcher (unless the trace check interval is 0),
+  // waits 200 ms, then starts the data timer and dispatcher (unless the data sending interval is
+  // 0). A thread that can't be created is traced and left out.
   void startTimer();
-  // Stops the timers and waits until they have ended.
+  // Clears active and waits, without a time limit, until both timers have ended: up to about one
+  // tick.
   void endTimer();
-  // Waits until the dispatchers have finished a run under way.
+  // Waits, without a time limit, until no dispatcher is inside a run, then wakes both so that
+  // they see active clear and end, and gives them 200 ms to do so.
   void checkCleanUp();
-  // Takes the data sending interval anew.
+  // Takes the data sending interval anew; a running data timer uses it from its next tick. Starts
+  // no thread: a library started with interval 0 keeps no data timer.
   void refreshDataSendingInterval();
-  // True when the threads should run.
+  // Counts one data sending interval towards the zombie check; true when the check is due (and
+  // the count starts again). Always false while the zombie check interval is 0.
+  bool zombieCheck();
+
   bool isActive() const { return active_; }
+  bool isDataSendingActive() const { return dataSendingActive_; }
+  bool isTraceSendingActive() const { return traceSendingActive_; }
+  void setDataSendingActive(bool value) { dataSendingActive_ = value; }
+  void setTraceSendingActive(bool value) { traceSendingActive_ = value; }
+  bool isDataTimerActive() const { return dataTimerActive_; }
+  bool isTraceTimerActive() const { return traceTimerActive_; }
+  void setDataTimerActive(bool value) { dataTimerActive_ = value; }
+  void setTraceTimerActive(bool value) { traceTimerActive_ = value; }
+
+  // The length of one timer tick, 1000 ms. Tests shorten it so that a period of many ticks
+  // passes quickly; set it only while no timer runs.
+  static void setTimerTick(uint32_t milliseconds);
+  static uint32_t getTimerTick();
 
  private:
-  CDispatcherManager() = default;
-  ~CDispatcherManager() = default;
+  CDispatcherManager();
+  ~CDispatcherManager();
   CDispatcherManager(const CDispatcherManager &) = delete;
   CDispatcherManager &operator=(const CDispatcherManager &) = delete;
 
-  static CDispatcherManager *instance_;
+  // Thread functions. The timers get the address of their interval field.
+  static void *TimerThread(void *interval);
+  static void *TimerThread2(void *interval);
+  static void *AgentThread(void *unused);
+  static void *AgentThread2(void *unused);
 
-  bool active_ = false;
-  uint32_t traceCheckInterval_ = 0;
-  uint32_t dataSendingInterval_ = 0;
+  // Ticks until active falls, raising evt whenever the period that interval holds has passed.
+  void runTimer(const CRelaxed<uint32_t> *interval, std::atomic<bool> &timerActive,
+                THR_EVT *evt) noexcept;
+  // Waits for evt and runs one sending run per wake-up until it finds active clear.
+  void runDispatcher(THR_EVT *evt, std::atomic<bool> &sendingActive,
+                     void (CDispatcherManager::*run)(), const ZUL_UTF16 *waitFailure) noexcept;
+  // The work of one wake-up of each dispatcher, timed on its self-monitoring record.
+  void sendData();
+  void sendTraces();
+  // Creates one thread; on success answers true and traces success, else traces failure as an
+  // error. id gets the thread's id or the invalid id.
+  static bool spawn(THR_START_ROUTINE start, void *arg, THR_ID &id, const ZUL_UTF16 *success,
+                    const ZUL_UTF16 *failure);
+  // Starts a timer and its dispatcher.
+  void startPair(THR_START_ROUTINE timer, CRelaxed<uint32_t> *interval,
+                 std::atomic<bool> &timerActive, THR_ID &timerId, const ZUL_UTF16 *timerSuccess,
+                 const ZUL_UTF16 *timerFailure, THR_START_ROUTINE agent, THR_ID &agentId,
+                 const ZUL_UTF16 *agentSuccess, const ZUL_UTF16 *agentFailure);
+  // Waits until every dispatcher that was started has left its loop, so that its flags and the
+  // events aren't freed under it; normally they have within checkCleanUp's 200 ms already.
+  void waitForDispatchersToLeave();
+  // Sleeps by select with no descriptors.
+  static void sleepFor(uint32_t milliseconds);
+
+  static CDispatcherManager *m_ptDispManager;
+  static THR_EVT m_evt;   // raised by the trace timer
+  static THR_EVT m_evt2;  // raised by the data timer
+  static std::atomic<uint32_t> timerTickMs_;
+
+  std::atomic<bool> active_{false};
+  std::atomic<bool> dataSendingActive_{false};
+  std::atomic<bool> traceSendingActive_{false};
+  std::atomic<bool> dataTimerActive_{false};
+  std::atomic<bool> traceTimerActive_{false};
+  THR_ID dataTimerThreadId_ = THR_INVALID_ID;
+  THR_ID traceTimerThreadId_ = THR_INVALID_ID;
+  THR_ID dataDispatcherThreadId_ = THR_INVALID_ID;
+  THR_ID traceDispatcherThreadId_ = THR_INVALID_ID;
+  CRelaxed<uint32_t> traceCheckInterval_{0};   // seconds
+  CRelaxed<uint32_t> dataSendingInterval_{0};  // seconds
+  uint32_t zombieCheckTime_ = 0;               // seconds counted towards the next zombie check;
+                                               // only the data dispatcher counts
+  std::atomic<int> dispatchersInLoop_{0};      // dispatchers started and not yet leaving
+  bool eventsReady_ = false;                   // initialize created the events
 };
 
 #endif  // TLM_TLMDISPATCHERMANAGER_H

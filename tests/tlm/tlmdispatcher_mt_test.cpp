@@ -1,0 +1,319 @@
+// The background threads of a started library: which of them run, what the timers' periods are,
+// what each dispatcher does, and how the stop waits for a run under way. Most tests shorten the
+// timer tick to 20 ms, so that a sending interval of 15 ticks passes in 0.3 s.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tlm/tlmdispatchermanager.h"
+#include "tlm/tlmmtdatasendingagent.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm_core_fixture.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr uint32_t kShortTick = 20;
+
+// Polls pred every 5 ms until it holds or the time is up; answers its last value.
+bool WaitUntil(const std::function<bool()> &pred, milliseconds limit = milliseconds(5000)) {
+  const auto deadline = Clock::now() + limit;
+  while (!pred()) {
+    if (Clock::now() > deadline) return pred();
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  return true;
+}
+
+size_t Occurrences(const std::vector<std::u16string> &texts, const std::u16string &part) {
+  size_t count = 0;
+  for (const auto &text : texts) count += text.find(part) != std::u16string::npos ? 1 : 0;
+  return count;
+}
+
+// A barrier that a sink or call-back waits at until the test opens it; it opens by itself after
+// ten seconds, so that a fault shows as a failure rather than a hang.
+class Gate {
+ public:
+  void Pass() {
+    std::unique_lock<std::mutex> hold(mutex_);
+    ++arrivals_;
+    arrived_.notify_all();
+    open_.wait_for(hold, std::chrono::seconds(10), [this] { return isOpen_; });
+  }
+  void Open() {
+    std::lock_guard<std::mutex> hold(mutex_);
+    isOpen_ = true;
+    open_.notify_all();
+  }
+  void Close() {
+    std::lock_guard<std::mutex> hold(mutex_);
+    isOpen_ = false;
+  }
+  int Arrivals() {
+    std::lock_guard<std::mutex> hold(mutex_);
+    return arrivals_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable open_;
+  std::condition_variable arrived_;
+  bool isOpen_ = false;
+  int arrivals_ = 0;
+};
+
+// An agent whose every sendData passes the gate, then keeps the text.
+class GateAgent : public CMTDataSendingAgent {
+ public:
+  explicit GateAgent(std::shared_ptr<Gate> gate) : gate_(std::move(gate)) {}
+  bool checkStatus() override { return true; }
+  void sendData(zulstring) override { gate_->Pass(); }
+  zulstring recvData() override { return zulstring(); }
+
+ private:
+  std::shared_ptr<Gate> gate_;
+};
+
+// The resource call-back of the tests: counts its calls and passes the gate, if one is set.
+std::atomic<int> g_callBackCalls{0};
+std::shared_ptr<Gate> g_callBackGate;
+void CountingCallBack() {
+  ++g_callBackCalls;
+  if (g_callBackGate) g_callBackGate->Pass();
+}
+
+class DispatcherThreadsTest : public core_test::StartedTest {
+ protected:
+  void SetUp() override {
+    CDispatcherManager::setTimerTick(kShortTick);
+    g_callBackCalls = 0;
+    g_callBackGate.reset();
+  }
+  void TearDown() override {
+    TLM_ProcExit();
+    CDispatcherManager::setTimerTick(1000);
+    g_callBackGate.reset();
+  }
+  // Starts the library. The sink is installed after the threads started; the ring lock taken
+  // afterwards orders that before the data dispatcher's first look at the agent.
+  void StartWith(const core_test::Pairs &pairs) {
+    Start(pairs);
+    CRecordSectionCacheManager::Instance()->getRingSize();
+  }
+  void InstallGateAgent(std::shared_ptr<Gate> gate) {
+    CRecordSectionCacheManager::Instance()->setAgent(new GateAgent(std::move(gate)));
+    CRecordSectionCacheManager::Instance()->getRingSize();
+  }
+  // The update count of a record of the active section; only while no data dispatcher switches
+  // sections, since a switch frees the record.
+  static uint32_t UpdatesOf(const std::u16string &record) {
+    return CRecordSectionCacheManager::Instance()
+        ->getResourceRecordByName(record)
+        ->getUpdateCount();
+  }
+  // The trace lines that contain any of texts, each as the text it contains, in order.
+  std::vector<std::u16string> TracedOf(const std::vector<std::u16string> &texts) const {
+    std::vector<std::u16string> found;
+    for (const auto &line : trace_.Lines()) {
+      for (const auto &text : texts) {
+        if (line.find(text) != std::u16string::npos) found.push_back(text);
+      }
+    }
+    return found;
+  }
+};
+
+const std::u16string kTraceTimerOk = u"TLM trace timer thread is successfully triggered";
+const std::u16string kTraceAgentOk = u"Trace dispatcher thread is successfully triggered";
+const std::u16string kDataTimerOk = u"TLM data timer thread is successfully triggered";
+const std::u16string kDataAgentOk = u"Data dispatcher thread is successfully triggered";
+const std::u16string kTraceOff = u"TLM trace timer is disabled since the interval is set to 0";
+const std::u16string kDataOff = u"TLM data timer is disabled since the interval is set to 0";
+const std::u16string kTimersDone = u"Timer threads are successfully finished";
+const std::u16string kSendersDone = u"Data sending threads are successfully finished";
+
+TEST_F(DispatcherThreadsTest, StartAndStopTraceEachThreadInOrder) {
+  struct Case {
+    const char16_t *trace;
+    const char16_t *data;
+    std::vector<std::u16string> lines;
+  };
+  const Case cases[] = {
+      {u"5",
+       u"60",
+       {kTraceTimerOk, kTraceAgentOk, kDataTimerOk, kDataAgentOk, kTimersDone, kSendersDone}},
+      {u"0", u"60", {kTraceOff, kDataTimerOk, kDataAgentOk, kTimersDone, kSendersDone}},
+      {u"5", u"0", {kTraceTimerOk, kTraceAgentOk, kDataOff, kTimersDone, kSendersDone}},
+      {u"0", u"0", {kTraceOff, kDataOff, kTimersDone, kSendersDone}},
+  };
+  const std::vector<std::u16string> all = {kTraceTimerOk, kTraceAgentOk, kDataTimerOk,
+                                           kDataAgentOk,  kTraceOff,     kDataOff,
+                                           kTimersDone,   kSendersDone};
+  for (const Case &c : cases) {
+    trace_.Clear();
+    StartWith({{u"tracecheck_interval", c.trace}, {u"datasending_interval", c.data}});
+    CDispatcherManager *manager = CDispatcherManager::Instance();
+    EXPECT_TRUE(manager->isActive());
+    EXPECT_TRUE(WaitUntil([&] {
+      return manager->isTraceTimerActive() == (c.trace[0] != u'0') &&
+             manager->isDataTimerActive() == (c.data[0] != u'0');
+    }));
+    TLM_ProcExit();
+    EXPECT_EQ(TracedOf(all), c.lines) << tlm_test::Utf8(trace_.Text());
+  }
+}
+
+// The first event comes one whole period after the timer started, on one-second ticks.
+TEST_F(DispatcherThreadsTest, FirstTraceRunFollowsOneFullPeriod) {
+  CDispatcherManager::setTimerTick(1000);
+  const auto started = Clock::now();
+  StartWith({{u"tracecheck_interval", u"2"}, {u"datasending_interval", u"0"}});
+  const uint32_t initial = UpdatesOf(u"~Trace Sending Performance(ms)");
+  ASSERT_TRUE(WaitUntil([&] { return UpdatesOf(u"~Trace Sending Performance(ms)") > initial; }));
+  const auto elapsed = Clock::now() - started;
+  EXPECT_GE(elapsed, milliseconds(1800));
+  EXPECT_LT(elapsed, milliseconds(4000));
+}
+
+// With no data timer, call-backs never run; the trace dispatcher runs all the same.
+TEST_F(DispatcherThreadsTest, DataIntervalZeroLeavesOnlyTheTraceThreads) {
+  StartWith({{u"tracecheck_interval", u"2"}, {u"datasending_interval", u"0"}});
+  TLM_registerResourceCallBack(1, CountingCallBack, 1, 0);
+  const uint32_t initial = UpdatesOf(u"~Trace Sending Performance(ms)");
+  // A call-back is due once the second has passed; wait for trace runs beyond that.
+  std::this_thread::sleep_for(milliseconds(1100));
+  EXPECT_TRUE(
+      WaitUntil([&] { return UpdatesOf(u"~Trace Sending Performance(ms)") > initial + 3; }));
+  EXPECT_EQ(g_callBackCalls, 0);
+  EXPECT_FALSE(CDispatcherManager::Instance()->isDataTimerActive());
+  EXPECT_EQ(TracedOf({kDataOff, kDataAgentOk}), std::vector<std::u16string>{kDataOff});
+}
+
+// With no trace timer, the trace dispatcher's record is sent only with its start value: no run
+// updates it, while the data dispatcher sends each period.
+TEST_F(DispatcherThreadsTest, TraceIntervalZeroLeavesOnlyTheDataThreads) {
+  StartWith({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"15"}});
+  ASSERT_TRUE(WaitUntil(
+      [&] { return Occurrences(sink_->Texts(), u"~Metric Sending Performance(ms)") >= 3; }));
+  EXPECT_EQ(Occurrences(sink_->Texts(), u"~Trace Sending Performance(ms)"), 1u);
+  EXPECT_FALSE(CDispatcherManager::Instance()->isTraceTimerActive());
+}
+
+TEST_F(DispatcherThreadsTest, DataRunCallsBackAndSendsTheSection) {
+  StartWith({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"15"}});
+  TLM_registerResourceCallBack(7, CountingCallBack, 1, 0);
+  TLM_endTiming(TLM_startTiming(u"Orders", u"submit", 0));
+  EXPECT_TRUE(WaitUntil([&] { return g_callBackCalls > 0; }));
+  EXPECT_TRUE(WaitUntil([&] { return Occurrences(sink_->Texts(), u"Orders") > 0; }));
+}
+
+// A new interval applies at the timer's next tick, and its count goes on: after more ticks than
+// the new interval, the next tick raises the event.
+TEST_F(DispatcherThreadsTest, RefreshedIntervalAppliesAtTheNextTick) {
+  CDispatcherManager::setTimerTick(50);
+  StartWith({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"3600"}});
+  std::this_thread::sleep_for(milliseconds(20 * 50));
+  ASSERT_TRUE(sink_->Texts().empty());
+  TLMParameterHelper::SetSendingInterval(15);
+  const auto refreshed = Clock::now();
+  CDispatcherManager::Instance()->refreshDataSendingInterval();
+  ASSERT_TRUE(WaitUntil([&] { return !sink_->Texts().empty(); }));
+  // A count started anew would need 15 ticks, 750 ms.
+  EXPECT_LT(Clock::now() - refreshed, milliseconds(500));
+}
+
+// The stop waits for a run under way however long it lasts, whether the sink or a call-back
+// holds it, and the library then stops cleanly.
+TEST_F(DispatcherThreadsTest, StopWaitsForTheRunUnderWay) {
+  for (bool inCallBack : {false, true}) {
+    SCOPED_TRACE(inCallBack ? "call-back" : "sink");
+    trace_.Clear();
+    auto gate = std::make_shared<Gate>();
+    StartWith({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"15"}});
+    if (inCallBack) {
+      g_callBackGate = gate;
+      TLM_registerResourceCallBack(1, CountingCallBack, 1, 0);
+    } else {
+      InstallGateAgent(gate);
+    }
+    ASSERT_TRUE(WaitUntil([&] { return gate->Arrivals() > 0; }));
+
+    std::atomic<bool> stopped{false};
+    std::thread stopper([&] {
+      TLM_ProcExit();
+      stopped = true;
+    });
+    std::this_thread::sleep_for(milliseconds(400));
+    EXPECT_FALSE(stopped);
+    EXPECT_TRUE(TracedOf({kSendersDone}).empty());
+    gate->Open();
+    EXPECT_TRUE(WaitUntil([&] { return stopped.load(); }));
+    stopper.join();
+    EXPECT_EQ(TracedOf({kTimersDone, kSendersDone}),
+              (std::vector<std::u16string>{kTimersDone, kSendersDone}));
+    g_callBackGate.reset();
+  }
+}
+
+// The 99th percentile of a start and end of timing, over two application threads.
+std::chrono::nanoseconds TimingLatencyP99() {
+  constexpr int kThreads = 2;
+  constexpr int kCalls = 2000;
+  std::vector<std::vector<Clock::duration>> samples(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&samples, t] {
+      samples[t].reserve(kCalls);
+      for (int i = 0; i < kCalls; ++i) {
+        const auto before = Clock::now();
+        TLM_endTiming(TLM_startTiming(u"Checkout", u"pay", 0));
+        samples[t].push_back(Clock::now() - before);
+      }
+    });
+  }
+  for (auto &thread : threads) thread.join();
+  std::vector<Clock::duration> all;
+  for (const auto &part : samples) all.insert(all.end(), part.begin(), part.end());
+  std::sort(all.begin(), all.end());
+  return all[all.size() * 99 / 100];
+}
+
+// A sink that stalls holds up only the data dispatcher: application threads keep their latency,
+// and a forced flush returns at once, since a run is under way.
+TEST_F(DispatcherThreadsTest, StalledSinkDoesNotSlowTheApplication) {
+  StartWith({{u"tracecheck_interval", u"2"}, {u"datasending_interval", u"15"}});
+  auto gate = std::make_shared<Gate>();
+  gate->Open();
+  InstallGateAgent(gate);
+  const auto idle = TimingLatencyP99();
+
+  gate->Close();
+  const int before = gate->Arrivals();
+  ASSERT_TRUE(WaitUntil([&] { return gate->Arrivals() > before; }));
+  ASSERT_TRUE(CDispatcherManager::Instance()->isDataSendingActive());
+  const auto stuck = TimingLatencyP99();
+  const auto flushStart = Clock::now();
+  TLM_outputMetricData();
+  const auto flush = Clock::now() - flushStart;
+  const bool stillStuck = CDispatcherManager::Instance()->isDataSendingActive();
+  gate->Open();
+
+  EXPECT_TRUE(stillStuck);
+  EXPECT_LT(stuck, idle * 20 + milliseconds(20))
+      << "idle p99 " << idle.count() << " ns, stuck p99 " << stuck.count() << " ns";
+  EXPECT_LT(flush, milliseconds(500));
+}
+
+}  // namespace

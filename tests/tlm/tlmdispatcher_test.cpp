@@ -1,0 +1,108 @@
+// The dispatcher's decisions that need no running thread: the zombie check's cadence, the trace of
+// threads that can't be started, and the data timer that a refresh doesn't start.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "metrics_test_support.h"
+#include "tlm/tlmdispatchermanager.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "trace_capture.h"
+
+namespace {
+
+class DispatcherTest : public ::testing::Test {
+ protected:
+  // The configuration of pairs, and an initialised manager.
+  CDispatcherManager *Initialize(metrics_test::Pairs pairs) {
+    metrics_test::Configure(pairs);
+    CDispatcherManager::Instance()->initialize();
+    return CDispatcherManager::Instance();
+  }
+  void TearDown() override {
+    CDispatcherManager::release();
+    TLMParameterHelper::CleanUp();
+  }
+  // The lines of the trace that contain text.
+  std::vector<std::u16string> LinesWith(const std::u16string &text) const {
+    std::vector<std::u16string> found;
+    for (const auto &line : trace_.Lines()) {
+      if (line.find(text) != std::u16string::npos) found.push_back(line);
+    }
+    return found;
+  }
+
+  tlm_test::TraceCapture trace_{1};
+};
+
+TEST_F(DispatcherTest, ZombieCheckIsDueAfterWholeSendingIntervals) {
+  struct Case {
+    const char16_t *sending;
+    const char16_t *zombieCheck;
+    std::vector<bool> due;  // answers of successive calls
+  };
+  const Case cases[] = {
+      // 90 stays 90; counted in steps of 60 it is reached at the second call, 120 s in.
+      {u"60", u"90", {false, true, false, true}},
+      {u"60", u"0", {false, false, false, false}},
+      {u"60", u"60", {true, true, true}},
+      // Raised to the sending interval.
+      {u"60", u"30", {true, true}},
+      {u"15", u"60", {false, false, false, true, false}},
+  };
+  for (const Case &c : cases) {
+    CDispatcherManager *manager = Initialize(
+        {{u"datasending_interval", c.sending}, {u"zombie_check_interval", c.zombieCheck}});
+    std::vector<bool> due;
+    for (size_t i = 0; i < c.due.size(); ++i) due.push_back(manager->zombieCheck());
+    EXPECT_EQ(due, c.due) << tlm_test::Utf8(c.sending) << " " << tlm_test::Utf8(c.zombieCheck);
+    CDispatcherManager::release();
+  }
+}
+
+// Without a threaded thread layer no thread can be made: each is traced as an error, and the stop
+// doesn't wait for timers that never ran.
+TEST_F(DispatcherTest, ThreadsThatCantBeCreatedAreTracedAndSkipped) {
+  CDispatcherManager *manager =
+      Initialize({{u"tracecheck_interval", u"5"}, {u"datasending_interval", u"60"}});
+  ThrProcExit();
+  manager->startTimer();
+  EXPECT_TRUE(manager->isActive());
+  EXPECT_FALSE(manager->isTraceTimerActive());
+  EXPECT_FALSE(manager->isDataTimerActive());
+  manager->endTimer();
+  manager->checkCleanUp();
+
+  const std::u16string failures[] = {
+      u"TLM library failed to spawn the trace timer thread",
+      u"TLM library failed to spawn the trace dispatcher thread",
+      u"TLM library failed to spawn the data timer thread",
+      u"TLM library failed to spawn the data dispatcher thread",
+  };
+  std::vector<std::u16string> errors = LinesWith(u"*** ERROR => ");
+  ASSERT_EQ(errors.size(), 4u) << tlm_test::Utf8(trace_.Text());
+  for (size_t i = 0; i < 4; ++i) {
+    EXPECT_NE(errors[i].find(failures[i]), std::u16string::npos) << tlm_test::Utf8(errors[i]);
+  }
+  EXPECT_TRUE(LinesWith(u"successfully triggered").empty());
+  EXPECT_EQ(LinesWith(u"Timer threads are successfully finished").size(), 1u);
+  EXPECT_EQ(LinesWith(u"Data sending threads are successfully finished").size(), 1u);
+  ThrProcInit();
+}
+
+TEST_F(DispatcherTest, RefreshStartsNoDataTimer) {
+  CDispatcherManager *manager =
+      Initialize({{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"0"}});
+  manager->startTimer();
+  TLMParameterHelper::SetSendingInterval(15);
+  manager->refreshDataSendingInterval();
+  EXPECT_FALSE(manager->isDataTimerActive());
+  EXPECT_FALSE(manager->isTraceTimerActive());
+  EXPECT_EQ(LinesWith(u"TLM trace timer is disabled since the interval is set to 0").size(), 1u);
+  EXPECT_EQ(LinesWith(u"TLM data timer is disabled since the interval is set to 0").size(), 1u);
+  manager->endTimer();
+  manager->checkCleanUp();
+}
+
+}  // namespace
