@@ -174,4 +174,55 @@ ZUL_API void TLM_outputMetricData(void) ZUL_NOTHROW;
 ZUL_API void TLM_setStringValue(const ZUL_UTF16 *subPath, const ZUL_UTF16 *name,
                                 const ZUL_UTF16 *value) ZUL_NOTHROW;
 
+/* ---- Passports, trace identity and thresholds ----
+ * Text results follow the buffer rule above: out holds size units; the answer is the text's
+ * length, or, when size isn't greater than the length, the length plus one with nothing written.
+ * Every function answers 0 (or empty text) while the library is stopped; those that read the
+ * session's transaction also while the global switch is off. */
+
+/* The passport to send with a call to another process: hexadecimal text that the next process
+ * hands to TLM_initContext to continue the transaction. Empty (0) when the session has no
+ * transaction or its transaction isn't traced end to end. */
+ZUL_API int TLM_getPassport(ZUL_UTF16 *out, int size) ZUL_NOTHROW;
+ZUL_API int TLM_getPassportEx(TLM_SESSION_ID_FUNC session, ZUL_UTF16 *out, int size) ZUL_NOTHROW;
+/* A field of the passport that began the session's transaction: 1 transaction id, 2 root context
+ * id, 3 connection id, 4 connection counter in decimal; any other element is empty text. */
+ZUL_API int TLM_getPassportElement(uint16_t element, ZUL_UTF16 *out, int size) ZUL_NOTHROW;
+ZUL_API int TLM_getPassportElementEx(TLM_SESSION_ID_FUNC session, uint16_t element, ZUL_UTF16 *out,
+                                     int size) ZUL_NOTHROW;
+/* The identity of the session's transaction in traces; empty when the session has none. */
+ZUL_API int TLM_getTraceGuid(ZUL_UTF16 *out, int size) ZUL_NOTHROW;
+ZUL_API int TLM_getTraceGuidEx(TLM_SESSION_ID_FUNC session, ZUL_UTF16 *out, int size) ZUL_NOTHROW;
+/* The trace level (0 none to 3 high) of the session's transaction; 0 when it has none. */
+ZUL_API uint16_t TLM_getTraceLevel(void) ZUL_NOTHROW;
+ZUL_API uint16_t TLM_getTraceLevelEx(TLM_SESSION_ID_FUNC session) ZUL_NOTHROW;
+/* The trace flag of the session's transaction's passport; 0 when it has none. */
+ZUL_API uint16_t TLM_getTraceFlag(void) ZUL_NOTHROW;
+ZUL_API uint16_t TLM_getTraceFlagEx(TLM_SESSION_ID_FUNC session) ZUL_NOTHROW;
+
+/* The passport to send on, made from the hexadecimal passport text passport without any session:
+ * a new connection id, connection counter 0 and this component as the previous one. 0 when
+ * passport isn't a hexadecimal passport. */
+ZUL_API int TLM_getPassport2(const ZUL_UTF16 *passport, ZUL_UTF16 *out, int size) ZUL_NOTHROW;
+/* A field of the hexadecimal passport text passport, numbered as for TLM_getPassportElement. 0
+ * when passport isn't one. */
+ZUL_API int TLM_getPassportElement2(const ZUL_UTF16 *passport, uint16_t element, ZUL_UTF16 *out,
+                                    int size) ZUL_NOTHROW;
+/* The trace level (0 to 3) that the hexadecimal passport text passport asks for; 0 when it isn't
+ * one. */
+ZUL_API uint16_t TLM_getTraceLevel2(const ZUL_UTF16 *passport) ZUL_NOTHROW;
+
+/* Sets the data sending interval to seconds (at least 15) from the next interval on. */
+ZUL_API void TLM_changeDataSendingInterval(uint32_t seconds) ZUL_NOTHROW;
+/* Sets the instrument level threshold; 0 switches the library off until it is set again. Applies
+ * from the next TLM_startTiming; transactions under way keep the threshold they began with. */
+ZUL_API void TLM_changeInstruLevelThreshold(uint16_t level) ZUL_NOTHROW;
+/* Sets the instrument level threshold of component name: it applies to the records whose
+ * component is name or begins with name and a "|", in the transactions that TLM_initContext
+ * begins from now on. The first function serves untraced transactions, the second traced ones. */
+ZUL_API void TLM_changeInstruLevelThresholdForComponent(const ZUL_UTF16 *name,
+                                                        uint16_t level) ZUL_NOTHROW;
+ZUL_API void TLM_changeTraceInstruLevelThresholdForComponent(const ZUL_UTF16 *name,
+                                                             uint16_t level) ZUL_NOTHROW;
+
 #endif /* TLM_H */

@@ -3,32 +3,14 @@
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmpassporthelper.h"
 #include "tlm/tlmplatformhelper.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmpreviouscomponent.h"
 #include "zul_u16printf.h"
-#include "zul_u16sys.h"
-
-namespace {
-
-// The longest previous-component text that a passport carries.
-constexpr size_t kPreviousComponentUnits = 32;
-
-// "<system>-<component>-<host>", cut to what a passport carries.
-zulstring previousComponent() {
-  ZUL_UTF16 host[255];
-  zulstring hostName = gethostnameU16(host, 255) == 0 ? zulstring(host) : zulstring(u"unknown");
-  zulstring text = TLMParameterHelper::GetSystemName() + u"-" +
-                   CContextCacheManager::Instance()->getComponentName() + u"-" + hostName;
-  if (text.size() > kPreviousComponentUnits) text.resize(kPreviousComponentUnits);
-  return text;
-}
-
-}  // namespace
 
 // A transaction that isn't traced end to end hands nothing on. Later passports of the context
 // reuse the handle that the first one set.
 zulstring CMTContext::getPassport() {
   if (traceLevel_ == TRACE_LEVEL_NONE) return zulstring();
-  zulstring previous = previousComponent();
+  zulstring previous = tlmpassport::previousComponent();
   zulstring connection = getLocalConnId(false);
   uint32_t counter = getIncConnCounter(false);
   return PassportHelper::CreateOutgoingPassport(passportHandle_, connection.c_str(), counter,

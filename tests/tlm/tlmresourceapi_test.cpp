@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "tlm.h"
 #include "tlm_core_fixture.h"
 
@@ -67,6 +70,21 @@ TEST_F(ResourceApi, CallsAfterStopAreHarmless) {
   TLM_outputMetricData();
   Start({});
   EXPECT_EQ(Flush().size(), 4u);  // the library's own records only
+}
+
+int callBackRuns = 0;
+
+TEST_F(ResourceApi, ANullCallBackTakesNoId) {
+  callBackRuns = 0;
+  TLM_registerResourceCallBack(1, nullptr, 1, 0);
+  TLM_registerResourceCallBack(
+      1, [] { ++callBackRuns; }, 1, 0);
+  // Due once the second of registration has passed.
+  for (int waits = 0; callBackRuns == 0 && waits < 150; ++waits) {
+    CRecordSectionCacheManager::Instance()->invokeCallBackFunctions();
+    if (callBackRuns == 0) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  EXPECT_EQ(callBackRuns, 1);
 }
 
 }  // namespace

@@ -1,0 +1,293 @@
+// The exported passport and trace identity readers: of the session's transaction, and of a
+// passport text alone.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+
+#include "passport_bytes.h"
+#include "tlm.h"
+#include "tlm/tlmpassporthelper.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm_core_fixture.h"
+#include "zul_epp.h"
+
+namespace {
+
+namespace pb = passport_bytes;
+using core_test::StartedTest;
+
+const char16_t *SessionA() { return u"session A"; }
+const char16_t *EmptySession() { return u""; }
+
+// A passport text of version with the 16-bit trace flag, from the sample core.
+std::u16string PassportText(uint8_t version, uint16_t flag) {
+  pb::Core core = pb::SampleCore(version);
+  core.flag[0] = static_cast<uint8_t>(flag);
+  core.flag[1] = static_cast<uint8_t>(flag >> 8);
+  switch (version) {
+    case 1:
+      return pb::Hex(pb::Version1(core));
+    case 2:
+      return pb::Hex(pb::Version2(core));
+    default:
+      return pb::Hex(pb::Version3(core));
+  }
+}
+
+// A text result read through a function of the buffer rule, with room enough.
+typedef std::function<int(ZUL_UTF16 *, int)> TextReader;
+std::u16string Read(const TextReader &read) {
+  ZUL_UTF16 buffer[600] = {u'x', 0};
+  int length = read(buffer, 600);
+  std::u16string text(buffer);
+  EXPECT_EQ(static_cast<size_t>(length), text.size());
+  return text;
+}
+
+bool IsHexIdentifier(const std::u16string &text) {
+  return text.size() == 32 && text.find_first_not_of(u"0123456789ABCDEF") == std::u16string::npos;
+}
+
+class PassportApi : public StartedTest {
+ protected:
+  void SetUp() override { Start({{u"system_name", u"SYS"}}); }
+  std::u16string ShortBufferLine(const std::u16string &function) {
+    return trace_.ThreadPrefix() + function + u": buffer size is smaller than the required\n";
+  }
+};
+
+TEST_F(PassportApi, ABufferOfTheTextsLengthGetsNothingAndTheLengthPlusOne) {
+  const std::u16string passport = PassportText(3, 3487);
+  TLM_initContext(passport.c_str());
+  TLM_initContextEx(SessionA, passport.c_str());
+  struct Case {
+    const char16_t *function;
+    TextReader read;
+    bool traced;
+  } cases[] = {
+      {u"TLM_getPassport", TLM_getPassport, true},
+      {u"TLM_getPassportEx", [](ZUL_UTF16 *o, int s) { return TLM_getPassportEx(SessionA, o, s); },
+       true},
+      {u"TLM_getPassportElement",
+       [](ZUL_UTF16 *o, int s) { return TLM_getPassportElement(1, o, s); }, true},
+      {u"TLM_getTraceGuid", TLM_getTraceGuid, false},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(tlm_test::Utf8(c.function));
+    const size_t length = Read(c.read).size();
+    ASSERT_GT(length, 0u);
+    std::u16string buffer(length + 1, u'?');
+    trace_.Clear();
+    EXPECT_EQ(c.read(buffer.data(), static_cast<int>(length)), static_cast<int>(length + 1));
+    EXPECT_EQ(buffer, std::u16string(length + 1, u'?'));
+    EXPECT_EQ(trace_.Text(), c.traced ? ShortBufferLine(c.function) : u"");
+    EXPECT_EQ(c.read(buffer.data(), static_cast<int>(length + 1)), static_cast<int>(length));
+    EXPECT_EQ(buffer[length], 0);
+  }
+}
+
+TEST_F(PassportApi, TransactionsNotTracedEndToEndHandNothingOn) {
+  struct Case {
+    const char *what;
+    std::function<void()> begin;
+  } cases[] = {
+      {"no transaction", [] {}},
+      {"begun by a timing", [] { TLM_startTiming(u"A", u"op", 1); }},
+      {"empty passport", [] { TLM_initContext(u""); }},
+      {"application passport of level 0", [] { TLM_initContext(u"G*8"); }},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    TLM_ProcExit();
+    Start({});
+    c.begin();
+    ZUL_UTF16 buffer[8] = {u'x', 0};
+    EXPECT_EQ(TLM_getPassport(buffer, 8), 0);
+    EXPECT_EQ(buffer[0], 0);
+    EXPECT_EQ(TLM_getTraceLevel(), 0);
+  }
+  EXPECT_EQ(TLM_getTraceFlag(), 8);
+  EXPECT_EQ(Read(TLM_getTraceGuid), u"G");
+}
+
+TEST_F(PassportApi, ElementsOfTheIncomingPassport) {
+  const std::u16string text = PassportText(3, 3471);  // level 2
+  TLM_initContext(text.c_str());
+  const std::u16string counter = std::u16string(u"16909060");  // 0x01020304
+  struct Case {
+    uint16_t element;
+    std::u16string value;
+  } cases[] = {
+      {0, u""},
+      {1, u"T-0001" + std::u16string(26, u' ')},
+      {2, u"000102030405060708090A0B0C0D0E0F"},
+      {3, u"F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF"},
+      {4, counter},
+      {5, u""},
+      {65535, u""},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.element);
+    EXPECT_EQ(Read([&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement(c.element, o, s); }),
+              c.value);
+    EXPECT_EQ(Read([&](ZUL_UTF16 *o, int s) {
+                return TLM_getPassportElement2(text.c_str(), c.element, o, s);
+              }),
+              c.value);
+  }
+  EXPECT_EQ(TLM_getTraceFlag(), 3471);
+  EXPECT_EQ(TLM_getTraceLevel(), 2);
+  EXPECT_EQ(Read(TLM_getTraceGuid),
+            u"000102030405060708090A0B0C0D0E0FF0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF01020304");
+}
+
+TEST_F(PassportApi, TraceLevelThatAPassportTextAsksFor) {
+  struct Case {
+    std::u16string text;
+    uint16_t level;
+  } cases[] = {
+      {PassportText(3, 2696), 1},
+      {PassportText(3, 2697), 2},
+      {PassportText(3, 3487), 3},
+      {PassportText(2, 1535), 3},
+      {PassportText(1, 924), 1},
+      {PassportText(1, 8), 0},
+      {u"G*1600", 0},  // an application passport is no passport here
+      {u"", 0},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(tlm_test::Utf8(c.text.substr(0, 40)));
+    EXPECT_EQ(TLM_getTraceLevel2(c.text.c_str()), c.level);
+  }
+  EXPECT_EQ(TLM_getTraceLevel2(nullptr), 0);
+}
+
+// The fields of an outgoing passport that change at each hop.
+struct Hop {
+  uint8_t version = 0;
+  uint16_t flag = 0;
+  std::u16string transaction, connection, counter, previous;
+};
+
+Hop ReadHop(const std::u16string &text) {
+  Hop hop;
+  hop.transaction =
+      Read([&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement2(text.c_str(), 1, o, s); });
+  hop.connection =
+      Read([&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement2(text.c_str(), 3, o, s); });
+  hop.counter =
+      Read([&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement2(text.c_str(), 4, o, s); });
+  void *handle = PassportHelper::IsZULPassport(text.c_str());
+  EXPECT_NE(handle, nullptr);
+  hop.version = PassportHelper::GetPassportVersion(handle);
+  hop.flag = PassportHelper::GetTraceFlagFromZULPassport(handle);
+  ZUL_UTF16 previous[40] = {};
+  uint32_t length = 0;
+  eppGetPreComponentName(handle, 32, previous, &length);
+  hop.previous = std::u16string(previous, length);
+  hop.previous.erase(hop.previous.find_last_not_of(u' ') + 1);
+  PassportHelper::DestroyPassportHandle(handle);
+  return hop;
+}
+
+std::u16string Passport2(const std::u16string &text) {
+  return Read([&](ZUL_UTF16 *o, int s) { return TLM_getPassport2(text.c_str(), o, s); });
+}
+
+TEST_F(PassportApi, PassportsHandedOnWithoutASession) {
+  char host[256] = {};
+  ASSERT_EQ(gethostname(host, sizeof host), 0);
+  const std::u16string previous = (u"SYS-App-" + tlm_test::Utf16(host)).substr(0, 32);
+
+  // A passport of a traced transaction, as the next process receives it.
+  TLM_initContext(u"*1600");
+  const std::u16string first = Read(TLM_getPassport);
+  const Hop sent = ReadHop(first);
+  EXPECT_EQ(sent.version, 3);
+  EXPECT_EQ(sent.flag, 15);
+  EXPECT_EQ(sent.previous, previous);
+  EXPECT_EQ(TLM_getTraceLevel2(first.c_str()), 1);
+
+  const Hop next = ReadHop(Passport2(first));
+  EXPECT_EQ(next.version, 3);
+  EXPECT_EQ(next.flag, 15);
+  EXPECT_EQ(next.transaction, sent.transaction);
+  EXPECT_TRUE(IsHexIdentifier(next.connection));
+  EXPECT_NE(next.connection, sent.connection);
+  EXPECT_EQ(next.counter, u"0");
+  EXPECT_EQ(next.previous, previous);
+
+  // A version 2 passport asking for level 3 leaves raised to version 3 with that level's flag.
+  const Hop raised = ReadHop(Passport2(PassportText(2, 2000)));
+  EXPECT_EQ(raised.version, 3);
+  EXPECT_EQ(raised.flag, 3487);
+  EXPECT_EQ(raised.transaction, u"T-0001" + std::u16string(26, u' '));
+
+  // Texts that are no passports give nothing and write nothing.
+  for (const char16_t *text : {u"G*1600", u"", static_cast<const char16_t *>(nullptr)}) {
+    ZUL_UTF16 buffer[4] = {u'x', 0};
+    EXPECT_EQ(TLM_getPassport2(text, buffer, 4), 0);
+    EXPECT_EQ(TLM_getPassportElement2(text, 1, buffer, 4), 0);
+    EXPECT_EQ(buffer[0], u'x');
+  }
+  trace_.Clear();
+  ZUL_UTF16 small[4];
+  EXPECT_GT(TLM_getPassport2(first.c_str(), small, 4), 4);
+  EXPECT_EQ(TLM_getPassportElement2(first.c_str(), 2, small, 4), 33);
+  EXPECT_EQ(trace_.Text(),
+            ShortBufferLine(u"TLM_getPassport2") + ShortBufferLine(u"TLM_getPassportElement2"));
+}
+
+TEST_F(PassportApi, ExSessions) {
+  TLM_initContextEx(SessionA, u"*1600");
+  EXPECT_EQ(TLM_getTraceLevelEx(SessionA), 3);
+  EXPECT_EQ(TLM_getTraceFlagEx(SessionA), 1600);
+  EXPECT_EQ(TLM_getTraceLevel(), 0);  // the thread's own session has no transaction
+  EXPECT_TRUE(IsHexIdentifier(
+      Read([](ZUL_UTF16 *o, int s) { return TLM_getTraceGuidEx(SessionA, o, s); })));
+  EXPECT_FALSE(Read([](ZUL_UTF16 *o, int s) { return TLM_getPassportEx(SessionA, o, s); }).empty());
+
+  struct Case {
+    TLM_SESSION_ID_FUNC session;
+    const char16_t *error;
+  } cases[] = {
+      {nullptr, u"Get sessionId function point is NULL"},
+      {EmptySession, u"External sessionId function returns the empty sessionId"},
+  };
+  for (const Case &c : cases) {
+    const std::u16string line = trace_.ThreadPrefix() + u"*** ERROR => " + c.error + u" [tlmmain ";
+    trace_.Clear();
+    ZUL_UTF16 buffer[100] = {u'x', 0};
+    EXPECT_EQ(TLM_getPassportEx(c.session, buffer, 100), 0);
+    EXPECT_EQ(TLM_getPassportElementEx(c.session, 1, buffer, 100), 0);
+    EXPECT_EQ(TLM_getTraceGuidEx(c.session, buffer, 100), 0);
+    EXPECT_EQ(TLM_getTraceLevelEx(c.session), 0);
+    EXPECT_EQ(TLM_getTraceFlagEx(c.session), 0);
+    EXPECT_EQ(buffer[0], u'x');
+    const auto lines = trace_.Lines();
+    EXPECT_EQ(lines.size(), 5u);
+    for (const auto &text : lines) EXPECT_EQ(text.rfind(line, 0), 0u) << tlm_test::Utf8(text);
+  }
+}
+
+TEST_F(PassportApi, GatesOfSessionAndPassportTextReaders) {
+  const std::u16string text = PassportText(3, 3487);
+  TLM_initContext(text.c_str());
+  ZUL_UTF16 buffer[600];
+  // Switched off: only the passport text readers answer.
+  TLMParameterHelper::SetInstruLevelThreshold(0);
+  EXPECT_EQ(TLM_getPassport(buffer, 600), 0);
+  EXPECT_EQ(TLM_getTraceGuid(buffer, 600), 0);
+  EXPECT_EQ(TLM_getTraceLevel(), 0);
+  EXPECT_EQ(TLM_getTraceLevel2(text.c_str()), 3);
+  EXPECT_GT(TLM_getPassport2(text.c_str(), buffer, 600), 0);
+  // Stopped: nothing answers.
+  TLM_ProcExit();
+  EXPECT_EQ(TLM_getTraceLevel2(text.c_str()), 0);
+  EXPECT_EQ(TLM_getPassport2(text.c_str(), buffer, 600), 0);
+  EXPECT_EQ(TLM_getPassportElement2(text.c_str(), 1, buffer, 600), 0);
+}
+
+}  // namespace

@@ -1,0 +1,93 @@
+// Changes of the instrument level thresholds and the data sending interval at run time.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "tlm.h"
+#include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm_core_fixture.h"
+
+namespace {
+
+using core_test::StartedTest;
+
+class ThresholdApi : public StartedTest {
+ protected:
+  // Levels below 10 are timed; the trace threshold lets nothing through on its own.
+  void SetUp() override {
+    Start({{u"instrument_level_threshold", u"10"}, {u"instrument_level_threshold_trace", u"1"}});
+  }
+  // Whether a transaction of one component at level is timed, ended at once.
+  static bool Timed(const char16_t *component, uint16_t level) {
+    uint32_t id = TLM_startTiming(component, u"op", level);
+    TLM_endTiming(id);
+    return id != 0;
+  }
+};
+
+TEST_F(ThresholdApi, AChangeAppliesFromTheNextStart) {
+  EXPECT_TRUE(Timed(u"A", 5));
+  TLM_changeInstruLevelThreshold(3);
+  EXPECT_FALSE(Timed(u"A", 5));
+  EXPECT_TRUE(Timed(u"A", 2));
+
+  // A transaction under way keeps the threshold that it began with.
+  uint32_t outer = TLM_startTiming(u"A", u"op", 1);
+  TLM_changeInstruLevelThreshold(10);
+  EXPECT_EQ(TLM_startTiming(u"B", u"op", 5), 0u);
+  TLM_endTiming(outer);
+  EXPECT_TRUE(Timed(u"B", 5));
+
+  // 0 switches the library off, and the change itself still works while off.
+  TLM_changeInstruLevelThreshold(0);
+  EXPECT_FALSE(Timed(u"A", 0));
+  EXPECT_FALSE(TLMParameterHelper::GetGlobalSwitch());
+  TLM_changeInstruLevelThreshold(10);
+  EXPECT_TRUE(Timed(u"A", 5));
+
+  // Stopped, nothing changes.
+  TLM_ProcExit();
+  TLM_changeInstruLevelThreshold(4);
+  Start({{u"instrument_level_threshold", u"10"}});
+  EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 10);
+}
+
+TEST_F(ThresholdApi, ComponentThresholdsReachTransactionsBegunByInitContext) {
+  struct Case {
+    const char *what;
+    const char16_t *passport;  // null: the transaction begins with TLM_startTiming
+    const char16_t *component;
+    bool timed;
+  } cases[] = {
+      {"untraced, its component", u"", u"Slow", false},
+      {"untraced, a deeper component", u"", u"Slow|Part", false},
+      {"untraced, a longer name", u"", u"Slower", true},
+      {"untraced, another component", u"", u"Other", true},
+      {"untraced, a trace threshold", u"", u"Traced", true},
+      {"traced, its component", u"*1600", u"Traced", false},
+      {"traced, a threshold of untraced ones", u"*1600", u"Slow", true},
+      {"begun by timing", nullptr, u"Slow", true},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    SetUp();
+    TLM_changeInstruLevelThresholdForComponent(u"Slow", 3);
+    TLM_changeTraceInstruLevelThresholdForComponent(u"Traced", 3);
+    if (c.passport != nullptr) TLM_initContext(c.passport);
+    EXPECT_EQ(Timed(c.component, 5), c.timed);
+  }
+}
+
+TEST_F(ThresholdApi, DataSendingInterval) {
+  struct Case {
+    uint32_t seconds;
+    uint32_t interval;
+  } cases[] = {{30, 30}, {15, 15}, {14, 15}, {0, 15}};
+  for (const Case &c : cases) {
+    TLM_changeDataSendingInterval(c.seconds);
+    EXPECT_EQ(TLMParameterHelper::GetDataSendingInterval(), c.interval) << c.seconds;
+  }
+}
+
+}  // namespace
