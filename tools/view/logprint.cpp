@@ -12,7 +12,7 @@ namespace {
 // Other lines longer than this are cut in the listing; a broken trace document can be huge.
 constexpr size_t kOtherLineShown = 200;
 // Names longer than this widen no column further.
-constexpr size_t kWidestName = 48;
+constexpr size_t kWidestName = 60;
 
 // The part up to and including the last "|" that all paths share: the system name, component
 // and instance prefix of the metric names, shown once above a table instead of on every row.
@@ -66,8 +66,13 @@ void PrintTimings(const std::vector<TimingRow> &rows, std::ostream &out) {
     const TimingRow &row = rows[i];
     out << "  " << std::left << std::setw(nameWidth) << names[i] << "  " << std::setw(labelWidth)
         << row.label;
-    for (int64_t number : {row.count, row.average, row.min, row.max, row.reports})
-      Cell(out, number);
+    Cell(out, row.count);
+    if (row.counter) {
+      for (int i = 0; i < 3; ++i) Cell(out, "-");
+    } else {
+      for (int64_t number : {row.average, row.min, row.max}) Cell(out, number);
+    }
+    Cell(out, row.reports);
     out << '\n';
   }
 }

@@ -10,12 +10,15 @@
 
 namespace tlmview {
 
-// One row of the timing table: all the lines of one metric and label, taken together.
+// One row of the timing table: all the lines of one metric and label, taken together. A line
+// with a count is an average of that many samples; a line without one is a counter, and the row
+// then sums the counts of all intervals and has no average, minimum or maximum.
 struct TimingRow {
   std::string path;
   std::string label;
   int64_t reports = 0;  // lines read, one per sending interval in which the metric had data
-  int64_t count = 0;    // samples; for a line without a count, the reports
+  int64_t count = 0;    // samples, or the counter's total
+  bool counter = false;
   int64_t average = 0;  // of the samples, weighted by each line's count
   int64_t min = 0;
   int64_t max = 0;

@@ -42,7 +42,7 @@ class Summarizer {
   LogSummary Finish() {
     for (size_t i = 0; i < summary_.timings.size(); ++i) {
       TimingRow &row = summary_.timings[i];
-      if (row.count > 0) row.average = ToInt64(weightedSums_[i] / row.count);
+      if (!row.counter && row.count > 0) row.average = ToInt64(weightedSums_[i] / row.count);
     }
     return std::move(summary_);
   }
@@ -60,21 +60,24 @@ class Summarizer {
     }
   }
 
-  // A line with a count carries an average of count samples; one without (a counter) is one
-  // sample of its value.
   void AddTiming(const MetricLine &metric) {
     auto [at, added] =
         timingIndex_.try_emplace({metric.path, metric.label}, summary_.timings.size());
     if (added) {
-      summary_.timings.push_back({metric.path, metric.label, 0, 0, 0,
+      summary_.timings.push_back({metric.path, metric.label, 0, 0, !metric.count, 0,
                                   std::numeric_limits<int64_t>::max(),
                                   std::numeric_limits<int64_t>::min()});
       weightedSums_.push_back(0);
     }
     TimingRow &row = summary_.timings[at->second];
     int64_t value = *metric.number;
-    int64_t samples = metric.count.value_or(1);
     row.reports += 1;
+    if (row.counter || !metric.count) {
+      row.counter = true;
+      row.count = SaturatingAdd(row.count, value);
+      return;
+    }
+    int64_t samples = *metric.count;
     row.count = SaturatingAdd(row.count, samples);
     weightedSums_[at->second] += static_cast<long double>(value) * samples;
     row.min = std::min(row.min, metric.min.value_or(value));

@@ -34,12 +34,11 @@ TEST(ViewSummary, TimingsWeighTheIntervalsByTheirCounts) {
   EXPECT_EQ(time.min, 2);
   EXPECT_EQ(time.max, 50);
   EXPECT_EQ(time.reports, 2);
-  // A counter line is one sample of its value.
+  // Counters add up over the intervals.
   const tlmview::TimingRow &finished = summary.timings[1];
-  EXPECT_EQ(finished.count, 2);
-  EXPECT_EQ(finished.average, 2);
-  EXPECT_EQ(finished.min, 1);
-  EXPECT_EQ(finished.max, 3);
+  EXPECT_TRUE(finished.counter);
+  EXPECT_EQ(finished.count, 4);
+  EXPECT_EQ(finished.reports, 2);
 }
 
 TEST(ViewSummary, HugeNumbersSaturate) {
@@ -97,6 +96,8 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
       "\n"
       R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Avg. Elapsed Time(ms)" value="8" max="8" min="8" count="1" />)M"
       "\n"
+      R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Finished Counter" value="1" />)M"
+      "\n"
       R"M(<metric type="LongCounter" name="SYS|Srv_9|Open:Current Value" value="1" max="2" min="0" count="3" />)M"
       "\n"
       R"M(<event resource="Web|get" startTime="2026-01-02 03:04:05.678" duration="31">)M"
@@ -112,6 +113,7 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
             "  metric    value                     count       avg       min       max intervals\n"
             "  Web|get   Avg. Elapsed Time(ms)         2        20         9        31         1\n"
             "  Db|query  Avg. Elapsed Time(ms)         1         8         8         8         1\n"
+            "  Db|query  Finished Counter              1         -         -         -         1\n"
             "\n"
             "Resources (names below continue SYS|Srv_9|)\n"
             "  resource     current      high       low   updates\n"
@@ -120,7 +122,7 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
             "String events\n"
             "  SYS|Srv_9:TLM library version = 2.3.12\n"
             "\n"
-            "Transaction trace (line 5)\n"
+            "Transaction trace (line 6)\n"
             "  Web|get  31 ms  (started 2026-01-02 03:04:05.678)\n"
             "        CPU Time (us) = -1\n"
             "        User ID = alice\n"
@@ -128,7 +130,7 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
             "          CPU Time (us) = -1\n"
             "\n"
             "Other lines\n"
-            "  line 6: not a metric\n");
+            "  line 7: not a metric\n");
 }
 
 }  // namespace
