@@ -71,10 +71,12 @@ struct Options {
   std::string backendPassport;  // set: run as the backend
 };
 
-// Starts the library for component, writing to a log file in logdir. A short sending interval
-// (15 s is the shortest) and trace check interval let a run of a few seconds show every kind of
-// text; the last metrics and traces are written by TLM_ProcExit.
-void StartLibrary(const ZUL_UTF16 *component, const Text &logdir, bool traceEverything) {
+// Starts the library for component, writing to a log file in logdir. Metric names carry
+// pidOption after the component: -1 for the process id, otherwise the number itself. A short
+// sending interval (15 s is the shortest) and trace check interval let a run of a few seconds show
+// every kind of text; the last metrics and traces are written by TLM_ProcExit.
+void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdir,
+                  bool traceEverything) {
   const ZUL_UTF16 *config[][2] = {
       {u"logdir", logdir.c_str()},
       {u"datasending_method", u"file"},  // a log file instead of monitoring agents
@@ -85,7 +87,7 @@ void StartLibrary(const ZUL_UTF16 *component, const Text &logdir, bool traceEver
       {u"perf_metric_scope", u"17"},  // active and finished counters besides the average time
       {u"trace_enabled_via_em", traceEverything ? u"1" : u"0"},
   };
-  TLM_ProcInitWithParam(component, -1, sizeof config / sizeof config[0], config);
+  TLM_ProcInitWithParam(component, pidOption, sizeof config / sizeof config[0], config);
 }
 
 // ---- The backend: a second process that continues a transaction. ----
@@ -104,13 +106,15 @@ int CallBackendProcess(const Options &options, const std::string &passport) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// The backend's whole life: start, one transaction continued from the passport, stop.
+// The backend's whole life: start, one transaction continued from the passport, stop. Each run
+// is a new process; its metric names carry the instance number 1 instead of the process id, so
+// that the runs add up to the same metrics.
 //
 // A passport made for an outgoing call carries trace level 1, and level 1 alone doesn't start a
 // trace in a new transaction; so the backend traces every transaction (trace_enabled_via_em), and
 // its trace shows the passport it received as "request.header.ZUL-PASSPORT".
 int RunBackend(const Options &options) {
-  StartLibrary(u"ExampleBackend", FromUtf8(options.logdir), true);
+  StartLibrary(u"ExampleBackend", 1, FromUtf8(options.logdir), true);
   Text passport = FromUtf8(options.backendPassport);
   TLM_initContext(passport.c_str());
 
@@ -226,7 +230,7 @@ void RunWorker(const Options &options, int worker) {
 }
 
 int RunServer(const Options &options) {
-  StartLibrary(u"ExampleServer", FromUtf8(options.logdir), false);
+  StartLibrary(u"ExampleServer", -1, FromUtf8(options.logdir), false);
 
   // Resources: a gauge that keeps its value, and a count that starts at 0 in each interval.
   TLM_initializeResource(u"Open Requests", 0, 0);

@@ -161,7 +161,7 @@ void PrintOthers(const std::vector<const LogItem *> &items, std::ostream &out) {
 
 void PrintTrace(const TraceNode &root, std::ostream &out) { PrintNode(root, true, 0, out); }
 
-void PrintSummary(const LogSummary &summary, std::ostream &out) {
+void PrintSummary(const LogSummary &summary, std::ostream &out, size_t maxTraces) {
   bool first = true;
   auto separate = [&] {
     if (!first) out << '\n';
@@ -179,10 +179,16 @@ void PrintSummary(const LogSummary &summary, std::ostream &out) {
     separate();
     PrintStrings(summary.strings, out);
   }
-  for (const LogItem *item : summary.traces) {
+  size_t shown = std::min(maxTraces, summary.traces.size());
+  for (size_t i = 0; i < shown; ++i) {
+    const LogItem *item = summary.traces[i];
     separate();
     out << "Transaction trace (line " << item->line << ")\n";
     PrintNode(std::get<TraceNode>(item->content), true, 1, out);
+  }
+  if (shown < summary.traces.size()) {
+    separate();
+    out << "(" << summary.traces.size() - shown << " more transaction traces not shown)\n";
   }
   if (!summary.others.empty()) {
     separate();

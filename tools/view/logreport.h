@@ -44,8 +44,10 @@ struct LogSummary {
 // The summary refers to items, which must outlive it.
 LogSummary Summarize(const std::vector<LogItem> &items);
 
-// Prints the summary as tables and indented trees.
-void PrintSummary(const LogSummary &summary, std::ostream &out);
+// Prints the summary as tables and indented trees: at most maxTraces trace documents, then the
+// number of those left out.
+void PrintSummary(const LogSummary &summary, std::ostream &out,
+                  size_t maxTraces = static_cast<size_t>(-1));
 
 // Prints one trace document: each record with its offset, duration and parameters, the records
 // that ran inside it indented below.

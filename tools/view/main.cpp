@@ -1,36 +1,55 @@
 // tlm-view: shows the metric and trace text of a log file (or of standard input) for people.
-//   tlm-view [FILE...]     each FILE in turn; standard input when none is given or FILE is "-"
+//   tlm-view [--traces N] [FILE...]   each FILE in turn; standard input when none is given or
+//                                     FILE is "-"; at most N trace documents per input
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "logreport.h"
 #include "logtext.h"
 
 namespace {
 
-void Show(std::istream &in, std::ostream &out) {
+constexpr int kExitUsage = 2;
+
+int Usage() {
+  std::cerr << "usage: tlm-view [--traces N] [FILE...]   metric and trace text for people;\n"
+               "       FILE '-' or none: standard input; N: trace documents shown per input\n";
+  return kExitUsage;
+}
+
+void Show(std::istream &in, size_t maxTraces) {
   std::vector<tlmview::LogItem> items = tlmview::ParseLog(in);
-  tlmview::PrintSummary(tlmview::Summarize(items), out);
+  tlmview::PrintSummary(tlmview::Summarize(items), std::cout, maxTraces);
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc > 1 && (std::string(argv[1]) == "-h" || std::string(argv[1]) == "--help")) {
-    std::cout << "usage: tlm-view [FILE...]   shows metric and trace text; '-' or none: stdin\n";
-    return 0;
-  }
-  if (argc < 2) {
-    Show(std::cin, std::cout);
-    return 0;
-  }
-  int status = 0;
+  size_t maxTraces = static_cast<size_t>(-1);
+  std::vector<std::string> inputs;
   for (int i = 1; i < argc; ++i) {
-    std::string name = argv[i];
-    if (argc > 2) std::cout << (i > 1 ? "\n" : "") << "==== " << name << '\n';
+    std::string arg = argv[i];
+    if (arg == "-h" || arg == "--help") return Usage();
+    if (arg == "--traces") {
+      if (i + 1 >= argc) return Usage();
+      char *end = nullptr;
+      maxTraces = std::strtoul(argv[++i], &end, 10);
+      if (*end != '\0') return Usage();
+    } else {
+      inputs.push_back(arg);
+    }
+  }
+  if (inputs.empty()) inputs.push_back("-");
+
+  int status = 0;
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    const std::string &name = inputs[i];
+    if (inputs.size() > 1) std::cout << (i > 0 ? "\n" : "") << "==== " << name << '\n';
     if (name == "-") {
-      Show(std::cin, std::cout);
+      Show(std::cin, maxTraces);
       continue;
     }
     std::ifstream file(name, std::ios::binary);
@@ -39,7 +58,7 @@ int main(int argc, char **argv) {
       status = 1;
       continue;
     }
-    Show(file, std::cout);
+    Show(file, maxTraces);
   }
   return status;
 }

@@ -131,6 +131,11 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
             "\n"
             "Other lines\n"
             "  line 7: not a metric\n");
+
+  std::ostringstream limited;
+  tlmview::PrintSummary(tlmview::Summarize(items), limited, 0);
+  EXPECT_NE(limited.str().find("(1 more transaction traces not shown)\n"), std::string::npos);
+  EXPECT_EQ(limited.str().find("Transaction trace (line"), std::string::npos);
 }
 
 }  // namespace
