@@ -145,40 +145,46 @@ int RunBackend(const Options &options) {
 
 // ---- The upstream caller ----
 
-// Stands for the caller in front of this server: a real one sends its passport with the request.
-// This one begins a new transaction and asks for a trace at level 2 (flag 2697 in a version 3
-// passport). The transaction id is a new identifier's 32 hexadecimal digits, which also serves
-// as the root context id. Answers the passport as hexadecimal text, the form TLM_initContext
-// takes; empty if the passport couldn't be made. Call it after TLM_ProcInit*, which starts the
-// passport library.
+// The network form of passport as capital hexadecimal digits, the text TLM_initContext takes;
+// empty if it can't be serialised.
+Text PassportText(void *passport) {
+  uint32_t size = 0;
+  if (eppNeededNetworkSize(passport, &size) != EPP_RC_OK) return {};
+  std::vector<ZUL_RAW> bytes(size);
+  uint32_t used = 0;
+  if (eppSerialize(passport, bytes.data(), size, &used) != EPP_RC_OK) return {};
+  return Hex(bytes.data(), used);
+}
+
+// Stands for the caller in front of this server, which would send its passport with the request:
+// a new transaction that asks for a trace at level 2 (flag 2697 in a version 3 passport). Its
+// transaction id is a new identifier in 32 hexadecimal digits; the identifier also serves as the
+// root context id. Answers the passport's text, empty if it couldn't be made. Call it after
+// TLM_ProcInit*, which starts the passport library.
 Text PassportFromUpstreamCaller() {
   ZUL_RAW root[PFUUID_LEN];
   ZUL_RAW connection[PFUUID_LEN];
   pfcreate_zul_uuid_force(root);
   pfcreate_zul_uuid_force(connection);
   ZUL_UTF16 transaction[2 * PFUUID_LEN + 1];
-  int transactionLength = 2 * PFUUID_LEN + 1;
+  int transactionLength = sizeof transaction / sizeof transaction[0];
   pfuuid_print(root, transaction, &transactionLength);
-  const uint16_t traceFlag = 2697;  // carried in the machine's byte order
-  ZUL_RAW flagBytes[2];
+  const uint16_t traceFlag = 2697;
+  ZUL_RAW flagBytes[2];  // the flag travels in the machine's byte order
   std::memcpy(flagBytes, &traceFlag, sizeof flagBytes);
   const Text caller = u"ExampleClient";
 
   void *passport = nullptr;
-  Text hex;
-  uint32_t size = 0;
-  if (eppInitAndSet(flagBytes, nullptr, 0, 0, nullptr, 0, nullptr, 0, 0, caller.c_str(),
-                    static_cast<uint32_t>(caller.size()), transaction,
-                    static_cast<uint32_t>(transactionLength), nullptr, 0, root, connection, 0,
-                    &passport) == EPP_RC_OK &&
-      eppNeededNetworkSize(passport, &size) == EPP_RC_OK) {
-    std::vector<ZUL_RAW> bytes(size);
-    uint32_t used = 0;
-    if (eppSerialize(passport, bytes.data(), size, &used) == EPP_RC_OK)
-      hex = Hex(bytes.data(), used);
-  }
-  if (passport != nullptr) eppDelete(passport);
-  return hex;
+  if (eppInit(&passport) != EPP_RC_OK) return {};
+  eppSetVersion(passport, 3);
+  eppSetTraceFlag(passport, flagBytes);
+  eppSetTransactionId(passport, transaction, static_cast<uint32_t>(transactionLength));
+  eppSetRootContextId(passport, root);
+  eppSetConnectionId(passport, connection);
+  eppSetPreComponentName(passport, caller.c_str(), static_cast<uint32_t>(caller.size()));
+  Text text = PassportText(passport);
+  eppDelete(passport);
+  return text;
 }
 
 // ---- The server ----
