@@ -74,6 +74,10 @@ bool isStarted() {
 
 bool isSwitchedOn() { return isStarted() && TLMParameterHelper::GetGlobalSwitch(); }
 
+bool isSendingConfigured() {
+  return isSwitchedOn() && TLMParameterHelper::GetDataSendingInterval() != 0;
+}
+
 void traceAbsorbed(const ZUL_UTF16 *function) {
   DPTRC_ERR(tf, u"%s: exception caught and ignored\n", function);
 }

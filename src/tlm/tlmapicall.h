@@ -20,6 +20,8 @@ namespace tlmapi {
 bool isStarted();
 // G2: G1, and the global switch is on.
 bool isSwitchedOn();
+// G2, and a data sending interval: the gate of the functions that send on the caller's thread.
+bool isSendingConfigured();
 
 // Traces that function absorbed an exception.
 void traceAbsorbed(const ZUL_UTF16 *function);

@@ -9,6 +9,7 @@
 #include "tlm/tlmapicall.h"
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmdispatchermanager.h"
+#include "tlm/tlmfilename.h"
 #include "tlm/tlmmainsession.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
@@ -37,14 +38,6 @@ constexpr const ZUL_UTF16 *kSelfMonitoringRecords[] = {
 
 bool isStringEmpty(const ZUL_UTF16 *text) { return text == nullptr || text[0] == 0; }
 
-// The component name with each "|" as "_", so that it can name a file.
-zulstring checkFileName(zulstring name) {
-  for (ZUL_UTF16 &unit : name) {
-    if (unit == u'|') unit = u'_';
-  }
-  return name;
-}
-
 // The records of the library's own figures, under the current prefix, created and zeroed.
 void initSelfMonitoringRecords() {
   for (const ZUL_UTF16 *name : kSelfMonitoringRecords) {
@@ -57,7 +50,7 @@ void initSelfMonitoringRecords() {
 // Opens the library's trace file in logdir, or in the working directory when logdir can't be
 // written: opening the full path for output (which creates or empties it) probes that.
 void openTraceFile(const zulstring &component) {
-  zulstring fileName = checkFileName(component) + u"_tlm.trc";
+  zulstring fileName = tlmfile::componentFilePart(component) + u"_tlm.trc";
   zulstring path = Param::GetLogDir() + u"/" + fileName;
   bool writable;
   {

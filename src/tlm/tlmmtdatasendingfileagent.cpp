@@ -3,6 +3,7 @@
 #include "tlm/tlmmtdatasendingfileagent.h"
 
 #include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmfilename.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_dptrace.h"
 #include "zul_u16conv.h"
@@ -11,19 +12,12 @@ namespace {
 
 constexpr const ZUL_UTF16 *kLogFileSuffix = u"_mtdata.log";
 
-// The component name with each "|" as "_", so that it can name a file.
-zulstring fileNamePart(zulstring name) {
-  for (ZUL_UTF16 &unit : name) {
-    if (unit == u'|') unit = u'_';
-  }
-  return name;
-}
-
 }  // namespace
 
 zulstring CMTDataSendingFileAgent::GetLogFileName() {
   const zulstring &component = CContextCacheManager::Instance()->getComponentName();
-  return TLMParameterHelper::GetLogDir() + u"/" + fileNamePart(component) + kLogFileSuffix;
+  return TLMParameterHelper::GetLogDir() + u"/" + tlmfile::componentFilePart(component) +
+         kLogFileSuffix;
 }
 
 zulstring CMTDataSendingFileAgent::GetFallbackFileName() {

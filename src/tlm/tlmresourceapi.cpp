@@ -2,7 +2,6 @@
 #include "tlm.h"
 #include "tlm/tlmapicall.h"
 #include "tlm/tlmmtresourcerecord.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
 #include "tlm/tlmtracesectioncachemanager.h"
 
@@ -18,11 +17,6 @@ void updateResource(const ZUL_UTF16 *function, const ZUL_UTF16 *name, Update upd
         CRecordSectionCacheManager::Instance()->getResourceRecordByName(zulstring(name));
     if (record != nullptr) update(*record);
   });
-}
-
-// The gate of the forced flush: switched on, with a data sending interval.
-bool sendingConfigured() {
-  return tlmapi::isSwitchedOn() && TLMParameterHelper::GetDataSendingInterval() != 0;
 }
 
 }  // namespace
@@ -71,7 +65,7 @@ void TLM_deregisterResourceCallBack(uint32_t id) noexcept {
 }
 
 void TLM_outputMetricData(void) noexcept {
-  tlmapi::run(u"TLM_outputMetricData", sendingConfigured, [] {
+  tlmapi::run(u"TLM_outputMetricData", tlmapi::isSendingConfigured, [] {
     CTraceSectionCacheManager::Instance()->processTraceData();
     CRecordSectionCacheManager::Instance()->processData();
   });

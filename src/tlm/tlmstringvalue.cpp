@@ -2,22 +2,12 @@
 #include "tlm.h"
 #include "tlm/tlmapicall.h"
 #include "tlm/tlmmainsession.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
 #include "tlm/tlmtracesectioncachemanager.h"
 
-namespace {
-
-// Switched on, with a data sending interval.
-bool stringValuesSent() {
-  return tlmapi::isSwitchedOn() && TLMParameterHelper::GetDataSendingInterval() != 0;
-}
-
-}  // namespace
-
 void TLM_setStringValue(const ZUL_UTF16 *subPath, const ZUL_UTF16 *name,
                         const ZUL_UTF16 *value) noexcept {
-  tlmapi::run(u"TLM_setStringValue", stringValuesSent, [=] {
+  tlmapi::run(u"TLM_setStringValue", tlmapi::isSendingConfigured, [=] {
     CTraceSectionCacheManager *traces = CTraceSectionCacheManager::Instance();
     traces->addTransTraceString(traces->buildSetStringData(
         tlmmain::textOf(subPath), tlmmain::textOf(name), tlmmain::textOf(value)));
