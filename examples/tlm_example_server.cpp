@@ -3,13 +3,14 @@
 //   tlm_example_server [--logdir DIR] [--seconds N] [--workers N]
 //
 // Worker threads handle simulated requests for N seconds (default 20). Each request is one
-// transaction with nested components; every third one is traced end to end, and about once a
-// second a traced request calls a backend process and hands it the transaction's passport. The
-// backend is this program again, started as
+// transaction with nested components. Every third one arrives with a passport from its caller
+// that asks for a trace, and about once a second such a request calls a backend process and hands
+// it the transaction's passport. The backend is this program again, started as
 //
 //   tlm_example_server --backend PASSPORT [--logdir DIR]
 //
-// It continues the transaction under its own component name, so it writes a log of its own.
+// It continues the same transaction under its own component name, so it writes a log of its own
+// whose trace carries the caller's transaction id.
 // Both write their metrics and traces to DIR/<component>_mtdata.log; DIR is --logdir, else the
 // environment variable TLM_EXAMPLE_LOGDIR, else the working directory. Show a log with tlm-view.
 #include <spawn.h>
@@ -18,6 +19,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +28,8 @@
 #include <vector>
 
 #include "tlm.h"
+#include "zul_epp.h"
+#include "zul_pfuuid.h"
 #include "zul_u16conv.h"
 
 extern char **environ;
@@ -56,6 +60,17 @@ std::string ToUtf8(const Text &text) {
 
 Text Number(long value) { return FromUtf8(std::to_string(value)); }
 
+// Capital hexadecimal digits of bytes, the text form of a binary passport.
+Text Hex(const ZUL_RAW *bytes, size_t count) {
+  static constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+  Text text;
+  for (size_t i = 0; i < count; ++i) {
+    text += kDigits[bytes[i] >> 4];
+    text += kDigits[bytes[i] & 15];
+  }
+  return text;
+}
+
 // Simulated work of a component.
 void Work(int milliseconds) {
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
@@ -75,8 +90,7 @@ struct Options {
 // pidOption after the component: -1 for the process id, otherwise the number itself. A short
 // sending interval (15 s is the shortest) and trace check interval let a run of a few seconds show
 // every kind of text; the last metrics and traces are written by TLM_ProcExit.
-void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdir,
-                  bool traceEverything) {
+void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdir) {
   const ZUL_UTF16 *config[][2] = {
       {u"logdir", logdir.c_str()},
       {u"datasending_method", u"file"},  // a log file instead of monitoring agents
@@ -85,7 +99,6 @@ void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdi
       {u"instrument_level_threshold", u"10"},        // components of level 0 to 9 are measured
       {u"instrument_level_threshold_trace", u"20"},  // levels 10 to 19 may still be traced
       {u"perf_metric_scope", u"17"},  // active and finished counters besides the average time
-      {u"trace_enabled_via_em", traceEverything ? u"1" : u"0"},
   };
   TLM_ProcInitWithParam(component, pidOption, sizeof config / sizeof config[0], config);
 }
@@ -110,11 +123,11 @@ int CallBackendProcess(const Options &options, const std::string &passport) {
 // is a new process; its metric names carry the instance number 1 instead of the process id, so
 // that the runs add up to the same metrics.
 //
-// A passport made for an outgoing call carries trace level 1, and level 1 alone doesn't start a
-// trace in a new transaction; so the backend traces every transaction (trace_enabled_via_em), and
-// its trace shows the passport it received as "request.header.ZUL-PASSPORT".
+// The passport carries the trace level and the transaction id that the server received, so the
+// backend traces this transaction too, and its trace shows the passport as
+// "request.header.ZUL-PASSPORT".
 int RunBackend(const Options &options) {
-  StartLibrary(u"ExampleBackend", 1, FromUtf8(options.logdir), true);
+  StartLibrary(u"ExampleBackend", 1, FromUtf8(options.logdir));
   Text passport = FromUtf8(options.backendPassport);
   TLM_initContext(passport.c_str());
 
@@ -128,6 +141,50 @@ int RunBackend(const Options &options) {
 
   TLM_ProcExit();
   return 0;
+}
+
+// ---- The upstream caller ----
+
+// The network form of passport as capital hexadecimal digits, the text TLM_initContext takes;
+// empty if it can't be serialised.
+Text PassportText(void *passport) {
+  uint32_t size = 0;
+  if (eppNeededNetworkSize(passport, &size) != EPP_RC_OK) return {};
+  std::vector<ZUL_RAW> bytes(size);
+  uint32_t used = 0;
+  if (eppSerialize(passport, bytes.data(), size, &used) != EPP_RC_OK) return {};
+  return Hex(bytes.data(), used);
+}
+
+// Stands for the caller in front of this server, which would send its passport with the request:
+// a new transaction that asks for a trace at level 2 (flag 2697 in a version 3 passport). Its
+// transaction id is a new identifier in 32 hexadecimal digits; the identifier also serves as the
+// root context id. Answers the passport's text, empty if it couldn't be made. Call it after
+// TLM_ProcInit*, which starts the passport library.
+Text PassportFromUpstreamCaller() {
+  ZUL_RAW root[PFUUID_LEN];
+  ZUL_RAW connection[PFUUID_LEN];
+  pfcreate_zul_uuid_force(root);
+  pfcreate_zul_uuid_force(connection);
+  ZUL_UTF16 transaction[2 * PFUUID_LEN + 1];
+  int transactionLength = sizeof transaction / sizeof transaction[0];
+  pfuuid_print(root, transaction, &transactionLength);
+  const uint16_t traceFlag = 2697;
+  ZUL_RAW flagBytes[2];  // the flag travels in the machine's byte order
+  std::memcpy(flagBytes, &traceFlag, sizeof flagBytes);
+  const Text caller = u"ExampleClient";
+
+  void *passport = nullptr;
+  if (eppInit(&passport) != EPP_RC_OK) return {};
+  eppSetVersion(passport, 3);
+  eppSetTraceFlag(passport, flagBytes);
+  eppSetTransactionId(passport, transaction, static_cast<uint32_t>(transactionLength));
+  eppSetRootContextId(passport, root);
+  eppSetConnectionId(passport, connection);
+  eppSetPreComponentName(passport, caller.c_str(), static_cast<uint32_t>(caller.size()));
+  Text text = PassportText(passport);
+  eppDelete(passport);
+  return text;
 }
 
 // ---- The server ----
@@ -173,7 +230,7 @@ void CallBackend(const Options &options) {
 
 void LookUpCache(int request) {
   // Level 12 is above the instrument level threshold but below the trace threshold: this
-  // component isn't measured, but it shows in transactions traced at level 3.
+  // component isn't measured, but it shows in traced transactions.
   uint32_t lookup = TLM_startTiming(u"Cache", u"lookup", 12);
   g_cacheLookups++;
   if (request % 4 != 0) {
@@ -199,9 +256,10 @@ void QueryDatabase(int request) {
 
 // One request, one transaction: the outermost component's end ends it.
 void HandleRequest(const Options &options, int worker, int request) {
+  // Every third request comes with a passport that asks for a trace; the others have none and
+  // are only measured.
   bool traced = request % 3 == 0;
-  // An application passport "GUID*flag" with an empty GUID: a new transaction traced at level 3.
-  if (traced) TLM_initContext(u"*1535");
+  if (traced) TLM_initContext(PassportFromUpstreamCaller().c_str());
 
   TLM_increaseResource(u"Open Requests", 1);
   TLM_increaseResource(u"Requests per Interval", 1);
@@ -230,7 +288,7 @@ void RunWorker(const Options &options, int worker) {
 }
 
 int RunServer(const Options &options) {
-  StartLibrary(u"ExampleServer", -1, FromUtf8(options.logdir), false);
+  StartLibrary(u"ExampleServer", -1, FromUtf8(options.logdir));
 
   // Resources: a gauge that keeps its value, and a count that starts at 0 in each interval.
   TLM_initializeResource(u"Open Requests", 0, 0);

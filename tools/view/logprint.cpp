@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "logreport.h"
+#include "passporttext.h"
 
 namespace tlmview {
 
@@ -112,11 +113,13 @@ void PrintResources(const std::vector<ResourceRow> &rows, std::ostream &out) {
   }
 }
 
-void PrintStrings(const std::vector<const MetricLine *> &lines, std::ostream &out) {
+void PrintStrings(const std::vector<StringRow> &rows, std::ostream &out) {
   out << "String events\n";
-  for (const MetricLine *line : lines) {
-    out << "  " << line->path << ':' << line->label << " = " << line->value;
-    if (line->type != "StringEvent") out << "  (type " << line->type << ")";
+  for (const StringRow &row : rows) {
+    const MetricLine &line = *row.line;
+    out << "  " << line.path << ':' << line.label << " = " << line.value;
+    if (line.type != "StringEvent") out << "  (type " << line.type << ")";
+    if (row.times > 1) out << "  (" << row.times << " times)";
     out << '\n';
   }
 }
@@ -141,7 +144,7 @@ void PrintNode(const TraceNode &node, bool root, size_t depth, std::ostream &out
   std::string paramIndent = indent + "      ";
   for (const TraceParam &param : node.params) {
     out << paramIndent << param.name << " = ";
-    PrintIndented(param.value, paramIndent + "  ", out);
+    PrintIndented(ShortPassport(param.value), paramIndent + "  ", out);
     out << '\n';
   }
   for (const TraceNode &child : node.children) PrintNode(child, false, depth + 1, out);
@@ -158,6 +161,23 @@ void PrintOthers(const std::vector<const LogItem *> &items, std::ostream &out) {
 }
 
 }  // namespace
+
+std::string TraceTransaction(const TraceNode &root) {
+  for (const TraceParam &param : root.params) {
+    if (param.name == kIncomingPassportParam) return PassportTransaction(param.value);
+  }
+  return {};
+}
+
+void KeepTransaction(LogSummary &summary, const std::string &transaction) {
+  std::erase_if(summary.traces, [&](const LogItem *item) {
+    return TraceTransaction(std::get<TraceNode>(item->content)) != transaction;
+  });
+  summary.timings.clear();
+  summary.resources.clear();
+  summary.strings.clear();
+  summary.others.clear();
+}
 
 void PrintTrace(const TraceNode &root, std::ostream &out) { PrintNode(root, true, 0, out); }
 
@@ -183,8 +203,12 @@ void PrintSummary(const LogSummary &summary, std::ostream &out, size_t maxTraces
   for (size_t i = 0; i < shown; ++i) {
     const LogItem *item = summary.traces[i];
     separate();
-    out << "Transaction trace (line " << item->line << ")\n";
-    PrintNode(std::get<TraceNode>(item->content), true, 1, out);
+    const TraceNode &root = std::get<TraceNode>(item->content);
+    out << "Transaction trace (line " << item->line << ")";
+    std::string transaction = TraceTransaction(root);
+    if (!transaction.empty()) out << "  transaction " << transaction;
+    out << '\n';
+    PrintNode(root, true, 1, out);
   }
   if (shown < summary.traces.size()) {
     separate();

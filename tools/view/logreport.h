@@ -33,10 +33,17 @@ struct ResourceRow {
   std::vector<std::pair<std::string, int64_t>> kpis;  // in the order first seen
 };
 
+// Lines of text values that are the same in type, name and value, taken together: a process
+// sends its library's version once per interval.
+struct StringRow {
+  const MetricLine *line = nullptr;  // the first of them
+  int64_t times = 0;
+};
+
 struct LogSummary {
   std::vector<TimingRow> timings;  // in the order first seen
   std::vector<ResourceRow> resources;
-  std::vector<const MetricLine *> strings;  // StringEvent lines and lines of unknown types
+  std::vector<StringRow> strings;  // StringEvent lines and lines of unknown types, first seen first
   std::vector<const LogItem *> traces;
   std::vector<const LogItem *> others;
 };
@@ -45,9 +52,16 @@ struct LogSummary {
 LogSummary Summarize(const std::vector<LogItem> &items);
 
 // Prints the summary as tables and indented trees: at most maxTraces trace documents, then the
-// number of those left out.
+// number of those left out. A trace's heading names the transaction of its incoming passport;
+// binary passports in parameters are shortened.
 void PrintSummary(const LogSummary &summary, std::ostream &out,
                   size_t maxTraces = static_cast<size_t>(-1));
+
+// The transaction named by the passport that a trace document came with; empty without one.
+std::string TraceTransaction(const TraceNode &root);
+
+// Keeps only the trace documents of transaction and drops everything else from summary.
+void KeepTransaction(LogSummary &summary, const std::string &transaction);
 
 // Prints one trace document: each record with its offset, duration and parameters, the records
 // that ran inside it indented below.

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <tuple>
 
 #include "logreport.h"
 
@@ -49,15 +50,20 @@ class Summarizer {
 
  private:
   void AddMetric(const MetricLine &metric) {
-    if (!metric.number) {
-      summary_.strings.push_back(&metric);
-    } else if (metric.type == "IntAverage") {
+    if (metric.number && metric.type == "IntAverage") {
       AddTiming(metric);
-    } else if (metric.type == "LongCounter" || metric.type == "PerInterval") {
+    } else if (metric.number && (metric.type == "LongCounter" || metric.type == "PerInterval")) {
       AddResource(metric);
     } else {
-      summary_.strings.push_back(&metric);
+      AddString(metric);
     }
+  }
+
+  void AddString(const MetricLine &metric) {
+    auto [at, added] = stringIndex_.try_emplace(
+        std::tie(metric.type, metric.path, metric.label, metric.value), summary_.strings.size());
+    if (added) summary_.strings.push_back({&metric, 0});
+    summary_.strings[at->second].times += 1;
   }
 
   void AddTiming(const MetricLine &metric) {
@@ -113,6 +119,10 @@ class Summarizer {
   std::map<std::pair<std::string, std::string>, size_t> timingIndex_;
   std::vector<long double> weightedSums_;  // per timing row
   std::map<std::string, size_t> resourceIndex_;
+  // Keys refer to the items' strings, which outlive the summary.
+  using StringKey = std::tuple<const std::string &, const std::string &, const std::string &,
+                               const std::string &>;
+  std::map<StringKey, size_t> stringIndex_;
 };
 
 }  // namespace

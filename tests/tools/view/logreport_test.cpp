@@ -5,6 +5,8 @@
 
 #include <sstream>
 
+#include "view_passport.h"
+
 namespace {
 
 using tlmview::LogItem;
@@ -136,6 +138,63 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
   tlmview::PrintSummary(tlmview::Summarize(items), limited, 0);
   EXPECT_NE(limited.str().find("(1 more transaction traces not shown)\n"), std::string::npos);
   EXPECT_EQ(limited.str().find("Transaction trace (line"), std::string::npos);
+}
+
+// A process that runs many times sends the same version line each time: it is shown once.
+TEST(ViewPrint, IdenticalStringEventsShowOnceWithTheirCount) {
+  std::string version =
+      R"M(<metric type="StringEvent" name="SYS|B_1:TLM library version" value="2.3.12" />)M"
+      "\n";
+  std::vector<LogItem> items =
+      Parse(version + version +
+            R"M(<metric type="StringEvent" name="SYS|B_1:TLM library version" value="2.4.0" />)M"
+            "\n" +
+            version);
+  std::ostringstream out;
+  tlmview::PrintSummary(tlmview::Summarize(items), out);
+  EXPECT_EQ(out.str(),
+            "String events\n"
+            "  SYS|B_1:TLM library version = 2.3.12  (3 times)\n"
+            "  SYS|B_1:TLM library version = 2.4.0\n");
+}
+
+// Traces of two transactions, each named by the passport it came with.
+std::string TwoTraces(const std::string &passportA, const std::string &passportB) {
+  return R"M(<event resource="A|run" startTime="T" duration="1"><param name="CPU Time (us)" value="-1" />)M"
+         R"M(<param name="request.header.ZUL-PASSPORT" value=")M" +
+         passportA + R"M(" /></event>)M" + "\n" +
+         R"M(<event resource="B|run" startTime="T" duration="2"><param name="CPU Time (us)" value="-1" />)M"
+         R"M(<param name="request.header.ZUL-PASSPORT" value=")M" +
+         passportB + R"M(" /></event>)M" + "\n" +
+         R"M(<metric type="IntAverage" name="S|A|run:Finished Counter" value="1" />)M" + "\n";
+}
+
+TEST(ViewPrint, TraceHeadingsNameTheTransactionAndPassportsAreShortened) {
+  std::string passport = PassportText("0123456789ABCDEF0123456789ABCDEF");
+  std::vector<LogItem> items = Parse(TwoTraces(passport, "GUID-B*1535"));
+  tlmview::LogSummary summary = tlmview::Summarize(items);
+  std::ostringstream out;
+  tlmview::PrintSummary(summary, out);
+  std::string text = out.str();
+  EXPECT_NE(text.find("Transaction trace (line 1)  transaction 0123456789ABCDEF0123456789ABCDEF\n"
+                      "  A|run  1 ms  (started T)\n"
+                      "        CPU Time (us) = -1\n"
+                      "        request.header.ZUL-PASSPORT = " +
+                      passport.substr(0, 16) + "... (" + std::to_string(passport.size()) +
+                      " digits, transaction 0123456789ABCDEF0123456789ABCDEF)\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("Transaction trace (line 2)  transaction GUID-B\n"), std::string::npos)
+      << text;
+
+  tlmview::KeepTransaction(summary, "GUID-B");
+  std::ostringstream kept;
+  tlmview::PrintSummary(summary, kept);
+  EXPECT_EQ(kept.str(),
+            "Transaction trace (line 2)  transaction GUID-B\n"
+            "  B|run  2 ms  (started T)\n"
+            "        CPU Time (us) = -1\n"
+            "        request.header.ZUL-PASSPORT = GUID-B*1535\n");
 }
 
 }  // namespace
