@@ -182,12 +182,6 @@ TEST_F(PassportApi, PassportsHandedOnWithoutASession) {
   EXPECT_EQ(next.counter, u"0");
   EXPECT_EQ(next.previous, previous);
 
-  // A version 2 passport asking for level 3 leaves raised to version 3 with that level's flag.
-  const Hop raised = ReadHop(Passport2(PassportText(2, 2000)));
-  EXPECT_EQ(raised.version, 3);
-  EXPECT_EQ(raised.flag, 3487);
-  EXPECT_EQ(raised.transaction, u"T-0001" + std::u16string(26, u' '));
-
   EXPECT_EQ(TLM_getTraceLevel2(PassportText(2, 2000).c_str()), 3);
 
   // Texts that are no hexadecimal passports give nothing and write nothing.
