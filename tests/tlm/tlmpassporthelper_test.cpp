@@ -113,7 +113,7 @@ TEST_F(PassportHelperTest, ApplicationPassports) {
     std::u16string guid;
     uint16_t flag;
   } cases[] = {
-      {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},    {u"g*70000", u"g", 4464},
+      {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},   {u"g*70000", u"g", 4464},
       {u"g*-1", u"g", 65535},      {u"a*b*3", u"a", 0},
   };
   for (const auto &c : cases) {

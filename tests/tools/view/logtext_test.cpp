@@ -34,7 +34,8 @@ TEST(ViewMetricLine, AcceptsExactlyTheForms) {
       {R"M(<metric type="LongCounter" name="S|Pool:size:peak" value="9" count="1" />)M",
        "LongCounter|S|Pool:size|peak|9|9|-|-|1"},
       // Values are not escaped: quotes and the closing form itself may stand in a string.
-      {R"M(<metric type="StringEvent" name="S|C:Build" value="say "hi" /> now" />)M" "\r",
+      {R"M(<metric type="StringEvent" name="S|C:Build" value="say "hi" /> now" />)M"
+       "\r",
        R"M(StringEvent|S|C|Build|say "hi" /> now|-|-|-|-)M"},
       // An unknown type keeps a value that isn't a number as text.
       {R"M(<metric type="Future" name="S:x" value="abc" />)M", "Future|S|x|abc|-|-|-|-"},
@@ -42,7 +43,7 @@ TEST(ViewMetricLine, AcceptsExactlyTheForms) {
       {R"M(<metric type="IntAverage" name="S:x" value="1")M", "none"},  // no closing
       {R"M(<metric type="IntAverage" name="S:x" value="1" />  )M", "none"},
       {R"M( <metric type="IntAverage" name="S:x" value="1" />)M", "none"},
-      {R"M(<metric type="IntAverage" value="1" />)M", "none"},  // no name
+      {R"M(<metric type="IntAverage" value="1" />)M", "none"},               // no name
       {R"M(<metric type="IntAverage" name="S:x" value="one" />)M", "none"},  // numeric type
       {R"M(<metric type="IntAverage" name="S:x" value="1" min="0" max="2" />)M", "none"},  // order
       {R"M(<metric type="IntAverage" name="S:x" value="1" max="" />)M", "none"},
