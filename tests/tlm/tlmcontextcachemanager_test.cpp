@@ -61,16 +61,6 @@ TEST_F(CContextCacheManagerTest, ThresholdListsAsTheyAreParsed) {
   }
 }
 
-TEST_F(CContextCacheManagerTest, InsertedThresholdsReachOnlyLaterContexts) {
-  Configure(
-      {{u"specific_component_names", u"DB,"}, {u"specific_component_level_thresholds", u"3,"}});
-  CMTContext before(u"");
-  Registry()->insertSpecMap(u"DB", 8);
-  CMTContext after(u"");
-  EXPECT_EQ(before.getCalculatedThresholdLevel(u"DB|query", 0), 3);
-  EXPECT_EQ(after.getCalculatedThresholdLevel(u"DB|query", 0), 8);
-}
-
 TEST_F(CContextCacheManagerTest, Sessions) {
   auto *first = new CMTContext();
   CMTContext second;
@@ -86,10 +76,6 @@ TEST_F(CContextCacheManagerTest, Sessions) {
   Registry()->removeContextByID(u"s2");
   Registry()->removeContextByID(u"s1");
   EXPECT_EQ(Registry()->getContextByID(u"s1"), nullptr);
-  Registry()->setPIDOption(-2);
-  EXPECT_EQ(Registry()->getPIDString(), u"-2");
-  Registry()->setPIDOption(-1);
-  EXPECT_EQ(Registry()->getPIDString(), TLMPlatformHelper::GetProcessId());
 }
 
 // Idle and age are set back from now; the margins keep the time the sweep itself takes out.

@@ -8,7 +8,6 @@
 #include "metrics_test_support.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmplatformhelper.h"
-#include "trace_capture.h"
 
 namespace {
 
@@ -145,27 +144,6 @@ TEST_F(TimingRecord, ComponentThatSpansASwitchEndsInTheNewSection) {
   // An offset across the clock's wrap is positive.
   record.calculateOffset(static_cast<int32_t>(record.getStartTimestamp() + 10));
   EXPECT_EQ(record.getOffset(), TLMPlatformHelper::kServerTimePeriod - 10);
-}
-
-TEST_F(TimingRecord, TraceLinesAndPairs) {
-  Start({{u"perf_metric_scope", u"1"}});
-  tlm_test::TraceCapture trace(3);
-  CMTRecord a(u"A|op", 1, nullptr, false);
-  a.startTiming();
-  a.endTiming(false);
-  ct_level = 2;
-  CMTRecord b(u"B|op", 2, nullptr, false);
-  b.startTiming();
-  b.terminateTiming(true, true);
-  const std::u16string p = tlm_test::TraceCapture::ThreadPrefix();
-  EXPECT_EQ(trace.Lines(), (std::vector<std::u16string>{
-                               p + u"A|op - [StartTiming]", p + u"A|op - [EndTiming] TimeStat:NO",
-                               p + u"B|op - [TerminateTiming] TimeStat:YES"}));
-  a.appendInfo(u"k", u"1");
-  a.appendInfo(u"k", u"2");
-  EXPECT_FALSE(a.appendInfoToList(u"list", u"x"));
-  EXPECT_TRUE(a.appendInfoToList(u"list", u"y"));
-  EXPECT_EQ(a.getInfo(), (std::map<zulstring, zulstring>{{u"k", u"2"}, {u"list", u"x,y"}}));
 }
 
 }  // namespace

@@ -100,18 +100,6 @@ TEST(StatRecord, ArithmeticAtTheEdges) {
   EXPECT_EQ(limits.getCPUSum(), -2);
   EXPECT_EQ(limits.getNetElapsedSum(), -2);
   EXPECT_EQ(limits.getNetCPUSum(), 0);
-  // A cleared copy keeps the name and the components in flight, and nothing else.
-  limits.start();
-  CMTStatRecord copy(limits);
-  copy.clear();
-  EXPECT_EQ(copy.getName(), u"limits");
-  EXPECT_EQ(copy.getActiveCounter(), 1u);
-  EXPECT_EQ(copy.getSampleCount(), 0u);
-  EXPECT_EQ(copy.getCPUSum(), 0);
-  EXPECT_EQ(copy.getElapsedMax(), 0);
-  EXPECT_EQ(copy.getCPUMax(), -1);
-  EXPECT_EQ(copy.getNetElapsedMin(), -1);
-  EXPECT_EQ(limits.getSampleCount(), 2u);
 }
 
 }  // namespace

@@ -6,9 +6,6 @@
 
 #include <cstdlib>
 #include <deque>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "epp_start.h"
@@ -72,13 +69,9 @@ TEST_F(PassportHelperTest, TextsThatAreNoPassports) {
   } cases[] = {
       {"empty", u"", false},
       {"application passport", u"0123*925", false},
-      {"eyecatcher at the start only", v1.substr(0, v1.size() - 2), false},
       {"eyecatcher not at the start", u"00" + v1, false},
       {"eyecatcher alone", u"2A54482A", true},
-      {"wrong length", v1.substr(0, 40) + v1.substr(42), true},
       {"lower-case digit", lower, true},
-      {"odd length", v1.substr(0, 40) + u"0" + v1.substr(40), true},
-      {"total 0x8000", pb::Hex(With(pb::Version1(pb::SampleCore(1)), 5, 0x80)), true},
       {"version 255 of version 1 length", pb::Hex(With(pb::Version1(pb::SampleCore(1)), 4, 255)),
        true},
   };
@@ -120,10 +113,8 @@ TEST_F(PassportHelperTest, ApplicationPassports) {
     std::u16string guid;
     uint16_t flag;
   } cases[] = {
-      {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},
-      {u"g*70000", u"g", 4464},    {u"g*-1", u"g", 65535},
-      {u"g*x", u"g", 0},           {u"a*b*3", u"a", 0},
-      {u"g* 12", u"g", 12},        {u"2A54482A*9", u"2A54482A", 9},
+      {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},   {u"g*70000", u"g", 4464},
+      {u"g*-1", u"g", 65535},      {u"a*b*3", u"a", 0},
   };
   for (const auto &c : cases) {
     EXPECT_EQ(PassportHelper::GetTraceGuidFromApplicationPassport(c.text.c_str()), c.guid);
@@ -201,7 +192,6 @@ TEST_F(PassportHelperTest, OutgoingPassports) {
       {"version 2, level 3", pb::Version2(pb::SampleCore(2)), 3, {3, 3487, 7, kConnection, u"Me"}},
       {"version 2, level 2", pb::Version2(pb::SampleCore(2)), 2, {3, 2697, 7, kConnection, u"Me"}},
       {"version 2, level 1", pb::Version2(pb::SampleCore(2)), 1, {3, 0, 7, kConnection, u"Me"}},
-      {"version 2, level 7", pb::Version2(pb::SampleCore(2)), 7, {3, 0, 7, kConnection, u"Me"}},
       {"version 1 stays", pb::Version1(pb::SampleCore(1)), 3, {1, 0x0D8F, 0, u"", u"Me"}},
       {"version 3 keeps its flag",
        pb::Version3(pb::SampleCore(3)),
@@ -222,68 +212,6 @@ TEST_F(PassportHelperTest, OutgoingPassports) {
     if (hop.version == 3 && !c.incoming.empty())
       EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h).substr(0, 6), u"T-0001");
   }
-}
-
-TEST_F(PassportHelperTest, OutgoingFieldsOfAVersion3Passport) {
-  // Items pass on; a short connection id is filled with zeros; a previous component too long for
-  // its field leaves the old one.
-  void *&h =
-      Passport(pb::Version3(pb::SampleCore(3), pb::Part(1, 1, pb::IntItem(3, 4, 5), true), 1));
-  zulstring text = PassportHelper::CreateOutgoingPassport(h, u"ABCD", 9, 3, u"Me");
-  EXPECT_EQ(Read(text).connection_id, u"ABCD" + std::u16string(28, u'0'));
-  uint16_t items = 0;
-  EXPECT_EQ(eppGetItemCount(Passport(text), 1, 3, &items), 0u);
-  EXPECT_EQ(items, 1);
-  std::u16string long_name(33, u'L');
-  EXPECT_EQ(Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 9, 3, long_name.c_str()))
-                .previous,
-            u"Me");
-}
-
-TEST_F(PassportHelperTest, HexadecimalText) {
-  const struct {
-    std::u16string text;
-    pb::Bytes bytes;  // the buffer's size is theirs
-    size_t converted;
-  } cases[] = {
-      {u"0A1B", {0x0A, 0x1B}, 2},   {u"0a1B", {0, 0}, 0}, {u"ABC", {0xAB, 0xC0}, 2},
-      {u"AABBCC", {0xAA, 0xBB}, 2}, {u"AG12", {0, 0}, 0}, {u"12", {0x12, 0, 0}, 1},
-  };
-  for (const auto &c : cases) {
-    pb::Bytes buffer(c.bytes.size(), 0x55);
-    EXPECT_EQ(PassportHelper::HexStringToByteArray(c.text.c_str(), buffer.data(), buffer.size()),
-              c.converted);
-    EXPECT_EQ(buffer, c.bytes);
-  }
-  const ZUL_RAW bytes[] = {0x00, 0xFF, 0x5A};
-  EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes, 3), u"00FF5A");
-}
-
-// The texts of the fuzz corpus: the valid passports of each version are recognised and come out
-// again as they went in; the others are application passports.
-TEST_F(PassportHelperTest, CorpusTexts) {
-  int passports = 0;
-  for (const auto &entry :
-       std::filesystem::directory_iterator(TLM_TEST_SOURCE_DIR "/fuzz/corpus/passport_text")) {
-    std::string name = entry.path().filename().string();
-    std::ifstream in(entry.path(), std::ios::binary);
-    std::string ascii((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::u16string text(ascii.begin(), ascii.end());
-    void *&h = Passport(text);
-    if (name.rfind("valid_", 0) != 0) {
-      EXPECT_EQ(h, nullptr) << name;
-      continue;
-    }
-    ASSERT_NE(h, nullptr) << name;
-    uint32_t needed = 0;
-    ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
-    pb::Bytes bytes(needed);
-    uint32_t used = 0;
-    ASSERT_EQ(eppSerialize(h, bytes.data(), needed, &used), 0u);
-    EXPECT_EQ(PassportHelper::ByteArrayToHexString(bytes.data(), used), text) << name;
-    ++passports;
-  }
-  EXPECT_EQ(passports, 4);
 }
 
 }  // namespace

@@ -3,18 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "metrics_test_support.h"
-#include "tlm/tlmmtdatasendingagent.h"
 
 namespace {
-
-// Keeps the texts of one section's sending, without the manager.
-class CollectingAgent : public CMTDataSendingAgent {
- public:
-  bool checkStatus() override { return true; }
-  void sendData(zulstring text) override { texts.push_back(text); }
-  zulstring recvData() override { return zulstring(); }
-  std::vector<zulstring> texts;
-};
 
 class RecordSection : public metrics_test::MetricsTest {
  protected:
@@ -47,21 +37,6 @@ TEST_F(RecordSection, RecordsOutlastTheResetAndAreReusedByName) {
   EXPECT_FALSE(resource->isUpdated());
   EXPECT_TRUE(resource->getKeepValue());
   EXPECT_EQ(resource->toMetricString(2).find(u":k\""), zulstring::npos);
-}
-
-TEST_F(RecordSection, SendingHandsOverEveryStatRecordAndUpdatedResources) {
-  CRecordSection section(1);
-  section.getStatRecordByName(u"B")->calStatRecord(4, -1, 0, -1);
-  section.getStatRecordByName(u"A");  // no sample: an empty text, still handed over
-  section.getResourceRecordByName(u"quiet");
-  section.getResourceRecordByName(u"busy")->incValue(1);
-  CollectingAgent agent;
-  EXPECT_EQ(section.sendStatData(&agent), 2);
-  EXPECT_EQ(section.sendResourceData(&agent), 1);
-  ASSERT_EQ(agent.texts.size(), 3u);
-  EXPECT_EQ(agent.texts[0], u"");
-  EXPECT_NE(agent.texts[1].find(u"|B:Avg. Elapsed Time(ms)"), zulstring::npos);
-  EXPECT_NE(agent.texts[2].find(u"|busy:Current Value"), zulstring::npos);
 }
 
 TEST_F(RecordSection, CarryOverKeepsComponentsInFlightAndEveryResource) {

@@ -99,22 +99,6 @@ TEST_F(SectionRing, BusyRunOrUnreadyAgentSendsNothing) {
   EXPECT_EQ(Sections()->getRingSize(), 2u);
 }
 
-TEST_F(SectionRing, TraceOfARun) {
-  Start();
-  Sections()->getResourceRecordByName(u"R")->incValue(1);
-  Stat(u"S")->calStatRecord(1, 1, 1, 1);
-  tlm_test::TraceCapture trace(3);
-  Sections()->processData();
-  const std::u16string p = tlm_test::TraceCapture::ThreadPrefix();
-  EXPECT_EQ(trace.Lines(),
-            (std::vector<std::u16string>{
-                p + u"Start copying[lock]", p + u"End copying[unlock]",
-                p + u"Performance or Resource Data Detected",
-                p + u"Metric sending statistics: Performance metric# 1 sent, resource metric# 1 "
-                    u"sent",
-                p + u"Performance or Resource Data Sending Finished", p + u"Processing finished"}));
-}
-
 class CallBacks : public metrics_test::MetricsTest {
  protected:
   static void First() { ++first; }

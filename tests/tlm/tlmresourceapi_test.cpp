@@ -60,18 +60,6 @@ TEST_F(ResourceApi, NothingWhileSwitchedOffOrWithoutSendingInterval) {
   EXPECT_TRUE(sink_->Texts().empty());
 }
 
-TEST_F(ResourceApi, CallsAfterStopAreHarmless) {
-  TLM_ProcExit();
-  TLM_initializeResource(u"Late", 1, 0);
-  TLM_reportResourceKPI(u"Late", u"k", 1);
-  TLM_registerResourceCallBack(
-      1, [] {}, 1, 0);
-  TLM_deregisterResourceCallBack(1);
-  TLM_outputMetricData();
-  Start({});
-  EXPECT_EQ(Flush().size(), 4u);  // the library's own records only
-}
-
 int callBackRuns = 0;
 
 TEST_F(ResourceApi, ANullCallBackTakesNoId) {

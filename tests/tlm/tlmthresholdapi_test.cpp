@@ -69,9 +69,4 @@ TEST_F(ThresholdApi, ComponentThresholdsReachTransactionsBegunByInitContext) {
   }
 }
 
-TEST_F(ThresholdApi, DataSendingInterval) {
-  TLM_changeDataSendingInterval(30);
-  EXPECT_EQ(TLMParameterHelper::GetDataSendingInterval(), 30u);
-}
-
 }  // namespace

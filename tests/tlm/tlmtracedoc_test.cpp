@@ -52,14 +52,19 @@ class TraceDocTest : public core_test::CoreTest {
   }
 };
 
-TEST_F(TraceDocTest, TwoChildrenWithoutInfoInTheCompleteForm) {
+// Children come before the record's own parameters; pairs go in key order; nothing is escaped.
+TEST_F(TraceDocTest, TwoChildrenAndPairsInTheCompleteForm) {
   Configure({{u"trace_enabled_via_em", u"1"}});
   CMTContext context(u"");
   uint32_t a = context.startTiming(u"A|run", 1);
   uint32_t b = context.startTiming(u"B|first", 1);
   std::this_thread::sleep_for(std::chrono::milliseconds(15));
+  context.appendRecordInfo(b, u"z", u"say \"hi\" <b>");
+  context.appendRecordInfo(b, u"a", u"1");
   context.endTiming(b);
   context.endTiming(context.startTiming(u"C|second", 1));
+  context.appendContextInfo(u"q", u"x\"y");
+  context.appendContextInfo(u"k", u"a&b");
   context.endTiming(a);
   const CMTRecord *root = context.getRootRecord();
   ASSERT_EQ(root->getChildren().size(), 2u);
@@ -71,46 +76,13 @@ TEST_F(TraceDocTest, TwoChildrenWithoutInfoInTheCompleteForm) {
       "<event resource=\"A|run\" startTime=\"" + Text(root->getStartTimestampStr()) +
       "\" duration=\"" + Num(root->getElapseTime()) + "\">" +
       "<calledComponent resource=\"B|first\" offset=\"" + Num(first->getOffset()) +
-      "\" duration=\"" + Num(first->getElapseTime()) + "\">" + kCPU + "</calledComponent>" +
+      "\" duration=\"" + Num(first->getElapseTime()) + "\">" + kCPU + Param("a", "1") +
+      Param("z", "say \"hi\" <b>") + "</calledComponent>" +
       "<calledComponent resource=\"C|second\" offset=\"" + Num(second->getOffset()) +
       "\" duration=\"" + Num(second->getElapseTime()) + "\">" + kCPU + "</calledComponent>" + kCPU +
-      Param("request.header.ZUL-PASSPORT", "") + "</event>\n";
+      Param("request.header.ZUL-PASSPORT", "") + Param("k", "a&b") + Param("q", "x\"y") +
+      "</event>\n";
   EXPECT_EQ(Text(context.getEMTraceXML()), expected);
-}
-
-// The start time text has milliseconds unless the agent type is 0.
-TEST_F(TraceDocTest, StartTimeTextFollowsTheAgentType) {
-  for (const auto &[agentType, length] : {std::pair{u"0", 19u}, std::pair{u"2", 23u}}) {
-    Configure({{u"agent_type", agentType}});
-    CMTContext context(u"");
-    context.endTiming(context.startTiming(u"A|run", 1));
-    EXPECT_EQ(context.getRootRecord()->getStartTimestampStr().size(), length);
-  }
-}
-
-// Children come before the record's own parameters; pairs go in key order; nothing is escaped.
-TEST_F(TraceDocTest, NestedRecordsAndPairsAsGiven) {
-  Configure({{u"trace_enabled_via_em", u"1"}});
-  CMTContext context(u"");
-  uint32_t a = context.startTiming(u"A|run", 1);
-  context.appendRecordInfoToList(a, u"root", u"r1");
-  context.appendRecordInfoToList(a, u"root", u"r2");
-  uint32_t b = context.startTiming(u"B|x", 1);
-  context.appendRecordInfo(b, u"z", u"say \"hi\" <b>");
-  context.appendRecordInfo(b, u"a", u"1");
-  context.endTiming(context.startTiming(u"C|y", 1));
-  context.endTiming(b);
-  context.appendContextInfo(u"q", u"x\"y");
-  context.appendContextInfo(u"k", u"a&b");
-  context.endTiming(a);
-  EXPECT_EQ(Normalised(context.getEMTraceXML()),
-            "<event resource=\"A|run\" startTime=\"T\" duration=\"#\">"
-            "<calledComponent resource=\"B|x\" offset=\"#\" duration=\"#\">"
-            "<calledComponent resource=\"C|y\" offset=\"#\" duration=\"#\">" +
-                kCPU + "</calledComponent>" + kCPU + Param("a", "1") +
-                Param("z", "say \"hi\" <b>") + "</calledComponent>" + kCPU +
-                Param("root", "r1,r2") + Param("request.header.ZUL-PASSPORT", "") +
-                Param("k", "a&b") + Param("q", "x\"y") + "</event>\n");
 }
 
 // Every form over one tree, for an empty passport, an application passport (which carries no GUID
@@ -173,7 +145,6 @@ TEST_F(TraceDocTest, FinishTypeOfTheCompleteForm) {
       {u"1", 2, false, ""},   {u"1", 3, false, max},  // the counter stands at 4, above 3
       {u"1", 2, true, large}, {u"1", 3, true, max},
       {u"0", 3, false, ""},  // the component limit counts only for a tracing context
-      {u"0", 3, true, large},
   };
   for (const Case &c : cases) {
     Configure({{u"trace_enabled_via_em", c.tracing},
@@ -245,19 +216,6 @@ TEST_F(TraceDocTest, PromotionCompletesTheOpenStack) {
   EXPECT_EQ(Normalised(context.getEMTraceXMLForAutoPromotion(), true), Normalised(document, true));
 }
 
-TEST_F(TraceDocTest, NoRootNoText) {
-  CMTContext context(u"*1000");
-  context.appendContextInfo(u"n", u"v");
-  trace_.Clear();
-  for (auto render :
-       {&CMTContext::getEMTraceXML, &CMTContext::getEMTraceXMLForPreviewTimeout,
-        &CMTContext::getEMTraceXMLForAutoPromotion, &CMTContext::getErrorTraceForMaxComponents,
-        &CMTContext::getErrorTraceForLargeSize, &CMTContext::getErrorTraceForZombie}) {
-    EXPECT_EQ((context.*render)(), u"");
-  }
-  EXPECT_EQ(trace_.Text(), u"");
-}
-
 // The library started, with a sink in place of the trace sections' agent.
 class TraceDocSendingTest : public core_test::StartedTest {
  protected:
@@ -278,23 +236,6 @@ class TraceDocSendingTest : public core_test::StartedTest {
 
   std::unique_ptr<tlm_test::TraceSink> traceSink_;
 };
-
-TEST_F(TraceDocSendingTest, ATracedTransactionSendsOneCompleteDocument) {
-  TLM_initContext(u"*1000");  // an application passport of level 2: traced, without a GUID
-  uint32_t a = TLM_startTiming(u"App", u"run", 1);
-  const std::string guid = Text(OwnContext()->getTraceGuid());
-  uint32_t b = TLM_startTiming(u"DB", u"query", 1);
-  TLM_appendInfo(b, u"sql", u"select \"x\" <1>");
-  TLM_endTiming(b);
-  TLM_appendContextInfo(u"user", u"bob");
-  TLM_endTiming(a);
-  EXPECT_EQ(Documents(), std::vector<std::string>{
-                             "<event resource=\"App|run\" startTime=\"T\" duration=\"#\">"
-                             "<calledComponent resource=\"DB|query\" offset=\"#\" duration=\"#\">" +
-                             kCPU + Param("sql", "select \"x\" <1>") + "</calledComponent>" + kCPU +
-                             Param("request.header.ZUL-PASSPORT", guid + "*1000") +
-                             Param("user", "bob") + "</event>\n"});
-}
 
 // The component limit sends the error snapshot, then the trace so far, and collects no more.
 TEST_F(TraceDocSendingTest, TheComponentLimitCutsTheTrace) {

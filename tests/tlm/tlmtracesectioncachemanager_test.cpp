@@ -7,8 +7,6 @@
 #include <vector>
 
 #include "tlm/tlmcontextcachemanager.h"
-#include "tlm/tlmmtdatasendingfileagent.h"
-#include "tlm/tlmmtdatasendingsocketagent.h"
 #include "trace_capture.h"
 #include "trace_ring_test_support.h"
 
@@ -20,18 +18,6 @@ const std::u16string kVersionLine =
     u"<metric type=\"StringEvent\" name=\"ZUL_TLM:TLM library version\" value=\"2.3.12\" />\n";
 
 class TraceRing : public trace_ring_test::TraceRingTest {};
-
-TEST_F(TraceRing, InitializeBuildsTheRingAndTheAgentOfTheSendingMethod) {
-  metrics_test::Configure({{u"cache_section_count", u"4"}, {u"datasending_method", u"socket"}});
-  Ring()->initialize();
-  EXPECT_NE(dynamic_cast<CMTDataSendingSocketAgent *>(Ring()->getAgent()), nullptr);
-  EXPECT_EQ(Ring()->getRingSize(), 4u);
-  TearDown();
-  metrics_test::Configure({{u"datasending_method", u"file"}});
-  Ring()->initialize();
-  EXPECT_NE(dynamic_cast<CMTDataSendingFileAgent *>(Ring()->getAgent()), nullptr);
-  EXPECT_EQ(Ring()->getRingSize(), 2u);
-}
 
 TEST_F(TraceRing, EmptyPeriodsRotateAndTheVersionWaitsForAReadyAgent) {
   Start({{u"cache_section_count", u"3"}});
@@ -75,22 +61,6 @@ TEST_F(TraceRing, BusyRunReturnsWithoutRotating) {
   // "A" stayed in the active section.
   Ring()->processTraceData();
   EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"A"}));
-}
-
-TEST_F(TraceRing, TraceOfARun) {
-  Start();
-  Ring()->addTransTraceString(u"A");
-  Ring()->addTransTraceString(u"B");
-  tlm_test::TraceCapture trace(3);
-  Ring()->processTraceData();
-  const std::u16string p = tlm_test::TraceCapture::ThreadPrefix();
-  EXPECT_EQ(
-      trace.Lines(),
-      (Texts{p + u"Start copying[lock]", p + u"End copying[unlock]",
-             p + u"Version Data Sent Once for", p + kVersionLine.substr(0, kVersionLine.size() - 1),
-             p + u"Trace Data Detected", p + u"Trace sending statistics: EM TT trace# 2 sent",
-             p + u"Processing finished"}));
-  EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"A", u"B"}));
 }
 
 TEST_F(TraceRing, StringEventLines) {
