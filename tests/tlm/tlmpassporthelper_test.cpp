@@ -167,7 +167,9 @@ struct Hop {
 Hop Read(const zulstring &text) {
   void *h = PassportHelper::IsZULPassport(text.c_str());
   EXPECT_NE(h, nullptr);
-  Hop hop{PassportHelper::GetPassportVersion(h), PassportHelper::GetTraceFlagFromZULPassport(h)};
+  Hop hop{};
+  hop.version = PassportHelper::GetPassportVersion(h);
+  hop.flag = PassportHelper::GetTraceFlagFromZULPassport(h);
   hop.counter = PassportHelper::GetConnectionCounterFromZULPassport(h, hop.version);
   hop.connection_id = PassportHelper::GetConnectionIdFromZULPassport(h, hop.version);
   ZUL_UTF16 previous[32];
@@ -209,8 +211,9 @@ TEST_F(PassportHelperTest, OutgoingPassports) {
     EXPECT_EQ(hop.previous, c.expected.previous);
     // The handle is the context's, changed in place; what the next hop doesn't change stays.
     ASSERT_NE(h, nullptr);
-    if (hop.version == 3 && !c.incoming.empty())
+    if (hop.version == 3 && !c.incoming.empty()) {
       EXPECT_EQ(PassportHelper::GetTransactionIdFromZULPassport(h).substr(0, 6), u"T-0001");
+    }
   }
 }
 
