@@ -126,8 +126,11 @@ void CDispatcherManager::startTimer() {
 }
 
 void CDispatcherManager::endTimer() {
+  std::unique_lock<std::mutex> hold(stopLock_);
   active_ = false;
-  while (dataTimerActive_ || traceTimerActive_) sleepFor(100);
+  stopped_.notify_all();
+  stopped_.wait(hold, [this] { return !dataTimerActive_ && !traceTimerActive_; });
+  hold.unlock();
   DPTRC(1, tf, u"Timer threads are successfully finished\n");
 }
 

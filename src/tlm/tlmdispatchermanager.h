@@ -6,7 +6,9 @@
 #define TLM_TLMDISPATCHERMANAGER_H
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 
 #include "tlm/tlmrelaxed.h"
 #include "zul_thr.h"
@@ -28,8 +30,8 @@ class CDispatcherManager {
   // waits 200 ms, then starts the data timer and dispatcher (unless the data sending interval is
   // 0). A thread that can't be created is traced and left out.
   void startTimer();
-  // Clears active and waits, without a time limit, until both timers have ended: up to about one
-  // tick.
+  // Clears active, wakes the timers from their tick and waits, without a time limit, until both
+  // have ended.
   void endTimer();
   // Waits, without a time limit, until no dispatcher is inside a run, then wakes both so that
   // they see active clear and end, and gives them 200 ms to do so.
@@ -99,6 +101,10 @@ class CDispatcherManager {
   void waitForDispatchersToLeave();
   // Sleeps by select with no descriptors.
   static void sleepFor(uint32_t milliseconds);
+  // One timer tick: false when the stop cut it short.
+  bool waitTick();
+  // Clears a timer's flag, the timer's last touch of the manager, and tells endTimer.
+  void timerEnded(std::atomic<bool> &timerActive);
 
   static CDispatcherManager *m_ptDispManager;
   static THR_EVT m_evt;   // raised by the trace timer
@@ -119,6 +125,8 @@ class CDispatcherManager {
   uint32_t zombieCheckTime_ = 0;               // seconds counted towards the next zombie check;
                                                // only the data dispatcher counts
   std::atomic<int> dispatchersInLoop_{0};      // dispatchers started and not yet leaving
+  std::mutex stopLock_;                        // with stopped_, wakes timers and endTimer at once
+  std::condition_variable stopped_;
   bool eventsReady_ = false;                   // initialize created the events
 };
 

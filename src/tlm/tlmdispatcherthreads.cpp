@@ -5,6 +5,8 @@
 // itself, outside every noexcept function and every catch-all.
 #define DPTRC_MODULE u"tlmdispatcherthreads"
 
+#include <chrono>
+
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmdispatchermanager.h"
 #include "tlm/tlmplatformhelper.h"
@@ -21,9 +23,8 @@ typedef TLMParameterHelper Param;
 void noteSendingPerformance(const ZUL_UTF16 *record, uint32_t start) {
   const uint32_t end = TLMPlatformHelper::GetServerTime();
   const auto elapsed = static_cast<int32_t>(TLMPlatformHelper::GetServerTimeDiff(end, start));
-  CMTResourceRecord *resource =
-      CRecordSectionCacheManager::Instance()->getResourceRecordByName(record);
-  if (resource != nullptr) resource->iniValue(elapsed, true);
+  CRecordSectionCacheManager::Instance()->updateResource(
+      record, [=](CMTResourceRecord &resource) { resource.iniValue(elapsed, true); });
 }
 
 }  // namespace
@@ -61,7 +62,7 @@ void CDispatcherManager::runTimer(const CRelaxed<uint32_t> *interval,
   timerActive = true;
   uint32_t counter = 1;
   while (active_) {
-    sleepFor(getTimerTick());
+    if (!waitTick()) break;
     if (counter >= *interval) {
       ThrEvtSet(evt);
       counter = 1;
@@ -69,8 +70,21 @@ void CDispatcherManager::runTimer(const CRelaxed<uint32_t> *interval,
       ++counter;
     }
   }
-  // The last touch of the manager: endTimer may free it once this is seen.
+  timerEnded(timerActive);
+}
+
+bool CDispatcherManager::waitTick() {
+  std::unique_lock<std::mutex> hold(stopLock_);
+  return !stopped_.wait_for(hold, std::chrono::milliseconds(getTimerTick()),
+                            [this] { return !active_; });
+}
+
+// Under the lock, so that endTimer, which waits under it, can't see the flag clear and go on to
+// free the manager before this thread has let go of the lock.
+void CDispatcherManager::timerEnded(std::atomic<bool> &timerActive) {
+  std::lock_guard<std::mutex> hold(stopLock_);
   timerActive = false;
+  stopped_.notify_all();
 }
 
 void CDispatcherManager::runDispatcher(THR_EVT *evt, std::atomic<bool> &sendingActive,

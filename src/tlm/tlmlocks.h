@@ -1,5 +1,4 @@
-// Scoped holds of the thread layer's locks, as the instrumentation core takes them: read-write
-// locks with the wait argument 0x7fffffff, whose result isn't examined, and plain mutexes.
+// The locks of the instrumentation core and their scoped holds.
 #ifndef TLM_TLMLOCKS_H
 #define TLM_TLMLOCKS_H
 
@@ -12,11 +11,11 @@
 // The wait of every read-write lock of the core: long enough to count as no limit.
 constexpr int32_t kTlmLockWait = 0x7fffffff;
 
-// The read-write lock of the hot path's shared structures (the metric ring and the record tables
-// of a section): writer-preferring, like THR_RWL, and taken without a time limit, as all the
-// core's read-write locks are. It is the system's lock, because every transaction takes these
-// locks shared, and a shared release of THR_RWL signals an event that all threads share, which
-// keeps two threads from running side by side.
+// The read-write lock of the hot path's shared structures (registry buckets, section rings and
+// the record tables of a section): writer-preferring, like THR_RWL, and taken without a time
+// limit. Every hold of it that an application thread may meet is short (a look-up, one insertion,
+// a swap of pointers), so a thread that finds it taken spins for a few microseconds before it
+// sleeps: a burst of short exclusive holds then never puts a reader to sleep.
 class CCoreRwLock {
  public:
   CCoreRwLock() noexcept {
@@ -30,60 +29,75 @@ class CCoreRwLock {
   CCoreRwLock(const CCoreRwLock &) = delete;
   CCoreRwLock &operator=(const CCoreRwLock &) = delete;
 
-  void lockShared() noexcept { pthread_rwlock_rdlock(&lock_); }
-  void lockExclusive() noexcept { pthread_rwlock_wrlock(&lock_); }
+  void lockShared() noexcept {
+    for (int i = 0; i < kSpins; ++i) {
+      if (pthread_rwlock_tryrdlock(&lock_) == 0) return;
+      relax();
+    }
+    pthread_rwlock_rdlock(&lock_);
+  }
+  void lockExclusive() noexcept {
+    for (int i = 0; i < kSpins; ++i) {
+      if (pthread_rwlock_trywrlock(&lock_) == 0) return;
+      relax();
+    }
+    pthread_rwlock_wrlock(&lock_);
+  }
   void unlock() noexcept { pthread_rwlock_unlock(&lock_); }
 
  private:
+  // About 20 to 50 us of trying: far longer than any short hold, far shorter than a time slice.
+  static constexpr int kSpins = 1000;
+  static void relax() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+  }
+
   pthread_rwlock_t lock_;
 };
 
-// Holds a read-write lock shared for the scope.
+// Holds a core read-write lock shared for the scope.
 class CSharedLock {
  public:
-  explicit CSharedLock(THR_RWL *rwl) noexcept : rwl_(rwl) { ThrRwlSharedLock(rwl_, kTlmLockWait); }
-  explicit CSharedLock(CCoreRwLock *core) noexcept : core_(core) { core_->lockShared(); }
-  ~CSharedLock() {
-    if (core_ != nullptr) {
-      core_->unlock();
-    } else {
-      ThrRwlUnlock(rwl_);
-    }
-  }
+  explicit CSharedLock(CCoreRwLock *lock) noexcept : lock_(lock) { lock_->lockShared(); }
+  ~CSharedLock() { lock_->unlock(); }
   CSharedLock(const CSharedLock &) = delete;
   CSharedLock &operator=(const CSharedLock &) = delete;
 
  private:
-  THR_RWL *rwl_ = nullptr;
-  CCoreRwLock *core_ = nullptr;
+  CCoreRwLock *lock_;
 };
 
-// Holds a read-write lock exclusively for the scope.
+// Holds a core read-write lock exclusively for the scope.
 class CExclusiveLock {
  public:
-  explicit CExclusiveLock(THR_RWL *rwl) noexcept : rwl_(rwl) {
-    ThrRwlExclusiveLock(rwl_, kTlmLockWait);
-  }
-  explicit CExclusiveLock(CCoreRwLock *core) noexcept : core_(core) { core_->lockExclusive(); }
-  ~CExclusiveLock() {
-    if (core_ != nullptr) {
-      core_->unlock();
-    } else {
-      ThrRwlUnlock(rwl_);
-    }
-  }
+  explicit CExclusiveLock(CCoreRwLock *lock) noexcept : lock_(lock) { lock_->lockExclusive(); }
+  ~CExclusiveLock() { lock_->unlock(); }
   CExclusiveLock(const CExclusiveLock &) = delete;
   CExclusiveLock &operator=(const CExclusiveLock &) = delete;
 
  private:
-  THR_RWL *rwl_ = nullptr;
-  CCoreRwLock *core_ = nullptr;
+  CCoreRwLock *lock_;
 };
 
-// Holds mtx for the scope.
+// A mutex of the thread layer, created and deleted with its owner.
+class CCoreMutex {
+ public:
+  CCoreMutex() noexcept { ThrMtxInit(&mtx_, nullptr); }
+  ~CCoreMutex() { ThrMtxDelete(&mtx_); }
+  CCoreMutex(const CCoreMutex &) = delete;
+  CCoreMutex &operator=(const CCoreMutex &) = delete;
+  THR_MTX *get() noexcept { return &mtx_; }
+
+ private:
+  THR_MTX mtx_;
+};
+
+// Holds a mutex for the scope.
 class CMutexLock {
  public:
-  explicit CMutexLock(THR_MTX *mtx) noexcept : mtx_(mtx) { ThrMtxLock(mtx_); }
+  explicit CMutexLock(CCoreMutex *mtx) noexcept : mtx_(mtx->get()) { ThrMtxLock(mtx_); }
   ~CMutexLock() { ThrMtxUnlock(mtx_); }
   CMutexLock(const CMutexLock &) = delete;
   CMutexLock &operator=(const CMutexLock &) = delete;

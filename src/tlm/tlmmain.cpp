@@ -10,6 +10,7 @@
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmdispatchermanager.h"
 #include "tlm/tlmfilename.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmmainsession.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
@@ -41,9 +42,8 @@ bool isStringEmpty(const ZUL_UTF16 *text) { return text == nullptr || text[0] ==
 // The records of the library's own figures, under the current prefix, created and zeroed.
 void initSelfMonitoringRecords() {
   for (const ZUL_UTF16 *name : kSelfMonitoringRecords) {
-    CMTResourceRecord *record =
-        CRecordSectionCacheManager::Instance()->getResourceRecordByName(name);
-    if (record != nullptr) record->iniValue(0, true);
+    CRecordSectionCacheManager::Instance()->updateResource(
+        name, [](CMTResourceRecord &record) { record.iniValue(0, true); });
   }
 }
 
@@ -66,15 +66,15 @@ void openTraceFile(const zulstring &component) {
 // written, naming the start function.
 void startLibrary(const zulstring &component, short pidOption, const ZUL_UTF16 *initialMessage) {
   openTraceFile(component);
+  tlmlibrary::InstallSettings(std::make_unique<CProcessSettingsHolder>(
+      CProcessSettings::FromConfiguration(component, CProcessSettings::PIDText(pidOption))));
   CDispatcherManager::Instance()->initialize();
   CContextCacheManager::Instance()->initialize();
-  CTraceSectionCacheManager::Instance()->initialize();
-  CRecordSectionCacheManager::Instance()->initialize();
+  CTraceSectionCacheManager::Instance()->initialize(tlmlibrary::Settings());
+  CRecordSectionCacheManager::Instance()->initialize(tlmlibrary::Settings());
   eppSetEnvironment(8, 3, std::malloc, std::free, eppTraceOutput,
                     static_cast<int32_t>(Param::GetLibTraceLevel()));
   if (pfuuid_init() != PFUUID_OK) DPTRC(1, tf, u"ERROR: UUID Initialization failed\n");
-  CContextCacheManager::Instance()->setComponentName(component);
-  CContextCacheManager::Instance()->setPIDOption(pidOption);
   if (!CDispatcherManager::Instance()->isActive()) CDispatcherManager::Instance()->startTimer();
   initSelfMonitoringRecords();
   DPTRC(1, tf, u"TLM library version 2.3.12 (unicode) loaded\n");
@@ -159,6 +159,7 @@ void TLM_ProcExit(void) noexcept {
     CRecordSectionCacheManager::release();
     CContextCacheManager::release();
     CDispatcherManager::release();
+    tlmlibrary::InstallSettings(nullptr);
     Param::CleanUp();
     DPTRC(1, tf, u"TLM_ProcExit API invoked\n");
     CTrcFileClose(tf);
@@ -184,7 +185,9 @@ int TLM_getCharSize(void) noexcept { return static_cast<int>(sizeof(ZUL_UTF16));
 // The self-monitoring records are named from the prefix, so they must exist under the new one.
 void TLM_setInstancePrefix(const ZUL_UTF16 *prefix) noexcept {
   tlmapi::run(u"TLM_setInstancePrefix", tlmapi::isSwitchedOn, [&] {
-    CContextCacheManager::Instance()->setInstancePrefix(textOf(prefix));
+    zulstring instancePrefix = textOf(prefix);
+    tlmlibrary::Settings()->update(
+        [&](CProcessSettings &next) { next.instancePrefix = instancePrefix; });
     initSelfMonitoringRecords();
   });
 }

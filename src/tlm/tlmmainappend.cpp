@@ -17,8 +17,8 @@ const ZUL_UTF16 kParameterInfoPrefix[] = u"Method Call Parameter ";
 // Applies the pair to the session's context unless it was given up; any failure is silent.
 void append(const zulstring &session, Target target, uint32_t id, const ZUL_UTF16 *name,
             const ZUL_UTF16 *value) {
-  CMTContext *context = CContextCacheManager::Instance()->getContextByID(session);
-  if (context == nullptr || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
+  CContextRef context = CContextCacheManager::Instance()->getContextByID(session);
+  if (!context || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
   switch (target) {
     case Target::kRecord:
       context->appendRecordInfo(id, tlmmain::textOf(name), tlmmain::textOf(value));

@@ -4,6 +4,7 @@
 #include "tlm.h"
 #include "tlm/tlmapicall.h"
 #include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmmainsession.h"
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
@@ -43,49 +44,52 @@ const zulstring &recordName(const ZUL_UTF16 *component, const ZUL_UTF16 *operati
 // registered even when the record was skipped.
 uint32_t startTiming(const zulstring &session, const ZUL_UTF16 *component,
                      const ZUL_UTF16 *operation, uint16_t level) {
-  CMTContext *context = registry()->getContextByID(session);
-  if (context != nullptr && context->getStatus() == CMTContext::STATUS_TERMINATE) {
+  CContextRef context = registry()->getContextByID(session);
+  if (context && context->getStatus() == CMTContext::STATUS_TERMINATE) {
     DPTRC_ERR(tf,
               u"Previous context object is in the terminate status and was not cleaned up by "
               u"TLM_initContext API\n");
     return CMTContext::SKIPPED_COUNTER;
   }
   const zulstring &name = recordName(component, operation);
-  if (context != nullptr) return context->startTiming(name, level);
-  context = new CMTContext();
-  uint32_t id = context->startTiming(name, level);
-  registry()->pushContextToCache(session, context);
+  if (context) return context->startTiming(name, level);
+  auto fresh = std::make_unique<CMTContext>(tlmlibrary::CurrentSettings());
+  uint32_t id = fresh->startTiming(name, level);
+  registry()->pushContextToCache(session, std::move(fresh));
   return id;
 }
 
 // A context still open is given up first; reset is how a terminated context becomes usable.
 void initContext(const zulstring &session, const ZUL_UTF16 *passport) {
   zulstring text = textOf(passport);
-  CMTContext *context = registry()->getContextByID(session);
-  if (context == nullptr) {
-    registry()->pushContextToCache(session, new CMTContext(text));
+  CContextRef context = registry()->getContextByID(session);
+  if (!context) {
+    registry()->pushContextToCache(session,
+                                   std::make_unique<CMTContext>(tlmlibrary::CurrentSettings(), text));
     return;
   }
   if (context->getStatus() == CMTContext::STATUS_OPEN) context->terminateTimingAll();
-  context->reset(text);
+  context->reset(text, tlmlibrary::CurrentSettings());
 }
 
 // The end of the outermost record closes the context, and that destroys it.
 void endTiming(const zulstring &session, uint32_t id, bool terminate) {
-  CMTContext *context = registry()->getContextByID(session);
-  if (context == nullptr || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
+  CContextRef context = registry()->getContextByID(session);
+  if (!context || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
   if (terminate) {
     context->terminateTiming(id);
   } else {
     context->endTiming(id);
   }
-  if (context->getStatus() == CMTContext::STATUS_CLOSE) registry()->removeContextByID(session);
+  const bool closed = context->getStatus() == CMTContext::STATUS_CLOSE;
+  context.reset();
+  if (closed) registry()->removeContextByID(session);
 }
 
 // The context stays registered, terminated, until TLM_initContext or the sweep.
 void terminateTimingAll(const zulstring &session) {
-  CMTContext *context = registry()->getContextByID(session);
-  if (context != nullptr && context->getStatus() != CMTContext::STATUS_TERMINATE) {
+  CContextRef context = registry()->getContextByID(session);
+  if (context && context->getStatus() != CMTContext::STATUS_TERMINATE) {
     context->terminateTimingAll();
   }
 }

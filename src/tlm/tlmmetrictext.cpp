@@ -1,7 +1,5 @@
 #include "tlm/tlmmetrictext.h"
 
-#include "tlm/tlmcontextcachemanager.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_u16printf.h"
 
 namespace tlmmetric {
@@ -11,23 +9,6 @@ namespace {
 constexpr size_t kNumberBufferUnits = 80;
 
 }  // namespace
-
-zulstring GetProcessPrefix() {
-  zulstring prefix = TLMParameterHelper::GetSystemName();
-  CContextCacheManager *registry = CContextCacheManager::Instance();
-  const zulstring &component = registry->getComponentName();
-  if (!component.empty()) prefix.append(u"|").append(component);
-  const zulstring &pid = registry->getPIDString();
-  if (!pid.empty()) prefix.append(u"_").append(pid);
-  return prefix;
-}
-
-zulstring GetMetricPrefix() {
-  zulstring prefix = GetProcessPrefix();
-  const zulstring &instance = CContextCacheManager::Instance()->getInstancePrefix();
-  if (!instance.empty()) prefix.append(u"|").append(instance);
-  return prefix;
-}
 
 void AppendLineHead(zulstring &out, std::u16string_view type, const zulstring &prefix,
                     const zulstring &recordName, std::u16string_view label) {

@@ -12,13 +12,6 @@
 
 namespace tlmmetric {
 
-// The system name, then "|" and the component name and "_" and the process text, each only when
-// not empty. The name prefix of the string events.
-zulstring GetProcessPrefix();
-// Built anew for each record's text: the process prefix, then "|" and the instance prefix when
-// that is not empty.
-zulstring GetMetricPrefix();
-
 // Appends `<metric type="type" name="prefix|recordName:label`, up to the value's opening quote.
 void AppendLineHead(zulstring &out, std::u16string_view type, const zulstring &prefix,
                     const zulstring &recordName, std::u16string_view label);

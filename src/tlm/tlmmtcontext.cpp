@@ -31,39 +31,41 @@ bool matchComponent(const CThresholdMap &thresholds, const zulstring &name, uint
 
 // A context that no passport made sees the global thresholds only: it takes no snapshot of the
 // component thresholds.
-CMTContext::CMTContext()
+CMTContext::CMTContext(std::shared_ptr<const CProcessSettings> settings)
     : transTrace_(Param::GetEMTraceEnablingStatus()),
       instrumentThreshold_(Param::GetInstruLevelThreshold()),
       traceInstrumentThreshold_(Param::GetInstruLevelThresholdForTrace()),
-      guidPending_(true) {
+      guidPending_(true),
+      settings_(std::move(settings)) {
   uint32_t now = TLMPlatformHelper::GetServerTime();
   created_ = now;
   lastUsed_ = now;
 }
 
-CMTContext::CMTContext(const zulstring &passport) : passportText_(passport) {
+CMTContext::CMTContext(std::shared_ptr<const CProcessSettings> settings, const zulstring &passport)
+    : passportText_(passport), settings_(std::move(settings)) {
   instrumentThreshold_ = Param::GetInstruLevelThreshold();
   setIdentity(false);
   startTransaction();
 }
 
 CMTContext::~CMTContext() {
-  // Records out of the tree are owned by the stack; those in it go with the root.
-  for (CMTRecord *record : stack_) {
-    if (!record->isInTraceStack()) delete record;
-  }
-  delete rootRecord_;
+  dropRecords();
   if (passportHandle_ != nullptr) PassportHelper::DestroyPassportHandle(passportHandle_);
 }
 
-void CMTContext::reset(const zulstring &passport) {
-  for (CMTRecord *record : stack_) {
-    if (!record->isInTraceStack()) delete record;
-  }
-  stack_.clear();
-  delete rootRecord_;
-  rootRecord_ = nullptr;
+// The stack goes first: the records it owns may hang below records of the tree.
+void CMTContext::dropRecords() {
+  while (!stack_.empty()) stack_.pop_back();
+  rootRecord_.reset();
+}
+
+void CMTContext::reset(const zulstring &passport,
+                       std::shared_ptr<const CProcessSettings> settings) {
+  dropRecords();
+  settings_ = std::move(settings);
   if (passportHandle_ != nullptr) PassportHelper::DestroyPassportHandle(passportHandle_);
+  passportHandle_ = nullptr;
   connectionCounter_ = 0;
   outgoingConnCounter_ = 0;
   status_ = STATUS_INITIAL;
@@ -72,8 +74,6 @@ void CMTContext::reset(const zulstring &passport) {
   passportText_ = passport;
   setIdentity(true);
   contextInfo_.clear();
-  componentThresholds_.clear();
-  componentTraceThresholds_.clear();
   startTransaction();
 }
 
@@ -181,9 +181,9 @@ void CMTContext::takeZULPassport(void *handle, bool fromReset) {
 void CMTContext::startTransaction() {
   traceSize_ = 0;
   traceActive_ = true;
-  hasComponentThresholds_ = CContextCacheManager::Instance()->checkSpecMap(componentThresholds_);
-  hasComponentTraceThresholds_ =
-      CContextCacheManager::Instance()->checkTraceSpecMap(componentTraceThresholds_);
+  // The settings are this transaction's snapshot of the component thresholds.
+  hasComponentThresholds_ = !settings_->componentThresholds.empty();
+  hasComponentTraceThresholds_ = !settings_->componentTraceThresholds.empty();
   previewSent_ = false;
   promotedTraceSent_ = false;
   uint32_t now = TLMPlatformHelper::GetServerTime();
@@ -198,9 +198,9 @@ uint16_t CMTContext::getCalculatedThresholdLevel(const zulstring &name,
                                                  uint16_t traceSwitch) const {
   uint16_t level = traceSwitch == 1 ? traceInstrumentThreshold_ : instrumentThreshold_;
   if (hasComponentTraceThresholds_ && transTrace_ != TRANS_TRACE_OFF) {
-    matchComponent(componentTraceThresholds_, name, level);
+    matchComponent(settings_->componentTraceThresholds, name, level);
   } else if (hasComponentThresholds_ && transTrace_ == TRANS_TRACE_OFF) {
-    matchComponent(componentThresholds_, name, level);
+    matchComponent(settings_->componentThresholds, name, level);
   }
   return level;
 }

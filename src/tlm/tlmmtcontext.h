@@ -4,13 +4,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "i18n/zulu16/zulstring.h"
-#include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmmtrecord.h"
+#include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmrelaxed.h"
-
-class CMTRecord;
 
 // The stack of open timings, the record tree when the transaction is traced, the identity that
 // came with the passport, and the counters that decide when a trace document is sent whole, early,
@@ -20,8 +20,9 @@ class CMTRecord;
 // reads status, time stamps and flags from another thread (those are relaxed atomics) and may
 // build a promoted or zombie trace of an idle context.
 //
-// Owns the root record and with it every record put in the tree; a record out of the tree is
-// destroyed as soon as it ends.
+// Owns the root record and with it every record put in the tree; the stack owns each open record
+// that is out of the tree, until it ends. Holds the process settings it was made (or reset) with:
+// its records read their filters there, and it reads its component thresholds there.
 class CMTContext {
  public:
   static constexpr uint16_t STATUS_INITIAL = 0;    // created, no record started yet
@@ -38,9 +39,9 @@ class CMTContext {
   static constexpr uint32_t SKIPPED_COUNTER = 0;  // the id of a record that wasn't timed
 
   // A context without passport: global thresholds only, tracing as the EM enables it.
-  CMTContext();
+  explicit CMTContext(std::shared_ptr<const CProcessSettings> settings);
   // A context whose identity, trace level and tracing come from passport (may be empty).
-  explicit CMTContext(const zulstring &passport);
+  CMTContext(std::shared_ptr<const CProcessSettings> settings, const zulstring &passport);
   // Destroys the root record with its tree and the passport handle; ends no timing.
   ~CMTContext();
   CMTContext(const CMTContext &) = delete;
@@ -48,8 +49,9 @@ class CMTContext {
 
   // Makes the context ready for the next transaction of the session: drops the tree, the stack
   // (without ending its records) and the context info, and takes the identity from passport.
-  // Unlike the constructor it traces a passport of level 1 and writes no diagnostics.
-  void reset(const zulstring &passport);
+  // Unlike the constructor it traces a passport of level 1 and writes no diagnostics. The context
+  // takes settings as its new snapshot.
+  void reset(const zulstring &passport, std::shared_ptr<const CProcessSettings> settings);
 
   // Starts a record named name (component "|" operation) and answers its id, or SKIPPED_COUNTER
   // when level is not below the threshold that applies to the name.
@@ -109,7 +111,8 @@ class CMTContext {
   uint16_t getTraceInstrumentThreshold() const { return traceInstrumentThreshold_; }
   const zulstring &getPassportText() const { return passportText_; }
   // The first record of the transaction, owner of the tree; null before one was timed.
-  CMTRecord *getRootRecord() const { return rootRecord_; }
+  CMTRecord *getRootRecord() const { return rootRecord_.get(); }
+  const CProcessSettings &getSettings() const { return *settings_; }
   const std::map<zulstring, zulstring> &getContextInfo() const { return contextInfo_; }
   void setPromtedTraceSent(bool sent) { promotedTraceSent_ = sent; }
   void updateLastUsedTimestamp();
@@ -138,6 +141,13 @@ class CMTContext {
   // Pops and finishes the record id and answers its elapsed time, or -1 when none was taken.
   // Sets terminated when the id was never on the stack and the context was given up.
   int32_t popRecord(uint32_t id, Ending ending, bool &terminated);
+  // An open record, and the record itself when it is out of the tree.
+  struct OpenRecord {
+    CMTRecord *record;
+    std::unique_ptr<CMTRecord> owned;
+  };
+  // Drops the tree and the stack, ending nothing.
+  void dropRecords();
   // Abandons the top record: measured nothing, destroyed unless in the tree.
   void abandonTop();
   // The trace triggers after a record ended with elapsed time elapsed.
@@ -153,8 +163,9 @@ class CMTContext {
   uint16_t instrumentThreshold_ = 0;
   uint16_t traceInstrumentThreshold_ = 0;
   uint32_t recordCounter_ = BASE_COUNTER;
-  std::vector<CMTRecord *> stack_;  // open records, the innermost last
-  CMTRecord *rootRecord_ = nullptr;
+  std::shared_ptr<const CProcessSettings> settings_;
+  std::vector<OpenRecord> stack_;  // the innermost last
+  std::unique_ptr<CMTRecord> rootRecord_;
   zulstring passportText_;
   mutable zulstring traceGuid_;
   mutable bool guidPending_ = false;  // traceGuid_ is to be a new GUID, made on first read
@@ -172,8 +183,6 @@ class CMTContext {
   bool hasComponentTraceThresholds_ = false;
   bool previewSent_ = false;
   CRelaxed<bool> promotedTraceSent_ = false;
-  CThresholdMap componentThresholds_;
-  CThresholdMap componentTraceThresholds_;
   CRelaxed<uint32_t> created_ = 0;
   CRelaxed<uint32_t> lastUsed_ = 0;
 };

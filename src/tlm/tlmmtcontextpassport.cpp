@@ -1,5 +1,4 @@
 // Outgoing passports of a transaction context and the fields of its incoming one.
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmpassporthelper.h"
 #include "tlm/tlmplatformhelper.h"
@@ -10,7 +9,7 @@
 // reuse the handle that the first one set.
 zulstring CMTContext::getPassport() {
   if (traceLevel_ == TRACE_LEVEL_NONE) return zulstring();
-  zulstring previous = tlmpassport::previousComponent();
+  zulstring previous = tlmpassport::previousComponent(settings_->componentName);
   zulstring connection = getLocalConnId(false);
   uint32_t counter = getIncConnCounter(false);
   return PassportHelper::CreateOutgoingPassport(passportHandle_, connection.c_str(), counter,

@@ -20,50 +20,59 @@ uint32_t pairSize(const zulstring &name, const zulstring &value) {
   return static_cast<uint32_t>(name.size() + value.size() + 30);
 }
 
-// Records in the tree belong to the root; others to whoever took them off the stack.
-void destroyUnlessInTree(CMTRecord *record) {
-  if (!record->isInTraceStack()) delete record;
-}
-
 }  // namespace
 
 void CMTContext::sendTrace(const zulstring &document) {
   CTraceSectionCacheManager::Instance()->addTransTraceString(document);
 }
 
+// Everything that can fail (memory) is done before the record joins the stack and the tree, so
+// that a failure leaves the context as it was.
 uint32_t CMTContext::startTiming(const zulstring &name, uint16_t level) {
   // Lower levels are more important: a record counts only below the threshold.
   if (getCalculatedThresholdLevel(name, transTrace_) <= level) return SKIPPED_COUNTER;
-  CMTRecord *parent = stack_.empty() ? nullptr : stack_.back();
-  CMTRecord *record = new CMTRecord(name, recordCounter_, parent, transTrace_ == TRANS_TRACE_ON);
+  CMTRecord *parent = stack_.empty() ? nullptr : stack_.back().record;
+  auto owned = std::make_unique<CMTRecord>(name, recordCounter_, parent,
+                                           transTrace_ == TRANS_TRACE_ON, settings_.get());
+  CMTRecord *record = owned.get();
   if (tracing() && level >= getCalculatedThresholdLevel(name, 0)) {
     // In the trace, but not in the metric.
     record->setSkipReportingForTrace(true);
   }
+  stack_.reserve(stack_.size() + 1);
+  if (parent != nullptr && traceActive_) parent->reserveChild();
+  zulstring startText;
+  if (parent == nullptr) {
+    startText = Param::GetAgentType() != 0 ? TLMPlatformHelper::GetServerTimeInString2()
+                                           : TLMPlatformHelper::GetServerTimeInString();
+  }
   record->startTiming();
   uint32_t id = recordCounter_++;
   traceSize_.add(recordSize(name));
+  OpenRecord open{record, nullptr};
   if (parent != nullptr) {
     record->calculateOffset(static_cast<int32_t>(parent->getStartTimestamp()));
     if (traceActive_) {
       record->setInTraceStack(true);
-      parent->appendChildRecord(record);
+      parent->appendChildRecord(std::move(owned));
+    } else {
+      open.owned = std::move(owned);
     }
   } else {
-    record->setStartTimestampStr(Param::GetAgentType() != 0
-                                     ? TLMPlatformHelper::GetServerTimeInString2()
-                                     : TLMPlatformHelper::GetServerTimeInString());
+    record->setStartTimestampStr(std::move(startText));
     record->setInTraceStack(true);
+    if (status_ == STATUS_INITIAL) {
+      rootRecord_ = std::move(owned);
+    } else {
+      // Only a context that was given up can start a new outermost record (a caller that
+      // bypassed the refusal of terminated contexts); the record belongs to no tree, so the stack
+      // owns it.
+      record->setInTraceStack(false);
+      open.owned = std::move(owned);
+    }
   }
-  stack_.push_back(record);
-  if (status_ == STATUS_INITIAL) {
-    status_ = STATUS_OPEN;
-    rootRecord_ = record;
-  } else if (parent == nullptr) {
-    // Only a context that was given up can start a new outermost record (a caller that bypassed
-    // the refusal of terminated contexts); the record belongs to no tree, so the stack owns it.
-    record->setInTraceStack(false);
-  }
+  stack_.push_back(std::move(open));
+  if (status_ == STATUS_INITIAL) status_ = STATUS_OPEN;
   if (traceActive_ && !tracing()) {
     // A context that isn't tracing keeps a bounded stack for a possible promoted trace.
     if (recordCounter_ > Param::GetMaxComponentsPerPromotedStack()) traceActive_ = false;
@@ -82,27 +91,24 @@ void CMTContext::endTiming(uint32_t id) { endRecord(id, Ending::kEnd); }
 void CMTContext::terminateTiming(uint32_t id) { endRecord(id, Ending::kTerminate); }
 
 void CMTContext::abandonTop() {
-  CMTRecord *top = stack_.back();
+  OpenRecord top = std::move(stack_.back());
   stack_.pop_back();
-  top->terminateTiming(false, false);
-  destroyUnlessInTree(top);
+  top.record->terminateTiming(false, false);
 }
 
 int32_t CMTContext::popRecord(uint32_t id, Ending ending, bool &terminated) {
   terminated = false;
   bool clean = true;
-  if (stack_.back()->getId() != id) {
+  if (stack_.back().record->getId() != id) {
     // An id above the top was never handed out by this context: nothing is timed.
-    if (id > stack_.back()->getId()) return -1;
+    if (id > stack_.back().record->getId()) return -1;
     // Records left open inside id end as interrupted.
-    while (!stack_.empty() && stack_.back()->getId() > id) abandonTop();
+    while (!stack_.empty() && stack_.back().record->getId() > id) abandonTop();
     if (stack_.empty()) return -1;
-    if (stack_.back()->getId() != id) {
+    if (stack_.back().record->getId() != id) {
       // id lay between two open records: it was never on the stack. The record under it leaves
       // the stack without being ended, and the context is given up.
-      CMTRecord *below = stack_.back();
       stack_.pop_back();
-      destroyUnlessInTree(below);
       terminateTimingAll();
       if (ending == Ending::kEnd) {
         DPTRC_ERR(tf, u"Abnormal exception encountered, invalid recId input!\n");
@@ -112,11 +118,10 @@ int32_t CMTContext::popRecord(uint32_t id, Ending ending, bool &terminated) {
     }
     clean = false;
   }
-  CMTRecord *record = stack_.back();
+  OpenRecord top = std::move(stack_.back());
   stack_.pop_back();
-  int64_t endTime =
-      ending == Ending::kEnd ? record->endTiming(clean) : record->terminateTiming(clean, true);
-  destroyUnlessInTree(record);
+  int64_t endTime = ending == Ending::kEnd ? top.record->endTiming(clean)
+                                           : top.record->terminateTiming(clean, true);
   if (endTime < 0) return -1;
   return static_cast<int32_t>(
       TLMPlatformHelper::GetServerTimeDiff(static_cast<uint32_t>(endTime), created_));
@@ -163,19 +168,19 @@ void CMTContext::terminateTimingAll() {
 }
 
 void CMTContext::appendRecordInfo(uint32_t id, const zulstring &name, const zulstring &value) {
-  if (!tracing() || id == SKIPPED_COUNTER || stack_.empty() || stack_.back()->getId() != id) {
+  if (!tracing() || id == SKIPPED_COUNTER || stack_.empty() || stack_.back().record->getId() != id) {
     return;
   }
-  stack_.back()->appendInfo(name, value);
+  stack_.back().record->appendInfo(name, value);
   traceSize_.add(pairSize(name, value));
 }
 
 void CMTContext::appendRecordInfoToList(uint32_t id, const zulstring &name,
                                         const zulstring &value) {
-  if (!tracing() || id == SKIPPED_COUNTER || stack_.empty() || stack_.back()->getId() != id) {
+  if (!tracing() || id == SKIPPED_COUNTER || stack_.empty() || stack_.back().record->getId() != id) {
     return;
   }
-  if (stack_.back()->appendInfoToList(name, value)) {
+  if (stack_.back().record->appendInfoToList(name, value)) {
     traceSize_.add(static_cast<uint32_t>(value.size() + 1));
   } else {
     traceSize_.add(pairSize(name, value));

@@ -104,17 +104,15 @@ zulstring CMTContext::getEMTraceXMLForPreviewTimeout() {
 // the first one already there, so that the document shows the whole running chain. The tree owns
 // them from then on: they are freed with the root, not when they end.
 zulstring CMTContext::getEMTraceXMLForAutoPromotion() {
-  if (!stack_.empty()) {
-    CMTRecord *record = stack_.back();
-    while (!record->isInTraceStack()) {
-      CMTRecord *parent = record->getParentRecord();
-      // An outermost record outside the tree belongs to a context that was given up: no tree to
-      // join, and the stack keeps owning it.
-      if (parent == nullptr) break;
-      record->setInTraceStack(true);
-      parent->appendChildRecord(record);
-      record = parent;
-    }
+  for (size_t i = stack_.size(); i > 0 && stack_[i - 1].owned != nullptr; --i) {
+    CMTRecord *record = stack_[i - 1].record;
+    CMTRecord *parent = record->getParentRecord();
+    // An outermost record outside the tree belongs to a context that was given up: no tree to
+    // join, and the stack keeps owning it.
+    if (parent == nullptr) break;
+    parent->reserveChild();
+    record->setInTraceStack(true);
+    parent->appendChildRecord(std::move(stack_[i - 1].owned));
   }
   return renderDocument(*this, true, [this](zulstring &out) {
     out.append(kSampled);

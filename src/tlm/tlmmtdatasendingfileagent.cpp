@@ -2,7 +2,6 @@
 
 #include "tlm/tlmmtdatasendingfileagent.h"
 
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmfilename.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_dptrace.h"
@@ -14,14 +13,13 @@ constexpr const ZUL_UTF16 *kLogFileSuffix = u"_mtdata.log";
 
 }  // namespace
 
-zulstring CMTDataSendingFileAgent::GetLogFileName() {
-  const zulstring &component = CContextCacheManager::Instance()->getComponentName();
-  return TLMParameterHelper::GetLogDir() + u"/" + tlmfile::componentFilePart(component) +
+zulstring CMTDataSendingFileAgent::GetLogFileName() const {
+  return TLMParameterHelper::GetLogDir() + u"/" + tlmfile::componentFilePart(componentName_) +
          kLogFileSuffix;
 }
 
-zulstring CMTDataSendingFileAgent::GetFallbackFileName() {
-  return CContextCacheManager::Instance()->getComponentName() + kLogFileSuffix;
+zulstring CMTDataSendingFileAgent::GetFallbackFileName() const {
+  return componentName_ + kLogFileSuffix;
 }
 
 std::string CMTDataSendingFileAgent::GetUtf8(const zulstring &text) {

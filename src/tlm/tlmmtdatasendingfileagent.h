@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tlm/tlmmtdatasendingagent.h"
 
@@ -19,7 +20,9 @@
 // reaches the file in one write.
 class CMTDataSendingFileAgent : public CMTDataSendingAgent {
  public:
-  CMTDataSendingFileAgent() = default;
+  // componentName names the files.
+  explicit CMTDataSendingFileAgent(zulstring componentName)
+      : componentName_(std::move(componentName)) {}
   ~CMTDataSendingFileAgent() override = default;
   CMTDataSendingFileAgent(const CMTDataSendingFileAgent &) = delete;
   CMTDataSendingFileAgent &operator=(const CMTDataSendingFileAgent &) = delete;
@@ -31,10 +34,10 @@ class CMTDataSendingFileAgent : public CMTDataSendingAgent {
   zulstring recvData() override { return zulstring(); }
 
   // <logdir>/<component with "|" as "_">_mtdata.log, where the texts go.
-  static zulstring GetLogFileName();
+  zulstring GetLogFileName() const;
   // <component>_mtdata.log, relative to the working directory: where they go when the log file
   // can't be opened.
-  static zulstring GetFallbackFileName();
+  zulstring GetFallbackFileName() const;
   // The UTF-8 form of a text; an invalid sequence (half a surrogate pair) becomes U+FFFD.
   static std::string GetUtf8(const zulstring &text);
 
@@ -46,6 +49,7 @@ class CMTDataSendingFileAgent : public CMTDataSendingAgent {
   // Writes bytes to the open stream and closes it; false if the bytes didn't all reach the file.
   bool writeAndClose(const std::string &bytes);
 
+  zulstring componentName_;
   // Created at the first sendData; closed between texts.
   std::unique_ptr<std::ofstream> stream_;
 };

@@ -2,8 +2,7 @@
 
 #include <utility>
 
-#include "tlm/tlmcontextcachemanager.h"
-#include "tlm/tlmmtstatrecord.h"
+#include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmplatformhelper.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
@@ -25,12 +24,9 @@ const ZUL_UTF16 *yesNo(bool value) { return value ? u"YES" : u"NO"; }
 
 }  // namespace
 
-CMTRecord::CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced)
-    : name_(std::move(name)), id_(id), traced_(traced), parent_(parent) {}
-
-CMTRecord::~CMTRecord() {
-  for (CMTRecord *child : children_) delete child;
-}
+CMTRecord::CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced,
+                     const CProcessSettings *settings)
+    : name_(std::move(name)), id_(id), traced_(traced), parent_(parent), settings_(settings) {}
 
 void CMTRecord::refreshStatRecord() {
   CRecordSectionCacheManager *sections = CRecordSectionCacheManager::Instance();
@@ -41,7 +37,7 @@ void CMTRecord::refreshStatRecord() {
 
 CMTStatRecord *CMTRecord::getLocalStatRecordByName() {
   refreshStatRecord();
-  return localStatRecord_;
+  return localStatRecord_.get();
 }
 
 void CMTRecord::startTiming() {
@@ -54,7 +50,7 @@ void CMTRecord::startTiming() {
     const uint16_t scope = TLMParameterHelper::GetPerfMetricScope();
     if (scope >= kScopeCPU) cpuStart_ = TLMPlatformHelper::GetCPUTime();
     if (scope == kScopeNone) return;
-    if (CContextCacheManager::Instance()->checkSkipName(name_)) return;
+    if (settings_->checkSkipName(name_)) return;
   }
   refreshStatRecord();
   if (localStatRecord_ != nullptr) localStatRecord_->start();
@@ -119,7 +115,7 @@ int64_t CMTRecord::finishTiming(bool timeStat, Ending ending) {
       status_ = finalStatus;
       return endTime;
     }
-    if (!CContextCacheManager::Instance()->checkSkipTimes(name_, elapsed_)) {
+    if (!settings_->checkSkipTimes(name_, elapsed_)) {
       status_ = finalStatus;
       return endTime;
     }
@@ -149,11 +145,15 @@ void CMTRecord::calculateOffset(int32_t parentStartTime) {
       TLMPlatformHelper::GetServerTimeDiff(startTime_, static_cast<uint32_t>(parentStartTime));
 }
 
-void CMTRecord::appendChildRecord(CMTRecord *child) {
+void CMTRecord::reserveChild() {
   if (children_.size() == children_.capacity()) {
     children_.reserve(children_.empty() ? 1 : children_.capacity() * 2);
   }
-  children_.push_back(child);
+}
+
+void CMTRecord::appendChildRecord(std::unique_ptr<CMTRecord> child) {
+  reserveChild();
+  children_.push_back(std::move(child));
 }
 
 void CMTRecord::appendInfo(const zulstring &name, const zulstring &value) {

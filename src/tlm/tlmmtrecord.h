@@ -4,14 +4,17 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "i18n/zulu16/zulstring.h"
+#include "tlm/tlmmtstatrecord.h"
 
-class CMTStatRecord;
+class CProcessSettings;
 
 // Name, place in the record tree, gross and net times, attached pairs. Used by the thread of its
-// context only. Owns its children; a root thus owns its tree.
+// context only. Owns its children; a root thus owns its tree. Shares its stat record with the
+// section that holds it, so that the record stays valid however long this one runs.
 class CMTRecord {
  public:
   static constexpr uint16_t STATUS_OPEN = 0;
@@ -20,12 +23,12 @@ class CMTRecord {
   static constexpr uint16_t STATUS_TERMINATE_INTERRUPT = 3;
 
   // name is component + "|" + operation. parent is the enclosing record or null; it is not
-  // owned. traced: the context was tracing, so everything is measured.
-  CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced);
+  // owned. traced: the context was tracing, so everything is measured. settings (the skip
+  // prefixes) must outlive the record.
+  CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced,
+            const CProcessSettings *settings);
   CMTRecord(const CMTRecord &) = delete;
   CMTRecord &operator=(const CMTRecord &) = delete;
-  // Destroys the children, recursively.
-  ~CMTRecord();
 
   // Takes the start time (and the CPU start where measured) and counts the component as active
   // in its stat record, as the metric scope and the skip list decide.
@@ -41,8 +44,10 @@ class CMTRecord {
   void deductNetTime(int32_t elapsed, int64_t cpu);
   // The offset from the parent's start, across at most one wrap of the clock.
   void calculateOffset(int32_t parentStartTime);
+  // Makes room for one more child, so that the next appendChildRecord can't fail.
+  void reserveChild();
   // Takes ownership of child.
-  void appendChildRecord(CMTRecord *child);
+  void appendChildRecord(std::unique_ptr<CMTRecord> child);
   // Sets the pair, replacing an existing value.
   void appendInfo(const zulstring &name, const zulstring &value);
   // Inserts a new name and answers false; for a known one appends "," and value to the old value
@@ -71,12 +76,12 @@ class CMTRecord {
   // The wall clock text of a top record.
   const zulstring &getStartTimestampStr() const { return startTimeText_; }
   const zulstring &getMetricName() const { return name_; }
-  const std::vector<CMTRecord *> &getChildren() const { return children_; }
+  const std::vector<std::unique_ptr<CMTRecord>> &getChildren() const { return children_; }
   const std::map<zulstring, zulstring> &getInfo() const { return info_; }
 
   void setInTraceStack(bool inTraceStack) { inTraceStack_ = inTraceStack; }
   void setSkipReportingForTrace(bool skip) { skipReportingForTrace_ = skip; }
-  void setStartTimestampStr(const zulstring &text) { startTimeText_ = text; }
+  void setStartTimestampStr(zulstring text) { startTimeText_ = std::move(text); }
 
  private:
   enum class Ending { kEnd, kTerminate };
@@ -103,11 +108,12 @@ class CMTRecord {
   int32_t netElapsed_ = 0;
   int64_t netCpuElapsed_ = 0;
   CMTRecord *parent_;
+  const CProcessSettings *settings_;
   zulstring startTimeText_;
   uint32_t offset_ = 0;
-  std::vector<CMTRecord *> children_;
+  std::vector<std::unique_ptr<CMTRecord>> children_;
   std::map<zulstring, zulstring> info_;
-  CMTStatRecord *localStatRecord_ = nullptr;
+  std::shared_ptr<CMTStatRecord> localStatRecord_;
   int32_t sectionVersion_ = -1;
 };
 

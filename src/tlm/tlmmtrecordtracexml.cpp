@@ -52,7 +52,7 @@ void CMTRecord::appendEMTraceXML(zulstring &out, bool withChildren) const {
   appendInt(out, duration);
   out.append(u"\">");
   if (withChildren) {
-    for (const CMTRecord *child : children_) child->appendEMTraceXML(out, true);
+    for (const auto &child : children_) child->appendEMTraceXML(out, true);
   }
   out.append(u"<param name=\"CPU Time (us)\" value=\"");
   appendLong(out, cpu);

@@ -12,20 +12,10 @@ constexpr uint16_t kAgentTypeCompact = 2;
 
 CMTResourceRecord::CMTResourceRecord() : CMTResourceRecord(u"DEFAULT") {}
 
-CMTResourceRecord::CMTResourceRecord(const zulstring &name) : name_(name) {
-  ThrMtxInit(&lock_, nullptr);
-  ThrRwlInit(&mapLock_);
-}
+CMTResourceRecord::CMTResourceRecord(const zulstring &name) : name_(name) {}
 
 CMTResourceRecord::CMTResourceRecord(const CMTResourceRecord &other) : name_(other.name_) {
-  ThrMtxInit(&lock_, nullptr);
-  ThrRwlInit(&mapLock_);
   assignFrom(other);
-}
-
-CMTResourceRecord::~CMTResourceRecord() {
-  ThrRwlDelete(&mapLock_);
-  ThrMtxDelete(&lock_);
 }
 
 void CMTResourceRecord::assignFrom(const CMTResourceRecord &other) {
@@ -46,21 +36,6 @@ void CMTResourceRecord::assignFrom(const CMTResourceRecord &other) {
   lowWatermark_ = other.lowWatermark_;
   updateCount_ = other.updateCount_;
   updated_ = other.updated_;
-}
-
-void CMTResourceRecord::restart() {
-  {
-    CExclusiveLock hold(&mapLock_);
-    kpiValues_.clear();
-  }
-  CMutexLock hold(&lock_);
-  keepValue_ = true;
-  initialValue_ = 0;
-  currentValue_ = 0;
-  highWatermark_ = 0;
-  lowWatermark_ = 0;
-  updateCount_ = 0;
-  updated_ = false;
 }
 
 void CMTResourceRecord::takeReport(int64_t value, int64_t high, int64_t low) {
@@ -130,10 +105,11 @@ void CMTResourceRecord::clear() {
   lowWatermark_ = currentValue_.get();
 }
 
-zulstring CMTResourceRecord::toMetricString(uint16_t agentType) const {
+zulstring CMTResourceRecord::toMetricString(uint16_t agentType,
+                                            const CProcessSettings &settings) const {
   using namespace tlmmetric;
   CSharedLock hold(&mapLock_);
-  const zulstring prefix = GetMetricPrefix();
+  const zulstring prefix = settings.metricPrefix();
   zulstring out;
   if (agentType == kAgentTypeCompact && !keepValue_) {
     AppendLineHead(out, u"PerInterval", prefix, name_, u"Current Value");

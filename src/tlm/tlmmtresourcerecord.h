@@ -6,8 +6,9 @@
 #include <map>
 
 #include "i18n/zulu16/zulstring.h"
+#include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmrelaxed.h"
-#include "zul_thr.h"
+#include "tlm/tlmlocks.h"
 
 // Current value, watermarks and update count of one resource, and its named extra values (KPIs).
 // Updates hold the record's lock; the text reads the numbers without it (relaxed atomics) and the
@@ -20,12 +21,9 @@ class CMTResourceRecord {
   // Copies the name, every number and the KPI map; the copy has locks of its own.
   CMTResourceRecord(const CMTResourceRecord &other);
   CMTResourceRecord &operator=(const CMTResourceRecord &) = delete;
-  ~CMTResourceRecord();
 
   // Takes every number and the KPIs of other, keeping this record's name.
   void assignFrom(const CMTResourceRecord &other);
-  // Back to the state of a new record: keeps its value, all numbers 0, no KPIs, not updated.
-  void restart();
 
   // Stores keep. The first report (initial value 0, which also means not yet set) sets initial,
   // current, high and low to value; later ones set current and widen the watermarks. Update
@@ -50,7 +48,7 @@ class CMTResourceRecord {
   void clear();
   // The metric text: agent type 2 gives one line, or one line plus a line per KPI for a record
   // that keeps its value; any other type gives current, high and low watermark lines.
-  zulstring toMetricString(uint16_t agentType) const;
+  zulstring toMetricString(uint16_t agentType, const CProcessSettings &settings) const;
 
   const zulstring &getName() const { return name_; }
   bool getKeepValue() const { return keepValue_; }
@@ -73,8 +71,8 @@ class CMTResourceRecord {
   CRelaxed<int64_t> lowWatermark_ = 0;
   CRelaxed<uint32_t> updateCount_ = 0;
   CRelaxed<bool> updated_ = false;
-  THR_MTX lock_;             // guards the numbers for writers
-  mutable THR_RWL mapLock_;  // guards kpiValues_ and the building of the text
+  mutable CCoreMutex lock_;        // guards the numbers for writers
+  mutable CCoreRwLock mapLock_;  // guards kpiValues_ and the building of the text
   std::map<zulstring, int64_t> kpiValues_;
 };
 

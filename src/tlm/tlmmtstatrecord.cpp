@@ -1,6 +1,5 @@
 #include "tlm/tlmmtstatrecord.h"
 
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmlocks.h"
 #include "tlm/tlmmetrictext.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
@@ -32,14 +31,11 @@ void lowerTo(CRelaxed<T> &minimum, T value) {
 
 CMTStatRecord::CMTStatRecord() : CMTStatRecord(u"DEFAULT") {}
 
-CMTStatRecord::CMTStatRecord(const zulstring &name) : name_(name) { ThrMtxInit(&lock_, nullptr); }
+CMTStatRecord::CMTStatRecord(const zulstring &name) : name_(name) {}
 
 CMTStatRecord::CMTStatRecord(const CMTStatRecord &other) : name_(other.name_) {
-  ThrMtxInit(&lock_, nullptr);
   assignFrom(other);
 }
-
-CMTStatRecord::~CMTStatRecord() { ThrMtxDelete(&lock_); }
 
 void CMTStatRecord::assignFrom(const CMTStatRecord &other) {
   CMutexLock hold(&lock_);
@@ -59,12 +55,6 @@ void CMTStatRecord::assignFrom(const CMTStatRecord &other) {
   cpuMin_ = other.cpuMin_;
   netElapsedMin_ = other.netElapsedMin_;
   netCpuMin_ = other.netCpuMin_;
-}
-
-void CMTStatRecord::restart() {
-  CMutexLock hold(&lock_);
-  activeCounter_ = 0;
-  clear();
 }
 
 void CMTStatRecord::start() {
@@ -133,9 +123,9 @@ void CMTStatRecord::doPrepareMetricString(zulstring &out, const zulstring &prefi
   tlmmetric::AppendLineEnd(out);
 }
 
-zulstring CMTStatRecord::toMetricString(uint16_t) const {
+zulstring CMTStatRecord::toMetricString(uint16_t, const CProcessSettings &settings) const {
   const uint16_t scope = TLMParameterHelper::GetPerfMetricScope();
-  const zulstring prefix = tlmmetric::GetMetricPrefix();
+  const zulstring prefix = settings.metricPrefix();
   // One reading of each counter, so that a late update can't make the lines disagree.
   const uint32_t active = activeCounter_;
   const uint32_t finished = finishedCounter_;
@@ -143,7 +133,7 @@ zulstring CMTStatRecord::toMetricString(uint16_t) const {
   const uint32_t count = sampleCount_;
   zulstring out;
 
-  if ((scope & kScopeActive) != 0 && !CContextCacheManager::Instance()->checkSkipName(name_) &&
+  if ((scope & kScopeActive) != 0 && !settings.checkSkipName(name_) &&
       active != 0) {
     doPrepareMetricString(out, prefix, u"Active Counter", active, false, nullptr);
   }

@@ -5,8 +5,9 @@
 #include <cstdint>
 
 #include "i18n/zulu16/zulstring.h"
+#include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmrelaxed.h"
-#include "zul_thr.h"
+#include "tlm/tlmlocks.h"
 
 // Counters and sums of the components of one name. Application threads update a record under its
 // own lock; the sending thread reads the numbers without it, so a late update may or may not be
@@ -19,12 +20,9 @@ class CMTStatRecord {
   // Copies the name and every number; the copy has a lock of its own.
   CMTStatRecord(const CMTStatRecord &other);
   CMTStatRecord &operator=(const CMTStatRecord &) = delete;
-  ~CMTStatRecord();
 
   // Takes every number of other, keeping this record's name.
   void assignFrom(const CMTStatRecord &other);
-  // Back to the numbers of a new record, the active counter included.
-  void restart();
 
   // A component of this name began: active plus one.
   void start();
@@ -41,7 +39,7 @@ class CMTStatRecord {
   void clear();
   // The metric text of the record, one line per figure that the metric scope selects; empty when
   // none applies. agentType is accepted and not used.
-  zulstring toMetricString(uint16_t agentType) const;
+  zulstring toMetricString(uint16_t agentType, const CProcessSettings &settings) const;
 
   const zulstring &getName() const { return name_; }
   uint32_t getFinishedCounter() const { return finishedCounter_; }
@@ -89,7 +87,7 @@ class CMTStatRecord {
   CRelaxed<int64_t> cpuMin_ = -1;
   CRelaxed<int32_t> netElapsedMin_ = -1;
   CRelaxed<int64_t> netCpuMin_ = -1;
-  THR_MTX lock_;  // guards every counter for writers
+  mutable CCoreMutex lock_;  // guards every counter for writers
 };
 
 #endif  // TLM_TLMMTSTATRECORD_H

@@ -7,6 +7,7 @@
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmpassporthelper.h"
 #include "tlm/tlmplatformhelper.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmpreviouscomponent.h"
 #include "tlm/tlmtextresult.h"
 #include "zul_u16printf.h"
@@ -41,7 +42,8 @@ Result readContext(const ZUL_UTF16 *function, CCaller caller, Result failure, Re
     if (caller.external && !tlmmain::externalSession(caller.function, external)) return failure;
     const zulstring &session =
         caller.external ? external : TLMPlatformHelper::GetSessionIdentifierRef();
-    return read(CContextCacheManager::Instance()->getContextByID(session));
+    CContextRef context = CContextCacheManager::Instance()->getContextByID(session);
+    return read(context.get());
   });
 }
 
@@ -168,7 +170,8 @@ int TLM_getPassport2(const ZUL_UTF16 *passport, ZUL_UTF16 *out, int size) noexce
     CParsedPassport parsed(passport);
     if (!parsed.valid()) return 0;
     uint16_t level = parsed.traceLevel();
-    zulstring previous = tlmpassport::previousComponent();
+    zulstring previous =
+        tlmpassport::previousComponent(tlmlibrary::CurrentSettings()->componentName);
     zulstring connection = TLMPlatformHelper::GetGUID();
     zulstring text = PassportHelper::CreateOutgoingPassport(parsed.handle(), connection.c_str(), 0,
                                                             level, previous.c_str());

@@ -1,7 +1,6 @@
 // The previous-component text of outgoing passports.
 #include "tlm/tlmpreviouscomponent.h"
 
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_u16sys.h"
 
@@ -15,12 +14,12 @@ constexpr size_t kHostNameUnits = 255;
 
 }  // namespace
 
-zulstring previousComponent() {
+zulstring previousComponent(const zulstring &componentName) {
   ZUL_UTF16 host[kHostNameUnits];
   zulstring hostName =
       gethostnameU16(host, kHostNameUnits) == 0 ? zulstring(host) : zulstring(u"unknown");
   zulstring text = TLMParameterHelper::GetSystemName() + u"-" +
-                   CContextCacheManager::Instance()->getComponentName() + u"-" + hostName;
+                   componentName + u"-" + hostName;
   if (text.size() > kPreviousComponentUnits) text.resize(kPreviousComponentUnits);
   return text;
 }

@@ -8,7 +8,7 @@ namespace tlmpassport {
 
 // "<system name>-<component name>-<host name>", cut to the 32 units that a passport carries. The
 // host is "unknown" when its name can't be had.
-zulstring previousComponent();
+zulstring previousComponent(const zulstring &componentName);
 
 }  // namespace tlmpassport
 

@@ -3,22 +3,24 @@
 #include "tlm/tlmmtdatasendingagent.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 
-int64_t CRecordSection::sendStatData(CMTDataSendingAgent *agent) {
+int64_t CRecordSection::sendStatData(CMTDataSendingAgent *agent,
+                                     const CProcessSettings &settings) {
   const uint16_t agentType = TLMParameterHelper::GetAgentType();
   int64_t sent = 0;
   stats_.forEach([&](const CMTStatRecord &record) {
-    agent->sendData(record.toMetricString(agentType));
+    agent->sendData(record.toMetricString(agentType, settings));
     ++sent;
   });
   return sent;
 }
 
-int64_t CRecordSection::sendResourceData(CMTDataSendingAgent *agent) {
+int64_t CRecordSection::sendResourceData(CMTDataSendingAgent *agent,
+                                         const CProcessSettings &settings) {
   const uint16_t agentType = TLMParameterHelper::GetAgentType();
   int64_t sent = 0;
   resources_.forEach([&](const CMTResourceRecord &record) {
     if (!record.isUpdated()) return;
-    agent->sendData(record.toMetricString(agentType));
+    agent->sendData(record.toMetricString(agentType, settings));
     ++sent;
   });
   return sent;
@@ -31,9 +33,4 @@ void CRecordSection::copyStatData(CRecordSection *target) {
 
 void CRecordSection::copyResourceData(CRecordSection *target) {
   resources_.copyTo(target->resources_, [](const CMTResourceRecord &) { return true; });
-}
-
-void CRecordSection::resetSection() {
-  stats_.reset();
-  resources_.reset();
 }

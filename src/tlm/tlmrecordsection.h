@@ -10,15 +10,24 @@
 #include "tlm/tlmrecordtable.h"
 
 class CMTDataSendingAgent;
+class CProcessSettings;
 
-// Owns its records. Each kind of record has its map and read-write lock: shared for look-ups and
-// sending, exclusive for inserts and the reset. Lock order: a section's lock before a record's
-// lock; the stat lock and the resource lock are never held together.
+// Owns its records, together with whoever still updates one. Each kind of record has its map
+// and read-write lock: shared for look-ups and sending, exclusive for one insertion and the reset.
+// Lock order: a section's lock before a record's lock; the stat lock and the resource lock are
+// never held together.
 class CRecordSection {
  public:
+  typedef CRecordTable<CMTStatRecord>::Ref StatRef;
+  typedef CRecordTable<CMTResourceRecord>::Ref ResourceRef;
   // Ordered by the units of the names.
   typedef CRecordTable<CMTStatRecord>::Map StatMap;
   typedef CRecordTable<CMTResourceRecord>::Map ResourceMap;
+  // The records that a reset took out, to be freed away from the ring lock.
+  struct Detached {
+    StatMap stats;
+    ResourceMap resources;
+  };
 
   explicit CRecordSection(uint16_t id) : id_(id) {}
   CRecordSection(const CRecordSection &) = delete;
@@ -31,27 +40,27 @@ class CRecordSection {
   bool isStatMapEmpty() { return stats_.empty(); }
   bool isResourceMapEmpty() { return resources_.empty(); }
 
-  // The record of that name, created when new. When two threads create the same name at once,
-  // the map keeps the first, and the other gets a record of its own, which no map holds: its
-  // updates are lost. Never null; valid as long as the section lives.
-  CMTStatRecord *getStatRecordByName(const zulstring &name) { return stats_.findOrCreate(name); }
-  CMTResourceRecord *getResourceRecordByName(const zulstring &name) {
+  // The record of that name, created when new; never null.
+  StatRef getStatRecordByName(const zulstring &name) { return stats_.findOrCreate(name); }
+  ResourceRef getResourceRecordByName(const zulstring &name) {
     return resources_.findOrCreate(name);
   }
 
   // Hands the text of every record, in name order, to agent, and answers how many. A record
   // whose text is empty is handed over and counted too.
-  int64_t sendStatData(CMTDataSendingAgent *agent);
+  int64_t sendStatData(CMTDataSendingAgent *agent, const CProcessSettings &settings);
   // The same for the resource records that were updated.
-  int64_t sendResourceData(CMTDataSendingAgent *agent);
+  int64_t sendResourceData(CMTDataSendingAgent *agent, const CProcessSettings &settings);
   // Carries the records with components in flight into target, cleared to their name and active
   // counter, unless target has the name already.
   void copyStatData(CRecordSection *target);
   // Carries every resource record into target, cleared for the new interval, unless target has
   // the name already.
   void copyResourceData(CRecordSection *target);
-  // Empties both maps.
-  void resetSection();
+  // Empties both maps in constant time and answers their records.
+  Detached detachRecords() { return {stats_.detach(), resources_.detach()}; }
+  // Empties both maps and frees what nobody else holds.
+  void resetSection() { detachRecords(); }
 
  private:
   uint16_t id_;

@@ -5,9 +5,9 @@
 #include "tlm/tlmlocks.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
 #include "tlm/tlmmtdatasendingsocketagent.h"
+#include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmplatformhelper.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
-#include "tlm/tlmrecordsection.h"
 #include "zul_dptrace.h"
 #include "zul_u16printf.h"
 
@@ -35,50 +35,29 @@ CCallBackContext::CCallBackContext(TLMResourceCallBack function, uint32_t interv
   nextTriggeredTime = phase > wanted ? now - phase + interval + wanted : now + wanted - phase;
 }
 
-CRecordSectionCacheManager *CRecordSectionCacheManager::instance_ = nullptr;
-
-CRecordSectionCacheManager *CRecordSectionCacheManager::Instance() {
-  if (instance_ == nullptr) instance_ = new CRecordSectionCacheManager();
-  return instance_;
-}
-
-void CRecordSectionCacheManager::release() {
-  delete instance_;
-  instance_ = nullptr;
-}
-
-CRecordSectionCacheManager::CRecordSectionCacheManager() {
-  ThrMtxInit(&processLock_, nullptr);
-  ThrMtxInit(&callBackLock_, nullptr);
-}
-
-CRecordSectionCacheManager::~CRecordSectionCacheManager() {
-  for (CRecordSection *section : ring_) delete section;
-  delete agent_;
-  ThrMtxDelete(&callBackLock_);
-  ThrMtxDelete(&processLock_);
-}
-
-void CRecordSectionCacheManager::initialize() {
-  const uint16_t count = TLMParameterHelper::GetSectionCount();
-  for (uint16_t id = 1; id <= count; ++id) ring_.push_back(new CRecordSection(id));
+void CRecordSectionCacheManager::initialize(const CProcessSettingsHolder *settings) {
+  settings_ = settings;
+  ring_.build(TLMParameterHelper::GetSectionCount());
   if (TLMParameterHelper::GetDataSendingMethod() == u"socket") {
-    setAgent(new CMTDataSendingSocketAgent());
+    setAgent(std::make_unique<CMTDataSendingSocketAgent>());
   } else {
-    setAgent(new CMTDataSendingFileAgent());
+    setAgent(std::make_unique<CMTDataSendingFileAgent>(settings->get()->componentName));
   }
 }
 
-CMTStatRecord *CRecordSectionCacheManager::getStatRecordByName(const zulstring &name,
-                                                               int32_t &version) {
-  CSharedLock hold(&ringLock_);
-  version = static_cast<int32_t>(getVersion());
-  return ring_.empty() ? nullptr : ring_.front()->getStatRecordByName(name);
+CRecordSection::StatRef CRecordSectionCacheManager::getStatRecordByName(const zulstring &name,
+                                                                        int32_t &version) {
+  return ring_.withActive(CRecordSection::StatRef(), [&](CRecordSection &active, uint32_t now) {
+    version = static_cast<int32_t>(now);
+    return active.getStatRecordByName(name);
+  });
 }
 
-CMTResourceRecord *CRecordSectionCacheManager::getResourceRecordByName(const zulstring &name) {
-  CSharedLock hold(&ringLock_);
-  return ring_.empty() ? nullptr : ring_.front()->getResourceRecordByName(name);
+CRecordSection::ResourceRef CRecordSectionCacheManager::getResourceRecordByName(
+    const zulstring &name) {
+  return ring_.withActive(CRecordSection::ResourceRef(), [&](CRecordSection &active, uint32_t) {
+    return active.getResourceRecordByName(name);
+  });
 }
 
 void CRecordSectionCacheManager::addCallBackFunctionPtr(uint32_t id, TLMResourceCallBack function,
@@ -108,20 +87,17 @@ void CRecordSectionCacheManager::invokeCallBackFunctions() {
   }
 }
 
-CRecordSection *CRecordSectionCacheManager::switchSection() {
-  CRecordSection *old = nullptr;
+// The new active section is emptied under the ring lock, in constant time: its records are
+// freed here afterwards, on the sending thread, and the carry-over enters them one at a time.
+CRecordSection *CRecordSectionCacheManager::switchSection(Ring::Run &run) {
+  CRecordSection::Detached emptied;
   CRecordSection *active = nullptr;
-  {
-    CExclusiveLock hold(&ringLock_);
-    version_.store(getVersion() + 1, std::memory_order_relaxed);
-    DPTRC(3, tf, u"Start copying[lock]\n");
-    // The ring has at least two sections; one is out only during a run, which is single.
-    if (ring_.size() < 2) return nullptr;
-    old = ring_.front();
-    ring_.pop_front();
-    active = ring_.front();
-    active->resetSection();
-  }
+  CRecordSection *old = run.switchSection([] { DPTRC(3, tf, u"Start copying[lock]\n"); },
+                                          [&](CRecordSection &, CRecordSection &next) {
+                                            emptied = next.detachRecords();
+                                            active = &next;
+                                          });
+  if (old == nullptr) return nullptr;
   try {
     if (!old->isStatMapEmpty()) old->copyStatData(active);
     if (!old->isResourceMapEmpty()) old->copyResourceData(active);
@@ -133,36 +109,18 @@ CRecordSection *CRecordSectionCacheManager::switchSection() {
   return old;
 }
 
-bool CRecordSectionCacheManager::setInProcessStatus() {
-  CMutexLock hold(&processLock_);
-  if (inProcess_) return false;
-  inProcess_ = true;
-  return true;
-}
-
-void CRecordSectionCacheManager::resetInProcessStatus() {
-  CMutexLock hold(&processLock_);
-  inProcess_ = false;
-}
-
-void CRecordSectionCacheManager::processData() {
-  if (!setInProcessStatus()) return;
-  CRecordSection *sending = switchSection();
-  if (sending == nullptr) {
-    resetInProcessStatus();
-    return;
-  }
+void CRecordSectionCacheManager::processData() noexcept {
+  Ring::Run run(ring_);
+  if (!run.started()) return;
   try {
-    sendSection(sending);
+    CRecordSection *sending = switchSection(run);
+    if (sending != nullptr) sendSection(sending);
   } catch (...) {
     // Out of memory while building a text: the rest of the section is dropped, as with a dead
     // agent, and the section goes back into the ring all the same.
     DPTRC_ERR(tf, u"Sending of metric records failed\n");
   }
-  CExclusiveLock hold(&ringLock_);
-  ring_.push_back(sending);
-  DPTRC(3, tf, u"Processing finished\n");
-  resetInProcessStatus();
+  run.finish([] { DPTRC(3, tf, u"Processing finished\n"); });
 }
 
 void CRecordSectionCacheManager::sendSection(CRecordSection *sending) {
@@ -170,22 +128,13 @@ void CRecordSectionCacheManager::sendSection(CRecordSection *sending) {
   DPTRC(3, tf, u"Performance or Resource Data Detected\n");
   // A sink that can't take data now loses this interval's content, without a message.
   if (!agent_->checkStatus()) return;
-  const int64_t stats = sending->sendStatData(agent_);
-  const int64_t resources = sending->sendResourceData(agent_);
+  const std::shared_ptr<const CProcessSettings> settings = settings_->get();
+  const int64_t stats = sending->sendStatData(agent_.get(), *settings);
+  const int64_t resources = sending->sendResourceData(agent_.get(), *settings);
   ZUL_UTF16 statistics[kStatisticsBufferUnits];
   snprintfU16(statistics, kStatisticsBufferUnits,
               u"Performance metric# %ld sent, resource metric# %ld sent", static_cast<long>(stats),
               static_cast<long>(resources));
   DPTRC(2, tf, u"Metric sending statistics: %s\n", statistics);
   DPTRC(2, tf, u"Performance or Resource Data Sending Finished\n");
-}
-
-void CRecordSectionCacheManager::setAgent(CMTDataSendingAgent *agent) {
-  delete agent_;
-  agent_ = agent;
-}
-
-size_t CRecordSectionCacheManager::getRingSize() {
-  CSharedLock hold(&ringLock_);
-  return ring_.size();
 }

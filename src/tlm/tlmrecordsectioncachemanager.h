@@ -2,19 +2,18 @@
 #ifndef TLM_TLMRECORDSECTIONCACHEMANAGER_H
 #define TLM_TLMRECORDSECTIONCACHEMANAGER_H
 
-#include <atomic>
 #include <cstdint>
-#include <deque>
 #include <map>
+#include <memory>
 
 #include "i18n/zulu16/zulstring.h"
-#include "tlm/tlmmtresourcerecord.h"
-#include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmlocks.h"
-#include "zul_thr.h"
+#include "tlm/tlmmtdatasendingagent.h"
+#include "tlm/tlmrecordsection.h"
+#include "tlm/tlmsectionring.h"
+#include "tlm/tlmsingleton.h"
 
-class CMTDataSendingAgent;
-class CRecordSection;
+class CProcessSettingsHolder;
 
 // A function that the application registered to report its resources.
 typedef void (*TLMResourceCallBack)(void);
@@ -37,27 +36,30 @@ class CCallBackContext {
 // Singleton. The front of the ring is the active section, which takes every update; at each
 // sending interval processData takes it out, sends it and puts it back at the end.
 //
-// Lock order: ring lock, then a section's lock, then a record's lock. The process lock is taken
-// alone or inside the ring lock; the call-back lock is held while call-backs run, which report
-// through the ring lock.
-class CRecordSectionCacheManager {
+// Lock order: ring lock, then a section's lock, then a record's lock. The call-back lock is held
+// while call-backs run, which report through the ring lock.
+class CRecordSectionCacheManager : public CSingleton<CRecordSectionCacheManager> {
  public:
-  // Created on first use, without a lock: first touched in single-threaded start-up.
-  static CRecordSectionCacheManager *Instance();
-  // Deletes the manager with its sections, its agent and its locks.
-  static void release();
-
   // Builds GetSectionCount() sections with the ids 1, 2, ... and the agent that
-  // GetDataSendingMethod() names.
-  void initialize();
-  // The number of switches so far. A stat record pointer belongs to the version it came with.
-  uint32_t getVersion() const { return version_.load(std::memory_order_relaxed); }
+  // GetDataSendingMethod() names. settings must outlive the manager.
+  void initialize(const CProcessSettingsHolder *settings);
+  // The number of switches so far. A stat record belongs to the version it came with.
+  uint32_t getVersion() const { return ring_.version(); }
   // The stat record of name in the active section, created when new, and in version the
   // version it belongs to. Null while there is no section.
-  CMTStatRecord *getStatRecordByName(const zulstring &name, int32_t &version);
+  CRecordSection::StatRef getStatRecordByName(const zulstring &name, int32_t &version);
   // The resource record of name in the active section, created when new; null while there is no
   // section.
-  CMTResourceRecord *getResourceRecordByName(const zulstring &name);
+  CRecordSection::ResourceRef getResourceRecordByName(const zulstring &name);
+  // Applies update to the resource record of name in the active section, created when new, with
+  // the ring lock held shared, so that the update lands in the section that is active.
+  template <typename Update>
+  void updateResource(const zulstring &name, Update update) {
+    ring_.withActive(0, [&](CRecordSection &active, uint32_t) {
+      update(*active.getResourceRecordByName(name));
+      return 0;
+    });
+  }
 
   // Registers function under id unless id is taken; the first registration stays.
   void addCallBackFunctionPtr(uint32_t id, TLMResourceCallBack function, uint32_t interval,
@@ -67,44 +69,41 @@ class CRecordSectionCacheManager {
   // The call-backs run under the call-back lock: they must not register or deregister.
   void invokeCallBackFunctions();
 
-  // Takes the active section out of the ring and answers it; its successor becomes active, is
-  // emptied and receives the records carried over from the old one. The caller puts the old
-  // section back at the end of the ring (processData does). Null, with nothing taken out, when
-  // the ring has fewer than two sections.
-  CRecordSection *switchSection();
   // Sets the in-process flag; false when it was set already.
-  bool setInProcessStatus();
-  void resetInProcessStatus();
+  bool setInProcessStatus() { return ring_.setInProcessStatus(); }
+  void resetInProcessStatus() { ring_.resetInProcessStatus(); }
   // One sending run on the calling thread: switch, send the old section through the agent, put
-  // it back at the end of the ring. Returns at once while another run is under way.
-  void processData();
+  // it back at the end of the ring. Returns at once while another run is under way. Absorbs every
+  // failure: it runs on the data dispatcher and in the application's forced flush.
+  void processData() noexcept;
 
-  // Replaces the agent, taking ownership of the new one (may be null); for set-up and tests.
-  void setAgent(CMTDataSendingAgent *agent);
-  CMTDataSendingAgent *getAgent() const { return agent_; }
+  // Replaces the agent (may be null); for set-up and tests.
+  void setAgent(std::unique_ptr<CMTDataSendingAgent> agent) { agent_ = std::move(agent); }
+  CMTDataSendingAgent *getAgent() const { return agent_.get(); }
   // The number of sections in the ring now.
-  size_t getRingSize();
+  size_t getRingSize() { return ring_.size(); }
 
  private:
-  CRecordSectionCacheManager();
-  ~CRecordSectionCacheManager();
+  friend class CSingleton<CRecordSectionCacheManager>;
+  typedef CSectionRing<CRecordSection> Ring;
+
+  CRecordSectionCacheManager() = default;
+  ~CRecordSectionCacheManager() = default;
   CRecordSectionCacheManager(const CRecordSectionCacheManager &) = delete;
   CRecordSectionCacheManager &operator=(const CRecordSectionCacheManager &) = delete;
 
+  // Takes the active section out of the ring for run; its successor becomes active, is emptied
+  // and receives the records carried over from the old one. Null when nothing was taken out.
+  CRecordSection *switchSection(Ring::Run &run);
   // Hands the records of a section that is out of the ring to the agent, if it has any and the
   // agent is ready.
   void sendSection(CRecordSection *sending);
 
-  static CRecordSectionCacheManager *instance_;
-
-  THR_MTX processLock_;  // guards inProcess_
-  bool inProcess_ = false;
-  CCoreRwLock ringLock_;  // guards ring_ and version_
-  THR_MTX callBackLock_;  // guards callBacks_
-  std::deque<CRecordSection *> ring_;
+  const CProcessSettingsHolder *settings_ = nullptr;
+  Ring ring_;
+  CCoreMutex callBackLock_;  // guards callBacks_
   std::map<uint32_t, CCallBackContext> callBacks_;
-  CMTDataSendingAgent *agent_ = nullptr;
-  std::atomic<uint32_t> version_{0};
+  std::unique_ptr<CMTDataSendingAgent> agent_;
 };
 
 #endif  // TLM_TLMRECORDSECTIONCACHEMANAGER_H

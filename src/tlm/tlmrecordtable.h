@@ -4,35 +4,32 @@
 
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmlocks.h"
 #include "tlm/tlmzulstringless.h"
-#include "zul_thr.h"
 
-// Record is CMTStatRecord or CMTResourceRecord: constructible from a name, with restart() (back
-// to the state of a new record) and assignFrom(other) (every number, as the copy constructor
-// takes them), both under the record's own lock.
+// Record is CMTStatRecord or CMTResourceRecord: constructible from a name, with assignFrom(other)
+// (every number, under the record's own lock) and clear().
 //
-// A pointer to a record, once handed out, may be used after the record has left the map: by an
-// update that fetched it before a switch, or by the loser of a race to insert a name. Records are
-// therefore never freed while the table lives. A record that leaves the map becomes a spare of
-// its name, and the next record of that name in this table reuses it, so that the number of
-// records stays bounded by the names and the threads. An update through an old pointer lands in
-// a record that no map holds (and is lost), or in that name's record of a later interval.
+// Records are shared: the table holds one reference and every updater that looked a record up
+// holds another, so a record outlives the table's reset for as long as a thread still updates it.
+// Such a late update lands in a record that no table holds any more and is lost; it never lands in
+// a record of a later interval.
+//
+// The lock is held shared for look-ups and exclusively for the insertion of one record, whose
+// memory was allocated before: the hold is a few pointer moves.
 template <typename Record>
 class CRecordTable {
  public:
-  typedef std::map<zulstring, Record *, ZulStringLess> Map;
+  typedef std::shared_ptr<Record> Ref;
+  typedef std::map<zulstring, Ref, ZulStringLess> Map;
 
   CRecordTable() = default;
   CRecordTable(const CRecordTable &) = delete;
   CRecordTable &operator=(const CRecordTable &) = delete;
-  ~CRecordTable() {
-    for (auto &entry : map_) delete entry.second;
-    for (auto &entry : spares_) delete entry.second;
-  }
 
   // For a caller that holds the section out of reach of writers.
   const Map &map() const { return map_; }
@@ -41,23 +38,15 @@ class CRecordTable {
     return map_.empty();
   }
 
-  // The record of name, created when new. The map lock is dropped between the search and the
-  // insertion, so two threads may both create a name: the map keeps the first, and the other
-  // gets a record of its own that no map holds.
-  Record *findOrCreate(const zulstring &name) {
+  // The record of name, created when new. When two threads create the same name at once, both
+  // get the record that went in first.
+  Ref findOrCreate(const zulstring &name) {
     {
       CSharedLock hold(&lock_);
       auto found = map_.find(name);
       if (found != map_.end()) return found->second;
     }
-    CExclusiveLock hold(&lock_);
-    Record *record = takeFresh(name);
-    if (map_.find(name) == map_.end()) {
-      map_.emplace(name, record);
-    } else {
-      spares_.emplace(name, record);
-    }
-    return record;
+    return insert(makeNode(name, std::make_shared<Record>(name))).first;
   }
 
   // Calls visit(record) for each record in name order under the shared lock.
@@ -68,51 +57,60 @@ class CRecordTable {
   }
 
   // Puts a cleared copy of each record that carry selects into target, unless target has the
-  // name already. The records are read under this table's lock shared and entered under target's
-  // lock exclusively, one lock after the other: the ring hands sections on in a circle, so holding
-  // both would order the tables' locks both ways round over time.
+  // name already. The records are read under this table's lock shared, and each copy enters
+  // target under target's lock exclusive on its own, so that readers of target wait for one
+  // insertion at most; the ring hands sections on in a circle, so holding both locks at once
+  // would order the tables' locks both ways round over time.
   template <typename Select>
   void copyTo(CRecordTable &target, Select carry) {
-    std::vector<std::unique_ptr<Record>> carried;
+    std::vector<Ref> carried;
     {
       CSharedLock hold(&lock_);
-      for (const auto &[name, record] : map_) {
-        if (!carry(*record)) continue;
-        carried.push_back(std::make_unique<Record>(name));
-        carried.back()->assignFrom(*record);
+      for (const auto &entry : map_) {
+        if (!carry(*entry.second)) continue;
+        carried.push_back(std::make_shared<Record>(entry.first));
+        carried.back()->assignFrom(*entry.second);
+        carried.back()->clear();
       }
     }
-    CExclusiveLock holdTarget(&target.lock_);
-    for (const auto &source : carried) {
-      const zulstring &name = source->getName();
-      if (target.map_.find(name) != target.map_.end()) continue;
-      Record *copy = target.takeFresh(name);
-      copy->assignFrom(*source);
-      copy->clear();
-      target.map_.emplace(name, copy);
+    for (Ref &copy : carried) {
+      const zulstring name = copy->getName();
+      target.insert(makeNode(name, std::move(copy)));
     }
   }
 
-  // Empties the map; its records become spares.
-  void reset() {
+  // Empties the table in constant time and hands its records to the caller, who frees them
+  // later, away from any lock that readers need.
+  Map detach() {
+    Map records;
     CExclusiveLock hold(&lock_);
-    spares_.merge(map_);
+    records.swap(map_);
+    return records;
   }
 
  private:
-  // A spare of name, restarted, or a new record. The caller holds lock_ exclusively.
-  Record *takeFresh(const zulstring &name) {
-    auto spare = spares_.find(name);
-    if (spare == spares_.end()) return new Record(name);
-    Record *record = spare->second;
-    spares_.erase(spare);
-    record->restart();
-    return record;
+  // A node made outside the lock, so that the insertion allocates nothing.
+  static typename Map::node_type makeNode(const zulstring &name, Ref record) {
+    Map one;
+    one.emplace(name, std::move(record));
+    return one.extract(one.begin());
+  }
+  // Inserts node unless its name is there; answers the record that the map holds for the name
+  // and whether it is node's. A node that lost is freed after the lock is released.
+  std::pair<Ref, bool> insert(typename Map::node_type node) {
+    typename Map::node_type loser;
+    std::pair<Ref, bool> result;
+    {
+      CExclusiveLock hold(&lock_);
+      auto inserted = map_.insert(std::move(node));
+      result = {inserted.position->second, inserted.inserted};
+      loser = std::move(inserted.node);
+    }
+    return result;
   }
 
-  CCoreRwLock lock_;  // guards map_ and spares_
+  CCoreRwLock lock_;  // guards map_
   Map map_;
-  std::multimap<zulstring, Record *, ZulStringLess> spares_;
 };
 
 #endif  // TLM_TLMRECORDTABLE_H

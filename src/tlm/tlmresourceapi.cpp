@@ -13,9 +13,7 @@ template <typename Update>
 void updateResource(const ZUL_UTF16 *function, const ZUL_UTF16 *name, Update update) noexcept {
   tlmapi::run(function, tlmapi::isSwitchedOn, [&] {
     if (name == nullptr) return;
-    CMTResourceRecord *record =
-        CRecordSectionCacheManager::Instance()->getResourceRecordByName(zulstring(name));
-    if (record != nullptr) update(*record);
+    CRecordSectionCacheManager::Instance()->updateResource(zulstring(name), update);
   });
 }
 

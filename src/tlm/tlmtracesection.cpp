@@ -18,7 +18,9 @@ int64_t CTraceSection::sendTraceData(CMTDataSendingAgent *agent) {
   return static_cast<int64_t>(traces_.size());
 }
 
-void CTraceSection::resetSection() {
+std::vector<zulstring> CTraceSection::detachTexts() {
+  std::vector<zulstring> texts;
   CExclusiveLock hold(&lock_);
-  traces_.clear();
+  texts.swap(traces_);
+  return texts;
 }

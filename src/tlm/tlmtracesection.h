@@ -24,12 +24,14 @@ class CTraceSection {
   void addTransTraceString(const zulstring &text);
   // Hands a copy of each text, in order, to agent, and answers how many texts the list holds.
   int64_t sendTraceData(CMTDataSendingAgent *agent);
+  // Empties the list in constant time and answers its texts, to be freed away from the ring lock.
+  std::vector<zulstring> detachTexts();
   // Drops all texts.
-  void resetSection();
+  void resetSection() { detachTexts(); }
 
  private:
-  CCoreRwLock lock_;  // guards traces_
   uint16_t id_;
+  CCoreRwLock lock_;  // guards traces_
   std::vector<zulstring> traces_;
 };
 

@@ -2,11 +2,10 @@
 
 #include "tlm/tlmtracesectioncachemanager.h"
 
-#include "tlm/tlmmetrictext.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
 #include "tlm/tlmmtdatasendingsocketagent.h"
+#include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
-#include "tlm/tlmtracesection.h"
 #include "zul_dptrace.h"
 #include "zul_u16printf.h"
 
@@ -26,107 +25,63 @@ zulstring stringEventLine(const zulstring &prefix, const zulstring &name, const 
 
 }  // namespace
 
-CTraceSectionCacheManager *CTraceSectionCacheManager::instance_ = nullptr;
-
-CTraceSectionCacheManager *CTraceSectionCacheManager::Instance() {
-  if (instance_ == nullptr) instance_ = new CTraceSectionCacheManager();
-  return instance_;
-}
-
-void CTraceSectionCacheManager::release() {
-  delete instance_;
-  instance_ = nullptr;
-}
-
-CTraceSectionCacheManager::CTraceSectionCacheManager() { ThrMtxInit(&processLock_, nullptr); }
-
-CTraceSectionCacheManager::~CTraceSectionCacheManager() {
-  for (CTraceSection *section : ring_) delete section;
-  delete agent_;
-  ThrMtxDelete(&processLock_);
-}
-
-void CTraceSectionCacheManager::initialize() {
-  const uint16_t count = TLMParameterHelper::GetSectionCount();
-  for (uint16_t id = 1; id <= count; ++id) ring_.push_back(new CTraceSection(id));
+void CTraceSectionCacheManager::initialize(const CProcessSettingsHolder *settings) {
+  settings_ = settings;
+  ring_.build(TLMParameterHelper::GetSectionCount());
   if (TLMParameterHelper::GetDataSendingMethod() == u"socket") {
-    setAgent(new CMTDataSendingSocketAgent());
+    setAgent(std::make_unique<CMTDataSendingSocketAgent>());
   } else {
-    setAgent(new CMTDataSendingFileAgent());
+    setAgent(std::make_unique<CMTDataSendingFileAgent>(settings->get()->componentName));
   }
 }
 
 void CTraceSectionCacheManager::addTransTraceString(const zulstring &text) {
-  CSharedLock hold(&ringLock_);
-  if (!ring_.empty()) ring_.front()->addTransTraceString(text);
+  ring_.withActive(0, [&](CTraceSection &active, uint32_t) {
+    active.addTransTraceString(text);
+    return 0;
+  });
 }
 
 zulstring CTraceSectionCacheManager::buildSetStringData(const zulstring &subPath,
                                                         const zulstring &name,
                                                         const zulstring &value) {
-  zulstring prefix = tlmmetric::GetProcessPrefix();
+  zulstring prefix = settings_->get()->processPrefix();
   if (!subPath.empty()) prefix.append(u"|").append(subPath);
   zulstring line = stringEventLine(prefix, name, value);
   DPTRC(1, tf, u"buildSetStringData Data for\n%s", line.c_str());
   return line;
 }
 
-CTraceSection *CTraceSectionCacheManager::switchSection() {
-  CExclusiveLock hold(&ringLock_);
-  DPTRC(3, tf, u"Start copying[lock]\n");
-  // The ring has at least two sections; one is out only during a run, which is single.
-  if (ring_.size() < 2) return nullptr;
-  CTraceSection *old = ring_.front();
-  ring_.pop_front();
-  ring_.front()->resetSection();
-  DPTRC(3, tf, u"End copying[unlock]\n");
-  return old;
-}
-
-bool CTraceSectionCacheManager::setInProcessStatus() {
-  CMutexLock hold(&processLock_);
-  if (inProcess_) return false;
-  inProcess_ = true;
-  return true;
-}
-
-void CTraceSectionCacheManager::resetInProcessStatus() {
-  CMutexLock hold(&processLock_);
-  inProcess_ = false;
-}
-
+// The new active section is emptied under the ring lock in constant time; its texts are freed
+// here afterwards, on the sending thread.
 void CTraceSectionCacheManager::processTraceData() noexcept {
-  if (!setInProcessStatus()) return;
-  CTraceSection *sending = switchSection();
-  if (sending == nullptr) {
-    resetInProcessStatus();
-    return;
-  }
+  Ring::Run run(ring_);
+  if (!run.started()) return;
   try {
-    sendVersionOnce();
-    sendSection(sending);
+    std::vector<zulstring> emptied;
+    CTraceSection *sending = run.switchSection(
+        [] { DPTRC(3, tf, u"Start copying[lock]\n"); },
+        [&](CTraceSection &, CTraceSection &next) {
+          emptied = next.detachTexts();
+          DPTRC(3, tf, u"End copying[unlock]\n");
+        });
+    if (sending != nullptr) {
+      sendVersionOnce();
+      sendSection(sending);
+    }
   } catch (...) {
     // Out of memory while copying a text: the rest of the period is dropped, as with a dead
     // agent, and the section goes back into the ring all the same.
     DPTRC_ERR(tf, u"Sending of trace data failed\n");
   }
-  CExclusiveLock hold(&ringLock_);
-  try {
-    ring_.push_back(sending);
-  } catch (...) {
-    // The ring couldn't grow back: it goes on one section shorter.
-    delete sending;
-    DPTRC_ERR(tf, u"Trace section lost from the ring\n");
-  }
-  DPTRC(3, tf, u"Processing finished\n");
-  resetInProcessStatus();
+  run.finish([] { DPTRC(3, tf, u"Processing finished\n"); });
 }
 
 void CTraceSectionCacheManager::sendVersionOnce() {
   // Sent once per process, whatever sendData made of it; a sink that isn't ready delays it.
   if (versionSent_ || agent_ == nullptr || !agent_->checkStatus()) return;
   const zulstring line =
-      stringEventLine(tlmmetric::GetProcessPrefix(), kVersionName, kLibraryVersion);
+      stringEventLine(settings_->get()->processPrefix(), kVersionName, kLibraryVersion);
   versionSent_ = true;
   agent_->sendData(line);
   DPTRC(1, tf, u"Version Data Sent Once for\n%s", line.c_str());
@@ -138,19 +93,10 @@ void CTraceSectionCacheManager::sendSection(CTraceSection *sending) {
   // A sink that can't take data now loses this period's traces: the section is emptied when it
   // next comes to the front.
   if (!agent_->checkStatus()) return;
-  const int64_t sent = sending->sendTraceData(agent_);
+  const int64_t sent = sending->sendTraceData(agent_.get());
   ZUL_UTF16 statistics[kStatisticsBufferUnits];
   snprintfU16(statistics, kStatisticsBufferUnits, u"EM TT trace# %ld sent",
               static_cast<long>(sent));
   DPTRC(1, tf, u"Trace sending statistics: %s\n", statistics);
 }
 
-void CTraceSectionCacheManager::setAgent(CMTDataSendingAgent *agent) {
-  delete agent_;
-  agent_ = agent;
-}
-
-size_t CTraceSectionCacheManager::getRingSize() {
-  CSharedLock hold(&ringLock_);
-  return ring_.size();
-}

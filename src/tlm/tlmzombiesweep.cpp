@@ -14,29 +14,36 @@ namespace {
 constexpr uint32_t kPromotionIdleMs = 5000;
 
 void countResource(const ZUL_UTF16 *name) {
-  CMTResourceRecord *record = CRecordSectionCacheManager::Instance()->getResourceRecordByName(name);
-  if (record != nullptr) record->incValue(1);
+  CRecordSectionCacheManager::Instance()->updateResource(
+      name, [](CMTResourceRecord &record) { record.incValue(1); });
 }
 
 }  // namespace
 
 void CContextCacheManager::removeZombieContexts(uint32_t zombieTimeout, uint32_t emptyTimeout) {
-  uint16_t buckets = TLMParameterHelper::GetContextMapBucket();
-  if (buckets < 1) return;
+  uint16_t count = TLMParameterHelper::GetContextMapBucket();
+  if (count < 1) return;
   uint32_t promotionAge = TLMParameterHelper::GetAutoTransactionTraceThreshold() * 1000;
-  for (size_t bucket = 0; bucket < buckets && bucket < bucketMaps_.size(); ++bucket) {
-    BucketHold hold(bucketLocks_[bucket], true);
-    sweepBucket(*bucketMaps_[bucket], zombieTimeout, emptyTimeout, promotionAge);
+  for (size_t bucket = 0; bucket < count && bucket < buckets_.size(); ++bucket) {
+    CExclusiveLock hold(&buckets_[bucket]->lock);
+    sweepBucket(buckets_[bucket]->contexts, zombieTimeout, emptyTimeout, promotionAge);
   }
 }
 
 // The contexts of the bucket in key order; now is read once for the bucket. Ages are on the
 // wrapping millisecond clock, so a stamp from before a wrap still gives a small positive age.
+// A context that a thread holds (in use) is neither read nor destroyed: its thread is inside it,
+// and its stamp is fresh anyway but for time-outs of 0.
 void CContextCacheManager::sweepBucket(ContextMap &contexts, uint32_t zombieTimeout,
                                        uint32_t emptyTimeout, uint32_t promotionAge) {
   uint32_t now = TLMPlatformHelper::GetServerTime();
   for (auto entry = contexts.begin(); entry != contexts.end();) {
-    CMTContext *context = entry->second;
+    auto next = std::next(entry);
+    if (entry->second.inUse->load(std::memory_order_acquire) != 0) {
+      entry = next;
+      continue;
+    }
+    CMTContext *context = entry->second.context.get();
     uint32_t idle = TLMPlatformHelper::GetServerTimeDiff(now, context->getLastUsedTimestamp());
     uint32_t age = TLMPlatformHelper::GetServerTimeDiff(now, context->getCreatedTimestamp());
     bool destroy = false;
@@ -58,11 +65,7 @@ void CContextCacheManager::sweepBucket(ContextMap &contexts, uint32_t zombieTime
           context->getEMTraceXMLForAutoPromotion());
       context->setPromtedTraceSent(true);
     }
-    auto next = std::next(entry);
-    if (destroy) {
-      delete context;
-      contexts.erase(entry);
-    }
+    if (destroy) contexts.erase(entry);
     entry = next;
   }
 }

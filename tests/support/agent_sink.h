@@ -21,7 +21,7 @@ template <typename Manager>
 class AgentSink {
  public:
   AgentSink() : state_(std::make_shared<State>()) {
-    Manager::Instance()->setAgent(new Agent(state_));
+    Manager::Instance()->setAgent(std::make_unique<Agent>(state_));
   }
   AgentSink(const AgentSink &) = delete;
   AgentSink &operator=(const AgentSink &) = delete;

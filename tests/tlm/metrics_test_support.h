@@ -12,6 +12,7 @@
 
 #include "metric_sink.h"
 #include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
 
@@ -34,16 +35,20 @@ inline void Configure(Pairs pairs) {
 
 class MetricsTest : public ::testing::Test {
  protected:
-  // Configures, builds the registry's lists and the ring of sections, and installs the sink.
+  // Configures, builds the process settings, the registry and the ring of sections, and installs
+  // the sink.
   void Start(Pairs pairs = {}) {
     Configure(pairs);
+    tlmlibrary::InstallSettings(
+        std::make_unique<CProcessSettingsHolder>(CProcessSettings::FromConfiguration(u"", u"")));
     CContextCacheManager::Instance()->initialize();
-    Sections()->initialize();
+    Sections()->initialize(tlmlibrary::Settings());
     sink_ = std::make_unique<tlm_test::MetricSink>();
   }
   void TearDown() override {
     CRecordSectionCacheManager::release();
     CContextCacheManager::release();
+    tlmlibrary::InstallSettings(nullptr);
     TLMParameterHelper::CleanUp();
   }
 

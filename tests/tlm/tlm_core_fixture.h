@@ -33,11 +33,11 @@ class CoreTest : public metrics_test::MetricsTest {
   }
   static CContextCacheManager *Registry() { return CContextCacheManager::Instance(); }
   // The stat record of name in the active section.
-  static CMTStatRecord *Stat(const std::u16string &name) {
+  static std::shared_ptr<CMTStatRecord> Stat(const std::u16string &name) {
     int32_t version = 0;
     return Sections()->getStatRecordByName(name, version);
   }
-  static CMTResourceRecord *Resource(const std::u16string &name) {
+  static std::shared_ptr<CMTResourceRecord> Resource(const std::u16string &name) {
     return Sections()->getResourceRecordByName(name);
   }
 
@@ -67,7 +67,7 @@ class StartedTest : public ::testing::Test {
     sink_ = std::make_unique<tlm_test::MetricSink>();
   }
   // The calling thread's context, or null.
-  static CMTContext *OwnContext() {
+  static CContextRef OwnContext() {
     return CContextCacheManager::Instance()->getContextByID(tlm_test::CurrentThreadIdText());
   }
   // Sends the active section to the sink and answers all texts sent so far.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tlm.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
@@ -60,7 +61,7 @@ TEST_F(TLMLifecycle, ALaterStartOnlyCountsAUse) {
     EXPECT_EQ(trace_.Text(), trace_.ThreadPrefix() + c.message);
   }
   EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 5);
-  EXPECT_EQ(CContextCacheManager::Instance()->getComponentName(), u"App");
+  EXPECT_EQ(tlmlibrary::CurrentSettings()->componentName, u"App");
   EXPECT_EQ(TLM_ProcExitNestable(), 3);
   EXPECT_EQ(TLM_ProcExitNestable(), 2);
   EXPECT_EQ(TLM_ProcExitNestable(), 1);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tlm/tlmlibrary.h"
+
 #include <cstdlib>
 #include <string>
 
@@ -14,6 +16,9 @@
 #include "zul_epp.h"
 
 namespace {
+
+// The settings that the library hands a new context now.
+std::shared_ptr<const CProcessSettings> Now() { return tlmlibrary::CurrentSettings(); }
 
 namespace pb = passport_bytes;
 
@@ -46,9 +51,9 @@ TEST_F(CMTContextTest, ApplicationPassports) {
       {u"no separator", 0, 0, false, false, 10},
   };
   for (const Case &c : cases) {
-    CMTContext made(c.passport);
-    CMTContext reset;
-    reset.reset(c.passport);
+    CMTContext made(Now(), c.passport);
+    CMTContext reset(Now());
+    reset.reset(c.passport, Now());
     for (CMTContext *context : {&made, &reset}) {
       EXPECT_EQ(context->getTraceFlag(), c.flag) << tlm_test::Utf8(c.passport);
       EXPECT_EQ(context->getTraceLevel(), c.level) << tlm_test::Utf8(c.passport);
@@ -59,13 +64,13 @@ TEST_F(CMTContextTest, ApplicationPassports) {
   }
   // Only the constructor says what it found; two statements, one line.
   trace_.Clear();
-  CMTContext named(u"G1*1000");
+  CMTContext named(Now(), u"G1*1000");
   EXPECT_EQ(trace_.Text(), trace_.ThreadPrefix() +
                                u"Application Passport detected, level=2, flag=1000, trace "
                                u"activated=1" +
                                trace_.ThreadPrefix() + u"GUID=G1\n");
   trace_.Clear();
-  named.reset(u"G1*1000");
+  named.reset(u"G1*1000", Now());
   EXPECT_EQ(trace_.Text(), u"");
 }
 
@@ -73,21 +78,21 @@ TEST_F(CMTContextTest, ApplicationPassports) {
 // level stays either way.
 TEST_F(CMTContextTest, ZULPassportOfVersion3) {
   std::u16string text = pb::Hex(pb::Version3(pb::SampleCore(3)));  // flag 0x0D8F = 3471
-  EXPECT_TRUE(CMTContext(text).isTransTrace());
+  EXPECT_TRUE(CMTContext(Now(), text).isTransTrace());
   Configure({{u"trace_enabled_via_e2e", u"0"}});
-  CMTContext untraced(text);
+  CMTContext untraced(Now(), text);
   EXPECT_FALSE(untraced.isTransTrace());
   EXPECT_EQ(untraced.getTraceLevel(), 2);
 }
 
 TEST_F(CMTContextTest, TheEMSwitchesTracingOnWithANewGuid) {
   Configure({{u"trace_enabled_via_em", u"1"}, {u"instrument_level_threshold_trace", u"20"}});
-  CMTContext context(u"G1*100");
+  CMTContext context(Now(), u"G1*100");
   EXPECT_TRUE(context.isTransTrace());
   EXPECT_EQ(context.getTraceLevel(), 0);
   EXPECT_EQ(context.getTraceInstrumentThreshold(), 20);
   EXPECT_NE(context.getTraceGuid(), u"G1");
-  context.reset(u"");
+  context.reset(u"", Now());
   EXPECT_TRUE(context.isTransTrace());
 }
 
@@ -95,9 +100,9 @@ TEST_F(CMTContextTest, Thresholds) {
   Configure({{u"specific_component_names", u"DB,"},
              {u"specific_component_level_thresholds", u"3,"},
              {u"specific_component_level_thresholds_trace", u"20,"}});
-  CMTContext plain(u"");
-  CMTContext traced(u"*1000");
-  CMTContext unregistered;  // made without a passport: global thresholds only
+  CMTContext plain(Now(), u"");
+  CMTContext traced(Now(), u"*1000");
+  CMTContext unregistered(Now());  // made without a passport: global thresholds only
   struct Case {
     CMTContext *context;
     const char16_t *name;
@@ -123,7 +128,7 @@ TEST_F(CMTContextTest, Thresholds) {
 }
 
 TEST_F(CMTContextTest, EndingAnOuterRecordInterruptsTheInnerOnes) {
-  CMTContext context;
+  CMTContext context(Now());
   uint32_t a = context.startTiming(u"A|op", 1);
   uint32_t b = context.startTiming(u"B|op", 1);
   context.startTiming(u"C|op", 1);
@@ -145,7 +150,7 @@ TEST_F(CMTContextTest, EndingAnOuterRecordInterruptsTheInnerOnes) {
 
 TEST_F(CMTContextTest, AnIdNeverOnTheStackGivesTheContextUp) {
   for (bool terminate : {false, true}) {
-    CMTContext context;
+    CMTContext context(Now());
     context.startTiming(u"A|op", 1);
     uint32_t b = context.startTiming(u"B|op", 1);
     context.endTiming(b);
@@ -160,14 +165,14 @@ TEST_F(CMTContextTest, AnIdNeverOnTheStackGivesTheContextUp) {
               terminate ? std::u16string::npos : trace_.ThreadPrefix().size());
     // Nothing more is timed until reset.
     EXPECT_EQ(context.startTiming(u"D|op", 0), CMTContext::SKIPPED_COUNTER);
-    context.reset(u"");
+    context.reset(u"", Now());
     EXPECT_EQ(context.startTiming(u"D|op", 0), CMTContext::BASE_COUNTER);
   }
 }
 
 TEST_F(CMTContextTest, TraceSizeAndPairs) {
   Configure({{u"trace_enabled_via_em", u"1"}});
-  CMTContext context;
+  CMTContext context(Now());
   uint32_t a = context.startTiming(u"A|op", 1);       // 100 + 4
   context.appendRecordInfo(a, u"n", u"vv");           // 1 + 2 + 30
   context.appendRecordInfoToList(a, u"l", u"x");      // new: 1 + 1 + 30
@@ -179,7 +184,7 @@ TEST_F(CMTContextTest, TraceSizeAndPairs) {
   EXPECT_EQ(context.getRootRecord()->getInfo().at(u"l"), u"x,yyy");
   // A context that isn't tracing keeps no record pairs.
   Configure({});
-  CMTContext untraced(u"");
+  CMTContext untraced(Now(), u"");
   uint32_t b = untraced.startTiming(u"B|op", 1);
   untraced.appendRecordInfo(b, u"n", u"v");
   untraced.appendContextInfo(u"n", u"v");
@@ -188,7 +193,7 @@ TEST_F(CMTContextTest, TraceSizeAndPairs) {
 
 TEST_F(CMTContextTest, RecordsOnlyTheTraceThresholdLetsInAreNotCounted) {
   Configure({{u"trace_enabled_via_em", u"1"}, {u"instrument_level_threshold_trace", u"20"}});
-  CMTContext context;
+  CMTContext context(Now());
   uint32_t a = context.startTiming(u"A|op", 5);
   uint32_t b = context.startTiming(u"B|op", 15);
   EXPECT_NE(b, CMTContext::SKIPPED_COUNTER);
@@ -203,7 +208,7 @@ TEST_F(CMTContextTest, CollectionStops) {
     Configure({{u"trace_enabled_via_em", tracing},
                {u"max_components_per_transaction", u"5"},
                {u"max_components_per_promotedstack", u"5"}});
-    CMTContext context;
+    CMTContext context(Now());
     for (int i = 0; i < 4; ++i) context.startTiming(u"A|op", 1);
     EXPECT_TRUE(context.isTraceActive());
     // The fifth record brings the counter to 6, above the limit.
@@ -215,7 +220,7 @@ TEST_F(CMTContextTest, CollectionStops) {
   }
   // A large trace is cut at the next end of an inner record.
   Configure({{u"trace_enabled_via_em", u"1"}, {u"tracesize_threshold", u"10000"}});
-  CMTContext large;
+  CMTContext large(Now());
   large.startTiming(u"A|op", 1);
   large.endTiming(large.startTiming(u"B|" + std::u16string(10000, u'x'), 1));
   EXPECT_FALSE(large.isTraceActive());
@@ -224,7 +229,7 @@ TEST_F(CMTContextTest, CollectionStops) {
 TEST_F(CMTContextTest, ALongTransactionIsPromotedOnlyWhenNotTracing) {
   Configure({{u"auto_transaction_trace_threshold", u"60"}});
   for (const char16_t *passport : {u"", u"*1000"}) {
-    CMTContext context(passport);
+    CMTContext context(Now(), passport);
     context.startTiming(u"A|op", 1);
     uint32_t b = context.startTiming(u"B|op", 1);
     Backdate(context, 61000);

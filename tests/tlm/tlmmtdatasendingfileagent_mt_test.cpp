@@ -31,13 +31,12 @@ TEST(FileAgentConcurrency, TwoAgentsAppendWholeTextsToOneFile) {
   tlm_test::TraceCapture trace(1);
   tlm_test::TempDir logdir;
   metrics_test::Configure({{u"logdir", tlm_test::Utf16(logdir.path())}});
-  CContextCacheManager::Instance()->setComponentName(u"App");
   const int kCount = 300;
   const std::vector<std::u16string> metrics = Texts(u'm', kCount);
   const std::vector<std::u16string> traces = Texts(u't', kCount);
 
   auto send = [](const std::vector<std::u16string> *texts) {
-    CMTDataSendingFileAgent agent;
+    CMTDataSendingFileAgent agent(u"App");
     for (const std::u16string &text : *texts) agent.sendData(text);
   };
   std::thread metricThread(send, &metrics);
@@ -63,7 +62,6 @@ TEST(FileAgentConcurrency, TwoAgentsAppendWholeTextsToOneFile) {
   EXPECT_EQ(nextTrace, traces.size());
   EXPECT_EQ(trace.Text(), u"");
 
-  CContextCacheManager::release();
   TLMParameterHelper::CleanUp();
 }
 

@@ -64,19 +64,16 @@ class WorkingDirectory {
 class FileAgentTest : public ::testing::Test {
  protected:
   void SetUp() override { Use(logdir_.path(), u"A|B"); }
-  void TearDown() override {
-    CContextCacheManager::release();
-    TLMParameterHelper::CleanUp();
-  }
-  static void Use(const std::string &logdir, const std::u16string &component) {
+  void TearDown() override { TLMParameterHelper::CleanUp(); }
+  void Use(const std::string &logdir, const std::u16string &component) {
     metrics_test::Configure({{u"logdir", Utf16(logdir)}});
-    CContextCacheManager::Instance()->setComponentName(component);
+    agent_ = std::make_unique<CMTDataSendingFileAgent>(component);
   }
   std::string LogFile() const { return logdir_.File("A_B_mtdata.log"); }
 
   tlm_test::TraceCapture trace_{1};
   TempDir logdir_;
-  CMTDataSendingFileAgent agent_;
+  std::unique_ptr<CMTDataSendingFileAgent> agent_;
 };
 
 TEST(FileAgentNames, ComponentNameMakesTheFileName) {
@@ -91,24 +88,23 @@ TEST(FileAgentNames, ComponentNameMakesTheFileName) {
   };
   metrics_test::Configure({});
   for (const Case &c : cases) {
-    CContextCacheManager::Instance()->setComponentName(c.component);
-    EXPECT_EQ(CMTDataSendingFileAgent::GetLogFileName(), c.logFile) << tlm_test::Utf8(c.component);
-    EXPECT_EQ(CMTDataSendingFileAgent::GetFallbackFileName(), c.fallback);
+    CMTDataSendingFileAgent agent(c.component);
+    EXPECT_EQ(agent.GetLogFileName(), c.logFile) << tlm_test::Utf8(c.component);
+    EXPECT_EQ(agent.GetFallbackFileName(), c.fallback);
   }
-  CContextCacheManager::release();
   TLMParameterHelper::CleanUp();
 }
 
 // Texts of both agents follow each other in the file as they stand, after what was there.
 TEST_F(FileAgentTest, AppendsEachTextAsItStands) {
   { std::ofstream(LogFile()) << "before\n"; }
-  CMTDataSendingFileAgent traceAgent;
-  EXPECT_TRUE(agent_.checkStatus());
-  EXPECT_EQ(agent_.recvData(), u"");
-  agent_.sendData(u"metric 1\nline 2 \u00e9\n");
+  CMTDataSendingFileAgent traceAgent(u"A|B");
+  EXPECT_TRUE(agent_->checkStatus());
+  EXPECT_EQ(agent_->recvData(), u"");
+  agent_->sendData(u"metric 1\nline 2 \u00e9\n");
   traceAgent.sendData(u"<trace/>");
-  agent_.sendData(u"");
-  agent_.sendData(u"\n");
+  agent_->sendData(u"");
+  agent_->sendData(u"\n");
   EXPECT_EQ(ReadBytes(LogFile()), "before\nmetric 1\nline 2 \xc3\xa9\n<trace/>\n");
   EXPECT_EQ(trace_.Text(), u"");
 }
@@ -171,8 +167,8 @@ TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
     Use(logdir, u"A|B");
     WorkingDirectory cwd;
     trace_.Clear();
-    agent_.sendData(u"one\n");
-    agent_.sendData(u"two\n");
+    agent_->sendData(u"one\n");
+    agent_->sendData(u"two\n");
     EXPECT_EQ(ReadBytes(cwd.dir().File("A|B_mtdata.log")), "one\ntwo\n");
     const std::u16string line = trace_.ThreadPrefix() + kSwitchMessage + Utf16(logdir) +
                                 u"/A_B_mtdata.log could not be opened!";
@@ -183,9 +179,9 @@ TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
 TEST_F(FileAgentTest, ConfiguredDirectoryIsRetriedForEachText) {
   Use(logdir_.File("later"), u"A|B");
   WorkingDirectory cwd;
-  agent_.sendData(u"early\n");
+  agent_->sendData(u"early\n");
   std::filesystem::create_directory(logdir_.File("later"));
-  agent_.sendData(u"late\n");
+  agent_->sendData(u"late\n");
   EXPECT_EQ(ReadBytes(logdir_.File("later/A_B_mtdata.log")), "late\n");
   EXPECT_EQ(CountOf(trace_.Text(), kSwitchMessage), 1u);
 }
@@ -194,11 +190,11 @@ TEST_F(FileAgentTest, TextIsLostWhenNeitherFileOpens) {
   Use(logdir_.File("missing"), u"App");
   WorkingDirectory cwd;
   std::filesystem::create_directory(cwd.dir().File("App_mtdata.log"));
-  agent_.sendData(u"lost\n");
+  agent_->sendData(u"lost\n");
   EXPECT_EQ(CountOf(trace_.Text(), u"*** ERROR => " + kNoFileMessage), 1u);
   // Once the working directory can take it again, the next text gets there.
   std::filesystem::remove(cwd.dir().File("App_mtdata.log"));
-  agent_.sendData(u"kept\n");
+  agent_->sendData(u"kept\n");
   EXPECT_EQ(ReadBytes(cwd.dir().File("App_mtdata.log")), "kept\n");
 }
 
@@ -224,7 +220,7 @@ int WriteBeyondTheFileSizeLimit(CMTDataSendingFileAgent &agent, const std::strin
 }
 
 TEST_F(FileAgentTest, FullDiskLosesTheTextAndTheNextOneTriesAgain) {
-  EXPECT_EXIT(_exit(WriteBeyondTheFileSizeLimit(agent_, LogFile(), trace_)),
+  EXPECT_EXIT(_exit(WriteBeyondTheFileSizeLimit(*agent_, LogFile(), trace_)),
               ::testing::ExitedWithCode(0), "");
 }
 

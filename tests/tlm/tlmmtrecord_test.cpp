@@ -7,14 +7,21 @@
 
 #include "metrics_test_support.h"
 #include "tlm/tlmmtstatrecord.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmplatformhelper.h"
 
 namespace {
 
 class TimingRecord : public metrics_test::MetricsTest {
  protected:
+  // The process settings of the test's configuration, for the records to read their filters.
+  const CProcessSettings &Settings() {
+    settings_ = tlmlibrary::CurrentSettings();
+    return *settings_;
+  }
+  std::shared_ptr<const CProcessSettings> settings_;
   // The stat record of name in the active section.
-  static CMTStatRecord *Stat(const zulstring &name) {
+  static std::shared_ptr<CMTStatRecord> Stat(const zulstring &name) {
     int32_t version;
     return Sections()->getStatRecordByName(name, version);
   }
@@ -23,7 +30,7 @@ class TimingRecord : public metrics_test::MetricsTest {
 // Active, finished, terminated and sample counts of a stat record.
 typedef std::tuple<uint32_t, uint32_t, uint32_t, uint32_t> Counts;
 
-Counts Read(const CMTStatRecord *stat) {
+Counts Read(const std::shared_ptr<CMTStatRecord> &stat) {
   return {stat->getActiveCounter(), stat->getFinishedCounter(), stat->getTerminatedCounter(),
           stat->getSampleCount()};
 }
@@ -72,10 +79,10 @@ TEST_F(TimingRecord, ScopeTraceAndEndingDecideWhatIsCounted) {
   };
   for (const Case &c : cases) {
     Start({{u"perf_metric_scope", c.scope}});
-    CMTRecord record(u"C|op", 1, nullptr, c.traced);
+    CMTRecord record(u"C|op", 1, nullptr, c.traced, &Settings());
     record.setSkipReportingForTrace(c.skipForTrace);
     record.startTiming();
-    CMTStatRecord *stat = Stat(u"C|op");
+    std::shared_ptr<CMTStatRecord> stat = Stat(u"C|op");
     EXPECT_EQ(stat->getActiveCounter(), c.activeWhileOpen) << c.label;
     c.end(record);
     EXPECT_EQ(Read(stat), c.after) << c.label;
@@ -96,7 +103,7 @@ TEST_F(TimingRecord, SkipListedNamesAreSampledOnlyBelowTheThreshold) {
     Start({{u"perf_metric_scope", u"1"},
            {u"skip_times_in_names", u"Poll"},
            {u"skip_times_below_threshold", threshold}});
-    CMTRecord record(u"Poll|wait", 1, nullptr, false);
+    CMTRecord record(u"Poll|wait", 1, nullptr, false, &Settings());
     record.startTiming();
     record.endTiming(timeStat);
     EXPECT_EQ(Read(Stat(u"Poll|wait")), after);
@@ -113,11 +120,12 @@ TEST_F(TimingRecord, NetTimeOfAParentLeavesOutItsChildren) {
                                                             {u"0", true, true}};
   for (const auto &[scope, traced, net] : cases) {
     Start({{u"perf_metric_scope", scope}});
-    CMTRecord parent(u"P|op", 1, nullptr, traced);
+    CMTRecord parent(u"P|op", 1, nullptr, traced, &Settings());
     parent.startTiming();
     usleep(2000);
-    auto *child = new CMTRecord(u"C|op", 2, &parent, traced);
-    parent.appendChildRecord(child);
+    auto owned = std::make_unique<CMTRecord>(u"C|op", 2, &parent, traced, &Settings());
+    CMTRecord *child = owned.get();
+    parent.appendChildRecord(std::move(owned));
     child->startTiming();
     child->calculateOffset(static_cast<int32_t>(parent.getStartTimestamp()));
     usleep(4000);
@@ -134,12 +142,12 @@ TEST_F(TimingRecord, NetTimeOfAParentLeavesOutItsChildren) {
 
 TEST_F(TimingRecord, ComponentThatSpansASwitchEndsInTheNewSection) {
   Start({{u"perf_metric_scope", u"1"}});
-  CMTRecord record(u"Long|op", 1, nullptr, false);
+  CMTRecord record(u"Long|op", 1, nullptr, false, &Settings());
   record.startTiming();
   Sections()->processData();
   EXPECT_NE(Sink().Joined().find(u"Long|op:Active Counter\" value=\"1\""), std::u16string::npos);
   record.endTiming(true);
-  EXPECT_EQ(record.getLocalStatRecordByName(), Stat(u"Long|op"));
+  EXPECT_EQ(record.getLocalStatRecordByName(), Stat(u"Long|op").get());
   EXPECT_EQ(Read(Stat(u"Long|op")), Counts(0, 1, 0, 1));
   // An offset across the clock's wrap is positive.
   record.calculateOffset(static_cast<int32_t>(record.getStartTimestamp() + 10));

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "metrics_test_support.h"
+#include "tlm/tlmlibrary.h"
 
 namespace {
 
@@ -69,19 +70,19 @@ TEST_F(ResourceRecordText, ByAgentTypeAndKeepValue) {
   kept.addKpiValue(u"busy", -2);
   kept.addKpiValue(u"waits", 4);
   EXPECT_EQ(
-      kept.toMetricString(2),
+      kept.toMetricString(2, *tlmlibrary::CurrentSettings()),
       u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" "
       u"max=\"15\" min=\"7\" count=\"1\" />\n"
       u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:busy\" value=\"-2\" count=\"1\" />\n"
       u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:waits\" value=\"4\" count=\"1\" />\n");
-  EXPECT_EQ(kept.toMetricString(1),
+  EXPECT_EQ(kept.toMetricString(1, *tlmlibrary::CurrentSettings()),
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" />\n"
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:High Watermark\" value=\"15\" />\n"
             u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Low Watermark\" value=\"7\" />\n");
   CMTResourceRecord perInterval(u"Calls");
   perInterval.iniValue(INT64_MIN, false);
   perInterval.addKpiValue(u"ignored", 1);
-  EXPECT_EQ(perInterval.toMetricString(2),
+  EXPECT_EQ(perInterval.toMetricString(2, *tlmlibrary::CurrentSettings()),
             u"<metric type=\"PerInterval\" name=\"ZUL_TLM|Calls:Current Value\" "
             u"value=\"-9223372036854775808\" />\n");
 }

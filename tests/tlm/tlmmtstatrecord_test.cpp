@@ -5,6 +5,7 @@
 #include <climits>
 
 #include "metrics_test_support.h"
+#include "tlm/tlmlibrary.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ TEST_F(StatRecordText, ScopeBitsSelectLinesInFixedOrder) {
     record.calStatRecord(20, 3000, 15, 400);
     record.stop();
     record.terminate();
-    EXPECT_EQ(record.toMetricString(2), text);
+    EXPECT_EQ(record.toMetricString(2, *tlmlibrary::CurrentSettings()), text);
     TearDown();
   }
 }
@@ -49,30 +50,30 @@ TEST_F(StatRecordText, RequiredQuirksOfTheValuesAndThePrefix) {
   // Without samples only the counters can show: a termination alone is an undefined end.
   CMTStatRecord aborted(u"Login");
   aborted.terminate();
-  EXPECT_EQ(aborted.toMetricString(2), Line(u"Finished with undefined state", u"1"));
+  EXPECT_EQ(aborted.toMetricString(2, *tlmlibrary::CurrentSettings()), Line(u"Finished with undefined state", u"1"));
   // A component of a skip-listed name is never shown as active.
   CMTStatRecord skipped(u"Health|ping");
   skipped.start();
-  EXPECT_EQ(skipped.toMetricString(2), u"");
+  EXPECT_EQ(skipped.toMetricString(2, *tlmlibrary::CurrentSettings()), u"");
   // The net elapsed line shows only the low 32 bits of the CPU average.
   CMTStatRecord wide(u"Wide");
   wide.calStatRecord(1, 0x100000005LL, 1, 7);
   wide.stop();
-  std::u16string text = wide.toMetricString(2);
+  std::u16string text = wide.toMetricString(2, *tlmlibrary::CurrentSettings());
   EXPECT_NE(text.find(u"Avg. CPU Time(us)\" value=\"4294967301\""), std::u16string::npos);
   EXPECT_NE(text.find(u"Avg. Net Elapsed Time(ms)\" value=\"5\""), std::u16string::npos);
   // The elapsed average is an unsigned 32-bit division, shown as signed.
   CMTStatRecord negative(u"Negative");
   negative.calStatRecord(-10, 0, 0, 0);
   negative.calStatRecord(-10, 0, 0, 0);
-  EXPECT_NE(negative.toMetricString(2).find(u"value=\"2147483638\" max=\"0\" min=\"-10\""),
+  EXPECT_NE(negative.toMetricString(2, *tlmlibrary::CurrentSettings()).find(u"value=\"2147483638\" max=\"0\" min=\"-10\""),
             std::u16string::npos);
 
-  CContextCacheManager *registry = CContextCacheManager::Instance();
-  registry->setComponentName(u"A|B");
-  registry->setPIDOption(123);
-  registry->setInstancePrefix(u"I1");
-  EXPECT_NE(aborted.toMetricString(0).find(u"name=\"ZUL_TLM|A|B_123|I1|Login:"),
+  CProcessSettings identity;
+  identity.componentName = u"A|B";
+  identity.pidString = CProcessSettings::PIDText(123);
+  identity.instancePrefix = u"I1";
+  EXPECT_NE(aborted.toMetricString(0, identity).find(u"name=\"ZUL_TLM|A|B_123|I1|Login:"),
             std::u16string::npos);
 }
 

@@ -11,38 +11,34 @@ class RecordSection : public metrics_test::MetricsTest {
   void SetUp() override { Start(); }
 };
 
-TEST_F(RecordSection, RecordsOutlastTheResetAndAreReusedByName) {
+// A late update through a reference taken before the reset lands in a record that no table
+// holds: it never shows in a later interval's record of the same name.
+TEST_F(RecordSection, RecordsOutlastTheResetButAreNeverReused) {
   CRecordSection section(1);
-  CMTStatRecord *stat = section.getStatRecordByName(u"N");
+  CRecordSection::StatRef stat = section.getStatRecordByName(u"N");
   EXPECT_EQ(section.getStatRecordByName(u"N"), stat);
   stat->start();
   stat->calStatRecord(5, 5, 5, 5);
-  CMTResourceRecord *resource = section.getResourceRecordByName(u"R");
+  CRecordSection::ResourceRef resource = section.getResourceRecordByName(u"R");
   resource->reportValue(3, 4, 1, 2, false);
-  resource->addKpiValue(u"k", 1);
   section.resetSection();
-
-  // A late update through an old pointer is harmless and reaches no map.
-  stat->stop();
-  resource->incValue(1);
   EXPECT_TRUE(section.isStatMapEmpty());
   EXPECT_TRUE(section.isResourceMapEmpty());
-  // The next record of the name is the old one, as new.
-  EXPECT_NE(section.getStatRecordByName(u"Other"), stat);
-  EXPECT_EQ(section.getStatRecordByName(u"N"), stat);
-  EXPECT_EQ(stat->getActiveCounter(), 0u);
-  EXPECT_EQ(stat->getFinishedCounter(), 0u);
-  EXPECT_EQ(stat->getElapsedMin(), -1);
-  EXPECT_EQ(section.getResourceRecordByName(u"R"), resource);
-  EXPECT_FALSE(resource->isUpdated());
-  EXPECT_TRUE(resource->getKeepValue());
-  EXPECT_EQ(resource->toMetricString(2).find(u":k\""), zulstring::npos);
+
+  CRecordSection::StatRef fresh = section.getStatRecordByName(u"N");
+  stat->stop();
+  resource->incValue(1);
+  EXPECT_NE(fresh, stat);
+  EXPECT_EQ(fresh->getFinishedCounter(), 0u);
+  EXPECT_EQ(fresh->getActiveCounter(), 0u);
+  EXPECT_EQ(stat->getFinishedCounter(), 1u);
+  EXPECT_FALSE(section.getResourceRecordByName(u"R")->isUpdated());
 }
 
 TEST_F(RecordSection, CarryOverKeepsComponentsInFlightAndEveryResource) {
   CRecordSection old(1);
   CRecordSection next(2);
-  CMTStatRecord *inFlight = old.getStatRecordByName(u"InFlight");
+  CRecordSection::StatRef inFlight = old.getStatRecordByName(u"InFlight");
   inFlight->start();
   inFlight->start();
   inFlight->calStatRecord(1, 1, 1, 1);
@@ -50,7 +46,7 @@ TEST_F(RecordSection, CarryOverKeepsComponentsInFlightAndEveryResource) {
   old.getStatRecordByName(u"Done")->calStatRecord(1, 1, 1, 1);
   // A record that the target has already stays as it is.
   old.getStatRecordByName(u"Taken")->start();
-  CMTStatRecord *taken = next.getStatRecordByName(u"Taken");
+  CRecordSection::StatRef taken = next.getStatRecordByName(u"Taken");
   old.getResourceRecordByName(u"Kept")->iniValue(8, true);
   old.getResourceRecordByName(u"PerInterval")->iniValue(8, false);
 
@@ -59,7 +55,7 @@ TEST_F(RecordSection, CarryOverKeepsComponentsInFlightAndEveryResource) {
 
   const CRecordSection::StatMap &stats = next.getStatMap();
   ASSERT_EQ(stats.size(), 2u);
-  const CMTStatRecord *carried = stats.at(u"InFlight");
+  const CRecordSection::StatRef &carried = stats.at(u"InFlight");
   EXPECT_EQ(carried->getActiveCounter(), 1u);
   EXPECT_EQ(carried->getFinishedCounter(), 0u);
   EXPECT_EQ(carried->getSampleCount(), 0u);

@@ -13,7 +13,7 @@ namespace {
 
 class SectionRing : public metrics_test::MetricsTest {
  protected:
-  static CMTStatRecord *Stat(const zulstring &name) {
+  static std::shared_ptr<CMTStatRecord> Stat(const zulstring &name) {
     int32_t version;
     return Sections()->getStatRecordByName(name, version);
   }
@@ -31,7 +31,7 @@ TEST_F(SectionRing, IntervalWithoutDataOnlyRotates) {
 TEST_F(SectionRing, StatRecordsAreSentOnceAndCarriedWhileInFlight) {
   Start();
   int32_t version = -1;
-  CMTStatRecord *before = Sections()->getStatRecordByName(u"A", version);
+  std::shared_ptr<CMTStatRecord> before = Sections()->getStatRecordByName(u"A", version);
   EXPECT_EQ(version, 0);
   before->calStatRecord(3, -1, 0, -1);
   Stat(u"Open")->start();

@@ -77,11 +77,12 @@ TEST_F(TraceRing, StringEventLines) {
       {u"App", 12, u"", u"<metric type=\"StringEvent\" name=\"SYS|App_12:N\" value=\"V\" />\n"},
   };
   Start({{u"system_name", u"SYS"}});
-  // The instance prefix belongs to metric names only.
-  CContextCacheManager::Instance()->setInstancePrefix(u"Inst");
   for (const Case &c : cases) {
-    CContextCacheManager::Instance()->setComponentName(c.component);
-    CContextCacheManager::Instance()->setPIDOption(c.pidOption);
+    tlmlibrary::Settings()->update([&](CProcessSettings &next) {
+      next.componentName = c.component;
+      next.pidString = CProcessSettings::PIDText(c.pidOption);
+      next.instancePrefix = u"Inst";  // belongs to metric names only
+    });
     EXPECT_EQ(Ring()->buildSetStringData(c.subPath, u"N", u"V"), c.expected)
         << tlm_test::Utf8(c.subPath);
   }

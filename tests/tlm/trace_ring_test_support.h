@@ -16,7 +16,7 @@ class TraceRingTest : public metrics_test::MetricsTest {
  protected:
   void Start(metrics_test::Pairs pairs = {}) {
     MetricsTest::Start(pairs);
-    Ring()->initialize();
+    Ring()->initialize(tlmlibrary::Settings());
     sink_ = std::make_unique<tlm_test::TraceSink>();
   }
   void TearDown() override {

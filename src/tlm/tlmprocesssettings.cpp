@@ -1,8 +1,11 @@
-// The skip-times prefixes and the per-component threshold lists of the registry. Both lists are
-// read once, unlocked, at initialize, before any context exists; their parsing keeps the
-// behaviour that configurations have been written against, described on each function.
-#include "tlm/tlmcontextcachemanager.h"
+// The process settings: identity texts, the skip-times prefixes and the per-component threshold
+// lists. Both lists keep the parsing that configurations have been written against, described on
+// each function.
+#include "tlm/tlmprocesssettings.h"
+
+#include "tlm/tlmplatformhelper.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "zul_u16printf.h"
 #include "zul_u16string.h"
 
 namespace {
@@ -34,42 +37,71 @@ void takeLevel(const zulstring &list, size_t &cursor, const zulstring &name, CTh
 
 }  // namespace
 
-bool CContextCacheManager::checkSkipName(const zulstring &name) const {
-  for (const zulstring &prefix : skipTimePrefixes_) {
+std::shared_ptr<const CProcessSettings> CProcessSettings::FromConfiguration(
+    const zulstring &component, const zulstring &pidText) {
+  auto settings = std::make_shared<CProcessSettings>();
+  settings->componentName = component;
+  settings->pidString = pidText;
+  ParseSkipTimePrefixList(TLMParameterHelper::GetSkipTimesNameListStr(),
+                          settings->skipTimePrefixes);
+  ParseSpeInstruPrefixList(TLMParameterHelper::GetSpeCompNameListStr(),
+                           TLMParameterHelper::GetSpeCompLevelListStr(),
+                           TLMParameterHelper::GetSpeCompTraceLevelListStr(),
+                           settings->componentThresholds, settings->componentTraceThresholds);
+  return settings;
+}
+
+bool CProcessSettings::checkSkipName(const zulstring &name) const {
+  for (const zulstring &prefix : skipTimePrefixes) {
     if (startsWithSegment(name, prefix)) return true;
   }
   return false;
 }
 
-bool CContextCacheManager::checkSkipTimes(const zulstring &name, int32_t elapsed) const {
+bool CProcessSettings::checkSkipTimes(const zulstring &name, int32_t elapsed) const {
   if (!checkSkipName(name)) return true;
   // A listed name is recorded only when it took less time than the threshold.
   return static_cast<int64_t>(TLMParameterHelper::GetSkipTimesBelowThreshold()) > elapsed;
+}
+
+zulstring CProcessSettings::processPrefix() const {
+  zulstring prefix = TLMParameterHelper::GetSystemName();
+  if (!componentName.empty()) prefix.append(u"|").append(componentName);
+  if (!pidString.empty()) prefix.append(u"_").append(pidString);
+  return prefix;
+}
+
+zulstring CProcessSettings::metricPrefix() const {
+  zulstring prefix = processPrefix();
+  if (!instancePrefix.empty()) prefix.append(u"|").append(instancePrefix);
+  return prefix;
 }
 
 // The comma is found once and never searched again: after the first name, the cut behind the
 // comma, counted by the comma's position, is appended without end. skip_times_in_names must
 // therefore hold a single name; a comma in it makes the start run until memory is exhausted,
 // which is a fault of the configuration that the library doesn't guard against.
-void CContextCacheManager::updateSkipTimePrefixList(const zulstring &list) {
+void CProcessSettings::ParseSkipTimePrefixList(const zulstring &list,
+                                               std::vector<zulstring> &prefixes) {
   if (list.size() < 1) return;
   size_t comma = list.find(u',');
   if (comma == npos) {
-    skipTimePrefixes_.push_back(list);
+    prefixes.push_back(list);
     return;
   }
-  skipTimePrefixes_.push_back(list.substr(0, comma));
+  prefixes.push_back(list.substr(0, comma));
   size_t start = comma + 1;
-  while (comma != npos) skipTimePrefixes_.push_back(list.substr(start, comma));
+  while (comma != npos) prefixes.push_back(list.substr(start, comma));
 }
 
 // Each item of the three lists is closed by a comma, and a last item without one is never read;
 // a names text without any comma enters nothing. A name is cut with the comma's position in the
 // whole text as its count, so only the first name is the item itself: a later one runs past its
 // comma by as many units as its start, and can never match a record name.
-void CContextCacheManager::updateSpeInstruPrefixList(const zulstring &names,
-                                                     const zulstring &levels,
-                                                     const zulstring &traceLevels) {
+void CProcessSettings::ParseSpeInstruPrefixList(const zulstring &names, const zulstring &levels,
+                                                const zulstring &traceLevels,
+                                                CThresholdMap &thresholds,
+                                                CThresholdMap &traceThresholds) {
   if (names.empty()) return;
   size_t comma = names.find(u',');
   size_t nameCursor = 0;
@@ -82,9 +114,16 @@ void CContextCacheManager::updateSpeInstruPrefixList(const zulstring &names,
       continue;
     }
     zulstring name = names.substr(nameCursor, comma);
-    takeLevel(levels, levelCursor, name, componentThresholds_);
-    takeLevel(traceLevels, traceLevelCursor, name, componentTraceThresholds_);
+    takeLevel(levels, levelCursor, name, thresholds);
+    takeLevel(traceLevels, traceLevelCursor, name, traceThresholds);
     nameCursor = comma + 1;
     comma = names.find(u',', nameCursor);
   }
+}
+
+zulstring CProcessSettings::PIDText(short option) {
+  if (option == -1) return TLMPlatformHelper::GetProcessId();
+  ZUL_UTF16 text[20];
+  snprintfU16(text, 20, u"%d", static_cast<int>(option));
+  return text;
 }
