@@ -49,7 +49,7 @@ CDispatcherManager::~CDispatcherManager() {
     ThrEvtDelete(&m_evt);
     ThrEvtDelete(&m_evt2);
   }
-  if (isSocketMethod()) exitNetworkInterface();
+  if (networkInterfaceUsed_) exitNetworkInterface();
   ThrProcExit();
 }
 
@@ -61,7 +61,9 @@ void CDispatcherManager::initialize() {
     ThrSharedLibraryAware();
     ThrProcInit();
   }
-  if (isSocketMethod() && !initNetworkInterface()) {
+  // Decided once: the destructor must not read the configuration, which allocates.
+  networkInterfaceUsed_ = isSocketMethod();
+  if (networkInterfaceUsed_ && !initNetworkInterface()) {
     DPTRC_ERR(tf, u"NI library failed to be initilized!\n");
   }
   ThrEvtInit(&m_evt);
@@ -120,7 +122,7 @@ void CDispatcherManager::startTimer() {
   active_ = true;
   startPair(TimerThread, &traceCheckInterval_, traceTimerActive_, traceTimerThreadId_, AgentThread,
             traceDispatcherThreadId_, kTrace);
-  sleepFor(200);
+  sleepFor(phaseWaitMs_);
   startPair(TimerThread2, &dataSendingInterval_, dataTimerActive_, dataTimerThreadId_, AgentThread2,
             dataDispatcherThreadId_, kData);
 }
@@ -139,7 +141,7 @@ void CDispatcherManager::checkCleanUp() {
   ThrEvtSet(&m_evt);
   ThrEvtSet(&m_evt2);
   DPTRC(1, tf, u"Data sending threads are successfully finished\n");
-  sleepFor(200);
+  sleepFor(phaseWaitMs_);
 }
 
 void CDispatcherManager::waitForDispatchersToLeave() {

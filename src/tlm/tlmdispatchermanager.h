@@ -57,6 +57,9 @@ class CDispatcherManager {
   // passes quickly; set it only while no timer runs.
   static void setTimerTick(uint32_t milliseconds);
   static uint32_t getTimerTick();
+  // The waits of start and stop (between the two timer pairs, and for the dispatchers to go),
+  // 200 ms. Tests that start and stop many times shorten them.
+  static void setPhaseWait(uint32_t milliseconds) { phaseWaitMs_ = milliseconds; }
 
  private:
   CDispatcherManager();
@@ -110,6 +113,7 @@ class CDispatcherManager {
   static THR_EVT m_evt;   // raised by the trace timer
   static THR_EVT m_evt2;  // raised by the data timer
   static std::atomic<uint32_t> timerTickMs_;
+  inline static std::atomic<uint32_t> phaseWaitMs_{200};
 
   std::atomic<bool> active_{false};
   std::atomic<bool> dataSendingActive_{false};
@@ -128,6 +132,7 @@ class CDispatcherManager {
   std::mutex stopLock_;                        // with stopped_, wakes timers and endTimer at once
   std::condition_variable stopped_;
   bool eventsReady_ = false;                   // initialize created the events
+  bool networkInterfaceUsed_ = false;          // the socket method set it up at initialize
 };
 
 #endif  // TLM_TLMDISPATCHERMANAGER_H

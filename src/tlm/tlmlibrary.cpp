@@ -10,10 +10,7 @@ CProcessSettingsHolder *holder = nullptr;
 
 CProcessSettingsHolder *Settings() { return holder; }
 
-std::shared_ptr<const CProcessSettings> CurrentSettings() {
-  if (holder != nullptr) return holder->get();
-  return std::make_shared<const CProcessSettings>();
-}
+std::shared_ptr<const CProcessSettings> CurrentSettings() { return SettingsOf(holder); }
 
 void InstallSettings(std::unique_ptr<CProcessSettingsHolder> next) {
   delete holder;

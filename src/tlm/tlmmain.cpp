@@ -186,8 +186,9 @@ int TLM_getCharSize(void) noexcept { return static_cast<int>(sizeof(ZUL_UTF16));
 void TLM_setInstancePrefix(const ZUL_UTF16 *prefix) noexcept {
   tlmapi::run(u"TLM_setInstancePrefix", tlmapi::isSwitchedOn, [&] {
     zulstring instancePrefix = textOf(prefix);
-    tlmlibrary::Settings()->update(
-        [&](CProcessSettings &next) { next.instancePrefix = instancePrefix; });
+    if (CProcessSettingsHolder *settings = tlmlibrary::Settings()) {
+      settings->update([&](CProcessSettings &next) { next.instancePrefix = instancePrefix; });
+    }
     initSelfMonitoringRecords();
   });
 }

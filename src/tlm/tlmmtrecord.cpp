@@ -123,13 +123,10 @@ int64_t CMTRecord::finishTiming(bool timeStat, Ending ending) {
 
   refreshStatRecord();
   if (localStatRecord_ != nullptr) {
-    localStatRecord_->calStatRecord(elapsed_, cpuElapsed_, netElapsed_, netCpuElapsed_);
-    if (terminating) {
-      refreshStatRecord();
-      if (localStatRecord_ != nullptr) localStatRecord_->terminate();
-    } else {
-      localStatRecord_->stop();
-    }
+    // The sample and the end count in one hold of the record's lock, so that no text shows one
+    // without the other.
+    localStatRecord_->addSampleAndEnd(elapsed_, cpuElapsed_, netElapsed_, netCpuElapsed_,
+                                      terminating);
   }
   status_ = finalStatus;
   return endTime;

@@ -1,5 +1,7 @@
 #include "tlm/tlmmtstatrecord.h"
 
+#include <atomic>
+
 #include "tlm/tlmlocks.h"
 #include "tlm/tlmmetrictext.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
@@ -15,6 +17,8 @@ constexpr uint16_t kScopeCPU = 0x08;
 constexpr uint16_t kScopeFinished = 0x10;
 constexpr uint16_t kScopeUndefinedState = 0x20;
 constexpr uint16_t kScopeException = 0x40;
+
+std::atomic<uint64_t> lateEnds{0};
 
 template <typename T>
 void raiseTo(CRelaxed<T> &maximum, T value) {
@@ -64,19 +68,44 @@ void CMTStatRecord::start() {
 
 void CMTStatRecord::stop() {
   CMutexLock hold(&lock_);
-  if (activeCounter_ != 0) activeCounter_.add(-1);
-  finishedCounter_.add(1);
+  countEnd(false);
 }
 
 void CMTStatRecord::terminate() {
   CMutexLock hold(&lock_);
+  countEnd(true);
+}
+
+void CMTStatRecord::countEnd(bool terminated) {
   if (activeCounter_ != 0) activeCounter_.add(-1);
-  terminatedCounter_.add(1);
+  (terminated ? terminatedCounter_ : finishedCounter_).add(1);
+  if (sealed_) lateEnds.fetch_add(1, std::memory_order_relaxed);
 }
 
 void CMTStatRecord::calStatRecord(int32_t elapsed, int64_t cpu, int32_t netElapsed,
                                   int64_t netCpu) {
   CMutexLock hold(&lock_);
+  addSample(elapsed, cpu, netElapsed, netCpu);
+}
+
+void CMTStatRecord::addSampleAndEnd(int32_t elapsed, int64_t cpu, int32_t netElapsed,
+                                    int64_t netCpu, bool terminated) {
+  CMutexLock hold(&lock_);
+  addSample(elapsed, cpu, netElapsed, netCpu);
+  countEnd(terminated);
+}
+
+CMTStatRecord CMTStatRecord::sealedCopy() {
+  CMTStatRecord copy(name_);
+  CMutexLock hold(&lock_);
+  sealed_ = true;
+  copy.assignFrom(*this);
+  return copy;
+}
+
+uint64_t CMTStatRecord::LateEndCount() { return lateEnds.load(std::memory_order_relaxed); }
+
+void CMTStatRecord::addSample(int32_t elapsed, int64_t cpu, int32_t netElapsed, int64_t netCpu) {
   elapsedSum_.add(static_cast<uint32_t>(elapsed));
   cpuSum_.add(cpu);
   netElapsedSum_.add(netElapsed);

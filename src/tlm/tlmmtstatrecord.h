@@ -33,7 +33,17 @@ class CMTStatRecord {
   // Adds one sample: each time to its sum, to its maximum and minimum (signed comparisons; a
   // negative minimum means none yet). CPU times of -1 (not measured) are added like any other.
   void calStatRecord(int32_t elapsed, int64_t cpu, int32_t netElapsed, int64_t netCpu);
+  // calStatRecord, then terminate() when terminated, else stop(), under one hold of the lock.
+  void addSampleAndEnd(int32_t elapsed, int64_t cpu, int32_t netElapsed, int64_t netCpu,
+                       bool terminated);
   uint32_t getActiveCounter() const { return activeCounter_; }
+  // A copy of every number taken under the lock, for the text of a section being sent. From then
+  // on this record counts its ends as late: they reach no text (see LateEndCount).
+  CMTStatRecord sealedCopy();
+  // Ends (normal or terminated) that landed in a record after its text was taken, process-wide:
+  // the updates of a thread that looked its record up just before a switch and ended after the
+  // old section was sent.
+  static uint64_t LateEndCount();
   // Back to no samples, keeping the name and the active counter (components in flight stay
   // counted). Takes no lock: only for a record that nobody writes.
   void clear();
@@ -65,6 +75,10 @@ class CMTStatRecord {
     int64_t minimum;
     uint32_t count;
   };
+  // The end counts of stop, terminate and addSampleAndEnd; the caller holds lock_.
+  void countEnd(bool terminated);
+  // The arithmetic of calStatRecord; the caller holds lock_.
+  void addSample(int32_t elapsed, int64_t cpu, int32_t netElapsed, int64_t netCpu);
   // Appends one line of type IntAverage: label, value ("%ld" when wide, else the low 32 bits in
   // "%d") and, when given, the extras in the same format and the count in "%d".
   void doPrepareMetricString(zulstring &out, const zulstring &prefix, const ZUL_UTF16 *label,
@@ -87,6 +101,7 @@ class CMTStatRecord {
   CRelaxed<int64_t> cpuMin_ = -1;
   CRelaxed<int32_t> netElapsedMin_ = -1;
   CRelaxed<int64_t> netCpuMin_ = -1;
+  bool sealed_ = false;  // guarded by lock_
   mutable CCoreMutex lock_;  // guards every counter for writers
 };
 

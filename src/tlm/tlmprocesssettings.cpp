@@ -51,6 +51,11 @@ std::shared_ptr<const CProcessSettings> CProcessSettings::FromConfiguration(
   return settings;
 }
 
+std::shared_ptr<const CProcessSettings> SettingsOf(const CProcessSettingsHolder *holder) {
+  if (holder != nullptr) return holder->get();
+  return std::make_shared<const CProcessSettings>();
+}
+
 bool CProcessSettings::checkSkipName(const zulstring &name) const {
   for (const zulstring &prefix : skipTimePrefixes) {
     if (startsWithSegment(name, prefix)) return true;

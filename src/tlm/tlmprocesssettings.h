@@ -58,6 +58,10 @@ class CProcessSettings {
   static zulstring PIDText(short option);
 };
 
+// The current settings of holder, or empty settings when there is none (a manager used before
+// its initialize, after a start that failed half way).
+std::shared_ptr<const CProcessSettings> SettingsOf(const class CProcessSettingsHolder *holder);
+
 // The current settings of the started library; owned by the library's start. Readers take a
 // snapshot; the few run-time changes (instance prefix, component thresholds) publish a new one.
 class CProcessSettingsHolder {

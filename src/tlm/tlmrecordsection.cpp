@@ -7,8 +7,8 @@ int64_t CRecordSection::sendStatData(CMTDataSendingAgent *agent,
                                      const CProcessSettings &settings) {
   const uint16_t agentType = TLMParameterHelper::GetAgentType();
   int64_t sent = 0;
-  stats_.forEach([&](const CMTStatRecord &record) {
-    agent->sendData(record.toMetricString(agentType, settings));
+  stats_.forEach([&](CMTStatRecord &record) {
+    agent->sendData(record.sealedCopy().toMetricString(agentType, settings));
     ++sent;
   });
   return sent;

@@ -41,7 +41,7 @@ void CRecordSectionCacheManager::initialize(const CProcessSettingsHolder *settin
   if (TLMParameterHelper::GetDataSendingMethod() == u"socket") {
     setAgent(std::make_unique<CMTDataSendingSocketAgent>());
   } else {
-    setAgent(std::make_unique<CMTDataSendingFileAgent>(settings->get()->componentName));
+    setAgent(std::make_unique<CMTDataSendingFileAgent>(SettingsOf(settings)->componentName));
   }
 }
 
@@ -128,7 +128,7 @@ void CRecordSectionCacheManager::sendSection(CRecordSection *sending) {
   DPTRC(3, tf, u"Performance or Resource Data Detected\n");
   // A sink that can't take data now loses this interval's content, without a message.
   if (!agent_->checkStatus()) return;
-  const std::shared_ptr<const CProcessSettings> settings = settings_->get();
+  const std::shared_ptr<const CProcessSettings> settings = SettingsOf(settings_);
   const int64_t stats = sending->sendStatData(agent_.get(), *settings);
   const int64_t resources = sending->sendResourceData(agent_.get(), *settings);
   ZUL_UTF16 statistics[kStatisticsBufferUnits];

@@ -31,7 +31,7 @@ void CTraceSectionCacheManager::initialize(const CProcessSettingsHolder *setting
   if (TLMParameterHelper::GetDataSendingMethod() == u"socket") {
     setAgent(std::make_unique<CMTDataSendingSocketAgent>());
   } else {
-    setAgent(std::make_unique<CMTDataSendingFileAgent>(settings->get()->componentName));
+    setAgent(std::make_unique<CMTDataSendingFileAgent>(SettingsOf(settings)->componentName));
   }
 }
 
@@ -45,7 +45,7 @@ void CTraceSectionCacheManager::addTransTraceString(const zulstring &text) {
 zulstring CTraceSectionCacheManager::buildSetStringData(const zulstring &subPath,
                                                         const zulstring &name,
                                                         const zulstring &value) {
-  zulstring prefix = settings_->get()->processPrefix();
+  zulstring prefix = SettingsOf(settings_)->processPrefix();
   if (!subPath.empty()) prefix.append(u"|").append(subPath);
   zulstring line = stringEventLine(prefix, name, value);
   DPTRC(1, tf, u"buildSetStringData Data for\n%s", line.c_str());
@@ -81,7 +81,7 @@ void CTraceSectionCacheManager::sendVersionOnce() {
   // Sent once per process, whatever sendData made of it; a sink that isn't ready delays it.
   if (versionSent_ || agent_ == nullptr || !agent_->checkStatus()) return;
   const zulstring line =
-      stringEventLine(settings_->get()->processPrefix(), kVersionName, kLibraryVersion);
+      stringEventLine(SettingsOf(settings_)->processPrefix(), kVersionName, kLibraryVersion);
   versionSent_ = true;
   agent_->sendData(line);
   DPTRC(1, tf, u"Version Data Sent Once for\n%s", line.c_str());

@@ -120,7 +120,7 @@ class DispatcherThreadsTest : public core_test::StartedTest {
     return sink;
   }
   void InstallGateAgent(std::shared_ptr<Gate> gate) {
-    CRecordSectionCacheManager::Instance()->setAgent(new GateAgent(std::move(gate)));
+    CRecordSectionCacheManager::Instance()->setAgent(std::make_unique<GateAgent>(std::move(gate)));
     CRecordSectionCacheManager::Instance()->getRingSize();
   }
   // The update count of a record of the active section; only while no data dispatcher switches

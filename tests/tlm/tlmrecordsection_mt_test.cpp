@@ -53,7 +53,7 @@ TEST_F(SectionSwitchMt, NothingIsCountedTwice) {
     workers.emplace_back([&, t] {
       for (long i = t; i < t + kUpdatesPerThread; ++i) {
         int32_t version;
-        CMTStatRecord *record = Sections()->getStatRecordByName(names[i % kNames], version);
+        CRecordSection::StatRef record = Sections()->getStatRecordByName(names[i % kNames], version);
         record->start();
         record->calStatRecord(1, -1, 1, -1);
         record->stop();
