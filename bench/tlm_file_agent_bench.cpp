@@ -10,7 +10,6 @@
 #include <fstream>
 #include <string>
 
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 
@@ -33,7 +32,6 @@ struct LogDir {
     const zulstring name = u"logdir";
     const zulstring value(path.begin(), path.end());
     TLMParameterHelper::ConfigParameters(&name, &value, 1);
-    CContextCacheManager::Instance()->setComponentName(u"Shop|Web");
     file = path + "/Shop_Web_mtdata.log";
   }
   ~LogDir() {
@@ -59,7 +57,7 @@ void Finish(benchmark::State &state) {
 }
 
 void BM_FileAgentSendData(benchmark::State &state) {
-  CMTDataSendingFileAgent agent;
+  CMTDataSendingFileAgent agent(u"Shop|Web");
   int64_t done = 0;
   for (auto _ : state) {
     agent.sendData(kMetricText);

@@ -15,6 +15,7 @@
 #include "tlm/tlmmtdatasendingagent.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
 
 namespace {
@@ -64,8 +65,9 @@ void BM_RenderAndHandOverReference(benchmark::State &state) {
   }
   DiscardingAgent agent;
   const uint16_t agentType = TLMParameterHelper::GetAgentType();
+  const std::shared_ptr<const CProcessSettings> settings = tlmlibrary::CurrentSettings();
   for (auto _ : state) {
-    for (const auto &record : records) agent.sendData(record.toMetricString(agentType));
+    for (auto &record : records) agent.sendData(record.sealedCopy().toMetricString(agentType, *settings));
   }
   state.SetItemsProcessed(state.iterations() * kRecords);
 }
@@ -84,7 +86,7 @@ int main(int argc, char **argv) {
                                  {u"datasending_interval", u"3600"},
                                  {u"lib_trace_level", u"0"}};
   TLM_ProcInitWithParam(u"FlushBench", 0, 4, pairs);
-  CRecordSectionCacheManager::Instance()->setAgent(new DiscardingAgent);
+  CRecordSectionCacheManager::Instance()->setAgent(std::make_unique<DiscardingAgent>());
   benchmark::RunSpecifiedBenchmarks();
   TLM_ProcExit();
   benchmark::Shutdown();

@@ -13,6 +13,7 @@
 #include "tlm/tlmmtrecord.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
 #include "zul_thr.h"
 
@@ -24,18 +25,20 @@ struct LibraryReady {
   LibraryReady() {
     ThrProcInit();
     TLMParameterHelper::ConfigParameters(nullptr, nullptr, 0);
+    tlmlibrary::InstallSettings(
+        std::make_unique<CProcessSettingsHolder>(CProcessSettings::FromConfiguration(u"", u"")));
     CContextCacheManager::Instance()->initialize();
-    CRecordSectionCacheManager::Instance()->initialize();
+    CRecordSectionCacheManager::Instance()->initialize(tlmlibrary::Settings());
   }
 } library_ready;
 
-CMTStatRecord *SharedRecord() {
+std::shared_ptr<CMTStatRecord> SharedRecord() {
   int32_t version;
   return CRecordSectionCacheManager::Instance()->getStatRecordByName(kName, version);
 }
 
 void BM_StatRecordUpdate(benchmark::State &state) {
-  CMTStatRecord *record = SharedRecord();
+  std::shared_ptr<CMTStatRecord> record = SharedRecord();
   for (auto _ : state) {
     record->start();
     record->calStatRecord(12, -1, 12, -1);
@@ -81,8 +84,9 @@ void BM_ActiveSectionLookup(benchmark::State &state) {
 BENCHMARK(BM_ActiveSectionLookup)->Threads(1)->Threads(2);
 
 void BM_TimingRecordStartEnd(benchmark::State &state) {
+  const std::shared_ptr<const CProcessSettings> settings = tlmlibrary::CurrentSettings();
   for (auto _ : state) {
-    CMTRecord record(kName, 2, nullptr, false);
+    CMTRecord record(kName, 2, nullptr, false, settings.get());
     record.startTiming();
     benchmark::DoNotOptimize(record.endTiming(true));
   }
