@@ -2,9 +2,9 @@
 
 #include "tlm/tlmmtdatasendingfileagent.h"
 
+#include "thr/thr_sigblock.h"
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmfilename.h"
-#include "thr/thr_sigblock.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_dptrace.h"
 #include "zul_u16conv.h"

@@ -25,8 +25,8 @@ zulstring switchOffNotes() {
   CContextCacheManager *registry = CContextCacheManager::Instance();
   CThresholdMap map;
   if (registry->checkSpecMap(map)) {
-    notes += zeroThresholds(map, u"outside traced transactions",
-                            u"specific_component_level_thresholds");
+    notes +=
+        zeroThresholds(map, u"outside traced transactions", u"specific_component_level_thresholds");
   }
   map.clear();
   if (registry->checkTraceSpecMap(map)) {

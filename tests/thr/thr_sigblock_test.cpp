@@ -59,8 +59,8 @@ int WriteUnderTheBlock(int signal, bool hostBlocks, bool hostPending) {
 TEST(ScopedSignalBlock, WriteFailsInsteadOfRaisingAndTheHostsMaskAndPendingStay) {
   for (int signal : {SIGPIPE, SIGXFSZ}) {
     for (auto [blocks, pending] : {std::pair{false, false}, {true, false}, {true, true}}) {
-      SCOPED_TRACE(testing::Message() << "signal " << signal << " blocked " << blocks
-                                      << " pending " << pending);
+      SCOPED_TRACE(testing::Message()
+                   << "signal " << signal << " blocked " << blocks << " pending " << pending);
       EXPECT_EXIT(_exit(WriteUnderTheBlock(signal, blocks, pending)), testing::ExitedWithCode(0),
                   "");
     }

@@ -270,8 +270,7 @@ int TraceBeyondTheFileSizeLimit(const std::string &logdir) {
 // ends at the limit, and the trace tells of the lost texts.
 TEST(FileAgentStarted, FileSizeLimitCostsTextsNotTheHost) {
   TempDir logdir;
-  EXPECT_EXIT(_exit(TraceBeyondTheFileSizeLimit(logdir.path())), ::testing::ExitedWithCode(0),
-              "");
+  EXPECT_EXIT(_exit(TraceBeyondTheFileSizeLimit(logdir.path())), ::testing::ExitedWithCode(0), "");
   const std::string log = logdir.File("Limit_mtdata.log");
   EXPECT_EQ(std::filesystem::file_size(log), 20480u);
   const std::u16string trace = tlm_test::ReadUtf8File(logdir.File("Limit_tlm.trc"));

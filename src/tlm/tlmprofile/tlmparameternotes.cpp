@@ -64,8 +64,8 @@ zulstring readingNote(const NumericKey &key, const zulstring &text) {
   const long parsed = strtolU16(text.c_str(), &end, 10);
   const zulstring head = u"Parameter " + zulstring(key.name) + u"=" + text;
   if (end == text.c_str()) return head + u" is not a number; it is read as 0\n";
-  const unsigned long narrowed = key.wide ? static_cast<uint32_t>(parsed)
-                                          : static_cast<uint16_t>(parsed);
+  const unsigned long narrowed =
+      key.wide ? static_cast<uint32_t>(parsed) : static_cast<uint16_t>(parsed);
   if (parsed < 0 || static_cast<unsigned long>(parsed) != narrowed) {
     return head + u" does not fit its field; it is read as " + number(narrowed) + u"\n";
   }
@@ -84,15 +84,18 @@ zulstring CParameterLoader::getSwitchOffNotes() const {
     }
   }
   if (getInstrumentLevelThreshold() == 0) {
-    notes += u"instrument_level_threshold is 0: instrumentation is switched off, nothing is timed "
-             u"or traced\n";
+    notes +=
+        u"instrument_level_threshold is 0: instrumentation is switched off, nothing is timed "
+        u"or traced\n";
   } else if (getInstrumentLevelThresholdTrace() == 0) {
-    notes += u"instrument_level_threshold_trace is 0: a traced transaction that uses it times no "
-             u"component\n";
+    notes +=
+        u"instrument_level_threshold_trace is 0: a traced transaction that uses it times no "
+        u"component\n";
   }
   if (getDataSendingInterval() == 0) {
-    notes += u"datasending_interval is 0: metric data is never sent, and neither "
-             u"TLM_outputMetricData nor the stop sends anything\n";
+    notes +=
+        u"datasending_interval is 0: metric data is never sent, and neither "
+        u"TLM_outputMetricData nor the stop sends anything\n";
   }
   if (getTraceCheckInterval() == 0) {
     notes += getDataSendingInterval() == 0
