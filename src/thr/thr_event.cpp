@@ -59,16 +59,6 @@ int WaitForEvent(THR_EVT *evt, int32_t ms, bool reset) {
   return rc;
 }
 
-// Sets the state under the event's mutex; a set also wakes one waiter.
-int ChangeState(THR_EVT *evt, uint32_t state) {
-  if (!thr::Threaded()) return THR_ERR_OK;
-  if (pthread_mutex_lock(&evt->mutex) != 0) return THR_ERR_OS;
-  evt->state = state;
-  int rc = state == 1 && pthread_cond_signal(&evt->cond) != 0 ? THR_ERR_OS : THR_ERR_OK;
-  if (pthread_mutex_unlock(&evt->mutex) != 0) rc = THR_ERR_OS;
-  return rc;
-}
-
 }  // namespace
 
 int ThrEvtInit(THR_EVT *evt) noexcept {
@@ -84,9 +74,9 @@ int ThrEvtDelete(THR_EVT *evt) noexcept {
   return pthread_cond_destroy(&evt->cond) == 0 ? THR_ERR_OK : THR_ERR_OS;
 }
 
-int ThrEvtSet(THR_EVT *evt) noexcept { return ChangeState(evt, 1); }
+int ThrEvtSet(THR_EVT *evt) noexcept { return thr::EvtChangeState(evt, 1); }
 
-int ThrEvtReset(THR_EVT *evt) noexcept { return ChangeState(evt, 0); }
+int ThrEvtReset(THR_EVT *evt) noexcept { return thr::EvtChangeState(evt, 0); }
 
 int ThrEvtWait(THR_EVT *evt, int32_t ms) noexcept { return WaitForEvent(evt, ms, false); }
 

@@ -34,15 +34,9 @@ int ThrMtxDelete(THR_MTX *mtx) noexcept {
   return pthread_mutex_destroy(mtx) == 0 ? THR_ERR_OK : THR_ERR_OS;
 }
 
-int ThrMtxILock(THR_MTX *mtx) noexcept {
-  if (!thr::Threaded()) return THR_ERR_OK;
-  return pthread_mutex_lock(mtx) == 0 ? THR_ERR_OK : THR_ERR_OS;
-}
+int ThrMtxILock(THR_MTX *mtx) noexcept { return thr::MtxILock(mtx); }
 
-int ThrMtxIUnlock(THR_MTX *mtx) noexcept {
-  if (!thr::Threaded()) return THR_ERR_OK;
-  return pthread_mutex_unlock(mtx) == 0 ? THR_ERR_OK : THR_ERR_OS;
-}
+int ThrMtxIUnlock(THR_MTX *mtx) noexcept { return thr::MtxIUnlock(mtx); }
 
 int ThrMtxITryLock(THR_MTX *mtx) noexcept {
   if (!thr::Threaded()) return THR_ERR_OK;

@@ -22,13 +22,13 @@ int ThrRwlDelete(THR_RWL *rwl) noexcept {
 
 int ThrRwlSharedLock(THR_RWL *rwl, int32_t ms) noexcept {
   for (bool first_round = true;; first_round = false) {
-    int rc = ThrMtxILock(&rwl->mtx);
+    int rc = thr::MtxILock(&rwl->mtx);
     if (rc != THR_ERR_OK) return rc;
     // A reader woken by the event wakes the next sleeping reader too.
-    if (!first_round) ThrEvtSet(&rwl->readers);
+    if (!first_round) thr::EvtChangeState(&rwl->readers, 1);
     bool granted = rwl->state >= 0 && rwl->waiting_writers == 0;
     if (granted) ++rwl->state;
-    rc = ThrMtxIUnlock(&rwl->mtx);
+    rc = thr::MtxIUnlock(&rwl->mtx);
     if (rc != THR_ERR_OK || granted) return rc;
     if (ms == 0) return THR_ERR_TIMEOUT;
     rc = ThrEvtWaitReset(&rwl->readers, ms);
@@ -42,7 +42,7 @@ int ThrRwlExclusiveLock(THR_RWL *rwl, int32_t ms) noexcept {
   // meaning that they do not hold the lock.
   int remembered = THR_ERR_OK;
   for (bool first_round = true;; first_round = false) {
-    int rc = ThrMtxILock(&rwl->mtx);
+    int rc = thr::MtxILock(&rwl->mtx);
     if (rc != THR_ERR_OK) return rc;
     if (first_round) ++rwl->waiting_writers;
     bool granted = false;
@@ -53,7 +53,7 @@ int ThrRwlExclusiveLock(THR_RWL *rwl, int32_t ms) noexcept {
     } else if (ms == 0) {
       --rwl->waiting_writers;
     }
-    ThrMtxIUnlock(&rwl->mtx);
+    thr::MtxIUnlock(&rwl->mtx);
     if (granted) return remembered;
     if (ms == 0) return remembered != THR_ERR_OK ? remembered : THR_ERR_TIMEOUT;
     rc = ThrEvtWaitReset(&rwl->writers, ms);
@@ -65,7 +65,7 @@ int ThrRwlExclusiveLock(THR_RWL *rwl, int32_t ms) noexcept {
 }
 
 int ThrRwlUnlock(THR_RWL *rwl) noexcept {
-  int rc = ThrMtxILock(&rwl->mtx);
+  int rc = thr::MtxILock(&rwl->mtx);
   if (rc != THR_ERR_OK) return rc;
   // A free lock (0) goes to -1 here: unlocking it leaves it held exclusively.
   if (rwl->state >= 0) {
@@ -75,9 +75,9 @@ int ThrRwlUnlock(THR_RWL *rwl) noexcept {
   }
   int32_t state = rwl->state;
   bool writers_wait = rwl->waiting_writers != 0;
-  rc = ThrMtxIUnlock(&rwl->mtx);
+  rc = thr::MtxIUnlock(&rwl->mtx);
   if (rc != THR_ERR_OK) return rc;
-  if (!writers_wait) return ThrEvtSet(&rwl->readers);
-  if (state == 0) return ThrEvtSet(&rwl->writers);
+  if (!writers_wait) return thr::EvtChangeState(&rwl->readers, 1);
+  if (state == 0) return thr::EvtChangeState(&rwl->writers, 1);
   return THR_ERR_OK;
 }

@@ -26,6 +26,27 @@ inline bool Threaded() { return __atomic_load_n(&thr_threaded, __ATOMIC_RELAXED)
 inline void SetThreaded(uint32_t on) { __atomic_store_n(&thr_threaded, on, __ATOMIC_RELAXED); }
 inline bool InitDone() { return init_done.load(std::memory_order_acquire) != 0; }
 
+// The bodies of ThrMtxILock, ThrMtxIUnlock and of ThrEvtSet and ThrEvtReset, inline here so that
+// the read-write lock, whose uncontended path is little else, makes no call of its own around the
+// system's; the exported functions use the same bodies.
+inline int MtxILock(THR_MTX *mtx) {
+  if (!Threaded()) return THR_ERR_OK;
+  return pthread_mutex_lock(mtx) == 0 ? THR_ERR_OK : THR_ERR_OS;
+}
+inline int MtxIUnlock(THR_MTX *mtx) {
+  if (!Threaded()) return THR_ERR_OK;
+  return pthread_mutex_unlock(mtx) == 0 ? THR_ERR_OK : THR_ERR_OS;
+}
+// Sets the state under the event's mutex; a set also wakes one waiter.
+inline int EvtChangeState(THR_EVT *evt, uint32_t state) {
+  if (!Threaded()) return THR_ERR_OK;
+  if (pthread_mutex_lock(&evt->mutex) != 0) return THR_ERR_OS;
+  evt->state = state;
+  int rc = state == 1 && pthread_cond_signal(&evt->cond) != 0 ? THR_ERR_OS : THR_ERR_OK;
+  if (pthread_mutex_unlock(&evt->mutex) != 0) rc = THR_ERR_OS;
+  return rc;
+}
+
 // Thread table: entries in creation order. Each function takes the table mutex itself and
 // answers 12 when it fails.
 // Enter answers 0 or 7.

@@ -1,12 +1,16 @@
 // The four background threads: the timer loop that raises an event at the end of each period,
 // and the dispatcher loop that runs one sending run per event.
 //
+// Each thread first blocks SIGXFSZ and SIGPIPE for its whole life: it runs none of the host's code,
+// and its writes fail with EFBIG or EPIPE rather than end the host.
+//
 // A thread ends with ThrExit, which unwinds the stack; so it is called from the thread function
 // itself, outside every noexcept function and every catch-all.
 #define DPTRC_MODULE u"tlmdispatcherthreads"
 
 #include <chrono>
 
+#include "thr/thr_sigblock.h"
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmdispatchermanager.h"
 #include "tlm/tlmplatformhelper.h"
@@ -30,18 +34,21 @@ void noteSendingPerformance(const ZUL_UTF16 *record, uint32_t start) {
 }  // namespace
 
 void *CDispatcherManager::TimerThread(void *interval) {
+  thr::BlockHostSignalsForThisThread();
   m_ptDispManager->runTimer(static_cast<const CRelaxed<uint32_t> *>(interval),
                             m_ptDispManager->traceTimerActive_, &m_evt);
   ThrExit(0);
 }
 
 void *CDispatcherManager::TimerThread2(void *interval) {
+  thr::BlockHostSignalsForThisThread();
   m_ptDispManager->runTimer(static_cast<const CRelaxed<uint32_t> *>(interval),
                             m_ptDispManager->dataTimerActive_, &m_evt2);
   ThrExit(0);
 }
 
 void *CDispatcherManager::AgentThread(void *) {
+  thr::BlockHostSignalsForThisThread();
   m_ptDispManager->runDispatcher(&m_evt, m_ptDispManager->traceSendingActive_,
                                  &CDispatcherManager::sendTraces,
                                  u"ThrEvtWaitReset failed in trace dispatcher thread\n");
@@ -49,6 +56,7 @@ void *CDispatcherManager::AgentThread(void *) {
 }
 
 void *CDispatcherManager::AgentThread2(void *) {
+  thr::BlockHostSignalsForThisThread();
   m_ptDispManager->runDispatcher(&m_evt2, m_ptDispManager->dataSendingActive_,
                                  &CDispatcherManager::sendData,
                                  u"ThrEvtWaitReset failed in data dispatcher thread\n");

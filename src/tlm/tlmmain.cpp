@@ -14,6 +14,7 @@
 #include "tlm/tlmmainsession.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
+#include "tlm/tlmswitchoffnotes.h"
 #include "tlm/tlmtracesectioncachemanager.h"
 #include "zul_dptrace.h"
 #include "zul_epp.h"
@@ -85,8 +86,18 @@ void startLibrary(const zulstring &component, short pidOption, const ZUL_UTF16 *
 // Counts one more use; true for the first, which is to start the library. A later use writes
 // again, which names the start function that was called twice.
 bool firstUse(const ZUL_UTF16 *again) {
-  if (__atomic_add_fetch(&s_process_usage, 1, __ATOMIC_SEQ_CST) == 1) return true;
+  const uint16_t uses = __atomic_add_fetch(&s_process_usage, 1, __ATOMIC_SEQ_CST);
+  if (uses == 1) return true;
   DPTRC(1, tf, u"%s", again);
+  // A count that isn't above 0 as a signed number was left by TLM_ProcExitNestable calls while
+  // stopped (0 wraps to 65535): this start only paid one of them back, and nothing is timed.
+  if (static_cast<int16_t>(uses) <= 0) {
+    DPTRC(1, tf,
+          u"Instrumentation stays off: the library is stopped, and this start only made up for a "
+          u"TLM_ProcExitNestable call made while it was stopped (usage count now %u, not 1); the "
+          u"library starts at the start call that brings the count to 1\n",
+          static_cast<unsigned>(uses));
+  }
   return false;
 }
 
@@ -200,5 +211,8 @@ void TLM_checkActiveParameter(void) noexcept {
     DPTRC(1, tf, u"TLM configuration info begin----------------\n");
     DPTRC(1, tf, u"%s", parameters.c_str());
     DPTRC(1, tf, u"TLM configuration info end----------------\n");
+    // A value that switches instrumentation off is said so in words after the report.
+    const zulstring notes = tlmmain::switchOffNotes();
+    if (!notes.empty()) DPTRC(1, tf, u"%s", notes.c_str());
   });
 }

@@ -2,6 +2,7 @@
 
 #include "tlm/tlmmtdatasendingfileagent.h"
 
+#include "thr/thr_sigblock.h"
 #include "tlm/tlmfilename.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_dptrace.h"
@@ -80,6 +81,8 @@ bool CMTDataSendingFileAgent::openForAppend(const zulstring &name) {
 }
 
 bool CMTDataSendingFileAgent::writeAndClose(const std::string &bytes) {
+  // At the file size limit the write fails with EFBIG instead of ending the host with SIGXFSZ.
+  thr::ScopedSignalBlock hostSignals;
   stream_->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   stream_->flush();
   const bool written = !stream_->fail();

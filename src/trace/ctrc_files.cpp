@@ -34,6 +34,13 @@ FILE *OpenStream(const ZUL_UTF16 *filename, int mode) {
   return stderr;
 }
 
+// Closing writes what the stream still buffers; at the file size limit that fails with EFBIG
+// rather than end the host (thr_sigblock.h).
+int CloseStream(FILE *stream) {
+  thr::ScopedSignalBlock host_signals;
+  return fclose(stream);
+}
+
 void ClearProcessTimeFields() {
   state.last_sec = state.last_fine_sec = state.last_fine_usec = state.last_size_check = 0;
 }
@@ -111,7 +118,7 @@ CTRC_HDL CTrcThrOpen(const ZUL_UTF16 *filename, int mode, int level) noexcept {
   Lock lock;
   CTRC_THR_ADM *adm = ctrc::CreateThreadAdm();
   if (adm == nullptr) {
-    if (!dptrace::IsUnownedStream(stream)) fclose(stream);
+    if (!dptrace::IsUnownedStream(stream)) ctrc::CloseStream(stream);
     return nullptr;
   }
   *adm = CTRC_THR_ADM{stream, CTRC_THR_LEVEL_UNSET, 0, 0, 0, 0};
@@ -123,7 +130,7 @@ int CTrcThrClose(CTRC_HDL hdl) noexcept {
   Lock lock;
   CTRC_THR_ADM *adm = ctrc::ThreadFileAdm(hdl);
   if (adm == nullptr) return -1;
-  if (!dptrace::IsUnownedStream(adm->fp)) fclose(adm->fp);
+  if (!dptrace::IsUnownedStream(adm->fp)) ctrc::CloseStream(adm->fp);
   adm->fp = nullptr;
   adm->last_sec = adm->last_fine_sec = adm->last_fine_usec = adm->last_size_check = -1;
   return 0;
@@ -144,7 +151,7 @@ int CTrcFileClose(CTRC_HDL hdl) noexcept {
   else if (adm != nullptr && adm->fp == stream)
     adm->fp = nullptr;
   if (dptrace::IsUnownedStream(stream)) return 0;
-  return fclose(stream);
+  return ctrc::CloseStream(stream);
 }
 
 int CTrcFileTrunc(CTRC_HDL hdl) noexcept {

@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
+#include "thr/thr_sigblock.h"
 #include "zul_ctrc.h"
 
 namespace ctrc {
@@ -82,10 +84,25 @@ constexpr char16_t kErrorText[] = u"*** ERROR => ";
 constexpr char16_t kWarningText[] = u"*** WARNING => ";
 
 // Writes units of text to stream, or to output_func while one is set. Answers the output call's
-// result.
+// result. A write to a stream fails with EFBIG or EPIPE rather than raise SIGXFSZ or SIGPIPE in
+// the host (thr_sigblock.h); so does the flush.
 int Emit(FILE *stream, const char16_t *text, size_t units);
 // Flushes stream unless output_func is set.
 void Flush(FILE *stream);
+// Blocks SIGXFSZ and SIGPIPE for a scope in which the trace writes to a stream, so that all the
+// writes of one line and its flush share one block instead of each making its own. Does nothing
+// while output_func is set: that function is the host's, and so are its signals.
+class StreamSignalBlock {
+ public:
+  StreamSignalBlock();
+  StreamSignalBlock(const StreamSignalBlock &) = delete;
+  StreamSignalBlock &operator=(const StreamSignalBlock &) = delete;
+  // Ends the block before the scope does, so that a call into the host runs with its own mask.
+  void End() { block_.reset(); }
+
+ private:
+  std::optional<thr::ScopedSignalBlock> block_;
+};
 // True for a stream the trace must not close or truncate: standard error, or any while
 // output_func is set.
 bool IsUnownedStream(FILE *stream);

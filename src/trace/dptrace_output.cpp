@@ -19,11 +19,18 @@ char16_t message_buffer[kLineUnits];
 int Emit(FILE *stream, const char16_t *text, size_t units) {
   if (output_func != nullptr) return output_func(text, units, output_info);
   if (units == 0) return 0;
+  thr::ScopedSignalBlock host_signals;
   return static_cast<int>(fwriteU16(text, 1, units, stream));
 }
 
 void Flush(FILE *stream) {
-  if (output_func == nullptr) fflush(stream);
+  if (output_func != nullptr) return;
+  thr::ScopedSignalBlock host_signals;
+  fflush(stream);
+}
+
+StreamSignalBlock::StreamSignalBlock() {
+  if (output_func == nullptr) block_.emplace();
 }
 
 bool IsUnownedStream(FILE *stream) { return stream == stderr || output_func != nullptr; }

@@ -201,6 +201,7 @@ int TraceWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_li
   ctrc::Target target = ctrc::Resolve(hdl);
   if (target.comp != nullptr && target.comp->level < EntLev) return 0;
   if (ThreadFiltered(EntLev)) return 0;
+  StreamSignalBlock host_signals;  // ended before the watches, which may call the host
   if (flags & kFlagStamp) StampLine(target, (flags & kFlagThread) != 0);
 
   bool letter = target.HasLetter();
@@ -224,6 +225,7 @@ int TraceWriter(CTRC_HDL hdl, int encoding, int flags, const void *format, va_li
     rc = WriteLines(target, line_buffer, units, used, (flags & kFlagThread) != 0);
   if (cut) rc = NoteTruncation(target.stream);
   Flush(target.stream);
+  host_signals.End();
   MatchPatterns(hdl, target.stream, line_buffer, units);
   CheckFileSize(hdl, target.stream);
   return rc;
@@ -248,6 +250,7 @@ int ErrorLine(CTRC_HDL hdl, int encoding, int flags, const void *format, va_list
   if (target.Silenced() || ThreadFiltered(1)) return 0;
   char16_t context[512];
   size_t context_units = system ? 0 : static_cast<size_t>(ContextText(target.stream, context));
+  StreamSignalBlock host_signals;  // after the host's context hook, ended before the watches
   if (flags & kFlagStamp) StampLine(target, (flags & kFlagThread) != 0);
 
   bool warning = !system && (flags & kFlagWarning) != 0;
@@ -270,6 +273,7 @@ int ErrorLine(CTRC_HDL hdl, int encoding, int flags, const void *format, va_list
   int rc = Emit(target.stream, line_buffer, used);
   if (cut) rc = NoteTruncation(target.stream);
   Flush(target.stream);
+  host_signals.End();
   if (!system) MatchPatterns(hdl, target.stream, line_buffer, used);
   return rc;
 }

@@ -12,6 +12,7 @@
 #include "tlm/tlmmtcontext.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
+#include "tlm/tlmswitchoffnotes.h"
 #include "tlm_core_fixture.h"
 #include "tlmprofile/profile_test_support.h"
 
@@ -87,11 +88,79 @@ TEST_F(TLMLifecycle, ExitEndsTheLibraryWhateverTheNesting) {
   EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 0u);
   TLM_appendContextInfo(u"n", u"v");
   EXPECT_EQ(trace_.Text(), u"");
-  // Without a gate, a nested exit at 0 wraps the count; TLM_ProcExit then does nothing.
+  // Without a gate, a nested exit at 0 wraps the count; TLM_ProcExit then does nothing, and the
+  // next start only brings the count back to 0, saying why nothing is timed.
   EXPECT_EQ(TLM_ProcExitNestable(), 65535);
   TLM_ProcExit();
   EXPECT_EQ(s_process_usage, 65535);
-  s_process_usage = 0;
+  EXPECT_EQ(TLM_ProcInit(u"App", 0), 0);
+  EXPECT_EQ(s_process_usage, 0);
+  EXPECT_EQ(TLM_startTiming(u"A", u"op", 1), 0u);
+  EXPECT_EQ(trace_.Lines(),
+            (std::vector<std::u16string>{
+                trace_.ThreadPrefix() + u"TLM_ProcInit API has been invoked before",
+                trace_.ThreadPrefix() +
+                    u"Instrumentation stays off: the library is stopped, and this start only made "
+                    u"up for a TLM_ProcExitNestable call made while it was stopped (usage count "
+                    u"now 0, not 1); the library starts at the start call that brings the count "
+                    u"to 1"}));
+}
+
+// Each configuration that switches instrumentation off, or isn't read as written, says so in
+// words; the notes follow the configuration report at start.
+class TLMSwitchOffNotes : public metrics_test::MetricsTest {};
+
+TEST_F(TLMSwitchOffNotes, EachValueThatSwitchesSomethingOffIsNamed) {
+  const std::u16string kOff =
+      u"instrument_level_threshold is 0: instrumentation is switched off, nothing is timed or "
+      u"traced\n";
+  const std::u16string kNoData =
+      u"datasending_interval is 0: metric data is never sent, and neither TLM_outputMetricData "
+      u"nor the stop sends anything\n";
+  struct Case {
+    metrics_test::Pairs pairs;
+    std::u16string notes;
+  } cases[] = {
+      {{}, u""},
+      {{{u"instrument_level_threshold", u"abc"}},
+       u"Parameter instrument_level_threshold=abc is not a number; it is read as 0\n" + kOff},
+      {{{u"instrument_level_threshold", u"65536"}},
+       u"Parameter instrument_level_threshold=65536 does not fit its field; it is read as 0\n" +
+           kOff},
+      {{{u"instrument_level_threshold", u"5"}, {u"instrument_level_threshold_trace", u"0"}},
+       u"instrument_level_threshold_trace is 0: a traced transaction that uses it times no "
+       u"component\n"},
+      {{{u"datasending_interval", u"off"}},
+       u"Parameter datasending_interval=off is not a number; it is read as 0\n" + kNoData},
+      {{{u"datasending_interval", u"-1"}},
+       u"Parameter datasending_interval=-1 does not fit its field; it is read as 4294967295\n"},
+      {{{u"tracecheck_interval", u"0"}},
+       u"tracecheck_interval is 0: there is no trace timer, traces are sent only by "
+       u"TLM_outputMetricData and at the stop\n"},
+      {{{u"tracecheck_interval", u"0"}, {u"datasending_interval", u"0"}},
+       kNoData + u"tracecheck_interval is 0: there is no trace timer, and traces are never sent\n"},
+      {{{u"specific_component_names", u"Db,"},
+        {u"specific_component_level_thresholds", u"0,"},
+        {u"specific_component_level_thresholds_trace", u"none,"}},
+       u"Components Db|... are never timed outside traced transactions: their threshold in "
+       u"specific_component_level_thresholds is 0\n"
+       u"Components Db|... are never timed in traced transactions: their threshold in "
+       u"specific_component_level_thresholds_trace is 0\n"},
+  };
+  for (const Case &c : cases) {
+    TearDown();
+    Start(c.pairs);
+    EXPECT_EQ(tlmmain::switchOffNotes(), c.notes) << tlm_test::Utf8(c.notes);
+  }
+}
+
+TEST_F(TLMLifecycle, NotesFollowTheConfigurationReport) {
+  Start({{u"tracecheck_interval", u"0"}});
+  const std::u16string text = trace_.Text();
+  const size_t end = text.find(u"TLM configuration info end----------------\n");
+  EXPECT_NE(text.find(u"tracecheck_interval is 0: there is no trace timer", end),
+            std::u16string::npos)
+      << tlm_test::Utf8(text);
 }
 
 TEST_F(TLMLifecycle, ParameterPairs) {

@@ -198,11 +198,11 @@ TEST_F(FileAgentTest, TextIsLostWhenNeitherFileOpens) {
   EXPECT_EQ(ReadBytes(cwd.dir().File("App_mtdata.log")), "kept\n");
 }
 
-// The file size limit stands in for a full disk: the write fails in the middle of the text. The
-// child process reports through its exit code which step went wrong.
+// The file size limit stands in for a full disk: the write fails in the middle of the text, and
+// the host lives on. The child process reports through its exit code which step went wrong.
 int WriteBeyondTheFileSizeLimit(CMTDataSendingFileAgent &agent, const std::string &file,
                                 const tlm_test::TraceCapture &trace) {
-  signal(SIGXFSZ, SIG_IGN);
+  signal(SIGXFSZ, SIG_DFL);  // the host's default: SIGXFSZ would end it
   rlimit limit{};
   getrlimit(RLIMIT_FSIZE, &limit);
   const rlim_t old = limit.rlim_cur;
@@ -240,6 +240,39 @@ TEST(FileAgentStarted, MetricAndTraceTextsOfAStartedLibraryReachTheLogFile) {
   EXPECT_NE(text.find("<metric type="), std::string::npos) << text;
   EXPECT_NE(text.find("|Cart|add:"), std::string::npos) << text;
   EXPECT_NE(text.find("<event resource=\"Cart|add\""), std::string::npos) << text;
+}
+
+// A host with a file size limit of 20 KiB and the default action for SIGXFSZ times 20,000 traced
+// transactions. Answers 0, or 1 when the limit can't be set.
+int TraceBeyondTheFileSizeLimit(const std::string &logdir) {
+  signal(SIGXFSZ, SIG_DFL);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  limit.rlim_cur = 20480;
+  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+  const std::u16string dir = Utf16(logdir);
+  const ZUL_UTF16 *pairs[][2] = {{u"logdir", dir.c_str()}, {u"datasending_method", u"file"}};
+  TLM_ProcInitWithParam(u"Limit", 0, 2, pairs);
+  for (int i = 1; i <= 20000; ++i) {
+    TLM_initContext(u"*1000");
+    TLM_endTiming(TLM_startTiming(u"Cart", u"add", 1));
+    if (i % 2000 == 0) TLM_outputMetricData();
+  }
+  TLM_ProcExit();
+  return 0;
+}
+
+// Both the log file and the library's trace file reach the limit; the host lives on, the log file
+// ends at the limit, and the trace tells of the lost texts.
+TEST(FileAgentStarted, FileSizeLimitCostsTextsNotTheHost) {
+  TempDir logdir;
+  EXPECT_EXIT(_exit(TraceBeyondTheFileSizeLimit(logdir.path())), ::testing::ExitedWithCode(0), "");
+  const std::string log = logdir.File("Limit_mtdata.log");
+  EXPECT_EQ(std::filesystem::file_size(log), 20480u);
+  const std::u16string trace = tlm_test::ReadUtf8File(logdir.File("Limit_tlm.trc"));
+  EXPECT_NE(trace.find(u"Metric data could not be written to log file " + Utf16(log)),
+            std::u16string::npos)
+      << tlm_test::Utf8(trace);
 }
 
 }  // namespace

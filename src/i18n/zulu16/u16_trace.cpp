@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "thr/thr_sigblock.h"
 #include "zul_u16stdio.h"
 
 int u16_trace_level = 0;
@@ -47,6 +48,8 @@ void Deliver(const std::u16string &message) {
     f(reinterpret_cast<const ZUL_UTF16 *>(message.c_str()));
     return;
   }
+  // Standard error may be a pipe whose reader has gone: the message is lost, not the host.
+  thr::ScopedSignalBlock host_signals;
   u16_fwriteU16(reinterpret_cast<const ZUL_UTF16 *>(message.data()), message.size(), stderr);
   fflush(stderr);
 }

@@ -5,6 +5,12 @@
 // find the same. The switches are published as one record under a sequence count: a reader that
 // sees the count move, or odd, searches for itself, and a thread that finds another publishing
 // keeps its own result, so no one ever uses a mix of two records.
+//
+// The sequence count is built from ordered accesses of the atomics themselves, with no separate
+// fence, so that a race checker sees every ordering it relies on. The writer makes the count odd,
+// then stores each field with release order; a reader loads each field with acquire order. A
+// reader that sees even one field of a record still being written therefore also sees the odd
+// count, or a later one, when it loads the count again, and throws its copy away.
 #include <atomic>
 #include <cstdint>
 
@@ -46,26 +52,25 @@ std::atomic<bool> known_dst{false};
 
 bool LoadSwitches(Switches *out) {
   uint32_t before = sequence.load(std::memory_order_acquire);
-  if ((before & 1) != 0 || !switches_known.load(std::memory_order_relaxed)) return false;
-  out->previous = known_previous.load(std::memory_order_relaxed);
-  out->next = known_next.load(std::memory_order_relaxed);
-  out->dst = known_dst.load(std::memory_order_relaxed);
-  out->begin = known_begin.load(std::memory_order_relaxed);
-  out->end = known_end.load(std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_acquire);
+  if ((before & 1) != 0 || !switches_known.load(std::memory_order_acquire)) return false;
+  out->previous = known_previous.load(std::memory_order_acquire);
+  out->next = known_next.load(std::memory_order_acquire);
+  out->dst = known_dst.load(std::memory_order_acquire);
+  out->begin = known_begin.load(std::memory_order_acquire);
+  out->end = known_end.load(std::memory_order_acquire);
   return sequence.load(std::memory_order_relaxed) == before;
 }
 
 void PublishSwitches(const Switches &in) {
   if (publishing.exchange(true, std::memory_order_acquire)) return;  // another thread publishes
   sequence.fetch_add(1, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_release);
-  known_previous.store(in.previous, std::memory_order_relaxed);
-  known_next.store(in.next, std::memory_order_relaxed);
-  known_dst.store(in.dst, std::memory_order_relaxed);
-  known_begin.store(in.begin, std::memory_order_relaxed);
-  known_end.store(in.end, std::memory_order_relaxed);
-  switches_known.store(true, std::memory_order_relaxed);
+  // Release orders each store after the count became odd.
+  known_previous.store(in.previous, std::memory_order_release);
+  known_next.store(in.next, std::memory_order_release);
+  known_dst.store(in.dst, std::memory_order_release);
+  known_begin.store(in.begin, std::memory_order_release);
+  known_end.store(in.end, std::memory_order_release);
+  switches_known.store(true, std::memory_order_release);
   sequence.fetch_add(1, std::memory_order_release);
   publishing.store(false, std::memory_order_release);
 }

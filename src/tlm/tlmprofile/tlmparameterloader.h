@@ -55,6 +55,10 @@ class CParameterLoader {
   zulstring getActiveParamList() const;
   // Writes "Parameter Name: <name> |Parameter Value: <value>" per key to standard output.
   void printActiveParamList() const;
+  // Lines that say in words which configured values switch instrumentation off (a threshold or an
+  // interval of 0) and which the rules didn't read as written (not a number, so 0; or a number
+  // that doesn't fit its field). Empty when there is nothing to say.
+  zulstring getSwitchOffNotes() const;
 
   // The numbers in force, as the conversion left them.
   uint16_t getInstrumentLevelThreshold() const { return get(instrumentLevelThreshold_); }

@@ -1,4 +1,5 @@
 // The reports of the configured values.
+#include "thr/thr_sigblock.h"
 #include "tlm/tlmprofile/tlmparameterloader.h"
 #include "zul_u16stdio.h"
 
@@ -25,6 +26,8 @@ zulstring CParameterLoader::getActiveParamList() const {
 
 void CParameterLoader::printActiveParamList() const {
   std::lock_guard<std::mutex> lock(mapMutex_);
+  // Standard output may be a pipe whose reader has gone: the listing is lost, not the host.
+  thr::ScopedSignalBlock hostSignals;
   for (const auto &[name, parameter] : parameters_) {
     zulstring line =
         u"Parameter Name: " + name + u" |Parameter Value: " + parameter.getParamValue() + u"\n";
