@@ -1,6 +1,6 @@
 #include "tlm/tlmswitchoffnotes.h"
 
-#include "tlm/tlmcontextcachemanager.h"
+#include "tlm/tlmlibrary.h"
 #include "tlm/tlmprofile/tlmparameterloader.h"
 
 namespace tlmmain {
@@ -22,17 +22,11 @@ zulstring zeroThresholds(const CThresholdMap &map, const ZUL_UTF16 *where, const
 
 zulstring switchOffNotes() {
   zulstring notes = tlmprofile::CParameterLoader::Instance()->getSwitchOffNotes();
-  CContextCacheManager *registry = CContextCacheManager::Instance();
-  CThresholdMap map;
-  if (registry->checkSpecMap(map)) {
-    notes +=
-        zeroThresholds(map, u"outside traced transactions", u"specific_component_level_thresholds");
-  }
-  map.clear();
-  if (registry->checkTraceSpecMap(map)) {
-    notes += zeroThresholds(map, u"in traced transactions",
-                            u"specific_component_level_thresholds_trace");
-  }
+  const std::shared_ptr<const CProcessSettings> settings = tlmlibrary::CurrentSettings();
+  notes += zeroThresholds(settings->componentThresholds, u"outside traced transactions",
+                          u"specific_component_level_thresholds");
+  notes += zeroThresholds(settings->componentTraceThresholds, u"in traced transactions",
+                          u"specific_component_level_thresholds_trace");
   return notes;
 }
 
