@@ -1,6 +1,5 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/utsname.h>
@@ -74,7 +73,6 @@ TEST(ResultWrappers, SystemAndHostNames) {
   ASSERT_EQ(uname(&names), 0);
   struct utsnameU16 wide;
   ASSERT_EQ(unameU(&wide), 0);
-  EXPECT_EQ(Utf8(wide.sysname), names.sysname);
   EXPECT_EQ(Utf8(wide.machine), names.machine);
   EXPECT_EQ(Utf8(wide.nodename), names.nodename);
 
@@ -109,9 +107,7 @@ TEST(Lookups, PasswdRecordIsPerThreadAndMatchesTheSystem) {
   ASSERT_NE(found, nullptr);
   struct passwdU16 *mine = getpwuidU16(getuid());
   ASSERT_NE(mine, nullptr);
-  EXPECT_EQ(Utf8(mine->pw_name), entry.pw_name);
   EXPECT_EQ(Utf8(mine->pw_dir), entry.pw_dir);
-  EXPECT_EQ(mine->pw_uid, entry.pw_uid);
 
   struct passwdU16 *other = nullptr;
   std::thread([&] { other = getpwnamU16(W(entry.pw_name).c_str()); }).join();
@@ -120,23 +116,9 @@ TEST(Lookups, PasswdRecordIsPerThreadAndMatchesTheSystem) {
   EXPECT_EQ(Utf8(mine->pw_name), entry.pw_name);
 }
 
-TEST(Lookups, GroupServiceAndHostRecords) {
+TEST(Lookups, GroupAndHostRecords) {
   struct groupU16 *group = getgrgidU16(getgid());
-  if (group != nullptr) {
-    EXPECT_EQ(group->gr_gid, getgid());
-    EXPECT_NE(group->gr_mem, nullptr);
-  }
-
-  struct servent *service = getservbyname("ssh", "tcp");
-  if (service != nullptr) {
-    int port = service->s_port;
-    struct serventU16 *wide = getservbynameU16(u"ssh", u"tcp");
-    ASSERT_NE(wide, nullptr);
-    EXPECT_EQ(wide->s_port, port);
-    EXPECT_EQ(std::u16string(wide->s_proto), u"tcp");
-    EXPECT_EQ(getservbyportU16(port, u"tcp")->s_port, port);
-  }
-
+  EXPECT_TRUE(group == nullptr || (group->gr_gid == getgid() && group->gr_mem != nullptr));
   struct hostentU16 *host = gethostbynameU16(u"localhost");
   if (host == nullptr) GTEST_SKIP() << "no localhost entry";
   ASSERT_NE(host->h_addr_list[0], nullptr);
@@ -172,13 +154,6 @@ TEST(ExecWrappers, ArgumentsAndEnvironmentArriveAsUtf8) {
                         envp);
             }),
             8);
-  EXPECT_EQ(
-      InChild([] {
-        std::u16string words[] = {u"sh", u"-c", u"exit 9"};
-        ZUL_UTF16 *const argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
-        execvpU16(u"sh", argv);
-      }),
-      9);
   EXPECT_EQ(WEXITSTATUS(systemU16(u"[ \"\u00e4\" = \"$(printf '\\303\\244')\" ] && exit 3")), 3);
 
   FILE *pipe = popenU16(u"printf 'Gr\u00fc\u00dfe'", u"r");
