@@ -11,6 +11,14 @@ using err_test::Field;
 
 class ErrSetTest : public ErrTest {};
 
+TEST_F(ErrSetTest, KeyedTextKeepsKeyAndArgumentTexts) {
+  ASSERT_EQ(ErrSet(u"COMP", 0, u"mod", 10, u"(ABCDE) failed %d", 0, nullptr, 7), ERR_OK);
+  EXPECT_EQ(Field(ERR_FLD_TEXT), u"failed 7");
+  EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), u"ABCDE");
+  EXPECT_EQ(Field(ERR_FLD_DESCR_VARGS), u"7");
+  EXPECT_EQ(Field(ERR_FLD_DETAIL_MSG_NO), u"");
+}
+
 // Text and detail take their arguments from one list, in this order. Only s d o u x X e E f give
 // argument texts; %i and %g take theirs silently, and %% takes none.
 TEST_F(ErrSetTest, ArgumentsFeedTextThenDetail) {

@@ -61,6 +61,8 @@ TEST(Ebcdic, WideUnitsBecomeNumberSignAndCount) {
   char out[8];
   EXPECT_STREQ(UcsToE8s(out, u"A\u20AC"), "\xC1\x7B");
   EXPECT_EQ(UcsToE8s_ErrCnt(), 2);
+  UcsToE8s_ErrReset();
+  EXPECT_EQ(UcsToE8s_ErrCnt(), 0);
   char text[] = "Hello, [World] #1!";
   A7nToE8nInPlace(text, sizeof text - 1);
   EXPECT_EQ(text[0], static_cast<char>(0xC8));
@@ -89,7 +91,9 @@ TEST(VolatileRing, FortyFirstResultOverwritesTheFirst) {
 TEST(VolatileRing, ConversionsIntoTheRing) {
   EXPECT_STREQ(UcnToA7nVola(u"ab\u00E9zz", 3), "ab#");
   EXPECT_STREQ(UcsToA7sVola(nullptr), "");
+  EXPECT_EQ(std::u16string(A7nToUcnVola("abc", 2)), u"ab");
   EXPECT_EQ(std::u16string(E8sToUcsVola("\xC1\xC2")), u"AB");
+  EXPECT_STREQ(UcsToE8sVola(u"AB"), "\xC1\xC2");
   EXPECT_EQ(std::u16string(Utf8sToUcsVola(reinterpret_cast<const ZUL_RAW *>("\xC3\xA9\xFF"))),
             u"\u00E9\uFFFD");
   EXPECT_STREQ(reinterpret_cast<const char *>(UcsToUtf8sVola(u"\u00E9\U0001F600\xD800")),

@@ -92,6 +92,7 @@ TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
       // A count of 0 touches nothing.
       {Member::kSnprintf, 0, u"%s%s", u"ab", u"cd", 0, untouched},
       {Member::kSprintfS, 0, u"%s%s", u"ab", u"cd", -1, untouched},
+      {Member::kSnprintfS, 0, u"%s%s", u"ab", u"cd", 0, untouched},
       // A count of 1 holds only the terminator.
       {Member::kSnprintfS, 1, u"%s%s", u"ab", u"cd", 0, u""},
       // The empty format still terminates.

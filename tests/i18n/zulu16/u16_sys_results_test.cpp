@@ -1,5 +1,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/utsname.h>
@@ -73,6 +74,7 @@ TEST(ResultWrappers, SystemAndHostNames) {
   ASSERT_EQ(uname(&names), 0);
   struct utsnameU16 wide;
   ASSERT_EQ(unameU(&wide), 0);
+  EXPECT_EQ(Utf8(wide.sysname), names.sysname);
   EXPECT_EQ(Utf8(wide.machine), names.machine);
   EXPECT_EQ(Utf8(wide.nodename), names.nodename);
 
@@ -116,9 +118,16 @@ TEST(Lookups, PasswdRecordIsPerThreadAndMatchesTheSystem) {
   EXPECT_EQ(Utf8(mine->pw_name), entry.pw_name);
 }
 
-TEST(Lookups, GroupAndHostRecords) {
+TEST(Lookups, GroupServiceAndHostRecords) {
   struct groupU16 *group = getgrgidU16(getgid());
   EXPECT_TRUE(group == nullptr || (group->gr_gid == getgid() && group->gr_mem != nullptr));
+  if (struct servent *service = getservbyname("ssh", "tcp")) {
+    struct serventU16 *wide = getservbynameU16(u"ssh", u"tcp");
+    ASSERT_NE(wide, nullptr);
+    EXPECT_EQ(wide->s_port, service->s_port);
+    EXPECT_EQ(std::u16string(wide->s_proto), u"tcp");
+    EXPECT_EQ(getservbyportU16(service->s_port, u"tcp")->s_port, service->s_port);
+  }
   struct hostentU16 *host = gethostbynameU16(u"localhost");
   if (host == nullptr) GTEST_SKIP() << "no localhost entry";
   ASSERT_NE(host->h_addr_list[0], nullptr);
@@ -154,6 +163,13 @@ TEST(ExecWrappers, ArgumentsAndEnvironmentArriveAsUtf8) {
                         envp);
             }),
             8);
+  EXPECT_EQ(
+      InChild([] {
+        std::u16string words[] = {u"sh", u"-c", u"exit 9"};
+        ZUL_UTF16 *const argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+        execvpU16(u"sh", argv);
+      }),
+      9);
   EXPECT_EQ(WEXITSTATUS(systemU16(u"[ \"\u00e4\" = \"$(printf '\\303\\244')\" ] && exit 3")), 3);
 
   FILE *pipe = popenU16(u"printf 'Gr\u00fc\u00dfe'", u"r");
