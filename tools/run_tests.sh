@@ -19,6 +19,6 @@ cmake --build build/asan -j "$jobs"
 ctest --test-dir build/asan -j "$jobs" --output-on-failure --timeout 600
 
 cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTLM_SANITIZE=thread \
-      -DTLM_BUILD_EXAMPLES=OFF
+      -DTLM_BUILD_EXAMPLES=OFF -DTLM_BUILD_TOOLS=OFF
 cmake --build build/tsan -j "$jobs"
 ctest --test-dir build/tsan -j "$jobs" --output-on-failure --timeout 600 -L concurrency

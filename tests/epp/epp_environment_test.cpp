@@ -62,9 +62,7 @@ TEST_F(EppEnvironment, ClearReturnsToTheNewState) {
   ASSERT_EQ(eppSetItem(h, 0, 1, 1, EPP_ITEM_INT, 4, &value), 0u);
   ASSERT_EQ(eppClear(h), 0u);
   EXPECT_EQ(GetText(h, eppGetUserId, 32), u"");
-  uint32_t needed = 0;
-  ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
-  EXPECT_EQ(needed, 230u);
+  EXPECT_EQ(Needed(h), 230u);
 }
 
 TEST_F(EppEnvironment, TheDefaultPassportOutlivesDelete) {
@@ -107,9 +105,7 @@ TEST_F(EppEnvironment, MemoryComesFromTheAllocationFunctionOnly) {
   A::refuse_at = A::blocks + 1;
   EXPECT_EQ(eppSetItem(h, 1, 1, 1, EPP_ITEM_INT, 4, &value), 8u);
   EXPECT_TRUE(Traced(u"eppSetItem: unable to set item (rc=8)\n"));
-  uint32_t needed = 0;
-  ASSERT_EQ(eppNeededNetworkSize(h, &needed), 0u);
-  EXPECT_EQ(needed, 226u + 12 + 2 * 11 + 4);
+  EXPECT_EQ(Needed(h), 226u + 12 + 2 * 11 + 4);
   A::refuse_at = A::blocks;
   void *none = nullptr;
   EXPECT_EQ(eppInit(&none), 8u);

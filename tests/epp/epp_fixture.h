@@ -72,6 +72,13 @@ class EppTest : public ::testing::Test {
   std::vector<void *> owned_;
 };
 
+// The size of the passport's network form.
+inline uint32_t Needed(void *h) {
+  uint32_t needed = 0;
+  EXPECT_EQ(eppNeededNetworkSize(h, &needed), 0u);
+  return needed;
+}
+
 // One text field through its getter, at its full width.
 template <typename Getter>
 std::u16string GetText(void *h, Getter getter, uint32_t capacity = 64) {

@@ -12,34 +12,32 @@ namespace {
 namespace pb = passport_bytes;
 using EppNetwork = EppTest;
 
-void SetText(uint32_t (*setter)(void *, const ZUL_UTF16 *, uint32_t), void *h,
-             const std::string &ascii) {
-  std::u16string text(ascii.begin(), ascii.end());
-  ASSERT_EQ(setter(h, text.data(), uint32_t(text.size())), 0u);
-}
-
 // Sets every field of c that the passport's version has.
 void Fill(void *h, const pb::Core &c) {
-  ASSERT_EQ(eppSetTraceFlag(h, c.flag), 0u);
-  SetText(eppSetComponentName, h, c.component_name);
-  ASSERT_EQ(eppSetService(h, c.service), 0u);
-  SetText(eppSetUserId, h, c.user_id);
-  SetText(eppSetAction, h, c.action);
-  ASSERT_EQ(eppSetActionType(h, c.action_type), 0u);
-  SetText(eppSetPreComponentName, h, c.pre_component_name);
-  if (c.version >= 2) SetText(eppSetTransactionId, h, c.transaction_id);
+  const struct {
+    uint32_t (*set)(void *, const ZUL_UTF16 *, uint32_t);
+    const std::string &text;
+    uint8_t min_version;
+  } texts[] = {{eppSetComponentName, c.component_name, 1},
+               {eppSetUserId, c.user_id, 1},
+               {eppSetAction, c.action, 1},
+               {eppSetPreComponentName, c.pre_component_name, 1},
+               {eppSetTransactionId, c.transaction_id, 2},
+               {eppSetClient, c.client, 3}};
+  for (const auto &t : texts) {
+    const std::u16string text(t.text.begin(), t.text.end());
+    if (c.version >= t.min_version) {
+      ASSERT_EQ(t.set(h, text.data(), uint32_t(text.size())), 0u);
+    }
+  }
+  for (uint32_t rc : {eppSetTraceFlag(h, c.flag), eppSetService(h, c.service),
+                      eppSetActionType(h, c.action_type)})
+    ASSERT_EQ(rc, 0u);
   if (c.version < 3) return;
-  SetText(eppSetClient, h, c.client);
-  ASSERT_EQ(eppSetComponent(h, c.component), 0u);
-  ASSERT_EQ(eppSetRootContextId(h, c.root_context_id), 0u);
-  ASSERT_EQ(eppSetConnectionId(h, c.connection_id), 0u);
-  ASSERT_EQ(eppSetConnectionCounter(h, c.connection_counter), 0u);
-}
-
-uint32_t Needed(void *h) {
-  uint32_t needed = 0;
-  EXPECT_EQ(eppNeededNetworkSize(h, &needed), 0u);
-  return needed;
+  for (uint32_t rc :
+       {eppSetComponent(h, c.component), eppSetRootContextId(h, c.root_context_id),
+        eppSetConnectionId(h, c.connection_id), eppSetConnectionCounter(h, c.connection_counter)})
+    ASSERT_EQ(rc, 0u);
 }
 
 uint8_t VersionOf(void *h) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <random>
 #include <set>
+#include <type_traits>
 #include <vector>
 
 #include "fi_test_util.h"
@@ -54,38 +55,61 @@ void RunAgainstModel(Index &index, uint32_t capacity, const std::u16string &alph
   index.Audit(model, rng);
 }
 
-class FiAdapter {
+// The tree and the list index records of a table through the same calls; Hdl is the handle the
+// calls take (the list's by address).
+template <typename Hdl, auto kInsert, auto kFind, auto kRemove>
+class RecordIndex {
  public:
-  static constexpr uint32_t kCapacity = 300;
-  static constexpr bool kFullBeforeExists = true;
-  FiAdapter() : records_(kCapacity + 1) {
-    block_ = ExactBlock(FiGetAdmSize(1, kCapacity, sizeof(KeyRecord), 0));
-    EXPECT_EQ(
-        FiInit(block_.get(), u"model", 0, 1, kCapacity, sizeof(KeyRecord), u' ', u' ', nullptr),
-        FI_OK);
-    EXPECT_EQ(FiOpenIndex(block_.get(), 9, 0, records_.base(), kUnits, &hdl_), FI_OK);
-  }
-  static constexpr uint32_t kUnits = 5;
-
+  explicit RecordIndex(uint32_t capacity) : records_(capacity + 1) {}
   int Insert(const std::u16string &key, uint32_t value) {
     KeyRecord *r = records_.Add(PadKey(key), value);
-    int rc = FiInsert(hdl_, r->key, r, nullptr);
+    int rc = kInsert(hdl(), r->key, r, nullptr);
     if (rc != FI_OK) records_.Drop(r);
     return rc;
   }
   int Remove(const std::u16string &key) {
     FI_NODE *node = nullptr;
-    int rc = FiFindExact(hdl_, key.data(), &node);
+    int rc = kFind(hdl(), key.data(), &node);
     if (rc != FI_OK) return rc;
     KeyRecord *r = Record(node);
-    rc = FiRemove(hdl_, node);
+    rc = kRemove(hdl(), node);
     records_.Drop(r);
     return rc;
   }
   std::optional<uint32_t> Find(const std::u16string &key) {
     FI_NODE *node = nullptr;
-    if (FiFindExact(hdl_, key.data(), &node) != FI_OK) return std::nullopt;
+    if (kFind(hdl(), key.data(), &node) != FI_OK) return std::nullopt;
     return Record(node)->value;
+  }
+  void Audit(const Model &, std::mt19937 &) {}
+
+ protected:
+  auto hdl() {
+    if constexpr (std::is_pointer_v<Hdl>) {
+      return hdl_;
+    } else {
+      return &hdl_;
+    }
+  }
+  KeyRecord *Record(FI_NODE *node) {
+    return static_cast<KeyRecord *>(FI_NODE_RECORD(records_.base(), node));
+  }
+  RecordTable records_;
+  Block block_;
+  Hdl hdl_{};
+};
+
+class FiAdapter : public RecordIndex<FI_HDL, FiInsert, FiFindExact, FiRemove> {
+ public:
+  static constexpr uint32_t kCapacity = 300;
+  static constexpr bool kFullBeforeExists = true;
+  static constexpr uint32_t kUnits = 5;
+  FiAdapter() : RecordIndex(kCapacity) {
+    block_ = ExactBlock(FiGetAdmSize(1, kCapacity, sizeof(KeyRecord), 0));
+    EXPECT_EQ(
+        FiInit(block_.get(), u"model", 0, 1, kCapacity, sizeof(KeyRecord), u' ', u' ', nullptr),
+        FI_OK);
+    EXPECT_EQ(FiOpenIndex(block_.get(), 9, 0, records_.base(), kUnits, &hdl_), FI_OK);
   }
   // A pattern search, resumed in small steps, finds exactly the keys that match with blanks as
   // wildcards on either side.
@@ -106,53 +130,16 @@ class FiAdapter {
     } while (cont == 1);
     EXPECT_EQ(found, expected) << std::string(pattern.begin(), pattern.end());
   }
-
- private:
-  KeyRecord *Record(FI_NODE *node) {
-    return static_cast<KeyRecord *>(FI_NODE_RECORD(records_.base(), node));
-  }
-  RecordTable records_;
-  Block block_;
-  FI_HDL hdl_ = nullptr;
 };
 
-class FiLAdapter {
+class FiLAdapter : public RecordIndex<FIL_HDL, FiLInsert, FiLFind, FiLRemove> {
  public:
   static constexpr uint32_t kCapacity = 40;
   static constexpr bool kFullBeforeExists = false;
-  FiLAdapter() : records_(kCapacity + 1) {
+  FiLAdapter() : RecordIndex(kCapacity) {
     block_ = ExactBlock(FiLGetAdmSize(kCapacity));
     EXPECT_EQ(FiLInit(block_.get(), kCapacity, 3, u' ', records_.base(), &hdl_), FI_OK);
   }
-  int Insert(const std::u16string &key, uint32_t value) {
-    KeyRecord *r = records_.Add(PadKey(key), value);
-    int rc = FiLInsert(&hdl_, r->key, r, nullptr);
-    if (rc != FI_OK) records_.Drop(r);
-    return rc;
-  }
-  int Remove(const std::u16string &key) {
-    FI_NODE *node = nullptr;
-    int rc = FiLFind(&hdl_, key.data(), &node);
-    if (rc != FI_OK) return rc;
-    KeyRecord *r = Record(node);
-    rc = FiLRemove(&hdl_, node);
-    records_.Drop(r);
-    return rc;
-  }
-  std::optional<uint32_t> Find(const std::u16string &key) {
-    FI_NODE *node = nullptr;
-    if (FiLFind(&hdl_, key.data(), &node) != FI_OK) return std::nullopt;
-    return Record(node)->value;
-  }
-  void Audit(const Model &, std::mt19937 &) {}
-
- private:
-  KeyRecord *Record(FI_NODE *node) {
-    return static_cast<KeyRecord *>(FI_NODE_RECORD(records_.base(), node));
-  }
-  RecordTable records_;
-  Block block_;
-  FIL_HDL hdl_{};
 };
 
 class FiHshAdapter {

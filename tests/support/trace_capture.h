@@ -16,8 +16,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "trace/ctrc_state.h"
@@ -26,24 +28,21 @@
 
 namespace tlm_test {
 
+// The trace state a test may change, as references to the live variables.
+inline auto LiveTraceState() {
+  return std::tie(ctrc::state, dptrace::line_state, next_free_comp, output_func, output_info,
+                  output_stream, ct_level, ct_time_res, EntLev, tf, dpTrcHidingActive,
+                  contextinfo_hook_func, contextinfo_hook_ctx);
+}
+template <class... T>
+std::tuple<T...> TraceStateValues(std::tuple<T &...>);
+
 // Saves the trace state on construction and restores it on destruction.
 class TraceStateGuard {
  public:
   TraceStateGuard() {
     DpLock();
-    saved_state_ = ctrc::state;
-    saved_line_ = dptrace::line_state;
-    saved_next_free_ = next_free_comp;
-    saved_func_ = output_func;
-    saved_info_ = output_info;
-    saved_stream_ = output_stream;
-    saved_level_ = ct_level;
-    saved_time_res_ = ct_time_res;
-    saved_entlev_ = EntLev;
-    saved_tf_ = tf;
-    saved_hiding_ = dpTrcHidingActive;
-    saved_context_func_ = contextinfo_hook_func;
-    saved_context_ctx_ = contextinfo_hook_ctx;
+    saved_ = LiveTraceState();
     dptrace::line_state = dptrace::LineState{};
     ct_time_res = 0;
     tf = nullptr;
@@ -51,19 +50,7 @@ class TraceStateGuard {
   }
   ~TraceStateGuard() {
     DpLock();
-    ctrc::state = saved_state_;
-    dptrace::line_state = saved_line_;
-    next_free_comp = saved_next_free_;
-    output_func = saved_func_;
-    output_info = saved_info_;
-    output_stream = saved_stream_;
-    ct_level = saved_level_;
-    ct_time_res = saved_time_res_;
-    EntLev = saved_entlev_;
-    tf = saved_tf_;
-    dpTrcHidingActive = saved_hiding_;
-    contextinfo_hook_func = saved_context_func_;
-    contextinfo_hook_ctx = saved_context_ctx_;
+    LiveTraceState() = saved_;
     DpTrcRmAllPattern();
     DpTrcRmFileSizeHook();
     DpUnlock();
@@ -72,19 +59,7 @@ class TraceStateGuard {
   TraceStateGuard &operator=(const TraceStateGuard &) = delete;
 
  private:
-  ctrc::ProcessState saved_state_;
-  dptrace::LineState saved_line_;
-  int saved_next_free_;
-  CTRC_OUTPUT_FUNC saved_func_;
-  void *saved_info_;
-  FILE *saved_stream_;
-  int saved_level_;
-  int saved_time_res_;
-  int saved_entlev_;
-  CTRC_HDL saved_tf_;
-  uint8_t saved_hiding_;
-  CTRC_CONTEXTINFO_FUNC saved_context_func_;
-  void *saved_context_ctx_;
+  decltype(TraceStateValues(LiveTraceState())) saved_;
 };
 
 // Splits text at '\n'; a text that ends in '\n' gives no empty last line.
@@ -146,12 +121,9 @@ class TraceCapture {
     return copy;
   }
   std::vector<std::u16string> Lines() const { return SplitLines(Text()); }
-  // The number of output calls, which tells how a text was cut into writes.
-  int Writes() const { return writes_; }
   void Clear() {
     DpLock();
     text_.clear();
-    writes_ = 0;
     DpUnlock();
   }
   // "[Thr <id>] " of the calling thread.
@@ -161,13 +133,11 @@ class TraceCapture {
   static int Collect(const ZUL_UTF16 *buffer, size_t units, void *info) {
     auto *self = static_cast<TraceCapture *>(info);
     self->text_.append(buffer, units);
-    ++self->writes_;
     return static_cast<int>(units);
   }
 
   TraceStateGuard guard_;  // constructed first, destroyed last
   std::u16string text_;
-  int writes_ = 0;
 };
 
 // A fresh directory made with mkdtemp, removed with its contents at the end.
@@ -195,9 +165,7 @@ inline std::u16string Utf16(const std::string &ascii) { return {ascii.begin(), a
 // Reads a UTF-8 file into 16-bit text (characters up to U+FFFF).
 inline std::u16string ReadUtf8File(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  std::string bytes = ss.str();
+  const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
   std::u16string out;
   for (size_t i = 0; i < bytes.size();) {
     auto c = static_cast<unsigned char>(bytes[i]);

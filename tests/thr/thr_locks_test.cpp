@@ -6,11 +6,15 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "thr/thr_event_deadline.h"
 #include "zul_thr.h"
 
 namespace {
+
+// Calls in a braced list run in order; their answers compare as one list.
+using Answers = std::vector<int>;
 
 class ThrLocks : public ::testing::Test {
  protected:
@@ -23,19 +27,15 @@ TEST(ThrLocksNotThreaded, LocksSectionsAndEventsMakeNoCallButRecursiveMutexesLoc
   ThrProcExit();
   ASSERT_EQ(ThrIProcInit(), THR_ERR_OK);
   THR_MTX mtx;
-  ASSERT_EQ(ThrMtxInit(&mtx, nullptr), THR_ERR_OK);
-  // Locked twice without unlock: a real lock would deadlock here.
-  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
   THR_CS cs = {};
-  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
-  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
-  EXPECT_EQ(cs.eyecatcher, 0u) << "no section is created while not threaded";
-  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
   THR_EVT evt;
+  ASSERT_EQ(ThrMtxInit(&mtx, nullptr), THR_ERR_OK);
   ASSERT_EQ(ThrEvtInit(&evt), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWait(&evt, -1), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWaitReset(&evt, 0), THR_ERR_OK);
+  // Locked twice without unlock, and an unset event waited for: real calls would block here.
+  EXPECT_EQ((Answers{ThrMtxLock(&mtx), ThrMtxLock(&mtx), ThrCSLock(&cs), ThrCSLock(&cs),
+                     ThrCSUnlock(&cs), ThrEvtWait(&evt, -1), ThrEvtWaitReset(&evt, 0)}),
+            Answers(7, THR_ERR_OK));
+  EXPECT_EQ(cs.eyecatcher, 0u) << "no section is created while not threaded";
 
   THR_REC_MTX rm;
   ASSERT_EQ(ThrRecMtxInit(&rm, nullptr), THR_ERR_OK);
@@ -54,19 +54,15 @@ TEST(ThrLocksNotInitialised, DeletesAnswerNotInitAndASectionLockStartsTheLayer) 
   ThrProcExit();
   ThrMtxInit(&mtx, nullptr);
   ThrEvtInit(&evt);
-  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrEvtDelete(&evt), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_NOT_INIT);
+  EXPECT_EQ((Answers{ThrMtxDelete(&mtx), ThrEvtDelete(&evt), ThrCSUnlock(&cs), ThrCSDelete(&cs)}),
+            Answers(4, THR_ERR_NOT_INIT));
   EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
   EXPECT_EQ(ThrIsThreaded(), 0);
-  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK) << "initialised now";
-  EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtDelete(&evt), THR_ERR_OK);
+  EXPECT_EQ((Answers{ThrCSUnlock(&cs), ThrMtxDelete(&mtx), ThrEvtDelete(&evt)}),
+            Answers(3, THR_ERR_OK))
+      << "initialised now";
   ThrProcInit();
 }
-
-// ---- Mutex hooks ----
 
 int lock_hook_calls = 0;
 int unlock_hook_calls = 0;
@@ -81,20 +77,16 @@ TEST_F(ThrLocks, MutexHooksRunOnLockSuccessOnlyAndOnEveryUnlock) {
         ++lock_hook_calls;
       },
       [] { ++unlock_hook_calls; });
-  EXPECT_EQ(ThrMtxLock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxTryLock(&mtx), THR_ERR_NOT_OWNER);  // busy: no hook
-  EXPECT_EQ(ThrMtxUnlock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxTryLock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxUnlock(&mtx), THR_ERR_OK);
-  EXPECT_EQ(ThrMtxILock(&mtx), THR_ERR_OK);  // I forms never call hooks
-  EXPECT_EQ(ThrMtxIUnlock(&mtx), THR_ERR_OK);
+  // A busy try-lock calls no hook, and the I forms never do.
+  EXPECT_EQ((Answers{ThrMtxLock(&mtx), ThrMtxTryLock(&mtx), ThrMtxUnlock(&mtx), ThrMtxTryLock(&mtx),
+                     ThrMtxUnlock(&mtx), ThrMtxILock(&mtx), ThrMtxIUnlock(&mtx)}),
+            (Answers{THR_ERR_OK, THR_ERR_NOT_OWNER, THR_ERR_OK, THR_ERR_OK, THR_ERR_OK, THR_ERR_OK,
+                     THR_ERR_OK}));
   ThrSetCriticalSectionHook(nullptr, nullptr);
   EXPECT_EQ(lock_hook_calls, 2);
   EXPECT_EQ(unlock_hook_calls, 2);
   EXPECT_EQ(ThrMtxDelete(&mtx), THR_ERR_OK);
 }
-
-// ---- Critical sections ----
 
 TEST_F(ThrLocks, SectionIsCreatedOnceAndKeepsCountAndTag) {
   THR_CS cs = {};
@@ -102,24 +94,20 @@ TEST_F(ThrLocks, SectionIsCreatedOnceAndKeepsCountAndTag) {
   ASSERT_EQ(ThrCSInit2(&cs, u"cache"), THR_ERR_OK);
   EXPECT_EQ(std::memcmp(&cs.eyecatcher, "ENOD", 4), 0);
   EXPECT_EQ(cs.owner, THR_INVALID_ID);
-  EXPECT_EQ(std::u16string(cs.tag), u"cache");
-  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
-  EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);  // recursive
-  ZUL_UTF16 *tag_copy = cs.tag;
-  EXPECT_EQ(ThrCSInit2(&cs, u"other"), THR_ERR_EXISTS);
+  ZUL_UTF16 *tag = cs.tag;
+  EXPECT_EQ(std::u16string(tag), u"cache");
+  EXPECT_EQ((Answers{ThrCSLock(&cs), ThrCSLock(&cs), ThrCSInit2(&cs, u"other")}),
+            (Answers{THR_ERR_OK, THR_ERR_OK, THR_ERR_EXISTS}));
   EXPECT_EQ(cs.lock_count, 2);
-  EXPECT_EQ(cs.tag, tag_copy);
-  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
-  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
-  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_OK);
+  EXPECT_EQ(cs.tag, tag);
+  EXPECT_EQ((Answers{ThrCSUnlock(&cs), ThrCSUnlock(&cs), ThrCSDelete(&cs), ThrCSDelete(&cs)}),
+            (Answers{THR_ERR_OK, THR_ERR_OK, THR_ERR_OK, THR_ERR_NOT_INIT}));
   EXPECT_EQ(cs.tag, nullptr);
-  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_NOT_INIT);
   // A lock on the deleted (not created) section creates it again, without a tag.
   EXPECT_EQ(ThrCSLock(&cs), THR_ERR_OK);
   EXPECT_EQ(cs.eyecatcher, THR_CS_EYECATCHER);
   EXPECT_EQ(cs.tag, nullptr);
-  EXPECT_EQ(ThrCSUnlock(&cs), THR_ERR_OK);
-  EXPECT_EQ(ThrCSDelete(&cs), THR_ERR_OK);
+  EXPECT_EQ((Answers{ThrCSUnlock(&cs), ThrCSDelete(&cs)}), Answers(2, THR_ERR_OK));
 }
 
 // The child writes exactly the panic line to standard error and aborts.
@@ -150,15 +138,11 @@ TEST(ThrLocksPanic, UnlockWithoutLockWritesThePanicLineAndAborts) {
 TEST_F(ThrLocks, EventWaitLeavesItSetAndWaitResetConsumesIt) {
   THR_EVT evt;
   ASSERT_EQ(ThrEvtInit(&evt), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWait(&evt, 0), THR_ERR_TIMEOUT);
-  EXPECT_EQ(ThrEvtWaitReset(&evt, 0), THR_ERR_TIMEOUT);
-  ASSERT_EQ(ThrEvtSet(&evt), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWait(&evt, 0), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWait(&evt, -1), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWaitReset(&evt, 0), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtWait(&evt, 0), THR_ERR_TIMEOUT);
-  ThrEvtSet(&evt);
-  ThrEvtReset(&evt);
+  EXPECT_EQ((Answers{ThrEvtWait(&evt, 0), ThrEvtWaitReset(&evt, 0), ThrEvtSet(&evt),
+                     ThrEvtWait(&evt, 0), ThrEvtWait(&evt, -1), ThrEvtWaitReset(&evt, 0),
+                     ThrEvtWait(&evt, 0), ThrEvtSet(&evt), ThrEvtReset(&evt)}),
+            (Answers{THR_ERR_TIMEOUT, THR_ERR_TIMEOUT, THR_ERR_OK, THR_ERR_OK, THR_ERR_OK,
+                     THR_ERR_OK, THR_ERR_TIMEOUT, THR_ERR_OK, THR_ERR_OK}));
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(ThrEvtWaitReset(&evt, 60), THR_ERR_TIMEOUT);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(55));
@@ -186,8 +170,7 @@ TEST_F(ThrLocks, SemaphoreTakesOnlySingleUnits) {
   ASSERT_EQ(ThrSemInit(&sem, 2, nullptr), THR_ERR_OK);
   EXPECT_EQ(ThrSemDown(&sem, 2), THR_ERR_NOT_SUPPORTED);
   EXPECT_EQ(sem.count, 2u);
-  EXPECT_EQ(ThrSemDown(&sem, 1), THR_ERR_OK);
-  EXPECT_EQ(ThrSemUp(&sem, 3), THR_ERR_OK);
+  EXPECT_EQ((Answers{ThrSemDown(&sem, 1), ThrSemUp(&sem, 3)}), Answers(2, THR_ERR_OK));
   EXPECT_EQ(sem.count, 4u);
   EXPECT_EQ(ThrSemDelete(&sem), THR_ERR_OK);
 }
@@ -217,8 +200,7 @@ TEST_F(ThrRwl, ZeroWaitsAndTheUnlockOfAFreeLock) {
   ASSERT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_OK);
   EXPECT_EQ(ThrRwlExclusiveLock(&rwl_, 0), THR_ERR_TIMEOUT);
   EXPECT_EQ(rwl_.waiting_writers, 0u) << "as it was";
-  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);
-  EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);
+  EXPECT_EQ((Answers{ThrRwlUnlock(&rwl_), ThrRwlUnlock(&rwl_)}), Answers(2, THR_ERR_OK));
   EXPECT_EQ(rwl_.state, -1) << "an unlock of a free lock leaves it held exclusively";
   EXPECT_EQ(ThrRwlSharedLock(&rwl_, 0), THR_ERR_TIMEOUT);
   EXPECT_EQ(ThrRwlUnlock(&rwl_), THR_ERR_OK);

@@ -13,7 +13,7 @@ namespace {
 
 using tlm_test::TraceCapture;
 
-const std::u16string kRule(72, u'-');
+const std::u16string kDumpRule(72, u'-');
 
 std::u16string Address(const void *p) {
   char16_t text[32];
@@ -29,11 +29,11 @@ TEST(PrBinAll, SeventeenBytesGiveTwoLines) {
   EXPECT_EQ(
       trace.Lines(),
       (std::vector<std::u16string>{
-          thr + u"Adresse   Offset  title", thr + kRule,
+          thr + u"Adresse   Offset  title", thr + kDumpRule,
           thr + Address(data) + u"  000000  41424344 45464748 494a4b4c 4d4e4f50 |ABCDEFGHIJKLMNOP|",
           thr + Address(data + 16) + u"  000016  51" + std::u16string(34, u' ') + u"|Q" +
               std::u16string(15, u' ') + u"|",
-          thr + kRule}));
+          thr + kDumpRule}));
 }
 
 // The byte columns and the characters of the dump of data, without address and offset.

@@ -67,19 +67,26 @@ TEST_F(ErrMsgTest, KeyedTextsAreTranslatedWithTheirArguments) {
 
 TEST_F(ErrMsgTest, LookupLineForms) {
   ASSERT_EQ(ErrSetMsgFile(Utf16(path_).c_str()), ERR_OK);
-  ZUL_UTF16 buffer[64];
-  EXPECT_EQ(ErrGetTxt(u"DET01", u'E', buffer, 64), 1);
-  EXPECT_EQ(std::u16string(buffer), u"detail &x and & more");
-  EXPECT_EQ(ErrGetTxt(u"DET01", u'E', buffer, 7), 1);  // cut to size - 1 units
-  EXPECT_EQ(std::u16string(buffer), u"detail");
-  EXPECT_EQ(ErrGetTxt(u"SHORT", u'E', buffer, 64), 1);
-  EXPECT_EQ(std::u16string(buffer), u"");
-  EXPECT_EQ(ErrGetTxt(u"ÄUMLT", u'E', buffer, 64), 1);
-  EXPECT_EQ(std::u16string(buffer), u"ärger");
-  EXPECT_EQ(ErrGetTxt(u"DET01", u'D', buffer, 64), 0);
-  EXPECT_EQ(ErrGetTxt(u"NOKEY", u'E', buffer, 64), 0);
   // The stream stays open and is read from its start for each search.
-  EXPECT_EQ(ErrGetTxt(u"ABCDE", u'E', buffer, 64), 1);
+  const struct {
+    const char16_t *key;
+    char16_t lang;
+    int size, found;
+    const char16_t *text;
+  } cases[] = {{u"DET01", u'E', 64, 1, u"detail &x and & more"},
+               {u"DET01", u'E', 7, 1, u"detail"},  // cut to size - 1 units
+               {u"SHORT", u'E', 64, 1, u""},
+               {u"ÄUMLT", u'E', 64, 1, u"ärger"},
+               {u"DET01", u'D', 64, 0, nullptr},
+               {u"NOKEY", u'E', 64, 0, nullptr},
+               {u"ABCDE", u'E', 64, 1, u"Connection to &1 failed after &2 tries"}};
+  for (const auto &c : cases) {
+    ZUL_UTF16 buffer[64];
+    EXPECT_EQ(ErrGetTxt(c.key, c.lang, buffer, c.size), c.found) << tlm_test::Utf8(c.key);
+    if (c.found) {
+      EXPECT_EQ(std::u16string(buffer), c.text) << tlm_test::Utf8(c.key);
+    }
+  }
 }
 
 TEST_F(ErrMsgTest, FileNameComesFromTheThreadThenTheEnvironment) {

@@ -7,11 +7,12 @@
 #include <thread>
 #include <vector>
 
+#include "trace_capture.h"
 #include "zul_err.h"
 
 namespace {
 
-std::u16string Utf16(const std::string &ascii) { return {ascii.begin(), ascii.end()}; }
+using tlm_test::Utf16;
 
 TEST(ErrThreads, EachThreadKeepsItsOwnInformation) {
   ASSERT_EQ(ErrSet(u"main", 0, u"m", 1, u"main thread", 0, nullptr), ERR_OK);

@@ -3,120 +3,83 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <functional>
 #include <string>
 
 #include "zul_u16string.h"
 
 namespace {
 
-struct Wide {
-  using Unit = ZUL_UTF16;
-  static int Copy(Unit *d, size_t n, const Unit *s) { return strcpy_sU16(d, n, s); }
-  static int CopyN(Unit *d, size_t n, const Unit *s, size_t c) { return strncpy_sU16(d, n, s, c); }
-  static int Cat(Unit *d, size_t n, const Unit *s) { return strcat_sU16(d, n, s); }
-  static int CatN(Unit *d, size_t n, const Unit *s, size_t c) { return strncat_sU16(d, n, s, c); }
-  static int Mem(Unit *d, size_t n, const Unit *s, size_t c) { return memcpy_sU16(d, n, s, c); }
-  static int Move(Unit *d, size_t n, const Unit *s, size_t c) { return memmove_sU16(d, n, s, c); }
+template <class Unit>
+struct Forms {
+  static constexpr auto cpy = strcpy_sU16, cat = strcat_sU16;
+  static constexpr auto ncpy = strncpy_sU16, ncat = strncat_sU16;
+  static constexpr auto mem = memcpy_sU16, move = memmove_sU16;
+};
+template <>
+struct Forms<char> {
+  static constexpr auto cpy = strcpy_sRFB, cat = strcat_sRFB;
+  static constexpr auto ncpy = strncpy_sRFB, ncat = strncat_sRFB;
+  static constexpr auto mem = memcpy_sRFB, move = memmove_sRFB;
 };
 
-struct Raw {
-  using Unit = char;
-  static int Copy(Unit *d, size_t n, const Unit *s) { return strcpy_sRFB(d, n, s); }
-  static int CopyN(Unit *d, size_t n, const Unit *s, size_t c) { return strncpy_sRFB(d, n, s, c); }
-  static int Cat(Unit *d, size_t n, const Unit *s) { return strcat_sRFB(d, n, s); }
-  static int CatN(Unit *d, size_t n, const Unit *s, size_t c) { return strncat_sRFB(d, n, s, c); }
-  static int Mem(Unit *d, size_t n, const Unit *s, size_t c) { return memcpy_sRFB(d, n, s, c); }
-  static int Move(Unit *d, size_t n, const Unit *s, size_t c) { return memmove_sRFB(d, n, s, c); }
-};
+template <class Unit>
+std::basic_string<Unit> S(const char *text) {
+  return {text, text + std::char_traits<char>::length(text)};
+}
 
 template <class T>
-class Bounded : public testing::Test {
- protected:
-  using Unit = typename T::Unit;
-  using Str = std::basic_string<Unit>;
-  static Str S(const char *text) { return Str(text, text + std::char_traits<char>::length(text)); }
-
-  // Runs op on a destination of 8 units that starts as `initial` followed by '-' units, and
-  // checks the answer and the destination: untouched at size 0, dst[0] == 0 after an error,
-  // `want` after success.
-  template <class Op>
-  void Expect(const char *initial, size_t size, Op op, int want_rc, const char *want) {
-    SCOPED_TRACE(testing::Message() << "initial '" << initial << "' size " << size);
-    Str dst = S(initial) + Unit(0);
-    dst.resize(8, Unit('-'));
-    const Str before = dst;
-    EXPECT_EQ(op(dst.data(), size), want_rc);
-    if (size == 0) {
-      EXPECT_TRUE(dst == before);
-    } else if (want_rc != 0) {
-      EXPECT_EQ(dst[0], Unit(0));
-    } else {
-      EXPECT_TRUE(Str(dst.c_str()) == S(want));
-    }
-  }
-};
-
-using Widths = testing::Types<Wide, Raw>;
+class Bounded : public testing::Test {};
+using Widths = testing::Types<ZUL_UTF16, char>;
 TYPED_TEST_SUITE(Bounded, Widths);
 
-TYPED_TEST(Bounded, CopyNeedsRoomForTheTerminator) {
-  const auto src = this->S("abc");
-  for (size_t size = 0; size <= 6; ++size) {
-    int rc = size == 0 ? 0 : size <= 3 ? ERANGE : 0;
-    this->Expect(
-        "xy", size, [&](auto *d, size_t n) { return TypeParam::Copy(d, n, src.c_str()); }, rc,
-        "abc");
-    // At most 2 units of src: fits from size 3 on.
-    this->Expect(
-        "xy", size, [&](auto *d, size_t n) { return TypeParam::CopyN(d, n, src.c_str(), 2); },
-        size == 0   ? 0
-        : size <= 2 ? ERANGE
-                    : 0,
-        "ab");
+// Each form runs on a destination of 8 units that starts as `initial` and '-' units, at every
+// size from 0 to 7; it fits from `fits_from` on.
+TYPED_TEST(Bounded, EachFormFitsFromItsSizeOn) {
+  using Unit = TypeParam;
+  using F = Forms<Unit>;
+  const auto abc = S<Unit>("abc"), cdef = S<Unit>("cdef");
+  const struct {
+    const char *name, *initial;
+    size_t fits_from;
+    const char *want;
+    std::function<int(Unit *, size_t)> op;
+  } rows[] = {
+      {"cpy", "xy", 4, "abc", [&](Unit *d, size_t n) { return F::cpy(d, n, abc.c_str()); }},
+      {"ncpy 2", "xy", 3, "ab", [&](Unit *d, size_t n) { return F::ncpy(d, n, abc.c_str(), 2); }},
+      // "ab" + "cdef" needs 7 units; with size 1 or 2 "ab" has no terminator within size.
+      {"cat", "ab", 7, "abcdef", [&](Unit *d, size_t n) { return F::cat(d, n, cdef.c_str()); }},
+      {"ncat 2", "ab", 5, "abcd",
+       [&](Unit *d, size_t n) { return F::ncat(d, n, cdef.c_str(), 2); }},
+      {"mem 4", "", 4, "abc", [&](Unit *d, size_t n) { return F::mem(d, n, abc.c_str(), 4); }},
+  };
+  for (const auto &r : rows) {
+    for (size_t size = 0; size <= 7; ++size) {
+      SCOPED_TRACE(testing::Message() << r.name << " size " << size);
+      std::basic_string<Unit> dst = S<Unit>(r.initial) + Unit(0);
+      dst.resize(8, Unit('-'));
+      const auto before = dst;
+      const int rc = r.op(dst.data(), size);
+      if (size == 0) {
+        EXPECT_EQ(rc, 0);
+        EXPECT_TRUE(dst == before);
+      } else if (size < r.fits_from) {
+        EXPECT_EQ(rc, ERANGE);
+        EXPECT_EQ(dst[0], Unit(0));
+      } else {
+        EXPECT_EQ(rc, 0);
+        EXPECT_TRUE(std::basic_string<Unit>(dst.c_str()) == S<Unit>(r.want));
+      }
+    }
   }
-}
-
-TYPED_TEST(Bounded, AppendCountsTheExistingTextAndRefusesAnUnterminatedOne) {
-  const auto src = this->S("cdef");
-  for (size_t size = 0; size <= 7; ++size) {
-    // "ab" + "cdef" needs 7 units; with size 1 or 2 "ab" has no terminator within size.
-    this->Expect(
-        "ab", size, [&](auto *d, size_t n) { return TypeParam::Cat(d, n, src.c_str()); },
-        size == 0   ? 0
-        : size <= 6 ? ERANGE
-                    : 0,
-        "abcdef");
-    this->Expect(
-        "ab", size, [&](auto *d, size_t n) { return TypeParam::CatN(d, n, src.c_str(), 2); },
-        size == 0   ? 0
-        : size <= 4 ? ERANGE
-                    : 0,
-        "abcd");
-  }
-}
-
-TYPED_TEST(Bounded, MemoryCopiesFitWhenCountIsAtMostSize) {
-  const auto src = this->S("pqr");
-  for (size_t size = 0; size <= 4; ++size) {
-    this->Expect(
-        "", size, [&](auto *d, size_t n) { return TypeParam::Mem(d, n, src.c_str(), 4); },
-        size == 0  ? 0
-        : size < 4 ? ERANGE
-                   : 0,
-        "pqr");
-  }
-  auto buf = this->S("abcdef");
-  EXPECT_EQ(TypeParam::Move(buf.data() + 1, 5, buf.data(), 4), 0);
-  EXPECT_TRUE(buf == this->S("aabcdf"));
-}
-
-TYPED_TEST(Bounded, NullPointersAnswerEinval) {
-  using Unit = typename TypeParam::Unit;
-  Unit dst[4] = {Unit('x'), 0, 0, 0};
-  EXPECT_EQ(TypeParam::Copy(dst, 4, nullptr), EINVAL);
+  auto buf = S<Unit>("abcdef");
+  EXPECT_EQ(F::move(buf.data() + 1, 5, buf.data(), 4), 0);
+  EXPECT_TRUE(buf == S<Unit>("aabcdf"));
+  Unit dst[4] = {Unit('x')};
+  EXPECT_EQ(F::cpy(dst, 4, nullptr), EINVAL);
   EXPECT_EQ(dst[0], Unit(0));
-  EXPECT_EQ(TypeParam::Copy(nullptr, 4, dst), EINVAL);
-  EXPECT_EQ(TypeParam::Mem(dst, 4, nullptr, 1), EINVAL);
+  EXPECT_EQ(F::cpy(nullptr, 4, dst), EINVAL);
+  EXPECT_EQ(F::mem(dst, 4, nullptr, 1), EINVAL);
 }
 
 }  // namespace

@@ -12,11 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "u16_printf_test_util.h"
+#include "u16_string_test_support.h"
+#include "zul_u16printf.h"
 
 namespace {
 
-using u16_printf_test::W;
+using u16test::W;
 
 constexpr size_t kRoom = 16384;
 constexpr int kCasesPerLetter = 3000;

@@ -105,16 +105,14 @@ TEST(U16StringCompare, UnitsCompareUnsignedAndCaseBlindAfterLowering) {
     size_t n;
     int cmp, ncmp, casecmp;  // signs
   };
-  const Case cases[] = {
-      {W("abc"), W("abc"), 9, 0, 0, 0},
-      {W("abc"), W("abd"), 2, -1, 0, -1},
-      {W("ab"), W("abc"), 9, -1, -1, -1},
-      {u"\u00E4x", u"ax", 9, 1, 1, 1},
-      {u"a\xFFFF", u"a\x0041", 1, 1, 0, 1},  // 0xFFFF sorts after everything
-      {W("HeLLo"), W("hello"), 9, -1, -1, 0},
-      {u"\u00C4B", u"\u00E4b", 1, -1, -1, 0},
-      {W(""), W(""), 0, 0, 0, 0},
-  };
+  const Case cases[] = {{W("abc"), W("abc"), 9, 0, 0, 0},
+                        {W("abc"), W("abd"), 2, -1, 0, -1},
+                        {W("ab"), W("abc"), 9, -1, -1, -1},
+                        {u"\u00E4x", u"ax", 9, 1, 1, 1},
+                        {u"a\xFFFF", u"a\x0041", 1, 1, 0, 1},  // 0xFFFF sorts after everything
+                        {W("HeLLo"), W("hello"), 9, -1, -1, 0},
+                        {u"\u00C4B", u"\u00E4b", 1, -1, -1, 0},
+                        {W(""), W(""), 0, 0, 0, 0}};
   auto sign = [](int v) { return (v > 0) - (v < 0); };
   for (const Case &c : cases) {
     SCOPED_TRACE(std::string(c.a.begin(), c.a.end()));

@@ -44,12 +44,10 @@ auto From32(const std::u16string &in, size_t room) {
 }
 
 TEST(PfuuidBase64, OwnAlphabetAndPadding) {
-  const std::pair<Bytes, std::u16string> cases[] = {
-      {{0x00, 0x10, 0x83}, u"0123"},
-      {{0xFF, 0xFF, 0xFF}, u"}}}}"},
-      {{0xFB}, u"{m=="},
-      {{0x28, 0xB4}, u"ABG="},
-  };
+  const std::pair<Bytes, std::u16string> cases[] = {{{0x00, 0x10, 0x83}, u"0123"},
+                                                    {{0xFF, 0xFF, 0xFF}, u"}}}}"},
+                                                    {{0xFB}, u"{m=="},
+                                                    {{0x28, 0xB4}, u"ABG="}};
   for (const auto &[bytes, text] : cases) {
     EXPECT_EQ(Base64(bytes, 16).out, text);
     EXPECT_EQ(From64(text, 16).out, bytes);

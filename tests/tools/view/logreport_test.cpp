@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <tuple>
 
 #include "view_passport.h"
 
@@ -16,39 +17,35 @@ std::vector<LogItem> Parse(const std::string &text) {
   std::istringstream in(text);
   return tlmview::ParseLog(in);
 }
+// The lines of a log, each ended by a line feed.
+std::vector<LogItem> Parse(std::initializer_list<std::string> lines) {
+  std::string text;
+  for (const std::string &line : lines) text += line + "\n";
+  return Parse(text);
+}
 
 TEST(ViewSummary, TimingsWeighTheIntervalsByTheirCounts) {
   std::vector<LogItem> items = Parse(
-      R"M(<metric type="IntAverage" name="S|A|b:Avg. Elapsed Time(ms)" value="10" max="30" min="2" count="3" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="S|A|b:Finished Counter" value="3" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="S|A|b:Avg. Elapsed Time(ms)" value="30" max="50" min="5" count="1" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="S|A|b:Finished Counter" value="1" />)M"
-      "\n");
+      {R"M(<metric type="IntAverage" name="S|A|b:Avg. Elapsed Time(ms)" value="10" max="30" min="2" count="3" />)M",
+       R"M(<metric type="IntAverage" name="S|A|b:Finished Counter" value="3" />)M",
+       R"M(<metric type="IntAverage" name="S|A|b:Avg. Elapsed Time(ms)" value="30" max="50" min="5" count="1" />)M",
+       R"M(<metric type="IntAverage" name="S|A|b:Finished Counter" value="1" />)M"});
   LogSummary summary = tlmview::Summarize(items);
   ASSERT_EQ(summary.timings.size(), 2u);
   const tlmview::TimingRow &time = summary.timings[0];
   EXPECT_EQ(time.label, "Avg. Elapsed Time(ms)");
-  EXPECT_EQ(time.count, 4);
-  EXPECT_EQ(time.average, 15);  // (10 * 3 + 30) / 4
-  EXPECT_EQ(time.min, 2);
-  EXPECT_EQ(time.max, 50);
-  EXPECT_EQ(time.reports, 2);
-  // Counters add up over the intervals.
+  // The average is (10 * 3 + 30) / 4; counters add up over the intervals.
+  EXPECT_EQ(std::tie(time.count, time.average, time.min, time.max, time.reports),
+            std::make_tuple(4, 15, 2, 50, 2));
   const tlmview::TimingRow &finished = summary.timings[1];
-  EXPECT_TRUE(finished.counter);
-  EXPECT_EQ(finished.count, 4);
-  EXPECT_EQ(finished.reports, 2);
+  EXPECT_EQ(std::tie(finished.counter, finished.count, finished.reports),
+            std::make_tuple(true, 4, 2));
 }
 
 TEST(ViewSummary, HugeNumbersSaturate) {
   std::vector<LogItem> items = Parse(
-      R"M(<metric type="IntAverage" name="S:x" value="9223372036854775807" count="9223372036854775807" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="S:x" value="9223372036854775807" count="9223372036854775807" />)M"
-      "\n");
+      {R"M(<metric type="IntAverage" name="S:x" value="9223372036854775807" count="9223372036854775807" />)M",
+       R"M(<metric type="IntAverage" name="S:x" value="9223372036854775807" count="9223372036854775807" />)M"});
   LogSummary summary = tlmview::Summarize(items);
   EXPECT_EQ(summary.timings.at(0).count, INT64_MAX);
   EXPECT_GT(summary.timings.at(0).average, 0);
@@ -56,58 +53,39 @@ TEST(ViewSummary, HugeNumbersSaturate) {
 
 TEST(ViewSummary, ResourcesKeepTheLatestValueAndTheWidestWatermarks) {
   std::vector<LogItem> items = Parse(
-      // Agent type 2, a value that carries over, with a KPI.
-      R"M(<metric type="LongCounter" name="S|Open:Current Value" value="3" max="5" min="1" count="4" />)M"
-      "\n"
-      R"M(<metric type="LongCounter" name="S|Open:Workers" value="2" count="1" />)M"
-      "\n"
-      R"M(<metric type="LongCounter" name="S|Open:Current Value" value="0" max="4" min="0" count="2" />)M"
-      "\n"
-      R"M(<metric type="LongCounter" name="S|Open:Workers" value="3" count="1" />)M"
-      "\n"
-      // Other agent types: three lines of one value each.
-      R"M(<metric type="LongCounter" name="S|Pool:Current Value" value="7" />)M"
-      "\n"
-      R"M(<metric type="LongCounter" name="S|Pool:High Watermark" value="12" />)M"
-      "\n"
-      R"M(<metric type="LongCounter" name="S|Pool:Low Watermark" value="-2" />)M"
-      "\n"
-      R"M(<metric type="PerInterval" name="S|Hits:Current Value" value="6" />)M"
-      "\n");
+      {// Agent type 2, a value that carries over, with a KPI.
+       R"M(<metric type="LongCounter" name="S|Open:Current Value" value="3" max="5" min="1" count="4" />)M",
+       R"M(<metric type="LongCounter" name="S|Open:Workers" value="2" count="1" />)M",
+       R"M(<metric type="LongCounter" name="S|Open:Current Value" value="0" max="4" min="0" count="2" />)M",
+       R"M(<metric type="LongCounter" name="S|Open:Workers" value="3" count="1" />)M",
+       // Other agent types: three lines of one value each.
+       R"M(<metric type="LongCounter" name="S|Pool:Current Value" value="7" />)M",
+       R"M(<metric type="LongCounter" name="S|Pool:High Watermark" value="12" />)M",
+       R"M(<metric type="LongCounter" name="S|Pool:Low Watermark" value="-2" />)M",
+       R"M(<metric type="PerInterval" name="S|Hits:Current Value" value="6" />)M"});
   LogSummary summary = tlmview::Summarize(items);
   ASSERT_EQ(summary.resources.size(), 3u);
   const tlmview::ResourceRow &open = summary.resources[0];
-  EXPECT_EQ(open.current, 0);
-  EXPECT_EQ(open.high, 5);
-  EXPECT_EQ(open.low, 0);
-  EXPECT_EQ(open.updates, 6);
+  EXPECT_EQ(std::tie(open.current, open.high, open.low, open.updates), std::make_tuple(0, 5, 0, 6));
   ASSERT_EQ(open.kpis.size(), 1u);
   EXPECT_EQ(open.kpis[0], std::make_pair(std::string("Workers"), int64_t{3}));
   const tlmview::ResourceRow &pool = summary.resources[1];
-  EXPECT_EQ(pool.current, 7);
-  EXPECT_EQ(pool.high, 12);
-  EXPECT_EQ(pool.low, -2);
+  EXPECT_EQ(std::tie(pool.current, pool.high, pool.low), std::make_tuple(7, 12, -2));
   EXPECT_EQ(summary.resources[2].type, "PerInterval");
 }
 
 TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
   std::vector<LogItem> items = Parse(
-      R"M(<metric type="StringEvent" name="SYS|Srv_9:TLM library version" value="2.3.12" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="SYS|Srv_9|Web|get:Avg. Elapsed Time(ms)" value="20" max="31" min="9" count="2" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Avg. Elapsed Time(ms)" value="8" max="8" min="8" count="1" />)M"
-      "\n"
-      R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Finished Counter" value="1" />)M"
-      "\n"
-      R"M(<metric type="LongCounter" name="SYS|Srv_9|Open:Current Value" value="1" max="2" min="0" count="3" />)M"
-      "\n"
-      R"M(<event resource="Web|get" startTime="2026-01-02 03:04:05.678" duration="31">)M"
-      R"M(<calledComponent resource="Db|query" offset="2" duration="8">)M"
-      R"M(<param name="CPU Time (us)" value="-1" /></calledComponent>)M"
-      R"M(<param name="CPU Time (us)" value="-1" /><param name="User ID" value="alice" /></event>)M"
-      "\n"
-      "not a metric\n");
+      {R"M(<metric type="StringEvent" name="SYS|Srv_9:TLM library version" value="2.3.12" />)M",
+       R"M(<metric type="IntAverage" name="SYS|Srv_9|Web|get:Avg. Elapsed Time(ms)" value="20" max="31" min="9" count="2" />)M",
+       R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Avg. Elapsed Time(ms)" value="8" max="8" min="8" count="1" />)M",
+       R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Finished Counter" value="1" />)M",
+       R"M(<metric type="LongCounter" name="SYS|Srv_9|Open:Current Value" value="1" max="2" min="0" count="3" />)M",
+       R"M(<event resource="Web|get" startTime="2026-01-02 03:04:05.678" duration="31">)M"
+       R"M(<calledComponent resource="Db|query" offset="2" duration="8">)M"
+       R"M(<param name="CPU Time (us)" value="-1" /></calledComponent>)M"
+       R"M(<param name="CPU Time (us)" value="-1" /><param name="User ID" value="alice" /></event>)M",
+       "not a metric"});
   std::ostringstream out;
   tlmview::PrintSummary(tlmview::Summarize(items), out);
   EXPECT_EQ(out.str(),
@@ -143,13 +121,11 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
 // A process that runs many times sends the same version line each time: it is shown once.
 TEST(ViewPrint, IdenticalStringEventsShowOnceWithTheirCount) {
   std::string version =
-      R"M(<metric type="StringEvent" name="SYS|B_1:TLM library version" value="2.3.12" />)M"
-      "\n";
+      R"M(<metric type="StringEvent" name="SYS|B_1:TLM library version" value="2.3.12" />)M";
   std::vector<LogItem> items =
-      Parse(version + version +
-            R"M(<metric type="StringEvent" name="SYS|B_1:TLM library version" value="2.4.0" />)M"
-            "\n" +
-            version);
+      Parse({version, version,
+             R"M(<metric type="StringEvent" name="SYS|B_1:TLM library version" value="2.4.0" />)M",
+             version});
   std::ostringstream out;
   tlmview::PrintSummary(tlmview::Summarize(items), out);
   EXPECT_EQ(out.str(),

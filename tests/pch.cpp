@@ -1,0 +1,2 @@
+// Owns the precompiled header that the test programs share; does nothing.
+int main() { return 0; }
