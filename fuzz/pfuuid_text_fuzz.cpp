@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -85,20 +86,20 @@ void CheckEncoding(const Radix &radix, const std::vector<ZUL_RAW> &bytes, size_t
   const size_t newlines =
       radix.line_groups > 0 && groups > 0 ? (groups - 1) / radix.line_groups : 0;
   const size_t units = groups * radix.group_digits + newlines;
-  std::vector<ZUL_UTF16> text(units + 1);
-  ZUL_UTF16 *d = text.data();
+  std::unique_ptr<ZUL_UTF16[]> text(new ZUL_UTF16[units]);  // exactly: a unit more is caught
+  ZUL_UTF16 *d = text.get();
   const ZUL_RAW *s = bytes.data();
   FUZZ_REQUIRE(radix.encode(&d, d + units, &s, s + bytes.size(), nullptr) == 0);
-  FUZZ_REQUIRE(d == text.data() + units && s == bytes.data() + bytes.size());
-  const std::u16string whole(text.data(), units);
+  FUZZ_REQUIRE(d == text.get() + units && s == bytes.data() + bytes.size());
+  const std::u16string whole(text.get(), units);
   if (room >= radix.group_digits + 1) FUZZ_REQUIRE(EncodeInSteps(radix, bytes, room) == whole);
 
-  std::vector<ZUL_RAW> back(bytes.size() + 1);
-  ZUL_RAW *b = back.data();
+  std::unique_ptr<ZUL_RAW[]> back(new ZUL_RAW[bytes.size()]);
+  ZUL_RAW *b = back.get();
   const ZUL_UTF16 *t = whole.data();
   FUZZ_REQUIRE(radix.decode(&b, b + bytes.size(), &t, t + units) == 0);
-  FUZZ_REQUIRE(b == back.data() + bytes.size());
-  FUZZ_REQUIRE(std::equal(bytes.begin(), bytes.end(), back.begin()));
+  FUZZ_REQUIRE(b == back.get() + bytes.size());
+  FUZZ_REQUIRE(std::equal(bytes.begin(), bytes.end(), back.get()));
 }
 
 void CheckDecoding(const Radix &radix, const std::u16string &text, size_t room) {

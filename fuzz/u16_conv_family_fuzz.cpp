@@ -39,8 +39,8 @@ const Member &Find(const std::string &name) {
 Result Run(const Member &m, const Bytes &src, size_t dst_units, bool subst) {
   const size_t src_bytes = src.size() / m.src_unit * m.src_unit;
   const size_t dst_bytes = dst_units * m.dst_unit;
-  std::unique_ptr<uint8_t[]> s_buf(new uint8_t[src_bytes + 1]);
-  std::unique_ptr<uint8_t[]> d_buf(new uint8_t[dst_bytes + 1]);
+  std::unique_ptr<uint8_t[]> s_buf(new uint8_t[src_bytes]);
+  std::unique_ptr<uint8_t[]> d_buf(new uint8_t[dst_bytes]);
   std::copy(src.begin(), src.begin() + src_bytes, s_buf.get());
   const uint8_t *s = s_buf.get();
   uint8_t *d = d_buf.get();
