@@ -28,17 +28,12 @@ namespace {
 
 typedef TLMParameterHelper Param;
 
-// The most name and value pairs that TLM_ProcInitWithParam takes.
-constexpr uint32_t kMaxParameterPairs = 26;
-
 constexpr const ZUL_UTF16 *kSelfMonitoringRecords[] = {
     u"~Zombie Context Count",
     u"~Empty Context Count",
     u"~Metric Sending Performance(ms)",
     u"~Trace Sending Performance(ms)",
 };
-
-bool isStringEmpty(const ZUL_UTF16 *text) { return text == nullptr || text[0] == 0; }
 
 // The records of the library's own figures, under the current prefix, created and zeroed.
 void initSelfMonitoringRecords() {
@@ -133,24 +128,11 @@ int TLM_ProcInitWithProfilePath(const ZUL_UTF16 *component, short pidOption,
   });
 }
 
-// Pairs with a null or empty name or value are skipped silently. More than 26 pairs apply no
-// configuration at all, not even the defaults.
 int TLM_ProcInitWithParam(const ZUL_UTF16 *component, short pidOption, uint32_t count,
                           const ZUL_UTF16 *pairs[][2]) noexcept {
   return start(u"TLM_ProcInitWithParam", [&] {
     if (!firstUse(u"TLM_ProcInitWithParam API has been invoked before\n")) return;
-    if (count <= kMaxParameterPairs) {
-      zulstring names[kMaxParameterPairs];
-      zulstring values[kMaxParameterPairs];
-      uint32_t kept = 0;
-      for (uint32_t i = 0; pairs != nullptr && i < count; ++i) {
-        if (isStringEmpty(pairs[i][0]) || isStringEmpty(pairs[i][1])) continue;
-        names[kept] = pairs[i][0];
-        values[kept] = pairs[i][1];
-        ++kept;
-      }
-      Param::ConfigParameters(names, values, kept);
-    }
+    Param::ConfigPairs(count, pairs);
     startLibrary(textOf(component), pidOption, u"TLM_ProcInitWithParam API invoked\n");
   });
 }

@@ -81,6 +81,21 @@ void TLMParameterHelper::ConfigParameters(const zulstring names[], const zulstri
   loader->convertParameters();
 }
 
+void TLMParameterHelper::ConfigPairs(uint32_t count, const ZUL_UTF16 *pairs[][2]) {
+  if (count > kMaxStartPairs) return;
+  auto isEmpty = [](const ZUL_UTF16 *text) { return text == nullptr || text[0] == 0; };
+  zulstring names[kMaxStartPairs];
+  zulstring values[kMaxStartPairs];
+  uint32_t kept = 0;
+  for (uint32_t i = 0; pairs != nullptr && i < count; ++i) {
+    if (isEmpty(pairs[i][0]) || isEmpty(pairs[i][1])) continue;
+    names[kept] = pairs[i][0];
+    values[kept] = pairs[i][1];
+    ++kept;
+  }
+  ConfigParameters(names, values, kept);
+}
+
 zulstring TLMParameterHelper::GetDataSendingMethod() { return value(key::kDataSendingMethod); }
 zulstring TLMParameterHelper::GetLogDir() { return value(key::kLogDir); }
 zulstring TLMParameterHelper::GetSystemName() { return value(key::kSystemName); }

@@ -23,6 +23,12 @@ class TLMParameterHelper {
   static void ConfigParameters(const zulstring &path);
   // count pairs from the arrays, over the defaults; no configuration directory is set.
   static void ConfigParameters(const zulstring names[], const zulstring values[], uint32_t count);
+  // The start-up pairs of TLM_ProcInitWithParam: ConfigParameters with the pairs whose name and
+  // value are both neither null nor empty; the others are skipped silently. More than
+  // kMaxStartPairs pairs apply no configuration at all, not even the defaults. pairs may be null
+  // when count is 0.
+  static constexpr uint32_t kMaxStartPairs = 26;
+  static void ConfigPairs(uint32_t count, const ZUL_UTF16 *pairs[][2]);
 
   static uint16_t GetInstruLevelThreshold() { return loader()->getInstrumentLevelThreshold(); }
   static uint16_t GetInstruLevelThresholdForTrace() {
