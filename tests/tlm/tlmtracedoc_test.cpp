@@ -21,7 +21,7 @@
 namespace {
 
 // The settings that the library hands a new context now.
-std::shared_ptr<const CProcessSettings> Now() { return tlmlibrary::CurrentSettings(); }
+std::shared_ptr<const CProcessSettings> DocSettings() { return tlmlibrary::CurrentSettings(); }
 
 std::string Text(const zulstring &text) { return tlm_test::Utf8(text); }
 std::string Num(int64_t value) { return std::to_string(value); }
@@ -60,7 +60,7 @@ class TraceDocTest : public core_test::CoreTest {
 // Children come before the record's own parameters; pairs go in key order; nothing is escaped.
 TEST_F(TraceDocTest, TwoChildrenAndPairsInTheCompleteForm) {
   Configure({{u"trace_enabled_via_em", u"1"}});
-  CMTContext context(Now(), u"");
+  CMTContext context(DocSettings(), u"");
   uint32_t a = context.startTiming(u"A|run", 1);
   uint32_t b = context.startTiming(u"B|first", 1);
   std::this_thread::sleep_for(std::chrono::milliseconds(15));
@@ -96,7 +96,7 @@ TEST_F(TraceDocTest, FormsAndTheirPassportParameter) {
   const std::string sampled = Param("Trace Type", "Sampled");
   const std::string snapshot = Param("Trace Type", "ErrorSnapshot");
   for (const char16_t *passport : {u"", u"*1000", u"G1*1000"}) {
-    CMTContext context(Now(), passport);
+    CMTContext context(DocSettings(), passport);
     uint32_t a = context.startTiming(u"A|op", 1);
     context.endTiming(context.startTiming(u"B|op", 1));
     context.appendContextInfo(u"user", u"u1");
@@ -155,7 +155,7 @@ TEST_F(TraceDocTest, FinishTypeOfTheCompleteForm) {
     Configure({{u"trace_enabled_via_em", c.tracing},
                {u"max_components_per_transaction", u"3"},
                {u"tracesize_threshold", u"10000"}});
-    CMTContext context(Now());
+    CMTContext context(DocSettings());
     for (int i = 0; i < c.records; ++i) context.startTiming(u"A|op", 1);
     if (c.overSize) context.appendContextInfo(u"big", tlm_test::Utf16(big));
     std::string document = Text(context.getEMTraceXML());
@@ -170,7 +170,7 @@ TEST_F(TraceDocTest, FinishTypeOfTheCompleteForm) {
 TEST_F(TraceDocTest, ZombieOverTheSizeThreshold) {
   Configure({{u"trace_enabled_via_em", u"1"}, {u"tracesize_threshold", u"10000"}});
   const std::string big(10000, 'x');
-  CMTContext context(Now(), u"");
+  CMTContext context(DocSettings(), u"");
   context.startTiming(u"A|op", 1);
   context.endTiming(context.startTiming(u"B|op", 1));
   context.startTiming(u"C|op", 1);
@@ -187,7 +187,7 @@ TEST_F(TraceDocTest, ZombieOverTheSizeThreshold) {
 // have run so far; the tree keeps them when they end.
 TEST_F(TraceDocTest, PromotionCompletesTheOpenStack) {
   Configure({{u"max_components_per_promotedstack", u"3"}});
-  CMTContext context(Now(), u"");
+  CMTContext context(DocSettings(), u"");
   uint32_t a = context.startTiming(u"A|op", 1);
   uint32_t b = context.startTiming(u"B|op", 1);
   context.endTiming(context.startTiming(u"C|op", 1));  // the last one the limit lets in
