@@ -14,55 +14,28 @@
 namespace tlmapi {
 namespace {
 
-// One per thread that ever called: how deeply the thread is inside exported functions. Only the
-// thread itself writes it; TLM_ProcExit reads all of them. Kept in a list for that reading.
-struct CallSlot {
-  std::atomic<uint32_t> depth{0};
-  CallSlot *prev = nullptr;
-  CallSlot *next = nullptr;
-};
-
-std::mutex &slotsLock() {
+std::mutex &blocksLock() {
   static std::mutex *lock = new std::mutex();
   return *lock;
 }
-CallSlot *slots = nullptr;  // guarded by slotsLock()
+CThreadBlock *blocks = nullptr;  // guarded by blocksLock()
 
 std::atomic<bool> closing{false};
 
-// Enters the thread's slot into the list on its first call and takes it out when the thread ends.
-class SlotOwner {
- public:
-  SlotOwner() {
-    std::lock_guard<std::mutex> hold(slotsLock());
-    slot.next = slots;
-    if (slots != nullptr) slots->prev = &slot;
-    slots = &slot;
-  }
-  ~SlotOwner() {
-    std::lock_guard<std::mutex> hold(slotsLock());
-    if (slot.prev != nullptr) slot.prev->next = slot.next;
-    if (slot.next != nullptr) slot.next->prev = slot.prev;
-    if (slots == &slot) slots = slot.next;
-  }
-  CallSlot slot;
-};
-
-std::atomic<uint32_t> &threadDepth() {
-  thread_local SlotOwner owner;
-  return owner.slot.depth;
-}
-
 }  // namespace
 
-// The mark and the closing flag are both sequentially consistent: either the call sees the
-// closing flag and turns back, or closeAndDrain sees the mark and waits for it.
-CApiCall::CApiCall() noexcept : depth_(threadDepth()) {
-  depth_.store(depth_.load(std::memory_order_relaxed) + 1, std::memory_order_seq_cst);
+void enlistThread(CThreadBlock *block) {
+  std::lock_guard<std::mutex> hold(blocksLock());
+  block->next = blocks;
+  if (blocks != nullptr) blocks->prev = block;
+  blocks = block;
 }
 
-CApiCall::~CApiCall() {
-  depth_.store(depth_.load(std::memory_order_relaxed) - 1, std::memory_order_release);
+void delistThread(CThreadBlock *block) noexcept {
+  std::lock_guard<std::mutex> hold(blocksLock());
+  if (block->prev != nullptr) block->prev->next = block->next;
+  if (block->next != nullptr) block->next->prev = block->prev;
+  if (blocks == block) blocks = block->next;
 }
 
 // The closing flag is read before the count: TLM_ProcExit sets the count to 0 before it clears the
@@ -84,11 +57,11 @@ void traceAbsorbed(const ZUL_UTF16 *function) {
 
 void closeAndDrain() {
   closing.store(true, std::memory_order_seq_cst);
-  const std::atomic<uint32_t> *own = &threadDepth();
-  std::lock_guard<std::mutex> hold(slotsLock());
-  for (CallSlot *slot = slots; slot != nullptr; slot = slot->next) {
-    if (&slot->depth == own) continue;
-    while (slot->depth.load(std::memory_order_acquire) != 0) sched_yield();
+  const CThreadBlock *own = CThreadBlock::CurrentIfAny();
+  std::lock_guard<std::mutex> hold(blocksLock());
+  for (CThreadBlock *block = blocks; block != nullptr; block = block->next) {
+    if (block == own) continue;
+    while (block->callDepth.load(std::memory_order_acquire) != 0) sched_yield();
   }
 }
 

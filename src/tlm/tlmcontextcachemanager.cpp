@@ -27,6 +27,8 @@ CContextRef &CContextRef::operator=(CContextRef &&other) noexcept {
   return *this;
 }
 
+CContextCacheManager::Entry::Entry(std::unique_ptr<CMTContext> owned) : context(std::move(owned)) {}
+
 CContextCacheManager::CContextCacheManager() = default;
 
 CContextCacheManager::~CContextCacheManager() {
@@ -44,41 +46,44 @@ void CContextCacheManager::initialize() {
 
 // The bucket count is read anew each time; the parameter can't change while the library runs. A
 // count that doesn't match the buckets built (0, or a registry not yet initialised) selects none.
-CContextCacheManager::Bucket *CContextCacheManager::bucketOf(const zulstring &session) const {
+CContextCacheManager::Bucket *CContextCacheManager::bucketOf(const CSessionKey &session) const {
   uint16_t count = TLMParameterHelper::GetContextMapBucket();
   if (count == 0 || count > buckets_.size()) return nullptr;
-  int32_t hash = static_cast<int32_t>(TLMPlatformHelper::GetSessionIdentifierHash(session));
+  int32_t hash = static_cast<int32_t>(session.hash);
   return buckets_[static_cast<size_t>(hash % count)].get();
 }
 
-CContextRef CContextCacheManager::getContextByID(const zulstring &session) {
+CContextRef CContextCacheManager::getContextByID(const CSessionKey &session) {
   Bucket *bucket = bucketOf(session);
   if (bucket == nullptr) return CContextRef();
   CSharedLock hold(&bucket->lock);
-  auto found = bucket->contexts.find(session);
+  auto found = bucket->contexts.find(session.text);
   if (found == bucket->contexts.end()) return CContextRef();
   // Two readers of one session may both store here; the stamp is a single relaxed word.
   found->second.context->updateLastUsedTimestamp();
   return refTo(found->second);
 }
 
-CContextRef CContextCacheManager::pushContextToCache(const zulstring &session,
+CContextRef CContextCacheManager::pushContextToCache(const CSessionKey &session,
                                                      std::unique_ptr<CMTContext> context) {
   Bucket *bucket = bucketOf(session);
   if (bucket == nullptr) return CContextRef();
-  Entry entry;
-  entry.context = std::move(context);
   CExclusiveLock hold(&bucket->lock);
-  auto inserted = bucket->contexts.try_emplace(session, std::move(entry));
+  auto inserted = bucket->contexts.try_emplace(session.text, std::move(context));
   return refTo(inserted.first->second);
 }
 
-void CContextCacheManager::removeContextByID(const zulstring &session) {
+CContextRef CContextCacheManager::pushContextToCache(const zulstring &session,
+                                                     std::unique_ptr<CMTContext> context) {
+  return pushContextToCache(CSessionKey(session), std::move(context));
+}
+
+void CContextCacheManager::removeContextByID(const CSessionKey &session) {
   Bucket *bucket = bucketOf(session);
   if (bucket == nullptr) return;
   std::unique_ptr<CMTContext> doomed;
   CExclusiveLock hold(&bucket->lock);
-  auto found = bucket->contexts.find(session);
+  auto found = bucket->contexts.find(session.text);
   if (found == bucket->contexts.end()) return;
   doomed = std::move(found->second.context);
   bucket->contexts.erase(found);

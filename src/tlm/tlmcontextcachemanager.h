@@ -12,6 +12,7 @@
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmlocks.h"
 #include "tlm/tlmsingleton.h"
+#include "tlm/tlmthreadblock.h"
 #include "tlm/tlmzulstringless.h"
 
 class CMTContext;
@@ -63,12 +64,18 @@ class CContextCacheManager : public CSingleton<CContextCacheManager> {
   // The session's context, or an empty reference. Stamps it as used under the bucket's shared
   // lock. The context stays valid while the reference lives, unless the session itself removes
   // it.
-  CContextRef getContextByID(const zulstring &session);
+  CContextRef getContextByID(const CSessionKey &session);
   // Registers context under session unless the session has one already; in that case context is
   // freed. Answers the registered context, in use by the caller.
-  CContextRef pushContextToCache(const zulstring &session, std::unique_ptr<CMTContext> context);
+  CContextRef pushContextToCache(const CSessionKey &session, std::unique_ptr<CMTContext> context);
   // Destroys and forgets the session's context, if any. The caller holds no reference to it.
-  void removeContextByID(const zulstring &session);
+  void removeContextByID(const CSessionKey &session);
+  // The same three for a session given as text, whose hash is computed first.
+  CContextRef getContextByID(const zulstring &session) {
+    return getContextByID(CSessionKey(session));
+  }
+  CContextRef pushContextToCache(const zulstring &session, std::unique_ptr<CMTContext> context);
+  void removeContextByID(const zulstring &session) { removeContextByID(CSessionKey(session)); }
   // The sweep: destroys contexts that never timed anything and have been idle for emptyTimeout
   // ms, and others idle for zombieTimeout ms (with an error trace); sends the promoted trace of a
   // long-running context that is idle for 5 s. One bucket at a time, under its exclusive lock. A
@@ -78,9 +85,11 @@ class CContextCacheManager : public CSingleton<CContextCacheManager> {
  private:
   friend class CSingleton<CContextCacheManager>;
 
+  // Map nodes never move, so the in-use count lives in the entry itself.
   struct Entry {
+    explicit Entry(std::unique_ptr<CMTContext> owned);
     std::unique_ptr<CMTContext> context;
-    std::unique_ptr<std::atomic<uint32_t>> inUse = std::make_unique<std::atomic<uint32_t>>(0);
+    std::atomic<uint32_t> inUse{0};
   };
   typedef std::map<zulstring, Entry, ZulStringLess> ContextMap;
   struct Bucket {
@@ -95,13 +104,13 @@ class CContextCacheManager : public CSingleton<CContextCacheManager> {
 
   // The bucket of session (its hash modulo GetContextMapBucket()), or null when the count doesn't
   // match the buckets built.
-  Bucket *bucketOf(const zulstring &session) const;
+  Bucket *bucketOf(const CSessionKey &session) const;
   // Sweeps one bucket; the caller holds its exclusive lock.
   void sweepBucket(ContextMap &contexts, uint32_t zombieTimeout, uint32_t emptyTimeout,
                    uint32_t promotionAge);
   static CContextRef refTo(Entry &entry) {
-    entry.inUse->fetch_add(1, std::memory_order_relaxed);
-    return CContextRef(entry.context.get(), entry.inUse.get());
+    entry.inUse.fetch_add(1, std::memory_order_relaxed);
+    return CContextRef(entry.context.get(), &entry.inUse);
   }
 
   std::vector<std::unique_ptr<Bucket>> buckets_;

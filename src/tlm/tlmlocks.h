@@ -2,8 +2,7 @@
 #ifndef TLM_TLMLOCKS_H
 #define TLM_TLMLOCKS_H
 
-#include <pthread.h>
-
+#include <atomic>
 #include <cstdint>
 
 #include "zul_thr.h"
@@ -16,45 +15,86 @@ constexpr int32_t kTlmLockWait = 0x7fffffff;
 // limit. Every hold of it that an application thread may meet is short (a look-up, one insertion,
 // a swap of pointers), so a thread that finds it taken spins for a few microseconds before it
 // sleeps: a burst of short exclusive holds then never puts a reader to sleep.
+//
+// One word holds the state: the reader count, a bit for the writer that holds the lock and a bit
+// for writers that wait for it (readers keep out while it is set). An uncontended shared hold is
+// one compare-and-swap to take and one subtraction to give back. Threads that sleep do so on the
+// word (futex) and count themselves in sleepers_, so that a release wakes them only when there
+// are any: the waiter counts itself before the kernel compares the word, the releaser changes the
+// word before it reads the count, and both are sequentially consistent, so one of them sees the
+// other.
 class CCoreRwLock {
  public:
-  CCoreRwLock() noexcept {
-    pthread_rwlockattr_t attributes;
-    pthread_rwlockattr_init(&attributes);
-    pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
-    pthread_rwlock_init(&lock_, &attributes);
-    pthread_rwlockattr_destroy(&attributes);
-  }
-  ~CCoreRwLock() { pthread_rwlock_destroy(&lock_); }
+  CCoreRwLock() noexcept = default;
   CCoreRwLock(const CCoreRwLock &) = delete;
   CCoreRwLock &operator=(const CCoreRwLock &) = delete;
 
   void lockShared() noexcept {
-    for (int i = 0; i < kSpins; ++i) {
-      if (pthread_rwlock_tryrdlock(&lock_) == 0) return;
-      relax();
+    for (int i = 0;; ++i) {
+      uint32_t state = state_.load(std::memory_order_relaxed);
+      if ((state & (kWriter | kWriterWaiting)) == 0) {
+        if (state_.compare_exchange_weak(state, state + 1, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) {
+          return;
+        }
+        continue;
+      }
+      pauseOrSleep(i, state);
     }
-    pthread_rwlock_rdlock(&lock_);
   }
   void lockExclusive() noexcept {
-    for (int i = 0; i < kSpins; ++i) {
-      if (pthread_rwlock_trywrlock(&lock_) == 0) return;
-      relax();
+    for (int i = 0;; ++i) {
+      uint32_t state = state_.load(std::memory_order_relaxed);
+      if ((state & (kWriter | kReaders)) == 0) {
+        // Takes the lock and clears the waiting bit; other waiting writers set it again.
+        if (state_.compare_exchange_weak(state, kWriter, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) {
+          return;
+        }
+        continue;
+      }
+      if ((state & kWriterWaiting) == 0) {
+        state_.fetch_or(kWriterWaiting, std::memory_order_relaxed);
+        continue;
+      }
+      pauseOrSleep(i, state);
     }
-    pthread_rwlock_wrlock(&lock_);
   }
-  void unlock() noexcept { pthread_rwlock_unlock(&lock_); }
+  void unlock() noexcept {
+    uint32_t state = state_.load(std::memory_order_relaxed);
+    if ((state & kWriter) != 0) {
+      // Only the holder changes the writer bit; waiting writers may set theirs meanwhile.
+      state_.fetch_and(~kWriter, std::memory_order_seq_cst);
+    } else {
+      state_.fetch_sub(1, std::memory_order_seq_cst);
+    }
+    if (sleepers_.load(std::memory_order_seq_cst) != 0) wakeAll();
+  }
 
  private:
+  static constexpr uint32_t kWriter = 0x80000000u;
+  static constexpr uint32_t kWriterWaiting = 0x40000000u;
+  static constexpr uint32_t kReaders = 0x3fffffffu;
   // About 20 to 50 us of trying: far longer than any short hold, far shorter than a time slice.
   static constexpr int kSpins = 1000;
-  static void relax() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#endif
-  }
 
-  pthread_rwlock_t lock_;
+  void pauseOrSleep(int attempt, uint32_t seen) noexcept {
+    if (attempt < kSpins) {
+#if defined(__x86_64__) || defined(__i386__)
+      __builtin_ia32_pause();
+#endif
+      return;
+    }
+    sleepers_.fetch_add(1, std::memory_order_seq_cst);
+    sleepOn(seen);
+    sleepers_.fetch_sub(1, std::memory_order_relaxed);
+  }
+  // Sleeps while the word still reads seen (or until any wake-up).
+  void sleepOn(uint32_t seen) noexcept;
+  void wakeAll() noexcept;
+
+  std::atomic<uint32_t> state_{0};
+  std::atomic<uint32_t> sleepers_{0};
 };
 
 // Holds a core read-write lock shared for the scope.

@@ -15,7 +15,7 @@ const ZUL_UTF16 kPassportInfoName[] = u"outbound.ZUL-PASSPORT";
 const ZUL_UTF16 kParameterInfoPrefix[] = u"Method Call Parameter ";
 
 // Applies the pair to the session's context unless it was given up; any failure is silent.
-void append(const zulstring &session, Target target, uint32_t id, const ZUL_UTF16 *name,
+void append(const CSessionKey &session, Target target, uint32_t id, const ZUL_UTF16 *name,
             const ZUL_UTF16 *value) {
   CContextRef context = CContextCacheManager::Instance()->getContextByID(session);
   if (!context || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
@@ -34,16 +34,15 @@ void append(const zulstring &session, Target target, uint32_t id, const ZUL_UTF1
 
 void appendForThread(const ZUL_UTF16 *function, Target target, uint32_t id, const ZUL_UTF16 *name,
                      const ZUL_UTF16 *value) {
-  tlmapi::run(function, tlmapi::isSwitchedOn, [&] {
-    append(TLMPlatformHelper::GetSessionIdentifierRef(), target, id, name, value);
-  });
+  tlmapi::run(function, tlmapi::isSwitchedOn,
+              [&](CThreadBlock &thread) { append(thread.session(), target, id, name, value); });
 }
 
 void appendForSession(const ZUL_UTF16 *function, TLM_SESSION_ID_FUNC session, Target target,
                       uint32_t id, const ZUL_UTF16 *name, const ZUL_UTF16 *value) {
   tlmapi::run(function, tlmapi::isSwitchedOn, [&] {
     zulstring sessionId;
-    if (tlmmain::externalSession(session, sessionId)) append(sessionId, target, id, name, value);
+    if (tlmmain::externalSession(session, sessionId)) append(CSessionKey(sessionId), target, id, name, value);
   });
 }
 

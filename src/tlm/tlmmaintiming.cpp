@@ -21,18 +21,17 @@ typedef TLMParameterHelper Param;
 
 CContextCacheManager *registry() { return CContextCacheManager::Instance(); }
 
-const zulstring &threadSession() { return TLMPlatformHelper::GetSessionIdentifierRef(); }
-
 // The cheap rejection before any text work: a level passes when it is below either threshold.
 bool levelPasses(uint16_t level) {
   return level < Param::GetInstruLevelThresholdForTrace() ||
          level < Param::GetInstruLevelThreshold();
 }
 
-// The record's metric name, component "|" operation, built once per call in a buffer of the
-// thread that keeps its capacity from call to call. Valid until the thread's next call.
-const zulstring &recordName(const ZUL_UTF16 *component, const ZUL_UTF16 *operation) {
-  thread_local zulstring name;
+// The record's metric name, component "|" operation, built in the thread's scratch text, which
+// keeps its capacity from call to call. Valid until the thread's next call.
+const zulstring &recordName(CThreadBlock &thread, const ZUL_UTF16 *component,
+                            const ZUL_UTF16 *operation) {
+  zulstring &name = thread.scratch;
   name.clear();
   if (component != nullptr) name += component;
   name += u'|';
@@ -42,7 +41,7 @@ const zulstring &recordName(const ZUL_UTF16 *component, const ZUL_UTF16 *operati
 
 // A session without a context gets one, made and started before the registry shows it; it is
 // registered even when the record was skipped.
-uint32_t startTiming(const zulstring &session, const ZUL_UTF16 *component,
+uint32_t startTiming(CThreadBlock &thread, const CSessionKey &session, const ZUL_UTF16 *component,
                      const ZUL_UTF16 *operation, uint16_t level) {
   CContextRef context = registry()->getContextByID(session);
   if (context && context->getStatus() == CMTContext::STATUS_TERMINATE) {
@@ -51,7 +50,7 @@ uint32_t startTiming(const zulstring &session, const ZUL_UTF16 *component,
               u"TLM_initContext API\n");
     return CMTContext::SKIPPED_COUNTER;
   }
-  const zulstring &name = recordName(component, operation);
+  const zulstring &name = recordName(thread, component, operation);
   if (context) return context->startTiming(name, level);
   auto fresh = std::make_unique<CMTContext>(tlmlibrary::CurrentSettings());
   uint32_t id = fresh->startTiming(name, level);
@@ -60,7 +59,7 @@ uint32_t startTiming(const zulstring &session, const ZUL_UTF16 *component,
 }
 
 // A context still open is given up first; reset is how a terminated context becomes usable.
-void initContext(const zulstring &session, const ZUL_UTF16 *passport) {
+void initContext(const CSessionKey &session, const ZUL_UTF16 *passport) {
   zulstring text = textOf(passport);
   CContextRef context = registry()->getContextByID(session);
   if (!context) {
@@ -73,7 +72,7 @@ void initContext(const zulstring &session, const ZUL_UTF16 *passport) {
 }
 
 // The end of the outermost record closes the context, and that destroys it.
-void endTiming(const zulstring &session, uint32_t id, bool terminate) {
+void endTiming(const CSessionKey &session, uint32_t id, bool terminate) {
   CContextRef context = registry()->getContextByID(session);
   if (!context || context->getStatus() == CMTContext::STATUS_TERMINATE) return;
   if (terminate) {
@@ -87,7 +86,7 @@ void endTiming(const zulstring &session, uint32_t id, bool terminate) {
 }
 
 // The context stays registered, terminated, until TLM_initContext or the sweep.
-void terminateTimingAll(const zulstring &session) {
+void terminateTimingAll(const CSessionKey &session) {
   CContextRef context = registry()->getContextByID(session);
   if (context && context->getStatus() != CMTContext::STATUS_TERMINATE) {
     context->terminateTimingAll();
@@ -96,8 +95,8 @@ void terminateTimingAll(const zulstring &session) {
 
 // A record id of 0, from a skipped start, costs nothing more than the gate.
 void endForThread(const ZUL_UTF16 *function, uint32_t recordId, bool terminate) {
-  run(function, isSwitchedOn, [&] {
-    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(threadSession(), recordId, terminate);
+  run(function, isSwitchedOn, [&](CThreadBlock &thread) {
+    if (recordId > CMTContext::SKIPPED_COUNTER) endTiming(thread.session(), recordId, terminate);
   });
 }
 
@@ -106,7 +105,7 @@ void endForSession(const ZUL_UTF16 *function, TLM_SESSION_ID_FUNC session, uint3
   run(function, isSwitchedOn, [&] {
     zulstring id;
     if (recordId > CMTContext::SKIPPED_COUNTER && externalSession(session, id)) {
-      endTiming(id, recordId, terminate);
+      endTiming(CSessionKey(id), recordId, terminate);
     }
   });
 }
@@ -114,31 +113,36 @@ void endForSession(const ZUL_UTF16 *function, TLM_SESSION_ID_FUNC session, uint3
 }  // namespace
 
 void TLM_initContext(const ZUL_UTF16 *passport) noexcept {
-  run(u"TLM_initContext", isSwitchedOn, [&] { initContext(threadSession(), passport); });
+  run(u"TLM_initContext", isSwitchedOn,
+      [&](CThreadBlock &thread) { initContext(thread.session(), passport); });
 }
 
 void TLM_initContextEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *passport) noexcept {
   run(u"TLM_initContextEx", isSwitchedOn, [&] {
     zulstring id;
-    if (externalSession(session, id)) initContext(id, passport);
+    if (externalSession(session, id)) initContext(CSessionKey(id), passport);
   });
 }
 
 uint32_t TLM_startTiming(const ZUL_UTF16 *component, const ZUL_UTF16 *operation,
                          uint16_t level) noexcept {
-  return run(u"TLM_startTiming", isSwitchedOn, CMTContext::SKIPPED_COUNTER, [&] {
-    if (!levelPasses(level)) return CMTContext::SKIPPED_COUNTER;
-    return startTiming(threadSession(), component, operation, level);
-  });
+  return run(u"TLM_startTiming", isSwitchedOn, CMTContext::SKIPPED_COUNTER,
+             [&](CThreadBlock &thread) {
+               if (!levelPasses(level)) return CMTContext::SKIPPED_COUNTER;
+               return startTiming(thread, thread.session(), component, operation, level);
+             });
 }
 
 uint32_t TLM_startTimingEx(TLM_SESSION_ID_FUNC session, const ZUL_UTF16 *component,
                            const ZUL_UTF16 *operation, uint16_t level) noexcept {
-  return run(u"TLM_startTimingEx", isSwitchedOn, CMTContext::SKIPPED_COUNTER, [&] {
-    zulstring id;
-    if (!levelPasses(level) || !externalSession(session, id)) return CMTContext::SKIPPED_COUNTER;
-    return startTiming(id, component, operation, level);
-  });
+  return run(u"TLM_startTimingEx", isSwitchedOn, CMTContext::SKIPPED_COUNTER,
+             [&](CThreadBlock &thread) {
+               zulstring id;
+               if (!levelPasses(level) || !externalSession(session, id)) {
+                 return CMTContext::SKIPPED_COUNTER;
+               }
+               return startTiming(thread, CSessionKey(id), component, operation, level);
+             });
 }
 
 void TLM_endTiming(uint32_t recordId) noexcept { endForThread(u"TLM_endTiming", recordId, false); }
@@ -156,12 +160,13 @@ void TLM_terminateTimingEx(TLM_SESSION_ID_FUNC session, uint32_t recordId) noexc
 }
 
 void TLM_terminateTimingAll(void) noexcept {
-  run(u"TLM_terminateTimingAll", isSwitchedOn, [] { terminateTimingAll(threadSession()); });
+  run(u"TLM_terminateTimingAll", isSwitchedOn,
+      [](CThreadBlock &thread) { terminateTimingAll(thread.session()); });
 }
 
 void TLM_terminateTimingAllEx(TLM_SESSION_ID_FUNC session) noexcept {
   run(u"TLM_terminateTimingAllEx", isSwitchedOn, [&] {
     zulstring id;
-    if (externalSession(session, id)) terminateTimingAll(id);
+    if (externalSession(session, id)) terminateTimingAll(CSessionKey(id));
   });
 }

@@ -35,15 +35,15 @@ CMTContext::CMTContext(std::shared_ptr<const CProcessSettings> settings)
     : transTrace_(Param::GetEMTraceEnablingStatus()),
       instrumentThreshold_(Param::GetInstruLevelThreshold()),
       traceInstrumentThreshold_(Param::GetInstruLevelThresholdForTrace()),
-      guidPending_(true),
-      settings_(std::move(settings)) {
+      settings_(std::move(settings)),
+      guidPending_(true) {
   uint32_t now = TLMPlatformHelper::GetServerTime();
   created_ = now;
   lastUsed_ = now;
 }
 
 CMTContext::CMTContext(std::shared_ptr<const CProcessSettings> settings, const zulstring &passport)
-    : passportText_(passport), settings_(std::move(settings)) {
+    : settings_(std::move(settings)), passportText_(passport) {
   instrumentThreshold_ = Param::GetInstruLevelThreshold();
   setIdentity(false);
   startTransaction();

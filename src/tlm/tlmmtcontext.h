@@ -144,7 +144,7 @@ class CMTContext {
   // An open record, and the record itself when it is out of the tree.
   struct OpenRecord {
     CMTRecord *record;
-    std::unique_ptr<CMTRecord> owned;
+    CRecordPtr owned;
   };
   // Drops the tree and the stack, ending nothing.
   void dropRecords();
@@ -165,7 +165,7 @@ class CMTContext {
   uint32_t recordCounter_ = BASE_COUNTER;
   std::shared_ptr<const CProcessSettings> settings_;
   std::vector<OpenRecord> stack_;  // the innermost last
-  std::unique_ptr<CMTRecord> rootRecord_;
+  CRecordPtr rootRecord_;
   zulstring passportText_;
   mutable zulstring traceGuid_;
   mutable bool guidPending_ = false;  // traceGuid_ is to be a new GUID, made on first read

@@ -32,8 +32,8 @@ uint32_t CMTContext::startTiming(const zulstring &name, uint16_t level) {
   // Lower levels are more important: a record counts only below the threshold.
   if (getCalculatedThresholdLevel(name, transTrace_) <= level) return SKIPPED_COUNTER;
   CMTRecord *parent = stack_.empty() ? nullptr : stack_.back().record;
-  auto owned = std::make_unique<CMTRecord>(name, recordCounter_, parent,
-                                           transTrace_ == TRANS_TRACE_ON, settings_.get());
+  CRecordPtr owned =
+      CMTRecord::Make(name, recordCounter_, parent, transTrace_ == TRANS_TRACE_ON, settings_.get());
   CMTRecord *record = owned.get();
   if (tracing() && level >= getCalculatedThresholdLevel(name, 0)) {
     // In the trace, but not in the metric.
@@ -41,11 +41,6 @@ uint32_t CMTContext::startTiming(const zulstring &name, uint16_t level) {
   }
   stack_.reserve(stack_.size() + 1);
   if (parent != nullptr && traceActive_) parent->reserveChild();
-  zulstring startText;
-  if (parent == nullptr) {
-    startText = Param::GetAgentType() != 0 ? TLMPlatformHelper::GetServerTimeInString2()
-                                           : TLMPlatformHelper::GetServerTimeInString();
-  }
   record->startTiming();
   uint32_t id = recordCounter_++;
   traceSize_.add(recordSize(name));
@@ -59,7 +54,8 @@ uint32_t CMTContext::startTiming(const zulstring &name, uint16_t level) {
       open.owned = std::move(owned);
     }
   } else {
-    record->setStartTimestampStr(std::move(startText));
+    // The wall clock text of the start is made only when a trace document shows it.
+    record->setStartTimestampText(Param::GetAgentType() != 0);
     record->setInTraceStack(true);
     if (status_ == STATUS_INITIAL) {
       rootRecord_ = std::move(owned);

@@ -1,11 +1,13 @@
 #include "tlm/tlmmtrecord.h"
 
+#include <new>
 #include <utility>
 
 #include "tlm/tlmprocesssettings.h"
 #include "tlm/tlmplatformhelper.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
+#include "tlm/tlmthreadblock.h"
 #include "zul_dptrace.h"
 
 namespace {
@@ -28,6 +30,46 @@ CMTRecord::CMTRecord(zulstring name, uint32_t id, CMTRecord *parent, bool traced
                      const CProcessSettings *settings)
     : name_(std::move(name)), id_(id), traced_(traced), parent_(parent), settings_(settings) {}
 
+void CRecordRecycler::operator()(CMTRecord *record) const noexcept {
+  CThreadBlock *thread = CThreadBlock::CurrentIfAny();
+  if (thread == nullptr || !thread->records.give(record)) delete record;
+}
+
+// A pooled record is rebuilt in place around its name's storage; a record of the same name also
+// keeps the stat record it found and the section version it found it in.
+CRecordPtr CMTRecord::Make(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced,
+                           const CProcessSettings *settings) {
+  CThreadBlock *thread = CThreadBlock::CurrentIfAny();
+  bool sameName = false;
+  CMTRecord *pooled = thread != nullptr ? thread->records.take(name, sameName) : nullptr;
+  if (pooled == nullptr) return CRecordPtr(new CMTRecord(name, id, parent, traced, settings));
+  CRecordPtr guard(pooled);  // goes back to the pool should the name not fit
+  std::shared_ptr<CMTStatRecord> stat;
+  int32_t version = -1;
+  if (sameName) {
+    stat = std::move(pooled->localStatRecord_);
+    version = pooled->sectionVersion_;
+  } else {
+    pooled->name_.assign(name);  // may allocate, and throw, for a longer name
+  }
+  zulstring kept = std::move(pooled->name_);
+  pooled->~CMTRecord();
+  new (pooled) CMTRecord(std::move(kept), id, parent, traced, settings);
+  pooled->localStatRecord_ = std::move(stat);
+  pooled->sectionVersion_ = version;
+  return guard;
+}
+
+void CMTRecord::releaseForReuse() noexcept {
+  children_.clear();
+  info_.clear();
+}
+
+zulstring CMTRecord::getStartTimestampStr() const {
+  if (startText_ == StartText::kNone) return zulstring();
+  return TLMPlatformHelper::ServerTimeTextOf(startClock_, startText_ == StartText::kWithMillis);
+}
+
 void CMTRecord::refreshStatRecord() {
   CRecordSectionCacheManager *sections = CRecordSectionCacheManager::Instance();
   if (sectionVersion_ != static_cast<int32_t>(sections->getVersion())) {
@@ -42,7 +84,8 @@ CMTStatRecord *CMTRecord::getLocalStatRecordByName() {
 
 void CMTRecord::startTiming() {
   DPTRC(3, tf, u"%s - [StartTiming]\n", name_.c_str());
-  startTime_ = TLMPlatformHelper::GetServerTime();
+  startClock_ = TLMPlatformHelper::ReadClock();
+  startTime_ = TLMPlatformHelper::ServerTimeOf(startClock_);
   if (traced_) {
     cpuStart_ = TLMPlatformHelper::GetCPUTime();
     if (skipReportingForTrace_) return;
@@ -148,7 +191,7 @@ void CMTRecord::reserveChild() {
   }
 }
 
-void CMTRecord::appendChildRecord(std::unique_ptr<CMTRecord> child) {
+void CMTRecord::appendChildRecord(CRecordPtr child) {
   reserveChild();
   children_.push_back(std::move(child));
 }

@@ -9,8 +9,19 @@
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmmtstatrecord.h"
+#include "tlm/tlmplatformhelper.h"
 
+class CMTRecord;
 class CProcessSettings;
+
+// Frees a record by giving it to the pool of the thread that lets it go, when that thread has one
+// with room; else deletes it. Records come from new, whichever way they were made.
+struct CRecordRecycler {
+  CRecordRecycler() = default;
+  CRecordRecycler(std::default_delete<CMTRecord>) {}  // NOLINT: a plain owner converts
+  void operator()(CMTRecord *record) const noexcept;
+};
+typedef std::unique_ptr<CMTRecord, CRecordRecycler> CRecordPtr;
 
 // Name, place in the record tree, gross and net times, attached pairs. Used by the thread of its
 // context only. Owns its children; a root thus owns its tree. Shares its stat record with the
@@ -30,6 +41,13 @@ class CMTRecord {
   CMTRecord(const CMTRecord &) = delete;
   CMTRecord &operator=(const CMTRecord &) = delete;
 
+  // A record as the constructor makes it, taken from the calling thread's pool when it has one:
+  // no allocation when the pool holds a record whose name had the capacity.
+  static CRecordPtr Make(const zulstring &name, uint32_t id, CMTRecord *parent, bool traced,
+                         const CProcessSettings *settings);
+  // Before a pool keeps the record: gives back its children and drops its pairs.
+  void releaseForReuse() noexcept;
+
   // Takes the start time (and the CPU start where measured) and counts the component as active
   // in its stat record, as the metric scope and the skip list decide.
   void startTiming();
@@ -47,7 +65,7 @@ class CMTRecord {
   // Makes room for one more child, so that the next appendChildRecord can't fail.
   void reserveChild();
   // Takes ownership of child.
-  void appendChildRecord(std::unique_ptr<CMTRecord> child);
+  void appendChildRecord(CRecordPtr child);
   // Sets the pair, replacing an existing value.
   void appendInfo(const zulstring &name, const zulstring &value);
   // Inserts a new name and answers false; for a known one appends "," and value to the old value
@@ -73,18 +91,23 @@ class CMTRecord {
   uint32_t getOffset() const { return offset_; }
   // The start time on the server clock.
   uint32_t getStartTimestamp() const { return startTime_; }
-  // The wall clock text of a top record.
-  const zulstring &getStartTimestampStr() const { return startTimeText_; }
+  // The wall clock text of the start of a top record ("%4d-%02d-%02d %02d:%02d:%02d", with
+  // ".%03ld" milliseconds when so marked), made when read; empty for any other record.
+  zulstring getStartTimestampStr() const;
   const zulstring &getMetricName() const { return name_; }
-  const std::vector<std::unique_ptr<CMTRecord>> &getChildren() const { return children_; }
+  const std::vector<CRecordPtr> &getChildren() const { return children_; }
   const std::map<zulstring, zulstring> &getInfo() const { return info_; }
 
   void setInTraceStack(bool inTraceStack) { inTraceStack_ = inTraceStack; }
   void setSkipReportingForTrace(bool skip) { skipReportingForTrace_ = skip; }
-  void setStartTimestampStr(zulstring text) { startTimeText_ = std::move(text); }
+  // Marks a top record, whose start time is shown as a wall clock text.
+  void setStartTimestampText(bool withMillis) {
+    startText_ = withMillis ? StartText::kWithMillis : StartText::kSeconds;
+  }
 
  private:
   enum class Ending { kEnd, kTerminate };
+  enum class StartText : uint8_t { kNone, kSeconds, kWithMillis };
 
   // The measuring and reporting common to endTiming and a measured terminateTiming.
   int64_t finishTiming(bool timeStat, Ending ending);
@@ -109,9 +132,10 @@ class CMTRecord {
   int64_t netCpuElapsed_ = 0;
   CMTRecord *parent_;
   const CProcessSettings *settings_;
-  zulstring startTimeText_;
+  TLMPlatformHelper::ClockReading startClock_;  // the reading startTime_ came from
+  StartText startText_ = StartText::kNone;
   uint32_t offset_ = 0;
-  std::vector<std::unique_ptr<CMTRecord>> children_;
+  std::vector<CRecordPtr> children_;
   std::map<zulstring, zulstring> info_;
   std::shared_ptr<CMTStatRecord> localStatRecord_;
   int32_t sectionVersion_ = -1;

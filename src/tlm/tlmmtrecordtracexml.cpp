@@ -43,7 +43,7 @@ void CMTRecord::appendEMTraceXML(zulstring &out, bool withChildren) const {
   const bool isEvent = id_ == CMTContext::BASE_COUNTER;
   if (isEvent) {
     out.append(u"<event resource=\"").append(name_).append(u"\" startTime=\"");
-    out.append(startTimeText_);
+    out.append(getStartTimestampStr());
   } else {
     out.append(u"<calledComponent resource=\"").append(name_).append(u"\" offset=\"");
     appendInt(out, static_cast<int32_t>(offset_));

@@ -37,12 +37,11 @@ enum class ShortBuffer { kTraced, kSilent };
 // when the library is stopped or switched off, or an Ex session is refused with its error line.
 template <typename Result, typename Read>
 Result readContext(const ZUL_UTF16 *function, CCaller caller, Result failure, Read read) noexcept {
-  return run(function, isSwitchedOn, failure, [&]() -> Result {
+  return run(function, isSwitchedOn, failure, [&](CThreadBlock &thread) -> Result {
     zulstring external;
     if (caller.external && !tlmmain::externalSession(caller.function, external)) return failure;
-    const zulstring &session =
-        caller.external ? external : TLMPlatformHelper::GetSessionIdentifierRef();
-    CContextRef context = CContextCacheManager::Instance()->getContextByID(session);
+    CContextRef context = CContextCacheManager::Instance()->getContextByID(
+        caller.external ? CSessionKey(external) : thread.session());
     return read(context.get());
   });
 }

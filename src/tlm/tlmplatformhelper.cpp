@@ -8,6 +8,7 @@
 
 #include <ctime>
 
+#include "tlm/tlmthreadblock.h"
 #include "zul_contloct.h"
 #include "zul_pfuuid.h"
 #include "zul_thr.h"
@@ -32,18 +33,6 @@ uint32_t HashSession(const zulstring &text) {
   return h & 0x7fffffffu;
 }
 
-// The calling thread's session text and its hash: a thread's id doesn't change while the thread
-// lives, so both are made once per thread.
-struct ThreadSession {
-  zulstring text = FormatThreadId();
-  uint32_t hash = HashSession(text);
-};
-
-const ThreadSession &OwnSession() {
-  thread_local const ThreadSession session;
-  return session;
-}
-
 // The local date and time of one second, "%4d-%02d-%02d %02d:%02d:%02d". The text changes once a
 // second, so each thread keeps the last one it made.
 struct SecondText {
@@ -53,13 +42,14 @@ struct SecondText {
   size_t length = 0;
 };
 
-// The wall clock text with or without ".%03ld" milliseconds; "ERROR_DATE" when a clock fails.
-zulstring FormatServerTime(bool with_millis) {
-  timeval now;
-  if (gettimeofday(&now, nullptr) != 0) return u"ERROR_DATE";
+}  // namespace
+
+// The wall clock text with or without ".%03ld" milliseconds; "ERROR_DATE" when a clock failed.
+zulstring TLMPlatformHelper::ServerTimeTextOf(const ClockReading &now, bool with_millis) {
+  if (!now.ok) return u"ERROR_DATE";
   thread_local SecondText cache;
-  if (cache.second != now.tv_sec) {
-    time_t seconds = now.tv_sec;
+  if (cache.second != now.seconds) {
+    time_t seconds = now.seconds;
     tm local;
     cache.second = seconds;
     cache.failed = localtime_cont_r(&seconds, &local) == nullptr;
@@ -73,7 +63,7 @@ zulstring FormatServerTime(bool with_millis) {
   if (cache.failed) return u"ERROR_DATE";
   zulstring text(cache.text, cache.length);
   if (with_millis) {
-    unsigned millis = static_cast<unsigned>(now.tv_usec / 1000);
+    unsigned millis = static_cast<unsigned>(now.micros / 1000);
     const ZUL_UTF16 digits[] = {u'.', static_cast<ZUL_UTF16>(u'0' + millis / 100),
                                 static_cast<ZUL_UTF16>(u'0' + millis / 10 % 10),
                                 static_cast<ZUL_UTF16>(u'0' + millis % 10)};
@@ -82,16 +72,18 @@ zulstring FormatServerTime(bool with_millis) {
   return text;
 }
 
-}  // namespace
+zulstring TLMPlatformHelper::GetSessionIdentifier() { return GetSessionIdentifierRef(); }
 
-zulstring TLMPlatformHelper::GetSessionIdentifier() { return OwnSession().text; }
+// The thread's block holds its session text; a thread whose block can't be made (memory) has the
+// empty session, which the registry never holds.
+const zulstring &TLMPlatformHelper::GetSessionIdentifierRef() {
+  static const zulstring *const none = new zulstring();
+  CThreadBlock *block = CThreadBlock::Current();
+  return block != nullptr ? block->sessionText() : *none;
+}
 
-const zulstring &TLMPlatformHelper::GetSessionIdentifierRef() { return OwnSession().text; }
-
-// The thread's own session, passed by GetSessionIdentifierRef, has its hash ready.
 uint32_t TLMPlatformHelper::GetSessionIdentifierHash(const zulstring &text) {
-  const ThreadSession &own = OwnSession();
-  return &text == &own.text ? own.hash : HashSession(text);
+  return HashSession(text);
 }
 
 zulstring TLMPlatformHelper::GetThreadId() { return FormatThreadId(); }
@@ -102,12 +94,23 @@ zulstring TLMPlatformHelper::GetProcessId() {
   return zulstring(text);
 }
 
-uint32_t TLMPlatformHelper::GetServerTime() {
+TLMPlatformHelper::ClockReading TLMPlatformHelper::ReadClock() {
   timeval now;
-  if (gettimeofday(&now, nullptr) != 0) return 0;
-  return (static_cast<uint32_t>(now.tv_sec) & kSecondsMask) * 1000 +
-         static_cast<uint32_t>(now.tv_usec / 1000);
+  ClockReading reading;
+  if (gettimeofday(&now, nullptr) != 0) return reading;
+  reading.ok = true;
+  reading.seconds = now.tv_sec;
+  reading.micros = now.tv_usec;
+  return reading;
 }
+
+uint32_t TLMPlatformHelper::ServerTimeOf(const ClockReading &now) {
+  if (!now.ok) return 0;
+  return (static_cast<uint32_t>(now.seconds) & kSecondsMask) * 1000 +
+         static_cast<uint32_t>(now.micros / 1000);
+}
+
+uint32_t TLMPlatformHelper::GetServerTime() { return ServerTimeOf(ReadClock()); }
 
 uint32_t TLMPlatformHelper::GetServerTimeInSecond() {
   timeval now;
@@ -126,9 +129,9 @@ int64_t TLMPlatformHelper::GetCPUTime() {
   return seconds * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_usec;
 }
 
-zulstring TLMPlatformHelper::GetServerTimeInString() { return FormatServerTime(false); }
+zulstring TLMPlatformHelper::GetServerTimeInString() { return ServerTimeTextOf(ReadClock(), false); }
 
-zulstring TLMPlatformHelper::GetServerTimeInString2() { return FormatServerTime(true); }
+zulstring TLMPlatformHelper::GetServerTimeInString2() { return ServerTimeTextOf(ReadClock(), true); }
 
 zulstring TLMPlatformHelper::GetGUID() {
   ZUL_RAW uuid[PFUUID_LEN];

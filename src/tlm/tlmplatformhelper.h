@@ -9,6 +9,7 @@
 #define TLM_TLM_TLMPLATFORMHELPER_H
 
 #include <cstdint>
+#include <ctime>
 
 #include "i18n/zulu16/zulstring.h"
 
@@ -18,6 +19,13 @@ class TLMPlatformHelper {
 
   static constexpr uint32_t kServerTimePeriod = 0x3e800000u;  // 1,048,576,000 ms
   static constexpr int64_t kCPUTimePeriod = 0xf424000000;     // 1,048,576,000,000 us
+
+  // One reading of the wall clock, from which the server clock and the time texts are derived.
+  struct ClockReading {
+    bool ok = false;  // false when gettimeofday failed
+    time_t seconds = 0;
+    long micros = 0;
+  };
 
   // The session of the calling thread: the same text as GetThreadId.
   static zulstring GetSessionIdentifier();
@@ -30,6 +38,13 @@ class TLMPlatformHelper {
   static zulstring GetThreadId();
   // getpid() in decimal.
   static zulstring GetProcessId();
+
+  // Reads the wall clock once.
+  static ClockReading ReadClock();
+  // The wrapping server clock of a reading in milliseconds; 0 when the clock failed.
+  static uint32_t ServerTimeOf(const ClockReading &reading);
+  // The text of GetServerTimeInString (withMillis false) or GetServerTimeInString2 for a reading.
+  static zulstring ServerTimeTextOf(const ClockReading &reading, bool withMillis);
 
   // The wrapping server clock in milliseconds; 0 when the clock fails.
   static uint32_t GetServerTime();

@@ -39,7 +39,7 @@ void CContextCacheManager::sweepBucket(ContextMap &contexts, uint32_t zombieTime
   uint32_t now = TLMPlatformHelper::GetServerTime();
   for (auto entry = contexts.begin(); entry != contexts.end();) {
     auto next = std::next(entry);
-    if (entry->second.inUse->load(std::memory_order_acquire) != 0) {
+    if (entry->second.inUse.load(std::memory_order_acquire) != 0) {
       entry = next;
       continue;
     }
