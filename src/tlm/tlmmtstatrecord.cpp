@@ -43,7 +43,8 @@ CMTStatRecord::CMTStatRecord(const CMTStatRecord &other) : name_(other.name_) {
 
 void CMTStatRecord::assignFrom(const CMTStatRecord &other) {
   CMutexLock hold(&lock_);
-  activeCounter_ = other.activeCounter_;
+  activeCounter_.store(other.activeCounter_.load(std::memory_order_relaxed),
+                       std::memory_order_relaxed);
   finishedCounter_ = other.finishedCounter_;
   terminatedCounter_ = other.terminatedCounter_;
   sampleCount_ = other.sampleCount_;
@@ -61,10 +62,9 @@ void CMTStatRecord::assignFrom(const CMTStatRecord &other) {
   netCpuMin_ = other.netCpuMin_;
 }
 
-void CMTStatRecord::start() {
-  CMutexLock hold(&lock_);
-  activeCounter_.add(1);
-}
+// A start races only with the ends' lowering, which is a compare-and-swap, and with readers of
+// the count, which see it before or after: no lock needed.
+void CMTStatRecord::start() { activeCounter_.fetch_add(1, std::memory_order_relaxed); }
 
 void CMTStatRecord::stop() {
   CMutexLock hold(&lock_);
@@ -77,7 +77,10 @@ void CMTStatRecord::terminate() {
 }
 
 void CMTStatRecord::countEnd(bool terminated) {
-  if (activeCounter_ != 0) activeCounter_.add(-1);
+  uint32_t active = activeCounter_.load(std::memory_order_relaxed);
+  while (active != 0 && !activeCounter_.compare_exchange_weak(active, active - 1,
+                                                              std::memory_order_relaxed)) {
+  }
   (terminated ? terminatedCounter_ : finishedCounter_).add(1);
   if (sealed_) lateEnds.fetch_add(1, std::memory_order_relaxed);
 }
@@ -156,7 +159,7 @@ zulstring CMTStatRecord::toMetricString(uint16_t, const CProcessSettings &settin
   const uint16_t scope = TLMParameterHelper::GetPerfMetricScope();
   const zulstring prefix = settings.metricPrefix();
   // One reading of each counter, so that a late update can't make the lines disagree.
-  const uint32_t active = activeCounter_;
+  const uint32_t active = activeCounter_.load(std::memory_order_relaxed);
   const uint32_t finished = finishedCounter_;
   const uint32_t terminated = terminatedCounter_;
   const uint32_t count = sampleCount_;

@@ -2,6 +2,7 @@
 #ifndef TLM_TLMMTSTATRECORD_H
 #define TLM_TLMMTSTATRECORD_H
 
+#include <atomic>
 #include <cstdint>
 
 #include "i18n/zulu16/zulstring.h"
@@ -36,7 +37,7 @@ class CMTStatRecord {
   // calStatRecord, then terminate() when terminated, else stop(), under one hold of the lock.
   void addSampleAndEnd(int32_t elapsed, int64_t cpu, int32_t netElapsed, int64_t netCpu,
                        bool terminated);
-  uint32_t getActiveCounter() const { return activeCounter_; }
+  uint32_t getActiveCounter() const { return activeCounter_.load(std::memory_order_relaxed); }
   // A copy of every number taken under the lock, for the text of a section being sent. From then
   // on this record counts its ends as late: they reach no text (see LateEndCount).
   CMTStatRecord sealedCopy();
@@ -85,7 +86,8 @@ class CMTStatRecord {
                              int64_t value, bool wide, const Extras *extras) const;
 
   zulstring name_;
-  CRelaxed<uint32_t> activeCounter_ = 0;
+  // Raised without the lock (a start touches nothing else); lowered by the ends under it.
+  std::atomic<uint32_t> activeCounter_{0};
   CRelaxed<uint32_t> finishedCounter_ = 0;
   CRelaxed<uint32_t> terminatedCounter_ = 0;
   CRelaxed<uint32_t> sampleCount_ = 0;
