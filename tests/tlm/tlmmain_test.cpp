@@ -148,7 +148,6 @@ TEST_F(TLMSwitchOffNotes, EachValueThatSwitchesSomethingOffIsNamed) {
        u"specific_component_level_thresholds_trace is 0\n"},
   };
   for (const Case &c : cases) {
-    TearDown();
     Start(c.pairs);
     EXPECT_EQ(tlmmain::switchOffNotes(), c.notes) << tlm_test::Utf8(c.notes);
   }
