@@ -72,8 +72,6 @@ TEST_F(TraceRing, StringEventLines) {
   };
   const Case cases[] = {
       {u"", 0, u"", u"<metric type=\"StringEvent\" name=\"SYS_0:N\" value=\"V\" />\n"},
-      {u"App", 0, u"Sub/Path",
-       u"<metric type=\"StringEvent\" name=\"SYS|App_0|Sub/Path:N\" value=\"V\" />\n"},
       {u"App", 12, u"", u"<metric type=\"StringEvent\" name=\"SYS|App_12:N\" value=\"V\" />\n"},
   };
   Start({{u"system_name", u"SYS"}});
