@@ -130,8 +130,6 @@ TEST_F(TLMSwitchOffNotes, EachValueThatSwitchesSomethingOffIsNamed) {
       {{{u"instrument_level_threshold", u"5"}, {u"instrument_level_threshold_trace", u"0"}},
        u"instrument_level_threshold_trace is 0: a traced transaction that uses it times no "
        u"component\n"},
-      {{{u"datasending_interval", u"off"}},
-       u"Parameter datasending_interval=off is not a number; it is read as 0\n" + kNoData},
       {{{u"datasending_interval", u"-1"}},
        u"Parameter datasending_interval=-1 does not fit its field; it is read as 4294967295\n"},
       {{{u"tracecheck_interval", u"0"}},

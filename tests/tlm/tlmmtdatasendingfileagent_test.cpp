@@ -11,8 +11,6 @@
 
 #include "metrics_test_support.h"
 #include "tlm.h"
-#include "tlm/tlmcontextcachemanager.h"
-#include "tlm/tlmrecordsectioncachemanager.h"
 #include "tlmprofile/profile_test_support.h"
 #include "trace_capture.h"
 
