@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "thr/thr_state.h"
 #include "thr/thrp_stack.h"
@@ -40,13 +41,12 @@ TEST_F(ThrThreads, EveryCallButWaitAllAnswersNotInitWhileNotThreaded) {
   ThrProcExit();
   ASSERT_EQ(ThrIProcInit(), THR_ERR_OK);
   const THR_ID self = ThrGetCurrentId();
-  EXPECT_EQ(ThrCreate(Answer, nullptr, &id_), THR_ERR_NOT_INIT);
+  // Calls in a braced list run in order.
+  EXPECT_EQ((std::vector<int>{ThrCreate(Answer, nullptr, &id_), ThrWait(THR_INVALID_ID, &code_),
+                              ThrExitCode(self, &code_), ThrKill(self, 0), ThrCancel(self),
+                              ThrDetach(self)}),
+            std::vector<int>(6, THR_ERR_NOT_INIT));
   EXPECT_EQ(id_, THR_INVALID_ID);
-  EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrExitCode(self, &code_), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrKill(self, 0), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrCancel(self), THR_ERR_NOT_INIT);
-  EXPECT_EQ(ThrDetach(self), THR_ERR_NOT_INIT);
   EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK) << "the only thread";
 }
 

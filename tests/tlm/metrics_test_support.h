@@ -36,8 +36,10 @@ inline void Configure(Pairs pairs) {
 class MetricsTest : public ::testing::Test {
  protected:
   // Configures, builds the process settings, the registry and the ring of sections, and installs
-  // the sink.
+  // the sink. What an earlier Start built is released first, so that a test may start again with
+  // other pairs, once per row of a table.
   void Start(Pairs pairs = {}) {
+    Stop();
     Configure(pairs);
     tlmlibrary::InstallSettings(
         std::make_unique<CProcessSettingsHolder>(CProcessSettings::FromConfiguration(u"", u"")));
@@ -45,14 +47,21 @@ class MetricsTest : public ::testing::Test {
     Sections()->initialize(tlmlibrary::Settings());
     sink_ = std::make_unique<tlm_test::MetricSink>();
   }
-  void TearDown() override {
+  // Releases what Start built; releasing what was never built does nothing.
+  virtual void Stop() {
     CRecordSectionCacheManager::release();
     CContextCacheManager::release();
     tlmlibrary::InstallSettings(nullptr);
     TLMParameterHelper::CleanUp();
   }
+  void TearDown() override { Stop(); }
 
   static CRecordSectionCacheManager *Sections() { return CRecordSectionCacheManager::Instance(); }
+  // The stat record of name in the active section.
+  static std::shared_ptr<CMTStatRecord> Stat(const zulstring &name) {
+    int32_t version = 0;
+    return Sections()->getStatRecordByName(name, version);
+  }
   tlm_test::MetricSink &Sink() { return *sink_; }
 
  private:

@@ -27,16 +27,8 @@ namespace core_test {
 class CoreTest : public metrics_test::MetricsTest {
  protected:
   void SetUp() override { Start(); }
-  void Configure(metrics_test::Pairs pairs) {
-    TearDown();
-    Start(pairs);
-  }
+  void Configure(metrics_test::Pairs pairs) { Start(pairs); }
   static CContextCacheManager *Registry() { return CContextCacheManager::Instance(); }
-  // The stat record of name in the active section.
-  static std::shared_ptr<CMTStatRecord> Stat(const std::u16string &name) {
-    int32_t version = 0;
-    return Sections()->getStatRecordByName(name, version);
-  }
   static std::shared_ptr<CMTResourceRecord> Resource(const std::u16string &name) {
     return Sections()->getResourceRecordByName(name);
   }

@@ -3,7 +3,6 @@
 // timer tick to 20 ms, so that a sending interval of 15 ticks passes in 0.3 s.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -57,10 +56,6 @@ class Gate {
     std::lock_guard<std::mutex> hold(mutex_);
     isOpen_ = true;
     open_.notify_all();
-  }
-  void Close() {
-    std::lock_guard<std::mutex> hold(mutex_);
-    isOpen_ = false;
   }
   int Arrivals() {
     std::lock_guard<std::mutex> hold(mutex_);
@@ -263,64 +258,30 @@ TEST_F(DispatcherThreadsTest, StopWaitsForTheRunUnderWay) {
   }
 }
 
-// The 99th percentile and the maximum latency of a start and end of timing, over two
-// application threads.
-struct Latency {
-  Clock::duration p99;
-  Clock::duration max;
-};
-
-Latency TimingLatency() {
-  constexpr int kThreads = 2;
-  constexpr int kCalls = 2000;
-  std::vector<std::vector<Clock::duration>> samples(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&samples, t] {
-      samples[t].reserve(kCalls);
-      for (int i = 0; i < kCalls; ++i) {
-        const auto before = Clock::now();
-        TLM_endTiming(TLM_startTiming(u"Checkout", u"pay", 0));
-        samples[t].push_back(Clock::now() - before);
-      }
-    });
-  }
-  for (auto &thread : threads) thread.join();
-  std::vector<Clock::duration> all;
-  for (const auto &part : samples) all.insert(all.end(), part.begin(), part.end());
-  std::sort(all.begin(), all.end());
-  return {all[all.size() * 99 / 100], all.back()};
+// Times count transactions of one component on the calling thread; answers how long they took.
+Clock::duration TimeCheckouts(int count) {
+  const auto start = Clock::now();
+  for (int i = 0; i < count; ++i) TLM_endTiming(TLM_startTiming(u"Checkout", u"pay", 0));
+  return Clock::now() - start;
 }
 
-// A sink that stalls holds up only the data dispatcher: application threads keep their latency,
-// and a forced flush returns at once, since a run is under way. A call that waited for the sink
-// would take seconds, until the gate opens by itself; the bounds leave room for a loaded machine.
+// A sink that stalls holds up only the data dispatcher: application threads time on, and a forced
+// flush returns at once, since a run is under way. A call that waited for the sink would take ten
+// seconds, until the gate opens by itself; the bounds leave room for a loaded machine.
 TEST_F(DispatcherThreadsTest, StalledSinkDoesNotSlowTheApplication) {
   StartWith({{u"tracecheck_interval", u"2"}, {u"datasending_interval", u"15"}});
   auto gate = std::make_shared<Gate>();
-  gate->Open();
   InstallGateAgent(gate);
-  const Latency idle = TimingLatency();
-
-  gate->Close();
-  const int before = gate->Arrivals();
-  ASSERT_TRUE(WaitUntil([&] { return gate->Arrivals() > before; }));
+  ASSERT_TRUE(WaitUntil([&] { return gate->Arrivals() > 0; }));
   ASSERT_TRUE(CDispatcherManager::Instance()->isDataSendingActive());
-  const Latency stuck = TimingLatency();
+  const Clock::duration timing = TimeCheckouts(4000);
   const auto flushStart = Clock::now();
   TLM_outputMetricData();
-  const auto flush = Clock::now() - flushStart;
+  const Clock::duration flush = Clock::now() - flushStart;
   const bool stillStuck = CDispatcherManager::Instance()->isDataSendingActive();
   gate->Open();
-
   EXPECT_TRUE(stillStuck);
-  const auto ns = [](Clock::duration d) {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(d).count();
-  };
-  EXPECT_LT(stuck.p99, idle.p99 * 20 + milliseconds(20))
-      << "p99 idle " << ns(idle.p99) << " ns, stuck " << ns(stuck.p99) << " ns";
-  EXPECT_LT(stuck.max, milliseconds(2000))
-      << "max idle " << ns(idle.max) << " ns, stuck " << ns(stuck.max) << " ns";
+  EXPECT_LT(timing, milliseconds(2000));
   EXPECT_LT(flush, milliseconds(500));
 }
 

@@ -96,37 +96,6 @@ TEST_F(CMTContextTest, TheEMSwitchesTracingOnWithANewGuid) {
   EXPECT_TRUE(context.isTransTrace());
 }
 
-TEST_F(CMTContextTest, Thresholds) {
-  Configure({{u"specific_component_names", u"DB,"},
-             {u"specific_component_level_thresholds", u"3,"},
-             {u"specific_component_level_thresholds_trace", u"20,"}});
-  CMTContext plain(Now(), u"");
-  CMTContext traced(Now(), u"*1000");
-  CMTContext unregistered(Now());  // made without a passport: global thresholds only
-  struct Case {
-    CMTContext *context;
-    const char16_t *name;
-    uint16_t traceSwitch, threshold;
-  } cases[] = {
-      {&plain, u"DB|query", 0, 3},
-      {&plain, u"DBX|query", 0, 10},
-      {&plain, u"Web|DB|query", 0, 10},
-      // The context's own trace field chooses the map, whatever the switch.
-      {&traced, u"DB|query", 0, 20},
-      {&traced, u"Web|query", 1, 10},
-      {&unregistered, u"DB|query", 0, 10},
-  };
-  for (const Case &c : cases) {
-    EXPECT_EQ(c.context->getCalculatedThresholdLevel(c.name, c.traceSwitch), c.threshold)
-        << tlm_test::Utf8(c.name);
-  }
-  // A level equal to the threshold is skipped, one below is timed.
-  EXPECT_EQ(plain.startTiming(u"DB|query", 3), CMTContext::SKIPPED_COUNTER);
-  EXPECT_EQ(plain.getStatus(), CMTContext::STATUS_INITIAL);
-  EXPECT_EQ(plain.startTiming(u"DB|query", 2), CMTContext::BASE_COUNTER);
-  EXPECT_EQ(plain.getStatus(), CMTContext::STATUS_OPEN);
-}
-
 TEST_F(CMTContextTest, EndingAnOuterRecordInterruptsTheInnerOnes) {
   CMTContext context(Now());
   uint32_t a = context.startTiming(u"A|op", 1);

@@ -1,28 +1,22 @@
 #include "tlm/tlmmtdatasendingfileagent.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <string>
 
 #include "metrics_test_support.h"
 #include "tlm.h"
-#include "tlm/tlmcontextcachemanager.h"
-#include "tlm/tlmrecordsectioncachemanager.h"
+#include "tlmprofile/profile_test_support.h"
 #include "trace_capture.h"
 
 namespace {
 
+using profile_test::ScopedCwd;
 using tlm_test::TempDir;
 using tlm_test::Utf16;
 
@@ -44,21 +38,6 @@ size_t CountOf(const std::u16string &text, const std::u16string &part) {
   }
   return count;
 }
-
-// Makes a temporary directory the working directory for its life, for the texts that fall back
-// to it.
-class WorkingDirectory {
- public:
-  WorkingDirectory() : old_(std::filesystem::current_path()) {
-    std::filesystem::current_path(dir_.path());
-  }
-  ~WorkingDirectory() { std::filesystem::current_path(old_); }
-  const TempDir &dir() const { return dir_; }
-
- private:
-  TempDir dir_;
-  std::filesystem::path old_;
-};
 
 // An agent over a configuration with logdir and a component name; the trace goes to memory.
 class FileAgentTest : public ::testing::Test {
@@ -109,37 +88,6 @@ TEST_F(FileAgentTest, AppendsEachTextAsItStands) {
   EXPECT_EQ(trace_.Text(), u"");
 }
 
-// Sets or clears the immutable flag of a directory, which stops even the superuser from creating
-// files in it; false where the file system or the process's rights don't allow it.
-bool SetImmutable(const std::string &path, bool on) {
-  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY);
-  if (fd < 0) return false;
-  int flags = 0;
-  bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
-  flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL;
-  done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-  close(fd);
-  return done;
-}
-
-// A directory in which no file can be created: by its mode, or for the superuser by the
-// immutable flag. Gone with its base directory, writable again first.
-class ReadOnlyDirectory {
- public:
-  explicit ReadOnlyDirectory(const std::string &path) : path_(path) {
-    mkdir(path_.c_str(), 0500);
-    usable_ = geteuid() != 0 || SetImmutable(path_, true);
-  }
-  ~ReadOnlyDirectory() {
-    if (geteuid() == 0) SetImmutable(path_, false);
-  }
-  bool usable() const { return usable_; }
-
- private:
-  std::string path_;
-  bool usable_;
-};
-
 // Each text that can't go to the log file goes to the working directory, with the message each
 // time.
 TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
@@ -152,24 +100,19 @@ TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
       {"below a file", "/file", [](const std::string &b) { std::ofstream(b + "/file") << "x"; }},
       {"log file is a directory", "",
        [](const std::string &b) { std::filesystem::create_directory(b + "/A_B_mtdata.log"); }},
-      {"read-only", "/ro", nullptr},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
     TempDir base;
     const std::string logdir = base.path() + c.logdir;
-    if (c.prepare != nullptr) c.prepare(base.path());
-    std::optional<ReadOnlyDirectory> readOnly;
-    if (c.prepare == nullptr && !readOnly.emplace(logdir).usable()) {
-      std::fprintf(stderr, "read-only case skipped: the file system has no immutable flag\n");
-      continue;
-    }
+    c.prepare(base.path());
     Use(logdir, u"A|B");
-    WorkingDirectory cwd;
+    TempDir work;
+    ScopedCwd cwd(work.path());
     trace_.Clear();
     agent_->sendData(u"one\n");
     agent_->sendData(u"two\n");
-    EXPECT_EQ(ReadBytes(cwd.dir().File("A|B_mtdata.log")), "one\ntwo\n");
+    EXPECT_EQ(ReadBytes(work.File("A|B_mtdata.log")), "one\ntwo\n");
     const std::u16string line = trace_.ThreadPrefix() + kSwitchMessage + Utf16(logdir) +
                                 u"/A_B_mtdata.log could not be opened!";
     EXPECT_EQ(trace_.Lines(), std::vector<std::u16string>(2, line));
@@ -178,7 +121,8 @@ TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
 
 TEST_F(FileAgentTest, ConfiguredDirectoryIsRetriedForEachText) {
   Use(logdir_.File("later"), u"A|B");
-  WorkingDirectory cwd;
+  TempDir work;
+  ScopedCwd cwd(work.path());
   agent_->sendData(u"early\n");
   std::filesystem::create_directory(logdir_.File("later"));
   agent_->sendData(u"late\n");
@@ -188,14 +132,15 @@ TEST_F(FileAgentTest, ConfiguredDirectoryIsRetriedForEachText) {
 
 TEST_F(FileAgentTest, TextIsLostWhenNeitherFileOpens) {
   Use(logdir_.File("missing"), u"App");
-  WorkingDirectory cwd;
-  std::filesystem::create_directory(cwd.dir().File("App_mtdata.log"));
+  TempDir work;
+  ScopedCwd cwd(work.path());
+  std::filesystem::create_directory(work.File("App_mtdata.log"));
   agent_->sendData(u"lost\n");
   EXPECT_EQ(CountOf(trace_.Text(), u"*** ERROR => " + kNoFileMessage), 1u);
   // Once the working directory can take it again, the next text gets there.
-  std::filesystem::remove(cwd.dir().File("App_mtdata.log"));
+  std::filesystem::remove(work.File("App_mtdata.log"));
   agent_->sendData(u"kept\n");
-  EXPECT_EQ(ReadBytes(cwd.dir().File("App_mtdata.log")), "kept\n");
+  EXPECT_EQ(ReadBytes(work.File("App_mtdata.log")), "kept\n");
 }
 
 // The file size limit stands in for a full disk: the write fails in the middle of the text, and
@@ -224,24 +169,6 @@ TEST_F(FileAgentTest, FullDiskLosesTheTextAndTheNextOneTriesAgain) {
               ::testing::ExitedWithCode(0), "");
 }
 
-// A started library sends its metric and trace texts through file agents unless the socket is
-// chosen.
-TEST(FileAgentStarted, MetricAndTraceTextsOfAStartedLibraryReachTheLogFile) {
-  tlm_test::TraceCapture trace(1);
-  TempDir logdir;
-  const std::u16string dir = Utf16(logdir.path());
-  const ZUL_UTF16 *pairs[][2] = {{u"logdir", dir.c_str()}, {u"datasending_method", u"file"}};
-  TLM_ProcInitWithParam(u"Shop|Web", 0, 2, pairs);
-  TLM_initContext(u"*1000");  // a passport that asks for a trace
-  TLM_endTiming(TLM_startTiming(u"Cart", u"add", 1));
-  TLM_outputMetricData();
-  TLM_ProcExit();
-  const std::string text = ReadBytes(logdir.File("Shop_Web_mtdata.log"));
-  EXPECT_NE(text.find("<metric type="), std::string::npos) << text;
-  EXPECT_NE(text.find("|Cart|add:"), std::string::npos) << text;
-  EXPECT_NE(text.find("<event resource=\"Cart|add\""), std::string::npos) << text;
-}
-
 // A host with a file size limit of 20 KiB and the default action for SIGXFSZ times 20,000 traced
 // transactions. Answers 0, or 1 when the limit can't be set.
 int TraceBeyondTheFileSizeLimit(const std::string &logdir) {
@@ -262,13 +189,15 @@ int TraceBeyondTheFileSizeLimit(const std::string &logdir) {
   return 0;
 }
 
-// Both the log file and the library's trace file reach the limit; the host lives on, the log file
-// ends at the limit, and the trace tells of the lost texts.
+// A started library sends its texts through file agents unless the socket is chosen. Both the log
+// file and the library's trace file reach the limit; the host lives on, the log file ends at the
+// limit, and the trace tells of the lost texts.
 TEST(FileAgentStarted, FileSizeLimitCostsTextsNotTheHost) {
   TempDir logdir;
   EXPECT_EXIT(_exit(TraceBeyondTheFileSizeLimit(logdir.path())), ::testing::ExitedWithCode(0), "");
   const std::string log = logdir.File("Limit_mtdata.log");
   EXPECT_EQ(std::filesystem::file_size(log), 20480u);
+  EXPECT_NE(ReadBytes(log).find("<event resource=\"Cart|add\""), std::string::npos);
   const std::u16string trace = tlm_test::ReadUtf8File(logdir.File("Limit_tlm.trc"));
   EXPECT_NE(trace.find(u"Metric data could not be written to log file " + Utf16(log)),
             std::u16string::npos)

@@ -6,10 +6,17 @@
 
 #include "metrics_test_support.h"
 #include "tlm/tlmlibrary.h"
+#include "trace_capture.h"
 
 namespace {
 
 using metrics_test::MetricsTest;
+using tlm_test::Utf8;
+
+// The record's lines for agent type 2, with the settings in force.
+std::u16string RecordText(const CMTStatRecord &record) {
+  return record.toMetricString(2, *tlmlibrary::CurrentSettings());
+}
 
 std::u16string Line(const std::u16string &label, const std::u16string &rest) {
   return u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:" + label + u"\" value=\"" + rest +
@@ -40,8 +47,7 @@ TEST_F(StatRecordText, ScopeBitsSelectLinesInFixedOrder) {
     record.calStatRecord(20, 3000, 15, 400);
     record.stop();
     record.terminate();
-    EXPECT_EQ(record.toMetricString(2, *tlmlibrary::CurrentSettings()), text);
-    TearDown();
+    EXPECT_EQ(RecordText(record), text) << Utf8(scope);
   }
 }
 
@@ -50,23 +56,23 @@ TEST_F(StatRecordText, RequiredQuirksOfTheValuesAndThePrefix) {
   // Without samples only the counters can show: a termination alone is an undefined end.
   CMTStatRecord aborted(u"Login");
   aborted.terminate();
-  EXPECT_EQ(aborted.toMetricString(2, *tlmlibrary::CurrentSettings()), Line(u"Finished with undefined state", u"1"));
+  EXPECT_EQ(RecordText(aborted), Line(u"Finished with undefined state", u"1"));
   // A component of a skip-listed name is never shown as active.
   CMTStatRecord skipped(u"Health|ping");
   skipped.start();
-  EXPECT_EQ(skipped.toMetricString(2, *tlmlibrary::CurrentSettings()), u"");
+  EXPECT_EQ(RecordText(skipped), u"");
   // The net elapsed line shows only the low 32 bits of the CPU average.
   CMTStatRecord wide(u"Wide");
   wide.calStatRecord(1, 0x100000005LL, 1, 7);
   wide.stop();
-  std::u16string text = wide.toMetricString(2, *tlmlibrary::CurrentSettings());
+  std::u16string text = RecordText(wide);
   EXPECT_NE(text.find(u"Avg. CPU Time(us)\" value=\"4294967301\""), std::u16string::npos);
   EXPECT_NE(text.find(u"Avg. Net Elapsed Time(ms)\" value=\"5\""), std::u16string::npos);
   // The elapsed average is an unsigned 32-bit division, shown as signed.
   CMTStatRecord negative(u"Negative");
   negative.calStatRecord(-10, 0, 0, 0);
   negative.calStatRecord(-10, 0, 0, 0);
-  EXPECT_NE(negative.toMetricString(2, *tlmlibrary::CurrentSettings()).find(u"value=\"2147483638\" max=\"0\" min=\"-10\""),
+  EXPECT_NE(RecordText(negative).find(u"value=\"2147483638\" max=\"0\" min=\"-10\""),
             std::u16string::npos);
 
   CProcessSettings identity;

@@ -127,10 +127,9 @@ TEST_F(PassportApi, ElementsOfTheIncomingPassport) {
             u"000102030405060708090A0B0C0D0E0FF0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF01020304");
 }
 
-// The fields of an outgoing passport that change at each hop.
+// The fields of an outgoing passport that change at each hop (its version and flag are the
+// passport helper's, tested with it).
 struct Hop {
-  uint8_t version = 0;
-  uint16_t flag = 0;
   std::u16string transaction, connection, counter, previous;
 };
 
@@ -144,8 +143,6 @@ Hop ReadHop(const std::u16string &text) {
       Read([&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement2(text.c_str(), 4, o, s); });
   void *handle = PassportHelper::IsZULPassport(text.c_str());
   EXPECT_NE(handle, nullptr);
-  hop.version = PassportHelper::GetPassportVersion(handle);
-  hop.flag = PassportHelper::GetTraceFlagFromZULPassport(handle);
   ZUL_UTF16 previous[40] = {};
   uint32_t length = 0;
   eppGetPreComponentName(handle, 32, previous, &length);
@@ -168,14 +165,11 @@ TEST_F(PassportApi, PassportsHandedOnWithoutASession) {
   TLM_initContext(u"*1600");
   const std::u16string first = Read(TLM_getPassport);
   const Hop sent = ReadHop(first);
-  EXPECT_EQ(sent.version, 3);
-  EXPECT_EQ(sent.flag, 15);
   EXPECT_EQ(sent.previous, previous);
   EXPECT_EQ(TLM_getTraceLevel2(first.c_str()), 1);
 
   const Hop next = ReadHop(Passport2(first));
-  EXPECT_EQ(next.version, 3);
-  EXPECT_EQ(next.flag, 15);
+  EXPECT_EQ(TLM_getTraceLevel2(Passport2(first).c_str()), 1);
   EXPECT_EQ(next.transaction, sent.transaction);
   EXPECT_TRUE(IsHexIdentifier(next.connection));
   EXPECT_NE(next.connection, sent.connection);

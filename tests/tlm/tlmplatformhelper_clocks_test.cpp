@@ -1,4 +1,4 @@
-// The wrapping clocks, their differences, the wall clock texts and the session hash.
+// The wrapping clocks, their differences, the wall clock texts, the session hash and GUIDs.
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
@@ -46,6 +46,15 @@ TEST(TLMPlatformHelper, SessionHashSeedsWithLastUnit) {
   // The thread's own session, whose hash is kept, hashes alike.
   EXPECT_EQ(PH::GetSessionIdentifierHash(PH::GetSessionIdentifierRef()),
             reference(PH::GetThreadId()));
+}
+
+TEST(TLMPlatformHelper, GuidsAre32CapitalDigitsAndDiffer) {
+  zulstring a = PH::GetGUID();
+  // Without a time-based identifier from the system the text is empty.
+  if (a.empty()) GTEST_SKIP() << "no time-based identifiers on this host (uuidd not running?)";
+  EXPECT_EQ(a.size(), 32u);
+  EXPECT_EQ(a.find_first_not_of(u"0123456789ABCDEF"), zulstring::npos);
+  EXPECT_NE(a, PH::GetGUID());
 }
 
 }  // namespace

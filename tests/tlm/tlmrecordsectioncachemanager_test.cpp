@@ -11,13 +11,7 @@
 
 namespace {
 
-class SectionRing : public metrics_test::MetricsTest {
- protected:
-  static std::shared_ptr<CMTStatRecord> Stat(const zulstring &name) {
-    int32_t version;
-    return Sections()->getStatRecordByName(name, version);
-  }
-};
+class SectionRing : public metrics_test::MetricsTest {};
 
 TEST_F(SectionRing, IntervalWithoutDataOnlyRotates) {
   Start({{u"cache_section_count", u"3"}});

@@ -25,7 +25,9 @@ TEST_F(ResourceApi, ReportsReachTheActiveSection) {
   TLM_initializeResource(u"Conn", 5, 0);
   TLM_increaseResource(u"Conn", 3);
   TLM_decreaseResource(u"Conn", 10);
-  TLM_reportResourceKPI(u"Conn", u"errors", 2);
+  TLM_reportResourceKPI(u"Conn", u"errors", 3);
+  TLM_reportResourceKPI(u"Conn", u"busy", -1);
+  TLM_reportResourceKPI(u"Conn", u"errors", 2);  // the latest value counts
   TLM_reportResource(u"Per", 7, 9, 1, 4, 1);
   TLM_increaseResource(u"", 1);
   // Null texts are turned away.
@@ -40,6 +42,8 @@ TEST_F(ResourceApi, ReportsReachTheActiveSection) {
                 u"max=\"1\" min=\"0\" count=\"1\" />\n",
                 u"<metric type=\"LongCounter\" name=\"ZUL_TLM|App_0|Conn:Current Value\" "
                 u"value=\"-2\" max=\"8\" min=\"-2\" count=\"1\" />\n"
+                u"<metric type=\"LongCounter\" name=\"ZUL_TLM|App_0|Conn:busy\" value=\"-1\" "
+                u"count=\"1\" />\n"
                 u"<metric type=\"LongCounter\" name=\"ZUL_TLM|App_0|Conn:errors\" value=\"2\" "
                 u"count=\"1\" />\n",
                 u"<metric type=\"PerInterval\" name=\"ZUL_TLM|App_0|Per:Current Value\" "

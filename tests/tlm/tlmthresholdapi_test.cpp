@@ -12,7 +12,8 @@ using core_test::StartedTest;
 class ThresholdApi : public StartedTest {
  protected:
   // Levels below 10 are timed; the trace threshold lets nothing through on its own.
-  void SetUp() override {
+  void SetUp() override { StartWithThresholds(); }
+  void StartWithThresholds() {
     Start({{u"instrument_level_threshold", u"10"}, {u"instrument_level_threshold_trace", u"1"}});
   }
   // Whether a transaction of one component at level is timed, ended at once.
@@ -49,23 +50,28 @@ TEST_F(ThresholdApi, ComponentThresholdsReachTransactionsBegunByInitContext) {
     const char *what;
     const char16_t *passport;  // null: the transaction begins with TLM_startTiming
     const char16_t *component;
+    uint16_t level;
     bool timed;
   } cases[] = {
-      {"untraced, its component", u"", u"Slow", false},
-      {"untraced, a deeper component", u"", u"Slow|Part", false},
-      {"untraced, another component", u"", u"Other", true},
-      {"untraced, a trace threshold", u"", u"Traced", true},
-      {"traced, its component", u"*1600", u"Traced", false},
-      {"traced, a threshold of untraced ones", u"*1600", u"Slow", true},
-      {"begun by timing", nullptr, u"Slow", true},
+      {"untraced, its component", u"", u"Slow", 5, false},
+      {"untraced, a level equal to the threshold", u"", u"Slow", 3, false},
+      {"untraced, a level below the threshold", u"", u"Slow", 2, true},
+      {"untraced, a deeper component", u"", u"Slow|Part", 5, false},
+      {"untraced, a longer first segment", u"", u"SlowX", 5, true},
+      {"untraced, a component below another", u"", u"Web|Slow", 5, true},
+      {"untraced, another component", u"", u"Other", 5, true},
+      {"untraced, a trace threshold", u"", u"Traced", 5, true},
+      {"traced, its component", u"*1600", u"Traced", 5, false},
+      {"traced, a threshold of untraced ones", u"*1600", u"Slow", 5, true},
+      {"begun by timing", nullptr, u"Slow", 5, true},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    SetUp();
+    StartWithThresholds();
     TLM_changeInstruLevelThresholdForComponent(u"Slow", 3);
     TLM_changeTraceInstruLevelThresholdForComponent(u"Traced", 3);
     if (c.passport != nullptr) TLM_initContext(c.passport);
-    EXPECT_EQ(Timed(c.component, 5), c.timed);
+    EXPECT_EQ(Timed(c.component, c.level), c.timed);
   }
 }
 

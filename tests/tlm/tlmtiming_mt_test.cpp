@@ -49,7 +49,10 @@ long Sum(const std::vector<std::u16string> &texts, const std::u16string &compone
 class TLMTimingConcurrency : public StartedTest {
  protected:
   // perf_metric_scope 16 adds the finished counter to the metric text.
-  void SetUp() override { Start({{u"perf_metric_scope", u"16"}, {u"cache_section_count", u"10"}}); }
+  void SetUp() override { StartCounting(); }
+  void StartCounting() {
+    Start({{u"perf_metric_scope", u"16"}, {u"cache_section_count", u"10"}});
+  }
 
   static void RunThreads(const std::function<void()> &body) {
     std::vector<std::thread> threads;
@@ -102,7 +105,7 @@ TEST_F(TLMTimingConcurrency, ConservationUnderForcedSwitches) {
 // finish before anything is freed, and later ones do nothing.
 TEST_F(TLMTimingConcurrency, StopWhileThreadsCall) {
   for (int round = 0; round < 5; ++round) {
-    if (round > 0) SetUp();
+    if (round > 0) StartCounting();
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {

@@ -50,19 +50,6 @@ TEST_F(TraceRing, PeriodIsLostWhileTheAgentIsDown) {
   EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"Kept"}));
 }
 
-TEST_F(TraceRing, BusyRunReturnsWithoutRotating) {
-  Start();
-  Ring()->addTransTraceString(u"A");
-  ASSERT_TRUE(Ring()->setInProcessStatus());
-  Ring()->processTraceData();
-  EXPECT_EQ(Ring()->getRingSize(), 2u);
-  EXPECT_EQ(Sink().StatusChecks(), 0);
-  Ring()->resetInProcessStatus();
-  // "A" stayed in the active section.
-  Ring()->processTraceData();
-  EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"A"}));
-}
-
 TEST_F(TraceRing, StringEventLines) {
   struct Case {
     const char16_t *component;
@@ -72,8 +59,6 @@ TEST_F(TraceRing, StringEventLines) {
   };
   const Case cases[] = {
       {u"", 0, u"", u"<metric type=\"StringEvent\" name=\"SYS_0:N\" value=\"V\" />\n"},
-      {u"App", 0, u"Sub/Path",
-       u"<metric type=\"StringEvent\" name=\"SYS|App_0|Sub/Path:N\" value=\"V\" />\n"},
       {u"App", 12, u"", u"<metric type=\"StringEvent\" name=\"SYS|App_12:N\" value=\"V\" />\n"},
   };
   Start({{u"system_name", u"SYS"}});

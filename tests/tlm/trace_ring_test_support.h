@@ -19,9 +19,9 @@ class TraceRingTest : public metrics_test::MetricsTest {
     Ring()->initialize(tlmlibrary::Settings());
     sink_ = std::make_unique<tlm_test::TraceSink>();
   }
-  void TearDown() override {
+  void Stop() override {
     CTraceSectionCacheManager::release();
-    MetricsTest::TearDown();
+    MetricsTest::Stop();
   }
   static CTraceSectionCacheManager *Ring() { return CTraceSectionCacheManager::Instance(); }
   tlm_test::TraceSink &Sink() { return *sink_; }

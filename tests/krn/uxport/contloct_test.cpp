@@ -31,10 +31,12 @@ int RecordTrace(void *, const ZUL_UTF16 *format, ...) {
   return n;
 }
 
+// Each test starts and ends with the module in its initial state.
 class ContLoct : public ::testing::Test {
  protected:
-  void SetUp() override { TearDown(); }
-  void TearDown() override {
+  void SetUp() override { Reset(); }
+  void TearDown() override { Reset(); }
+  static void Reset() {
     ContLoct_Init(nullptr);
     ContLoctRegisterTrace(nullptr, nullptr);
     ContLoctSetTraceLevel(1);

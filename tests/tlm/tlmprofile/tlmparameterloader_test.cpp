@@ -48,7 +48,6 @@ void ExpectNumbers(const std::string &expected) {
       GETTER("em", GetEMTraceEnablingStatus),
       GETTER("e2e", GetE2ETraceEnablingStatus),
       GETTER("sendTimeout", GetSocketSendTimeout),
-      GETTER("recvTimeout", GetSocketRecvTimeout),
   };
   std::istringstream in(expected);
   for (std::string item; in >> item;) {

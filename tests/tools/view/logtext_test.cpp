@@ -53,6 +53,16 @@ TEST(ViewMetricLine, AcceptsExactlyTheForms) {
   for (const auto &[line, expected] : cases) EXPECT_EQ(Describe(ParseMetricLine(line)), expected);
 }
 
+// The tree as "resource start +offset =duration [name=value ...] (children ...)".
+std::string Shape(const TraceNode &node) {
+  std::string text = node.resource + " " + node.startTime + " +" + std::to_string(node.offset) +
+                     " =" + std::to_string(node.duration) + " [";
+  for (const auto &param : node.params) text += param.name + "=" + param.value + ";";
+  text += "] (";
+  for (const TraceNode &child : node.children) text += Shape(child) + " ";
+  return text + ")";
+}
+
 TEST(ViewTraceDocument, ReadsTheTreeWithChildrenBeforeParameters) {
   std::optional<TraceNode> root = ParseTraceDocument(
       R"M(<event resource="Web|get" startTime="2026-01-02 03:04:05.678" duration="35">)M"
@@ -64,23 +74,11 @@ TEST(ViewTraceDocument, ReadsTheTreeWithChildrenBeforeParameters) {
       R"M(<param name="CPU Time (us)" value="-1" />)M"
       R"M(<param name="request.header.ZUL-PASSPORT" value="" /></event>)M");
   ASSERT_TRUE(root.has_value());
-  EXPECT_EQ(root->resource, "Web|get");
-  EXPECT_EQ(root->startTime, "2026-01-02 03:04:05.678");
-  EXPECT_EQ(root->duration, 35);
-  ASSERT_EQ(root->params.size(), 2u);
-  EXPECT_EQ(root->params[1].name, "request.header.ZUL-PASSPORT");
-  EXPECT_EQ(root->params[1].value, "");
-  ASSERT_EQ(root->children.size(), 2u);
-  const TraceNode &db = root->children[0];
-  EXPECT_EQ(db.resource, "Db|query");
-  EXPECT_EQ(db.offset, 2);
-  EXPECT_EQ(db.duration, 10);
-  ASSERT_EQ(db.params.size(), 1u);
-  EXPECT_EQ(db.params[0].value, R"M(a "quoted" <b> value)M");
-  ASSERT_EQ(db.children.size(), 1u);
-  EXPECT_EQ(db.children[0].resource, "Db|fetch");
-  EXPECT_EQ(root->children[1].resource, "Cache|get");
-  EXPECT_TRUE(root->children[1].params.empty());
+  EXPECT_EQ(
+      Shape(*root),
+      "Web|get 2026-01-02 03:04:05.678 +0 =35 [CPU Time (us)=-1;request.header.ZUL-PASSPORT=;] "
+      "(Db|query  +2 =10 [SQL=a \"quoted\" <b> value;] "
+      "(Db|fetch  +1 =4 [CPU Time (us)=-1;] () ) Cache|get  +20 =0 [] () )");
 }
 
 TEST(ViewTraceDocument, RefusesBrokenDocuments) {
