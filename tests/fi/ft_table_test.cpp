@@ -13,13 +13,7 @@ class FtTable : public ::testing::Test {
  protected:
   static constexpr uint32_t kCount = 6;
   void SetUp() override {
-    block_ = ExactBlock(FtGetAdmSize(0, kCount, sizeof(Slot)));
     ASSERT_EQ(FtInit(block_.get(), u"table", 0, kCount, sizeof(Slot), nullptr), FI_OK);
-  }
-  Slot *Alloc() {
-    void *p = nullptr;
-    EXPECT_EQ(FtAlloc(block_.get(), &p), FI_OK);
-    return static_cast<Slot *>(p);
   }
   // Takes every free slot; answers them in the order the free list gives them.
   std::vector<Slot *> DrainFree() {
@@ -28,7 +22,7 @@ class FtTable : public ::testing::Test {
     while (FtAlloc(block_.get(), &p) == FI_OK) taken.push_back(static_cast<Slot *>(p));
     return taken;
   }
-  Block block_;
+  Block block_ = ExactBlock(FtGetAdmSize(0, kCount, sizeof(Slot)));
 };
 
 TEST_F(FtTable, SlotsComeInOrderAndFreedOnesComeBackFirst) {
@@ -47,8 +41,7 @@ TEST_F(FtTable, RebuildFromRecordsAndFromLinks) {
   std::vector<Slot *> all = DrainFree();
   for (uint32_t i = 0; i < kCount; ++i) all[i]->in_use = i % 3 == 0;
   ASSERT_EQ(
-      FtRebuild(block_.get(),
-                [](void *r) { return static_cast<int>(static_cast<Slot *>(r)->in_use == 0); }),
+      FtRebuild(block_.get(), [](void *r) { return int{static_cast<Slot *>(r)->in_use == 0}; }),
       FI_OK);
   // Free slots, each pushed at the head in order: the last comes first.
   EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[5], all[4], all[2], all[1]}));
@@ -56,14 +49,8 @@ TEST_F(FtTable, RebuildFromRecordsAndFromLinks) {
   EXPECT_EQ(FtFree(block_.get(), all[4]), FI_OK);
 
   int calls = 0;
-  ASSERT_EQ(FtRebuild2(
-                block_.get(),
-                [](void *context, void *) {
-                  ++*static_cast<int *>(context);
-                  return 0;
-                },
-                &calls),
-            FI_OK);
+  auto count = [](void *context, void *) { return ++*static_cast<int *>(context), 0; };
+  ASSERT_EQ(FtRebuild2(block_.get(), count, &calls), FI_OK);
   EXPECT_EQ(calls, static_cast<int>(kCount));
   EXPECT_TRUE(DrainFree().empty());
 

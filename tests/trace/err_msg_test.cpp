@@ -1,5 +1,4 @@
 // Message texts by key and language, from a message file in a temporary directory.
-#include <cstdlib>
 #include <fstream>
 
 #include "err_test_util.h"
@@ -50,15 +49,13 @@ TEST_F(ErrMsgTest, KeyedTextsAreTranslatedWithTheirArguments) {
   // No entry in this language: the text stays, a level 2 line says so.
   trace_.Clear();
   EXPECT_EQ(Text(u'F'), u"connect to host failed after 3 tries");
-  EXPECT_EQ(trace_.Lines()[0],
-            tlm_test::TraceCapture::ThreadPrefix() + u"ErrIGet: no text found (msg ABCDE lang F)");
+  EXPECT_EQ(trace_.Lines()[0], Thr(u"ErrIGet: no text found (msg ABCDE lang F)"));
 
   // Missing arguments insert nothing and are traced.
   ASSERT_EQ(ErrReplace(ERR_FLD_TEXT, u"(MISS1) x %s", u"a"), ERR_OK);
   trace_.Clear();
   EXPECT_EQ(Text(u'E'), u"needs  and a");
-  EXPECT_EQ(trace_.Text(),
-            tlm_test::TraceCapture::ThreadPrefix() + u"ErrMergeTxt: no vargs for &3\n");
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrMergeTxt: no vargs for &3\n"));
   ASSERT_EQ(ErrReplace(ERR_FLD_TEXT, u"(MISS1) none"), ERR_OK);
   trace_.Clear();
   EXPECT_EQ(Text(u'E'), u"needs  and ");
@@ -100,8 +97,8 @@ TEST_F(ErrMsgTest, FileNameComesFromTheThreadThenTheEnvironment) {
   EXPECT_EQ(ErrSetMsgFile(Utf16(path_).c_str()), ERR_OK);
   trace_.Clear();
   EXPECT_EQ(ErrGetTxt(u"ABCDE", u'D', buffer, 64), 0);
-  EXPECT_EQ(trace_.Text(), tlm_test::TraceCapture::ThreadPrefix() + u"ErrGetTxt: can't open file " +
-                               Utf16(other) + u" (2 No such file or directory)\n");
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrGetTxt: can't open file " + Utf16(other) +
+                               u" (2 No such file or directory)\n"));
   unsetenv("ERR_MSG_FILE");
 }
 

@@ -1,9 +1,5 @@
 // The network form and the copies of a block. Every received buffer is a heap allocation of
 // exactly its length, so that ASan reports a byte read past its end.
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-
 #include "err_test_util.h"
 #include "zul_u16conv.h"
 
@@ -13,23 +9,12 @@ using err_test::ErrTest;
 using err_test::Field;
 using err_test::MakeBlock;
 
-std::string Utf8Of(const std::u16string &block) {
-  std::string out;
-  for (char16_t c : block) out += tlm_test::Utf8(std::u16string(1, c));
-  return out;
-}
-
 // ErrCpNetToInt on a copy of bytes in memory of exactly their size.
 int NetToInt(const std::string &bytes) {
   std::unique_ptr<ZUL_RAW, decltype(&std::free)> buffer(
       static_cast<ZUL_RAW *>(std::malloc(bytes.size() + (bytes.empty() ? 1 : 0))), &std::free);
   std::memcpy(buffer.get(), bytes.data(), bytes.size());
   return ErrCpNetToInt(buffer.get(), bytes.size());
-}
-
-int Get() {
-  return ErrGet(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                nullptr, nullptr, nullptr, nullptr, nullptr);
 }
 
 class ErrNetTest : public ErrTest {};
@@ -41,7 +26,7 @@ TEST_F(ErrNetTest, RoundTripThroughTheNetworkForm) {
   ZUL_RAW net[ERR_MAX_UNITS * 3];
   size_t length = 0;
   ASSERT_EQ(ErrCpIntToNet(net, &length, sizeof net), ERR_OK);
-  EXPECT_EQ(std::string(reinterpret_cast<char *>(net), length), Utf8Of(block));
+  EXPECT_EQ(std::string(reinterpret_cast<char *>(net), length), tlm_test::Utf8(block));
 
   ErrClear();
   ASSERT_EQ(NetToInt(std::string(reinterpret_cast<char *>(net), length)), ERR_OK);
@@ -67,21 +52,19 @@ TEST_F(ErrNetTest, EbcdicPeerBlockIsWidened) {
   EXPECT_EQ(err_test::CurrentBlock(), block);
 }
 
-struct NetCase {
-  const char *name;
-  std::string bytes;
-  int net_rc;  // of ErrCpNetToInt
-  int get_rc;  // of ErrGet afterwards
-};
-
 TEST_F(ErrNetTest, DamagedNetworkFormsGetTheirCodes) {
-  const std::string good = Utf8Of(err_test::SampleBlock());
+  const std::string good = tlm_test::Utf8(err_test::SampleBlock());
   std::u16string twenty = err_test::SampleBlock();
   twenty.erase(twenty.find(u"server A"), 9);  // the location with its terminator
-  const NetCase cases[] = {
+  const struct {
+    const char *name;
+    std::string bytes;
+    int net_rc;  // of ErrCpNetToInt
+    int get_rc;  // of ErrGet afterwards
+  } cases[] = {
       {"intact", good, ERR_OK, ERR_OK},
-      {"invalid UTF-8 is replaced", Utf8Of(MakeBlock({u"*ERR*"})) + "\xFF" + good.substr(6), ERR_OK,
-       ERR_OK},
+      {"invalid UTF-8 is replaced", tlm_test::Utf8(MakeBlock({u"*ERR*"})) + "\xFF" + good.substr(6),
+       ERR_OK, ERR_OK},
       {"longer than a block", good + std::string(ERR_MAX_UNITS + 1 - good.size(), 'x'), ERR_AREA,
        ERR_NO_INFO},
       {"ends inside a character", good + "\xE4\xB8", ERR_CONVERSION, ERR_NO_INFO},
@@ -93,13 +76,13 @@ TEST_F(ErrNetTest, DamagedNetworkFormsGetTheirCodes) {
       {"shorter than an eyecatcher", "*ER", ERR_EYECATCHER, ERR_EYECATCHER},
       {"empty", "", ERR_EYECATCHER, ERR_NO_INFO},
       {"EBCDIC eyecatcher alone", "\x5C\xC5\xD9\xD9\x5C", ERR_EYECATCHER, ERR_EYECATCHER},
-      {"twenty strings", Utf8Of(twenty), ERR_OK, ERR_INCOMPLETE},
-      {"eyecatchers only", Utf8Of(MakeBlock({u"*ERR*", u"*ERR*"})), ERR_OK, ERR_INCOMPLETE},
+      {"twenty strings", tlm_test::Utf8(twenty), ERR_OK, ERR_INCOMPLETE},
+      {"eyecatchers only", tlm_test::Utf8(MakeBlock({u"*ERR*", u"*ERR*"})), ERR_OK, ERR_INCOMPLETE},
   };
-  for (const NetCase &c : cases) {
+  for (const auto &c : cases) {
     ErrClear();
     EXPECT_EQ(NetToInt(c.bytes), c.net_rc) << c.name;
-    EXPECT_EQ(Get(), c.get_rc) << c.name;
+    EXPECT_EQ(err_test::GetAnswer(), c.get_rc) << c.name;
   }
   EXPECT_EQ(ErrCpNetToInt(nullptr, 4), ERR_BAD_PARAM);
 }
@@ -107,15 +90,13 @@ TEST_F(ErrNetTest, DamagedNetworkFormsGetTheirCodes) {
 TEST_F(ErrNetTest, FailuresTraceTheirMessages) {
   std::string big(ERR_MAX_UNITS + 1, 'x');
   NetToInt(big);
-  EXPECT_EQ(trace_.Text().rfind(ErrorLine(u"ErrCpNetToInt2: internal area too small (500<501)"), 0),
-            0u);
+  EXPECT_TRUE(TraceStartsWithError(u"ErrCpNetToInt2: internal area too small (500<501)"));
   // A damaged block is dumped at level 2.
   trace_.Clear();
   NetToInt("*ERX*");
   std::vector<std::u16string> lines = trace_.Lines();
   ASSERT_GE(lines.size(), 3u);
-  EXPECT_EQ(lines[0].rfind(ErrorLine(u"ErrCpNetToInt: bad err info (eyecatcher destroyed)"), 0),
-            0u);
+  EXPECT_TRUE(TraceStartsWithError(u"ErrCpNetToInt: bad err info (eyecatcher destroyed)"));
   EXPECT_NE(lines[1].find(u"bad err info"), std::u16string::npos);
 }
 

@@ -85,8 +85,7 @@ TEST_F(ErrPrintTest, ComponentHandleAndSilentCases) {
   EXPECT_EQ(trace_.Text(), u"");
   ErrClear();
   EXPECT_EQ(ErrTrace(tf), ERR_NO_INFO);
-  EXPECT_EQ(trace_.Text(),
-            tlm_test::TraceCapture::ThreadPrefix() + u"ErrTrace: no error info available\n");
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrTrace: no error info available\n"));
 }
 
 TEST_F(ErrPrintTest, SingleFields) {
@@ -95,8 +94,7 @@ TEST_F(ErrPrintTest, SingleFields) {
   ErrClear();
   trace_.Clear();
   EXPECT_EQ(err_test::Field(0), u"");
-  EXPECT_EQ(trace_.Text(),
-            tlm_test::TraceCapture::ThreadPrefix() + u"ErrGetFld: no error info available\n");
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrGetFld: no error info available\n"));
 }
 
 }  // namespace

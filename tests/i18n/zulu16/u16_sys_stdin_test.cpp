@@ -20,27 +20,19 @@ using u16test::StartsWith;
 using u16test::TraceCapture;
 
 // An unnamed temporary file of the given bytes, open for reading from its start.
-class InputFile {
- public:
-  explicit InputFile(const std::string &bytes) : stream_(tmpfile()) {
-    if (stream_ != nullptr && fwrite(bytes.data(), 1, bytes.size(), stream_) == bytes.size()) {
-      rewind(stream_);
-    }
-  }
-  ~InputFile() {
-    if (stream_ != nullptr) fclose(stream_);
-  }
-  FILE *get() const { return stream_; }
-
- private:
-  FILE *stream_;
-};
+using File = std::unique_ptr<FILE, int (*)(FILE *)>;
+File Input(const std::string &bytes) {
+  File f(tmpfile(), fclose);
+  if (f != nullptr && fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size())
+    rewind(f.get());
+  return f;
+}
 
 // Standard input reads the given bytes for the life of the object.
 class StdinFrom {
  public:
-  explicit StdinFrom(const std::string &bytes) : file_(bytes), saved_(dup(0)) {
-    if (file_.get() != nullptr) dup2(fileno(file_.get()), 0);
+  explicit StdinFrom(const std::string &bytes) : file_(Input(bytes)), saved_(dup(0)) {
+    if (file_ != nullptr) dup2(fileno(file_.get()), 0);
     __fpurge(stdin);
     clearerr(stdin);
   }
@@ -52,22 +44,20 @@ class StdinFrom {
   }
 
  private:
-  InputFile file_;
+  File file_;
   int saved_;
 };
 
-struct Read {
-  int value;
-  int error;
-  std::vector<ZUL_RAW> raw;  // count and bytes, when error is EILSEQ
-};
-
 TEST(GetcUnlockedU16Errno, DecodesAndStopsAtBytesThatCannotFollow) {
-  struct Case {
+  struct Read {
+    int value;
+    int error;
+    std::vector<ZUL_RAW> raw;  // count and bytes, when error is EILSEQ
+  };
+  const struct {
     std::string bytes;
     std::vector<Read> reads;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"A", {{'A', 0, {}}, {EOF, 0, {}}}},
       {"\xc3\xa9", {{0xE9, 0, {}}}},
       {"\xe2\x82\xac", {{0x20AC, 0, {}}}},
@@ -78,9 +68,9 @@ TEST(GetcUnlockedU16Errno, DecodesAndStopsAtBytesThatCannotFollow) {
       {"\xff", {{'#', EILSEQ, {1, 0xFF}}}},
       {"\xe2\x82", {{EOF, 0, {}}}},  // the stream ends inside the character
   };
-  for (const Case &c : cases) {
-    InputFile in(c.bytes);
-    ASSERT_NE(in.get(), nullptr);
+  for (const auto &c : cases) {
+    File in = Input(c.bytes);
+    ASSERT_NE(in, nullptr);
     for (const Read &expected : c.reads) {
       ZUL_RAW raw[U16_RAW_CHAR_SIZE] = {};
       int error = -1;
@@ -96,8 +86,8 @@ TEST(GetcUnlockedU16Errno, DecodesAndStopsAtBytesThatCannotFollow) {
 }
 
 TEST(FgetcU16, AnswersReplacementAboveFfffAndHashWithEilseqForE228) {
-  InputFile in("\xf0\x9f\x98\x80\xe2(");
-  ASSERT_NE(in.get(), nullptr);
+  File in = Input("\xf0\x9f\x98\x80\xe2(");
+  ASSERT_NE(in, nullptr);
   EXPECT_EQ(fgetcU16(in.get()), 0xFFFD);
   errno = 0;
   EXPECT_EQ(fgetcU16(in.get()), '#');
@@ -118,8 +108,8 @@ TEST(FwriteU16, LoneHighSurrogateIsWrittenAsHash) {
 }
 
 TEST(FgetsU16, ReadsThroughNewlineWithinTheLimit) {
-  InputFile in("eins\nzw\xc3\xb6lf\n\xe2(x");
-  ASSERT_NE(in.get(), nullptr);
+  File in = Input("eins\nzw\xc3\xb6lf\n\xe2(x");
+  ASSERT_NE(in, nullptr);
   ZUL_UTF16 line[8];
   ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
   EXPECT_EQ(std::u16string(line), u"eins\n");
@@ -140,10 +130,10 @@ TEST(FgetsU16, ReadsThroughNewlineWithinTheLimit) {
 }
 
 TEST(FreadU16, AnswersWholeElements) {
-  InputFile in(
+  File in = Input(
       "ab\xe2\x82\xac"
       "cde");
-  ASSERT_NE(in.get(), nullptr);
+  ASSERT_NE(in, nullptr);
   ZUL_UTF16 units[8] = {};
   EXPECT_EQ(freadU16(units, 2, 4, in.get()), 3u);  // six units, the last element incomplete
   EXPECT_EQ(std::u16string(units, 6), u"ab\u20accde");
@@ -151,10 +141,8 @@ TEST(FreadU16, AnswersWholeElements) {
 
 TEST(FgetForms, LinesWordsAndNumbersInBothForms) {
   const std::string text = "  42 -7 x9 99999999999\nzweite Zeile \xe2\x82\xac\n";
-  InputFile wide(text);
-  InputFile raw(text);
-  ASSERT_NE(wide.get(), nullptr);
-  ASSERT_NE(raw.get(), nullptr);
+  File wide = Input(text), raw = Input(text);
+  ASSERT_TRUE(wide != nullptr && raw != nullptr);
   int i = 0;
   long l = 0;
   EXPECT_EQ(fget_intU16(&i, wide.get()), 1);
@@ -216,8 +204,8 @@ class FgetcErrorLimit : public ::testing::Test {
   }
   // Reads n invalid bytes with fgetcU16.
   static void ReadInvalid(int n) {
-    InputFile in(std::string(static_cast<size_t>(n), '\xff'));
-    ASSERT_NE(in.get(), nullptr);
+    File in = Input(std::string(static_cast<size_t>(n), '\xff'));
+    ASSERT_NE(in, nullptr);
     for (int i = 0; i < n; ++i) ASSERT_EQ(fgetcU16(in.get()), '#');
   }
   static int Count(const TraceCapture &trace, const std::string &text) {
