@@ -4,8 +4,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <string>
-
 #include "fi_test_util.h"
 
 namespace {

@@ -3,9 +3,7 @@
 
 #include <map>
 #include <regex>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "trace_capture.h"
 #include "zul_dptrace.h"

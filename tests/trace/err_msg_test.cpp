@@ -1,5 +1,4 @@
 // Message texts by key and language, from a message file in a temporary directory.
-#include <fstream>
 
 #include "err_test_util.h"
 

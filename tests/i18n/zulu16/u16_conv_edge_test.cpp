@@ -1,6 +1,5 @@
 // Edge cases of the conversion family: results, refusals with their texts, and where the
 // pointers stop; the error hook's arguments; the zero-terminated wrappers.
-#include <gtest/gtest.h>
 
 #include <tuple>
 

@@ -7,8 +7,6 @@
 #include <climits>
 #include <cstdio>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "u16_string_test_support.h"
 #include "zul_u16printf.h"

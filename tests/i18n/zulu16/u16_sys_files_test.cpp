@@ -1,12 +1,8 @@
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <string>
-#include <vector>
 
 #include "u16_sys_test_util.h"
 #include "zul_u16stdio.h"

@@ -5,13 +5,9 @@
 #include <pwd.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <ctime>
-#include <sstream>
-#include <string>
 #include <thread>
 
 #include "u16_sys_test_util.h"

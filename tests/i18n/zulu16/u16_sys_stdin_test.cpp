@@ -1,12 +1,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
-#include <string>
-#include <vector>
 
 #include "i18n/zulu16/u16_stdin.h"
 #include "u16_sys_test_util.h"
