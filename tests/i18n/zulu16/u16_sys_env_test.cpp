@@ -12,14 +12,7 @@
 
 namespace {
 
-using u16test::StartsWith;
 using u16test::TraceCapture;
-
-int CountStartingWith(const TraceCapture &trace, const std::string &text) {
-  int n = 0;
-  for (const auto &m : trace.Messages()) n += StartsWith(m, text) ? 1 : 0;
-  return n;
-}
 
 TEST(GetenvU16, UnsetAndInvalidAreNullAndEmptyIsAConstantWithoutTableLine) {
   unsetenv("TLM_U16SYS_UNSET");
@@ -46,15 +39,13 @@ TEST(GetenvU16, The129thResultClearsTheTableAndTakesItsFirstLine) {
   while (zulu16::GetenvTableUse() < zulu16::kGetenvTableLines) {
     ASSERT_NE(getenvU16(u"TLM_U16SYS_VALUE"), nullptr);
   }
-  EXPECT_EQ(CountStartingWith(trace, "Entering cleanup_putenv_table()."), 0);
+  EXPECT_EQ(trace.Count("Entering cleanup_putenv_table()."), 0);
 
   ZUL_UTF16 *value = getenvU16(u"TLM_U16SYS_VALUE");
   ASSERT_NE(value, nullptr);
   EXPECT_EQ(std::u16string(value), u"Gr\u00fc\u00dfe \u20ac");
   EXPECT_EQ(zulu16::GetenvTableUse(), 1u);
-  EXPECT_EQ(
-      CountStartingWith(trace, "Entering cleanup_putenv_table(). \nAllocated table lines = 128\n"),
-      1);
+  EXPECT_EQ(trace.Count("Entering cleanup_putenv_table(). \nAllocated table lines = 128\n"), 1);
 }
 
 // Replacing one variable again and again leaves one live string: the cleanup of the full table
@@ -68,9 +59,9 @@ TEST(PutenvU16, FullTableDropsStringsThatLeftTheEnvironment) {
     ASSERT_EQ(putenvU16(text.c_str()), 0);
   }
   ASSERT_EQ(putenvU16(u"TLM_U16SYS_REPEAT=last"), 0);
-  EXPECT_EQ(CountStartingWith(trace, "Entering cleanup_putenv_table()."), 1);
-  EXPECT_EQ(CountStartingWith(trace, "Entries after shrinking: "), 1);
-  EXPECT_EQ(CountStartingWith(trace, "Enlarging table to "), 0);
+  EXPECT_EQ(trace.Count("Entering cleanup_putenv_table()."), 1);
+  EXPECT_EQ(trace.Count("Entries after shrinking: "), 1);
+  EXPECT_EQ(trace.Count("Enlarging table to "), 0);
   EXPECT_EQ(zulu16::PutenvTableSize(), size);
   EXPECT_LT(zulu16::PutenvTableCount(), size - zulu16::kPutenvHeadroom);
   EXPECT_STREQ(getenv("TLM_U16SYS_REPEAT"), "last");
@@ -89,7 +80,7 @@ TEST(PutenvU16, TableGrowsWhenTooManyStringsAreStillInUse) {
   EXPECT_EQ(zulu16::PutenvTableSize(), size + zulu16::kPutenvTableStep);
   std::string grown =
       "Enlarging table to " + std::to_string(size + zulu16::kPutenvTableStep) + "\n";
-  EXPECT_EQ(CountStartingWith(trace, grown), 1);
+  EXPECT_EQ(trace.Count(grown), 1);
   for (const std::string &name : names) EXPECT_STREQ(getenv(name.c_str()), "1");
   for (const std::string &name : names) unsetenv(name.c_str());
 }
