@@ -49,7 +49,7 @@ TEST(DpTrc, LineFormsOfTheFamily) {
   }
 }
 
-TEST(DpTrc, LineStateJoinsSameComponentAndBreaksForAnother) {
+TEST(DpTrc, LineStateJoinsSameComponentBreaksForAnotherAndPrefixesEveryLine) {
   TraceCapture trace;
   CTRC_HDL a = NewComp(u'A');
   CTRC_HDL b = NewComp(u'B');
@@ -64,19 +64,15 @@ TEST(DpTrc, LineStateJoinsSameComponentAndBreaksForAnother) {
   DpTrcNoTi(a, u"y\n");
   const std::u16string thr = TraceCapture::ThreadPrefix();
   EXPECT_EQ(trace.Text(), u"A  " + thr + u"x" + thr + u"y\n");
-}
-
-TEST(DpTrc, EveryLineOfAMultiLineTextGetsThePrefix) {
-  TraceCapture trace;
-  CTRC_HDL c = NewComp(u'C');
-  const std::u16string thr = TraceCapture::ThreadPrefix();
-  DpTrcNoTi(c, u"first\nsecond\nthird\n");
-  EXPECT_EQ(trace.Text(), u"C  " + thr + u"first\nC  " + thr + u"second\nC  " + thr + u"third\n");
+  // Every line of a multi-line text gets the prefix.
+  trace.Clear();
+  DpTrcNoTi(b, u"first\nsecond\n");
+  EXPECT_EQ(trace.Text(), u"B  " + thr + u"first\nB  " + thr + u"second\n");
   // A text ending in newline and carriage return also ends the line.
   trace.Clear();
-  DpTrcNoTiNoThr(c, u"a\n\r");
-  DpTrcNoTiNoThr(c, u"b\n");
-  EXPECT_EQ(trace.Text(), u"C  a\n\rC  b\n");
+  DpTrcNoTiNoThr(b, u"a\n\r");
+  DpTrcNoTiNoThr(b, u"b\n");
+  EXPECT_EQ(trace.Text(), u"B  a\n\rB  b\n");
 }
 
 TEST(DpTrc, LevelsFilterBeforeAnythingIsFormatted) {

@@ -166,7 +166,7 @@ TEST(ConversionErrorHook, ReceivesTheReportAndDecidesTheAnswer) {
   EXPECT_TRUE(call.location > 0 && call.line > 0);
 }
 
-TEST(Utf8sToUcsFast, TerminatorIsWrittenAlsoAfterAFailure) {
+TEST(FastWrappers, TerminatorIsWrittenAlsoAfterAFailure) {
   const struct {
     const char *in;
     size_t units;
@@ -187,18 +187,21 @@ TEST(Utf8sToUcsFast, TerminatorIsWrittenAlsoAfterAFailure) {
   ZUL_UTF16 untouched = u'x';
   EXPECT_EQ(Utf8sToUcsFast(&untouched, 0, nullptr, reinterpret_cast<const ZUL_RAW *>("")), 32);
   EXPECT_EQ(untouched, u'x');
-}
 
-TEST(UcsToUtf8sFast, TerminatorIsWrittenAlsoAfterAFailure) {
-  ZUL_RAW out[5];
-  size_t len = 99;
-  EXPECT_EQ(UcsToUtf8sFast(out, 5, &len, u"a\u20AC"), 0);
-  EXPECT_STREQ(reinterpret_cast<char *>(out), "a\xE2\x82\xAC");
-  EXPECT_EQ(UcsToUtf8sFast(out, 4, &len, u"a\u20AC"), 32);
-  EXPECT_STREQ(reinterpret_cast<char *>(out), "a");
-  EXPECT_EQ(len, 1u);
-  EXPECT_EQ(UcsToUtf8sFast(out, 5, &len, u"a\xD800"), 512);
-  EXPECT_STREQ(reinterpret_cast<char *>(out), "a");
+  const struct {
+    const char16_t *in;
+    size_t bytes;
+    int rc;
+    std::string out;
+  } back[] = {
+      {u"a\u20AC", 5, 0, "a\xE2\x82\xAC"}, {u"a\u20AC", 4, 32, "a"}, {u"a\xD800", 5, 512, "a"}};
+  for (const auto &r : back) {
+    ZUL_RAW out[5];
+    size_t len = 99;
+    EXPECT_EQ(UcsToUtf8sFast(out, r.bytes, &len, r.in), r.rc) << r.out;
+    EXPECT_EQ(reinterpret_cast<char *>(out), r.out);
+    EXPECT_EQ(len, r.out.size());
+  }
 }
 
 TEST(UcToA7, ReplacesAndCountsWhatIsNotSevenBit) {
