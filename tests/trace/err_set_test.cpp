@@ -279,15 +279,14 @@ TEST_F(ErrPrintTest, ComponentHandleAndSilentCases) {
   ErrClear();
   EXPECT_EQ(ErrTrace(tf), ERR_NO_INFO);
   EXPECT_EQ(trace_.Text(), Thr(u"ErrTrace: no error info available\n"));
+  trace_.Clear();
+  EXPECT_EQ(err_test::Field(0), u"");
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrGetFld: no error info available\n"));
 }
 
 TEST_F(ErrPrintTest, SingleFields) {
   EXPECT_EQ(err_test::Field(21), u"");
   EXPECT_EQ(std::u16string(ErrGetFldL(ERR_FLD_LOCATION, ERR_NO_LANGUAGE)), u"server A");
-  ErrClear();
-  trace_.Clear();
-  EXPECT_EQ(err_test::Field(0), u"");
-  EXPECT_EQ(trace_.Text(), Thr(u"ErrGetFld: no error info available\n"));
 }
 
 class ErrMsgTest : public ErrTest {

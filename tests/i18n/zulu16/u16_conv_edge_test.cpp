@@ -204,7 +204,7 @@ TEST(FastWrappers, TerminatorIsWrittenAlsoAfterAFailure) {
   }
 }
 
-TEST(UcToA7, ReplacesAndCountsWhatIsNotSevenBit) {
+TEST(UcToA7, ReplacesAndCountsWhatIsNotSevenBitAndChecksStopAtIt) {
   UcsToA7s_ErrReset();
   char out[8];
   const ZUL_UTF16 wide[] = {0x0100, u'b'};
@@ -221,10 +221,7 @@ TEST(UcToA7, ReplacesAndCountsWhatIsNotSevenBit) {
   EXPECT_EQ(UcsToA7s_ErrCnt(), 4);
   UcsToA7s_ErrReset();
   EXPECT_EQ(UcsToA7s_ErrCnt(), 0);
-}
-
-TEST(UcsToA7sCheck, StopsAndTerminatesAtTheFirstWideUnit) {
-  char out[8];
+  // The Check forms stop and terminate at the first wide unit.
   EXPECT_EQ(UcsToA7sCheck(out, u"ab\u00E9c"), 1);
   EXPECT_STREQ(out, "ab");
   EXPECT_EQ(UcsToA7sCheck(out, u"abc"), 0);
@@ -233,7 +230,7 @@ TEST(UcsToA7sCheck, StopsAndTerminatesAtTheFirstWideUnit) {
   EXPECT_EQ(std::string(out), "\xC1\xDF");
 }
 
-TEST(Ebcdic, TablesAreInverseAndKnownPointsHold) {
+TEST(Ebcdic, TablesAreInverseKnownPointsHoldAndWideUnitsCount) {
   for (int b = 0; b < 256; ++b) {
     ASSERT_LT(rscpuc2_E2U[b], 256);
     EXPECT_EQ(rscpuc2_U2E[rscpuc2_E2U[b]], b);
@@ -247,9 +244,7 @@ TEST(Ebcdic, TablesAreInverseAndKnownPointsHold) {
     EXPECT_EQ(E8ToUc(static_cast<char>(p.e)), p.u) << int(p.e);
     EXPECT_EQ(static_cast<unsigned char>(B8ToE8(static_cast<char>(p.u))), p.e);
   }
-}
-
-TEST(Ebcdic, WideUnitsBecomeNumberSignAndCount) {
+  // Wide units become the number sign and are counted.
   UcsToE8s_ErrReset();
   EXPECT_EQ(UcToE8(0x0100), 123);
   char out[8];
