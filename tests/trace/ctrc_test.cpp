@@ -225,7 +225,7 @@ TEST(CTrcGetLoggingInfo, Forms) {
   EXPECT_EQ(CTrcGetLoggingInfo(u"on, 1M", nullptr), 0);
 }
 
-TEST(CTrcInit, HeaderBlockAndASecondFileStaysApart) {
+TEST(CTrcInit, HeaderBlockASecondFileStaysApartAndTruncEmptiesTheFile) {
   TraceFileCapture trace(3, "main.trc");
   EXPECT_EQ(trace.Lines(), (std::vector<std::u16string>{
                                u"", u"---------------------------------------------------",
@@ -239,19 +239,16 @@ TEST(CTrcInit, HeaderBlockAndASecondFileStaysApart) {
   EXPECT_EQ(trace.Lines().back(), u"to the global file");
   EXPECT_EQ(tlm_test::ReadUtf8File(other).find(u"to the"), std::u16string::npos);
   fclose(second);
-}
-
-TEST(CTrcInit, FailedOpenFallsBackToStandardErrorAndTruncEmptiesTheFile) {
-  {
-    TraceCapture trace;
-    output_func = nullptr;  // a real open is tried
-    EXPECT_EQ(CTrcInit(u"/nonexistent-dir/x.trc", 0, 1), stderr);
-  }
-  TraceFileCapture trace;
-  DPTRC_STMT(1, DpTrcNoTiNoThr, ctrc::state.global_file, u"gone\n");
+  // Truncation empties the global file.
   ASSERT_EQ(CTrcFileTrunc(ctrc::state.global_file), 0);
   DPTRC_STMT(1, DpTrcNoTiNoThr, ctrc::state.global_file, u"kept\n");
   EXPECT_EQ(trace.Text(), u"kept\n");
+}
+
+TEST(CTrcInit, FailedOpenFallsBackToStandardError) {
+  TraceCapture trace;
+  output_func = nullptr;  // a real open is tried
+  EXPECT_EQ(CTrcInit(u"/nonexistent-dir/x.trc", 0, 1), stderr);
 }
 
 TEST(CTrcThrOpen, ThreadFileTakesAllOfTheThreadsOutput) {

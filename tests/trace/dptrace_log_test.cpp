@@ -31,7 +31,7 @@ class DpTrcTimeTest : public ::testing::Test {
   const std::string thr_ = Utf8(TraceCapture::ThreadPrefix());
 };
 
-TEST_F(DpTrcTimeTest, OneStampPerSecond) {
+TEST_F(DpTrcTimeTest, OneStampPerSecondMillisecondsAtResolution1000AndNoneAt0) {
   ct_time_res = 1;
   AwaitFreshSecond();
   DpTrc(n_, u"first\n");
@@ -44,15 +44,15 @@ TEST_F(DpTrcTimeTest, OneStampPerSecond) {
   EXPECT_TRUE(std::regex_match(Utf8(lines[0]), stamp)) << Utf8(lines[0]);
   EXPECT_EQ(Utf8(lines[1]), "N  " + thr_ + "first");
   EXPECT_EQ(Utf8(lines[2]), "N  " + thr_ + "second");
-}
 
-TEST_F(DpTrcTimeTest, MillisecondStampAndNoneAtResolutionZero) {
+  // At resolution 1000 the stamp has milliseconds.
+  trace_.Clear();
   ct_time_res = 1000;
   DpTrcTimeNoThr(n_);
-  auto lines = trace_.Lines();
+  lines = trace_.Lines();
   ASSERT_EQ(lines.size(), 1u);
-  std::regex stamp("N [A-Z][a-z]{2} [A-Z][a-z]{2} [ 123]\\d \\d\\d:\\d\\d:\\d\\d:\\d{3} \\d{4}");
-  EXPECT_TRUE(std::regex_match(Utf8(lines[0]), stamp)) << Utf8(lines[0]);
+  std::regex ms_stamp("N [A-Z][a-z]{2} [A-Z][a-z]{2} [ 123]\\d \\d\\d:\\d\\d:\\d\\d:\\d{3} \\d{4}");
+  EXPECT_TRUE(std::regex_match(Utf8(lines[0]), ms_stamp)) << Utf8(lines[0]);
   // A resolution of 0 writes no stamp at all.
   ct_time_res = 0;
   trace_.Clear();
