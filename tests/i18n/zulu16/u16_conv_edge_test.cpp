@@ -38,48 +38,39 @@ void CheckRows(const std::vector<Row> &rows) {
   }
 }
 
-TEST(Utf8nToU2nSubst, EdgeTable) {
-  const char *m = "Utf8nToU2nSubst";
+TEST(ConversionFamily, EdgeTable) {
+  const char *u2 = "Utf8nToU2nSubst", *u16 = "Utf8nToUtf16nSubst";
   CheckRows({
-      {m, Buffer(), false, 0, Buffer(), 0, u""},
-      {m, Utf8("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"), false, 0,
+      // From UTF-8 to UCS-2.
+      {u2, Buffer(), false, 0, Buffer(), 0, u""},
+      {u2, Utf8("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"), false, 0,
        U16({0x7F, 0x80, 0x7FF, 0x800, 0xFFFF}), 11, u""},
-      {m, Utf8("\xED\xA0\x80"), false, 0, U16({0xD800}), 3, u""},
-      {m, Utf8("\xC0\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
-      {m, Utf8("\xC0\x80Z"), true, 0, U16({'?', 'Z'}), 3, u""},
-      {m, Utf8("x\xF4\x90\x80\x80"), false, 2048, U16({'x'}), 4, u"UTF-8 bejond UCS-2"},
-      {m, Utf8("\xF0\x90\x80\x80y"), true, 0, U16({'?', 'y'}), 5, u""},
-      {m, Utf8("\xFD\xBF\xBF\xBF\xBF\xBF"), false, 2048, Buffer(), 5, u"UTF-8 bejond UCS-2"},
-      {m, Utf8("\xF8\x80\x80\x80\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
-      {m, Utf8("ab\xE2\x82"), false, 512, U16({'a', 'b'}), 2, u"source exhausted within a char"},
-      {m, Utf8("\xE2\x82"), true, 512, Buffer(), 0, u"source exhausted within a char"},
-      {m, Utf8("a\x80"), false, 2048, U16({'a'}), 1, u"illegal start byte"},
-      {m, Utf8("\xFF"), false, 2048, Buffer(), 0, u"illegal start byte"},
-      {m, Utf8("\x80\xBF\xFE\xFF"), true, 0, U16({'?', '?', '?', '?'}), 4, u""},
-      {m, Utf8("a\xE2\x41\x42"), false, 2048, U16({'a'}), 1, u"illegal follow-up byte"},
+      {u2, Utf8("\xED\xA0\x80"), false, 0, U16({0xD800}), 3, u""},
+      {u2, Utf8("\xC0\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
+      {u2, Utf8("\xC0\x80Z"), true, 0, U16({'?', 'Z'}), 3, u""},
+      {u2, Utf8("x\xF4\x90\x80\x80"), false, 2048, U16({'x'}), 4, u"UTF-8 bejond UCS-2"},
+      {u2, Utf8("\xF0\x90\x80\x80y"), true, 0, U16({'?', 'y'}), 5, u""},
+      {u2, Utf8("\xFD\xBF\xBF\xBF\xBF\xBF"), false, 2048, Buffer(), 5, u"UTF-8 bejond UCS-2"},
+      {u2, Utf8("\xF8\x80\x80\x80\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
+      {u2, Utf8("ab\xE2\x82"), false, 512, U16({'a', 'b'}), 2, u"source exhausted within a char"},
+      {u2, Utf8("\xE2\x82"), true, 512, Buffer(), 0, u"source exhausted within a char"},
+      {u2, Utf8("a\x80"), false, 2048, U16({'a'}), 1, u"illegal start byte"},
+      {u2, Utf8("\xFF"), false, 2048, Buffer(), 0, u"illegal start byte"},
+      {u2, Utf8("\x80\xBF\xFE\xFF"), true, 0, U16({'?', '?', '?', '?'}), 4, u""},
+      {u2, Utf8("a\xE2\x41\x42"), false, 2048, U16({'a'}), 1, u"illegal follow-up byte"},
       // After a bad follow-up byte, Subst resumes right behind the lead byte.
-      {m, Utf8("\xE2\x41\x42"), true, 0, U16({'?', 'A', 'B'}), 3, u""},
-      {m, Utf8("\xE2\x82\xC0\x80"), true, 0, U16({'?', '?', '?'}), 4, u""},
+      {u2, Utf8("\xE2\x41\x42"), true, 0, U16({'?', 'A', 'B'}), 3, u""},
+      {u2, Utf8("\xE2\x82\xC0\x80"), true, 0, U16({'?', '?', '?'}), 4, u""},
       // A full destination is reported before anything else is looked at.
-      {m, Utf8("\x80"), false, 32, Buffer(), 0, u"dest buffer overflow", 0},
-  });
-  EXPECT_EQ(Convert("Utf8nToU2nSubst", Utf8("\x80\xC0\x80"), true).count, 2u);
-}
-
-TEST(Utf8nToUtf16nSubst, EdgeTable) {
-  const char *m = "Utf8nToUtf16nSubst";
-  CheckRows({
-      {m, Utf8("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), false, 0, U16({0xD800, 0xDC00, 0xDBFF, 0xDFFF}),
-       8, u""},
-      {m, Utf8("\xF4\x90\x80\x80"), false, 2048, Buffer(), 3, u"UTF-8 bejond UTF-32"},
-      {m, Utf8("\xF4\x90\x80\x80!"), true, 0, U16({'?', '!'}), 5, u""},
-      {m, Utf8("\xF0\x8F\xBF\xBF"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
-      {m, Utf8("a\xF0\x9F\x98\x80"), false, 32, U16({'a'}), 1, u"dest buffer overflow", 2},
-  });
-}
-
-TEST(ConversionToUtf8, EdgeTable) {
-  CheckRows({
+      {u2, Utf8("\x80"), false, 32, Buffer(), 0, u"dest buffer overflow", 0},
+      // From UTF-8 to UTF-16.
+      {u16, Utf8("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), false, 0,
+       U16({0xD800, 0xDC00, 0xDBFF, 0xDFFF}), 8, u""},
+      {u16, Utf8("\xF4\x90\x80\x80"), false, 2048, Buffer(), 3, u"UTF-8 bejond UTF-32"},
+      {u16, Utf8("\xF4\x90\x80\x80!"), true, 0, U16({'?', '!'}), 5, u""},
+      {u16, Utf8("\xF0\x8F\xBF\xBF"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
+      {u16, Utf8("a\xF0\x9F\x98\x80"), false, 32, U16({'a'}), 1, u"dest buffer overflow", 2},
+      // To UTF-8.
       {"U2nToUtf8n", U16({0xD83D, 0xDE00}), false, 0, Utf8("\xED\xA0\xBD\xED\xB8\x80"), 2, u""},
       {"Utf16nToUtf8n", U16({'a', 0xD83D}), false, 512, Utf8("a"), 1, u"Half surrogate at end"},
       {"Utf16nToUtf8n", U16({0xD83D, 0xD83D, 0xDE00}), false, 2048, Buffer(), 0,
@@ -91,11 +82,7 @@ TEST(ConversionToUtf8, EdgeTable) {
        Utf8("\xFD\xBF\xBF\xBF\xBF\xBF\xFC\x84\x80\x80\x80\x80"), 2, u""},
       {"U4nToUtf8n", U32({'a', 0x80000000u}), false, 2048, Utf8("a"), 1,
        u"UCS-4 has only 31 bits."},
-  });
-}
-
-TEST(ConversionNoCC, ControlCodesAreRefusedOrReplaced) {
-  CheckRows({
+      // NoCC members refuse control codes, or replace them with subst.
       {"Utf8nToU2nNoCCSubst", Utf8("a\x01"), false, 2048, U16({'a'}), 1,
        u"control codes not allowed here"},
       {"Utf8nToU2nNoCCSubst", Utf8("\xC2\x85"), false, 2048, Buffer(), 0,
@@ -106,11 +93,7 @@ TEST(ConversionNoCC, ControlCodesAreRefusedOrReplaced) {
       {"Utf16nToUtf8nNoCC", U16({0x7F}), false, 2048, Buffer(), 0, u"control code not allowed"},
       {"U4nToUtf8nNoCC", U32({0x9F}), false, 2048, Buffer(), 0, u"control code not allowed"},
       {"U2nToUtf8nNoCC", U16({0x20, 0x7E, 0xA0}), false, 0, Utf8(" ~\xC2\xA0"), 3, u""},
-  });
-}
-
-TEST(ConversionGD, OnlySourceEndAndRoomAreChecked) {
-  CheckRows({
+      // GD members check only the source end and the room.
       // An illegal start byte converts to its own value but wants six more bytes behind it.
       {"Utf8nToU2nGD", Utf8("\200abcdef"), false, 0, U16({0x80, 'a', 'b', 'c', 'd', 'e', 'f'}), 7,
        u""},
@@ -120,11 +103,7 @@ TEST(ConversionGD, OnlySourceEndAndRoomAreChecked) {
       {"Utf16nToUtf8nGD", U16({0xD800, 'a'}), false, 0, Utf8("\xED\xA0\200a"), 2, u""},
       {"Utf16nToUtf8nGD", U16({0xD800}), false, 512, Buffer(), 0, u"Half surrogate at end"},
       {"U4nToUtf8nGD", U32({0x80000000u}), false, 0, Utf8("\xEF\xBF\xBD"), 1, u""},
-  });
-}
-
-TEST(ConversionSubstAll, OnlyTheDestinationCanFail) {
-  CheckRows({
+      // SubstAll members can fail only for want of room.
       {"Utf8nToUtf16nSubstAll", Utf8("a\xE2\x82"), false, 0, U16({'a', 0xFFFD, 0xFFFD}), 3, u""},
       {"Utf8nToUtf16nSubstAll", Utf8("\xC0\x80\xF4\x90\x80\x80"), false, 0, U16({0xFFFD, 0xFFFD}),
        6, u""},
@@ -132,11 +111,7 @@ TEST(ConversionSubstAll, OnlyTheDestinationCanFail) {
        Utf8("\xEF\xBF\275a\xEF\xBF\xBD"), 3, u""},
       {"Utf8nToUtf16nSubstAll", Utf8("\xFF\xFF"), false, 32, U16({0xFFFD}), 1,
        u"dest buffer overflow", 1},
-  });
-}
-
-TEST(ConversionBetweenUnits, JoinsSplitsAndCopies) {
-  CheckRows({
+      // Between 16-bit and 32-bit units: joins, splits and copies.
       {"Utf16nToU4n", U16({0xD83D, 0xDE00, 0xD800, 'a', 0xDC00}), false, 0,
        U32({0x1F600, 0xD800, 'a', 0xDC00}), 5, u""},
       {"Utf16nToU4n", U16({'a', 0xD800}), false, 512, U32({'a'}), 1, u"half surrogate at end"},
@@ -146,6 +121,8 @@ TEST(ConversionBetweenUnits, JoinsSplitsAndCopies) {
       {"Utf16nToUtf16n", U16({0xD83D, 'b'}), false, 2048, Buffer(), 0, u"Half surrogate in middle"},
       {"Utf16nToUtf16n", U16({0xDE00}), false, 2048, Buffer(), 0, u"Half low surrogate in middle"},
   });
+  // Subst counts the sequences it replaced.
+  EXPECT_EQ(Convert("Utf8nToU2nSubst", Utf8("\x80\xC0\x80"), true).count, 2u);
   ZUL_UTF16 units[] = {0x1234, 0x00FF};
   SwapUnicodeBuffer(units, 2);
   EXPECT_EQ(units[0], 0x3412);
