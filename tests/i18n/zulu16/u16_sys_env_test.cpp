@@ -117,7 +117,8 @@ std::string ParseAll(const Case &c) {
 }
 
 // Strict order on ASCII vectors is compared with the system's getopt by the corpus replay of the
-// getoptU fuzz target; here the non-ASCII options and arguments and the messages.
+// getoptU fuzz target, which keeps the messages off; here the non-ASCII options and arguments and
+// the messages.
 TEST(GetoptU, FollowsTheSystemRules) {
   const Case cases[] = {
       {{u"prog", u"-ab", u"-bx\u00e9"}, u"ab:", {{'a', u""}, {'b', u"-bx\u00e9"}}, 3, ""},
@@ -130,6 +131,9 @@ TEST(GetoptU, FollowsTheSystemRules) {
        2,
        "pr\xc3\xb6g: illegal option -- \xc3\x9f\n"},
       {{u"prog", u"-b"}, u"b:", {{'?', u""}}, 2, "prog: option requires an argument -- b\n"},
+      // A leading colon silences both messages.
+      {{u"prog", u"-b"}, u":b:", {{':', u""}}, 2, ""},
+      {{u"prog", u"-x"}, u":a", {{'?', u""}}, 2, ""},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(testing::Message()
