@@ -15,21 +15,15 @@ using u16test::W;
 using u16test::Z;
 
 // Texts at the limits of each type, and prefixes and digits that the corpus doesn't hold.
-const char *const kIntegers[] = {"",
-                                 "-",
-                                 "\x1c 7",
-                                 "08",
-                                 "0b101",
-                                 "zZ",
-                                 "9223372036854775807",
-                                 "-9223372036854775808",
-                                 "18446744073709551615",
-                                 "-18446744073709551615"};
+// clang-format off
+const char *const kIntegers[] = {"", "-", "\t\n\v\f\r 42", "\x1c 7", "-0x10", "08", "0b101", "zZ",
+    "9223372036854775807", "-9223372036854775808", "18446744073709551615", "-18446744073709551615"};
+// clang-format on
 
 template <class Int, class Ours, class Theirs>
 void ExpectSameAsC(const char *name, Ours ours, Theirs theirs) {
   for (const char *text : kIntegers) {
-    for (int base : {0, 2, 10, 36}) {
+    for (int base : {0, 2, 8, 10, 16, 36}) {
       SCOPED_TRACE(testing::Message() << name << "(\"" << text << "\", " << base << ")");
       const std::u16string wide = W(text);
       ZUL_UTF16 *our_end = nullptr;
