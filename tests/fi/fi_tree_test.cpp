@@ -382,8 +382,7 @@ TEST(FiRelocation, RegionIsSearchedAtOtherAddressesAndSharedThroughAFile) {
 }
 
 struct Slot {
-  uint32_t in_use;
-  uint32_t id;
+  uint32_t in_use, id;
 };
 
 class FtTable : public ::testing::Test {

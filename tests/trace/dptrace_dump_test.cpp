@@ -109,8 +109,7 @@ size_t Count(const std::u16string &text, const std::u16string &part) {
 
 TEST(DpTrcPattern, WildcardMatching) {
   struct Case {
-    const char16_t *pattern;
-    const char16_t *line;
+    const char16_t *pattern, *line;
     bool match;
   } cases[] = {
       {u"abc", u"xxabcxx\n", true}, {u"a?c", u"xxabcxx\n", true},

@@ -243,8 +243,7 @@ class StdinFrom {
 
 TEST(GetcUnlockedU16Errno, DecodesAndStopsAtBytesThatCannotFollow) {
   struct Read {
-    int value;
-    int error;
+    int value, error;
     std::vector<ZUL_RAW> raw;  // count and bytes, when error is EILSEQ
   };
   const struct {
