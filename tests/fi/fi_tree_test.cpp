@@ -1,3 +1,14 @@
+// The index tree: duplicate keys, emptying, longest paths, indexes, initialisation and printers;
+// full blocks and arguments that don't fit; a filled region (an Fi block followed by the Ft table
+// of its records, keys relative to the region's start) searched at other addresses; the Ft slot
+// table. Every block is a heap allocation of exactly the size asked for, so that ASan reports any
+// write past its end.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <random>
 #include <vector>
 
 #include "fi_test_util.h"
@@ -191,6 +202,260 @@ TEST_F(FiTree, PrintersStartWithTheirCountLines) {
   KeyRecord *r = records_.Add(PadKey(u"one"), 1);
   ASSERT_EQ(FiLInsert(&l, r->key, r, nullptr), FI_OK);
   EXPECT_EQ(CaptureStdout([&l] { FiLDisplay(&l); }).substr(0, 14), "PTL: 1 keys.\n ");
+}
+
+TEST(FiCapacity, FullTreeRefusesMoreKeysAndIndexes) {
+  constexpr uint32_t kKeys = 8;
+  RecordTable records(kKeys + 2);
+  Block block = ExactBlock(FiGetAdmSize(2, kKeys, 0, FI_FLAG_FULL_INNER));
+  ASSERT_EQ(FiInit(block.get(), u"full", FI_FLAG_FULL_INNER, 2, kKeys, 0, u' ', u' ', nullptr),
+            FI_OK);
+  FI_HDL hdl = nullptr, other = nullptr;
+  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), kKeyUnits, &hdl), FI_OK);
+  std::vector<FI_NODE *> nodes;
+  for (uint32_t i = 0; i <= kKeys; ++i) {
+    KeyRecord *r = records.Add(PadKey(std::u16string(i + 1, u'a' + i)), i);
+    FI_NODE *node = nullptr;
+    ASSERT_EQ(FiInsert(hdl, r->key, r, &node), i < kKeys ? FI_OK : FI_NO_SPACE);
+    nodes.push_back(node);
+  }
+  FI_NODE *all[kKeys];
+  uint32_t count = 0, cont = FI_FIND_START;
+  std::u16string blank = PadKey(u"");
+  EXPECT_EQ(FiFind(hdl, blank.data(), kKeys, all, &count, &cont), FI_OK);
+  EXPECT_EQ(count, kKeys);
+
+  ASSERT_EQ(FiRemove(hdl, nodes[3]), FI_OK);
+  KeyRecord *r = records.Add(PadKey(u"new"), 99);
+  EXPECT_EQ(FiInsert(hdl, r->key, r, nullptr), FI_OK);
+
+  ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, records.base(), 1, &other), FI_OK);
+  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), 1, &other), FI_NO_SPACE);
+  // The block's own handle slots run out after 256.
+  std::vector<FI_HDL> handles(255);
+  for (FI_HDL &h : handles)
+    ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, nullptr, 1, &h), FI_INITIALIZED);
+  EXPECT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, nullptr, 1, &other), FI_NO_SPACE);
+}
+
+// With 60% inner nodes a binary tree runs out of inner nodes before leaves: the failed insert
+// gives its leaf back and the keys in stay findable.
+TEST(FiCapacity, InnerNodesRunOutBeforeLeaves) {
+  constexpr uint32_t kKeys = 1200;
+  constexpr uint32_t kUnits = 16;
+  std::vector<std::array<ZUL_UTF16, kUnits>> keys(kKeys + 1);  // record and key in one
+  Block block = ExactBlock(FiGetAdmSize(1, kKeys, 0, 0));
+  ASSERT_EQ(FiInit(block.get(), u"sixty", 0, 1, kKeys, 0, u' ', u' ', nullptr), FI_OK);
+  FI_HDL hdl = nullptr;
+  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, keys.data(), kUnits, &hdl), FI_OK);
+  std::mt19937 rng(7);
+  uint32_t in = 0;
+  int rc = FI_OK;
+  while (rc != FI_NO_SPACE) {
+    for (ZUL_UTF16 &unit : keys[in]) unit = rng() % 2 ? u'a' : u'b';
+    rc = FiInsert(hdl, keys[in].data(), keys[in].data(), nullptr);
+    if (rc == FI_OK) ++in;
+  }
+  FI_PSTAT s;
+  ASSERT_EQ(FiGetPstat(block.get(), &s), FI_OK);
+  EXPECT_EQ(s.free_inner_nodes, 0u);
+  EXPECT_EQ(s.free_leaves, kKeys - in);
+  EXPECT_EQ(in, 721u);  // 720 inner nodes: a binary tree of n leaves has n - 1
+  for (uint32_t i = 0; i < in; ++i) EXPECT_EQ(FiFindExact(hdl, keys[i].data(), nullptr), FI_OK);
+}
+
+TEST(FiCapacity, KeysAndRecordsOutsideTheReachOfOffsetsAreRefused) {
+  RecordTable records(2);
+  Block block = ExactBlock(FiGetAdmSize(1, 2, 0, 0));
+  ASSERT_EQ(FiInit(block.get(), u"reach", 0, 1, 2, 0, u' ', u' ', nullptr), FI_OK);
+  FI_HDL hdl = nullptr;
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), 0, &hdl), FI_BAD_ARG);
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), FI_LEAF_POSITION, &hdl), FI_BAD_ARG);
+  KeyRecord *first = records.Add(PadKey(u"k"), 1);
+  KeyRecord *second = records.Add(PadKey(u"k"), 2);
+  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, second, kKeyUnits, &hdl), FI_OK);
+  EXPECT_EQ(FiInsert(hdl, first->key, first, nullptr), FI_BAD_ARG);  // before the base
+  EXPECT_EQ(FiInsert(hdl, second->key, nullptr, nullptr), FI_BAD_ARG);
+  EXPECT_EQ(FiInsert(hdl, second->key, second, nullptr), FI_OK);
+}
+
+// Full lists and hash tables are covered by the model tests; here the sizes beyond reach and a
+// slot table of odd-sized records, filled to its last byte.
+TEST(FiCapacity, OverlargeHashAndFullSlotTable) {
+  Block hash = ExactBlock(FiHshGetAdmSize(5, 40, 3));
+  void *h = nullptr;
+  EXPECT_EQ(FiHshGetAdmSize(5, 0x40000000, 3), 0u);
+  EXPECT_EQ(FiHshInit(hash.get(), 1, 5, 0x40000000, 3, &h), FI_NO_SPACE);
+  EXPECT_EQ(FiHshInit(hash.get(), 1, 0, 40, 3, &h), FI_BAD_ARG);
+
+  Block table = ExactBlock(FtGetAdmSize(0, 3, 13));
+  ASSERT_EQ(FtInit(table.get(), u"slots", 0, 3, 13, nullptr), FI_OK);
+  void *record = nullptr;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(FtAlloc(table.get(), &record), FI_OK);
+    std::memset(record, 0xEE, 13);
+  }
+  EXPECT_EQ(FtAlloc(table.get(), &record), FI_NO_SPACE);
+  EXPECT_EQ(FtGetAdmSize(0, 0x10000000, 13), 0u);
+  EXPECT_EQ(FtInit(table.get(), u"huge", 0, 0x10000000, 13, nullptr), FI_NO_SPACE);
+}
+
+constexpr uint32_t kCount = 500;
+
+size_t FiPart() { return (FiGetAdmSize(1, kCount + 1, sizeof(KeyRecord), 0) + 7) & ~size_t{7}; }
+size_t RegionSize() { return FiPart() + FtGetAdmSize(0, kCount + 1, sizeof(KeyRecord)); }
+
+std::u16string KeyOf(uint32_t i) {
+  std::string digits = std::to_string(i * 7919 % 100000);
+  return PadKey(std::u16string(u"k") + std::u16string(digits.begin(), digits.end()));
+}
+
+void AddKey(char *region, FI_HDL hdl, uint32_t i) {
+  void *p = nullptr;
+  ASSERT_EQ(FtAlloc(region + FiPart(), &p), FI_OK);
+  auto *r = static_cast<KeyRecord *>(p);
+  std::u16string key = KeyOf(i);
+  std::memcpy(r->key, key.data(), sizeof r->key);
+  r->value = i;
+  ASSERT_EQ(FiInsert(hdl, r->key, r, nullptr), FI_OK);
+}
+
+void Build(char *region) {
+  ASSERT_EQ(FiInit(region, u"shared", 0, 1, kCount + 1, sizeof(KeyRecord), u' ', u' ', nullptr),
+            FI_OK);
+  ASSERT_EQ(FtInit(region + FiPart(), u"records", 0, kCount + 1, sizeof(KeyRecord), nullptr),
+            FI_OK);
+  FI_HDL hdl = nullptr;
+  ASSERT_EQ(FiOpenIndex(region, 1, 0, region, kKeyUnits, &hdl), FI_OK);
+  for (uint32_t i = 0; i < kCount; ++i) AddKey(region, hdl, i);
+  EXPECT_EQ(FiDetachIndex(hdl), FI_OK);
+}
+
+// Every key is found, and its record lies in this region.
+void ExpectAllFound(char *region, uint32_t count) {
+  FI_HDL hdl = nullptr;
+  ASSERT_EQ(FiAttachIndex(region, 1, region, &hdl), FI_OK);
+  for (uint32_t i = 0; i < count; ++i) {
+    std::u16string key = KeyOf(i);
+    FI_NODE *node = nullptr;
+    ASSERT_EQ(FiFindExact(hdl, key.data(), &node), FI_OK) << i;
+    char *record = static_cast<char *>(FI_NODE_RECORD(region, node));
+    ASSERT_TRUE(record > region && record < region + RegionSize());
+    EXPECT_EQ(reinterpret_cast<KeyRecord *>(record)->value, i);
+    EXPECT_EQ(FI_NODE_KEY(region, node), reinterpret_cast<KeyRecord *>(record)->key);
+  }
+  EXPECT_EQ(FiDetachIndex(hdl), FI_OK);
+}
+
+// Built in a heap block, the region is written to a file and the block wiped; the file, mapped
+// twice at other addresses, is searched through both mappings.
+TEST(FiRelocation, RegionIsSearchedAtOtherAddressesAndSharedThroughAFile) {
+  Block original = ExactBlock(RegionSize());
+  Build(original.get());
+  char dir[] = "/tmp/fi_map_XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  std::string path = std::string(dir) + "/block";
+  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(write(fd, original.get(), RegionSize()), static_cast<ssize_t>(RegionSize()));
+  std::memset(original.get(), 0xA5, RegionSize());
+  auto *first =
+      static_cast<char *>(mmap(nullptr, RegionSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+  auto *second =
+      static_cast<char *>(mmap(nullptr, RegionSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+  ASSERT_TRUE(first != MAP_FAILED && second != MAP_FAILED && first != second);
+
+  ExpectAllFound(first, kCount);
+  ExpectAllFound(second, kCount);
+  // A key added through the second mapping is found through the first.
+  FI_HDL hdl = nullptr;
+  ASSERT_EQ(FiAttachIndex(second, 1, second, &hdl), FI_OK);
+  AddKey(second, hdl, kCount);
+  EXPECT_EQ(FiDetachIndex(hdl), FI_OK);
+  ExpectAllFound(first, kCount + 1);
+
+  munmap(first, RegionSize());
+  munmap(second, RegionSize());
+  close(fd);
+  unlink(path.c_str());
+  rmdir(dir);
+}
+
+struct Slot {
+  uint32_t in_use, id;
+};
+
+class FtTable : public ::testing::Test {
+ protected:
+  static constexpr uint32_t kCount = 6;
+  void SetUp() override {
+    ASSERT_EQ(FtInit(block_.get(), u"table", 0, kCount, sizeof(Slot), nullptr), FI_OK);
+  }
+  // Takes every free slot; answers them in the order the free list gives them.
+  std::vector<Slot *> DrainFree() {
+    std::vector<Slot *> taken;
+    void *p = nullptr;
+    while (FtAlloc(block_.get(), &p) == FI_OK) taken.push_back(static_cast<Slot *>(p));
+    return taken;
+  }
+  Block block_ = ExactBlock(FtGetAdmSize(0, kCount, sizeof(Slot)));
+};
+
+TEST_F(FtTable, SlotsComeInOrderAndFreedOnesComeBackFirst) {
+  std::vector<Slot *> all = DrainFree();
+  ASSERT_EQ(all.size(), kCount);
+  for (size_t i = 1; i < all.size(); ++i)
+    EXPECT_EQ(reinterpret_cast<char *>(all[i]) - reinterpret_cast<char *>(all[i - 1]), 16);
+  EXPECT_EQ(FtFree(block_.get(), all[4]), FI_OK);
+  EXPECT_EQ(FtFree(block_.get(), all[1]), FI_OK);
+  EXPECT_EQ(FtFree(block_.get(), all[1]), FI_NOT_FOUND);
+  EXPECT_EQ(FtFree(block_.get(), reinterpret_cast<char *>(all[2]) + 4), FI_NOT_FOUND);
+  EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[1], all[4]}));
+}
+
+TEST_F(FtTable, RebuildFromRecordsAndFromLinks) {
+  std::vector<Slot *> all = DrainFree();
+  for (uint32_t i = 0; i < kCount; ++i) all[i]->in_use = i % 3 == 0;
+  ASSERT_EQ(
+      FtRebuild(block_.get(), [](void *r) { return int{static_cast<Slot *>(r)->in_use == 0}; }),
+      FI_OK);
+  // Free slots, each pushed at the head in order: the last comes first.
+  EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[5], all[4], all[2], all[1]}));
+  EXPECT_EQ(FtFree(block_.get(), all[3]), FI_OK);  // still on the used list
+  EXPECT_EQ(FtFree(block_.get(), all[4]), FI_OK);
+
+  int calls = 0;
+  auto count = [](void *context, void *) { return ++*static_cast<int *>(context), 0; };
+  ASSERT_EQ(FtRebuild2(block_.get(), count, &calls), FI_OK);
+  EXPECT_EQ(calls, static_cast<int>(kCount));
+  EXPECT_TRUE(DrainFree().empty());
+
+  // The links alone decide: free slot 2 and 5, and slot 0 caught between the lists (both links
+  // all ones), which counts as free.
+  EXPECT_EQ(FtFree(block_.get(), all[2]), FI_OK);
+  EXPECT_EQ(FtFree(block_.get(), all[5]), FI_OK);
+  auto *links = reinterpret_cast<uint32_t *>(all[0]) - 2;
+  links[0] = links[1] = 0xFFFFFFFF;
+  ASSERT_EQ(FtAutoRebuild(block_.get()), FI_OK);
+  EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[5], all[2], all[0]}));
+  EXPECT_EQ(FtFree(block_.get(), all[1]), FI_OK);
+}
+
+TEST(FtInit, CodesNamesAndDestroy) {
+  Block block = ExactBlock(FtGetAdmSize(0, 2, 4) + 8);
+  EXPECT_EQ(FtInit(block.get() + 4, u"t", 0, 2, 4, nullptr), FI_BAD_ARG);
+  EXPECT_EQ(FtInit(block.get(), u"t", 0, 0, 4, nullptr), FI_BAD_ARG);
+  EXPECT_EQ(FtInit(block.get(), u"t", FT_FLAG_REFUSED, 2, 4, nullptr), FI_NOT_FOUND);
+  void *hdl = nullptr;
+  ASSERT_EQ(FtInit(block.get(), u"t", 1, 2, 4, &hdl), FI_OK);
+  EXPECT_EQ(hdl, block.get());
+  EXPECT_EQ(FtInit(block.get(), u"t", 0, 2, 4, nullptr), FI_INITIALIZED);
+  EXPECT_EQ(FtDestroy(block.get()), FI_OK);
+  EXPECT_EQ(std::u16string(reinterpret_cast<char16_t *>(block.get()), FI_NAME_LENGTH),
+            std::u16string(FI_NAME_LENGTH, u' '));
+  void *record = nullptr;
+  EXPECT_EQ(FtAlloc(block.get(), &record), FI_BAD_ARG);
+  EXPECT_EQ(FtInit(block.get(), u"t", 0, 2, 4, nullptr), FI_OK);
 }
 
 }  // namespace

@@ -21,32 +21,23 @@ inline std::u16string MakeBlock(std::initializer_list<std::u16string> fields) {
   return block;
 }
 
-// A complete block of 21 fields with the given texts for the fields that matter to a test.
-inline std::u16string SampleBlock(const std::u16string &text = u"connect failed") {
-  return MakeBlock({u"*ERR*",
-                    u"1",
-                    text,
-                    u"-10",
-                    u"NI (network interface)",
-                    u"720",
-                    u"",
-                    u"nixxi",
-                    u"1234",
-                    u"peer reset the connection",
-                    u"Mon Jan  5 12:34:56 2026",
-                    u"connect",
-                    u"104",
-                    u"Connection reset by peer",
-                    u"9",
-                    u"server A",
-                    u"",
-                    u"",
-                    u"",
-                    u"",
-                    u"*ERR*"});
+// A complete block of 21 fields, every one with a text of its own kind.
+inline std::u16string SampleBlock() {
+  // clang-format off
+  return MakeBlock({u"*ERR*", u"1", u"connect failed", u"-10", u"NI (network interface)", u"720",
+                    u"", u"nixxi", u"1234", u"peer reset the connection", u"Mon Jan  5 12:34:56 2026",
+                    u"connect", u"104", u"Connection reset by peer", u"9", u"server A", u"", u"", u"",
+                    u"", u"*ERR*"});
+  // clang-format on
 }
 
 inline std::u16string Field(int n) { return ErrGetFld(n); }
+
+// ErrGet without any output, for its answer.
+inline int GetAnswer() {
+  return ErrGet(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                nullptr, nullptr, nullptr, nullptr, nullptr);
+}
 
 // The thread's block as it is now.
 inline std::u16string CurrentBlock() {
@@ -61,9 +52,17 @@ class ErrTest : public ::testing::Test {
  protected:
   void SetUp() override { ErrFree(nullptr); }
   void TearDown() override { ErrFree(nullptr); }
+  // A trace line of this thread.
+  static std::u16string Thr(const std::u16string &text) {
+    return tlm_test::TraceCapture::ThreadPrefix() + text;
+  }
   // The error line of this module, as the trace writes it (line number left out).
   static std::u16string ErrorLine(const std::u16string &text) {
-    return tlm_test::TraceCapture::ThreadPrefix() + u"*** ERROR => " + text + u" [err_r_mt";
+    return Thr(u"*** ERROR => " + text + u" [err_r_mt");
+  }
+  // Whether the trace starts with the error line of text.
+  bool TraceStartsWithError(const std::u16string &text) const {
+    return trace_.Text().rfind(ErrorLine(text), 0) == 0;
   }
   tlm_test::TraceCapture trace_{2};
 };

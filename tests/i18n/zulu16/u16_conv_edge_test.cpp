@@ -1,10 +1,16 @@
 // Edge cases of the conversion family: results, refusals with their texts, and where the
-// pointers stop; the error hook's arguments; the zero-terminated wrappers.
+// pointers stop; the error hook's arguments; the zero-terminated wrappers. The 7-bit, 8-bit and
+// EBCDIC forms with their error counters, the volatile result ring, and the wrappers whose source
+// and destination may overlap.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <set>
+#include <string>
 #include <tuple>
 
 #include "u16_conv_test_util.h"
+#include "zul_u16conv.h"
 
 namespace {
 
@@ -32,48 +38,39 @@ void CheckRows(const std::vector<Row> &rows) {
   }
 }
 
-TEST(Utf8nToU2nSubst, EdgeTable) {
-  const char *m = "Utf8nToU2nSubst";
+TEST(ConversionFamily, EdgeTable) {
+  const char *u2 = "Utf8nToU2nSubst", *u16 = "Utf8nToUtf16nSubst";
   CheckRows({
-      {m, Buffer(), false, 0, Buffer(), 0, u""},
-      {m, Utf8("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"), false, 0,
+      // From UTF-8 to UCS-2.
+      {u2, Buffer(), false, 0, Buffer(), 0, u""},
+      {u2, Utf8("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"), false, 0,
        U16({0x7F, 0x80, 0x7FF, 0x800, 0xFFFF}), 11, u""},
-      {m, Utf8("\xED\xA0\x80"), false, 0, U16({0xD800}), 3, u""},
-      {m, Utf8("\xC0\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
-      {m, Utf8("\xC0\x80Z"), true, 0, U16({'?', 'Z'}), 3, u""},
-      {m, Utf8("x\xF4\x90\x80\x80"), false, 2048, U16({'x'}), 4, u"UTF-8 bejond UCS-2"},
-      {m, Utf8("\xF0\x90\x80\x80y"), true, 0, U16({'?', 'y'}), 5, u""},
-      {m, Utf8("\xFD\xBF\xBF\xBF\xBF\xBF"), false, 2048, Buffer(), 5, u"UTF-8 bejond UCS-2"},
-      {m, Utf8("\xF8\x80\x80\x80\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
-      {m, Utf8("ab\xE2\x82"), false, 512, U16({'a', 'b'}), 2, u"source exhausted within a char"},
-      {m, Utf8("\xE2\x82"), true, 512, Buffer(), 0, u"source exhausted within a char"},
-      {m, Utf8("a\x80"), false, 2048, U16({'a'}), 1, u"illegal start byte"},
-      {m, Utf8("\xFF"), false, 2048, Buffer(), 0, u"illegal start byte"},
-      {m, Utf8("\x80\xBF\xFE\xFF"), true, 0, U16({'?', '?', '?', '?'}), 4, u""},
-      {m, Utf8("a\xE2\x41\x42"), false, 2048, U16({'a'}), 1, u"illegal follow-up byte"},
+      {u2, Utf8("\xED\xA0\x80"), false, 0, U16({0xD800}), 3, u""},
+      {u2, Utf8("\xC0\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
+      {u2, Utf8("\xC0\x80Z"), true, 0, U16({'?', 'Z'}), 3, u""},
+      {u2, Utf8("x\xF4\x90\x80\x80"), false, 2048, U16({'x'}), 4, u"UTF-8 bejond UCS-2"},
+      {u2, Utf8("\xF0\x90\x80\x80y"), true, 0, U16({'?', 'y'}), 5, u""},
+      {u2, Utf8("\xFD\xBF\xBF\xBF\xBF\xBF"), false, 2048, Buffer(), 5, u"UTF-8 bejond UCS-2"},
+      {u2, Utf8("\xF8\x80\x80\x80\x80"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
+      {u2, Utf8("ab\xE2\x82"), false, 512, U16({'a', 'b'}), 2, u"source exhausted within a char"},
+      {u2, Utf8("\xE2\x82"), true, 512, Buffer(), 0, u"source exhausted within a char"},
+      {u2, Utf8("a\x80"), false, 2048, U16({'a'}), 1, u"illegal start byte"},
+      {u2, Utf8("\xFF"), false, 2048, Buffer(), 0, u"illegal start byte"},
+      {u2, Utf8("\x80\xBF\xFE\xFF"), true, 0, U16({'?', '?', '?', '?'}), 4, u""},
+      {u2, Utf8("a\xE2\x41\x42"), false, 2048, U16({'a'}), 1, u"illegal follow-up byte"},
       // After a bad follow-up byte, Subst resumes right behind the lead byte.
-      {m, Utf8("\xE2\x41\x42"), true, 0, U16({'?', 'A', 'B'}), 3, u""},
-      {m, Utf8("\xE2\x82\xC0\x80"), true, 0, U16({'?', '?', '?'}), 4, u""},
+      {u2, Utf8("\xE2\x41\x42"), true, 0, U16({'?', 'A', 'B'}), 3, u""},
+      {u2, Utf8("\xE2\x82\xC0\x80"), true, 0, U16({'?', '?', '?'}), 4, u""},
       // A full destination is reported before anything else is looked at.
-      {m, Utf8("\x80"), false, 32, Buffer(), 0, u"dest buffer overflow", 0},
-  });
-  EXPECT_EQ(Convert("Utf8nToU2nSubst", Utf8("\x80\xC0\x80"), true).count, 2u);
-}
-
-TEST(Utf8nToUtf16nSubst, EdgeTable) {
-  const char *m = "Utf8nToUtf16nSubst";
-  CheckRows({
-      {m, Utf8("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), false, 0, U16({0xD800, 0xDC00, 0xDBFF, 0xDFFF}),
-       8, u""},
-      {m, Utf8("\xF4\x90\x80\x80"), false, 2048, Buffer(), 3, u"UTF-8 bejond UTF-32"},
-      {m, Utf8("\xF4\x90\x80\x80!"), true, 0, U16({'?', '!'}), 5, u""},
-      {m, Utf8("\xF0\x8F\xBF\xBF"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
-      {m, Utf8("a\xF0\x9F\x98\x80"), false, 32, U16({'a'}), 1, u"dest buffer overflow", 2},
-  });
-}
-
-TEST(ConversionToUtf8, EdgeTable) {
-  CheckRows({
+      {u2, Utf8("\x80"), false, 32, Buffer(), 0, u"dest buffer overflow", 0},
+      // From UTF-8 to UTF-16.
+      {u16, Utf8("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), false, 0,
+       U16({0xD800, 0xDC00, 0xDBFF, 0xDFFF}), 8, u""},
+      {u16, Utf8("\xF4\x90\x80\x80"), false, 2048, Buffer(), 3, u"UTF-8 bejond UTF-32"},
+      {u16, Utf8("\xF4\x90\x80\x80!"), true, 0, U16({'?', '!'}), 5, u""},
+      {u16, Utf8("\xF0\x8F\xBF\xBF"), false, 2048, Buffer(), 0, u"overlong UTF-8 sequence"},
+      {u16, Utf8("a\xF0\x9F\x98\x80"), false, 32, U16({'a'}), 1, u"dest buffer overflow", 2},
+      // To UTF-8.
       {"U2nToUtf8n", U16({0xD83D, 0xDE00}), false, 0, Utf8("\xED\xA0\xBD\xED\xB8\x80"), 2, u""},
       {"Utf16nToUtf8n", U16({'a', 0xD83D}), false, 512, Utf8("a"), 1, u"Half surrogate at end"},
       {"Utf16nToUtf8n", U16({0xD83D, 0xD83D, 0xDE00}), false, 2048, Buffer(), 0,
@@ -85,11 +82,7 @@ TEST(ConversionToUtf8, EdgeTable) {
        Utf8("\xFD\xBF\xBF\xBF\xBF\xBF\xFC\x84\x80\x80\x80\x80"), 2, u""},
       {"U4nToUtf8n", U32({'a', 0x80000000u}), false, 2048, Utf8("a"), 1,
        u"UCS-4 has only 31 bits."},
-  });
-}
-
-TEST(ConversionNoCC, ControlCodesAreRefusedOrReplaced) {
-  CheckRows({
+      // NoCC members refuse control codes, or replace them with subst.
       {"Utf8nToU2nNoCCSubst", Utf8("a\x01"), false, 2048, U16({'a'}), 1,
        u"control codes not allowed here"},
       {"Utf8nToU2nNoCCSubst", Utf8("\xC2\x85"), false, 2048, Buffer(), 0,
@@ -100,11 +93,7 @@ TEST(ConversionNoCC, ControlCodesAreRefusedOrReplaced) {
       {"Utf16nToUtf8nNoCC", U16({0x7F}), false, 2048, Buffer(), 0, u"control code not allowed"},
       {"U4nToUtf8nNoCC", U32({0x9F}), false, 2048, Buffer(), 0, u"control code not allowed"},
       {"U2nToUtf8nNoCC", U16({0x20, 0x7E, 0xA0}), false, 0, Utf8(" ~\xC2\xA0"), 3, u""},
-  });
-}
-
-TEST(ConversionGD, OnlySourceEndAndRoomAreChecked) {
-  CheckRows({
+      // GD members check only the source end and the room.
       // An illegal start byte converts to its own value but wants six more bytes behind it.
       {"Utf8nToU2nGD", Utf8("\200abcdef"), false, 0, U16({0x80, 'a', 'b', 'c', 'd', 'e', 'f'}), 7,
        u""},
@@ -114,11 +103,7 @@ TEST(ConversionGD, OnlySourceEndAndRoomAreChecked) {
       {"Utf16nToUtf8nGD", U16({0xD800, 'a'}), false, 0, Utf8("\xED\xA0\200a"), 2, u""},
       {"Utf16nToUtf8nGD", U16({0xD800}), false, 512, Buffer(), 0, u"Half surrogate at end"},
       {"U4nToUtf8nGD", U32({0x80000000u}), false, 0, Utf8("\xEF\xBF\xBD"), 1, u""},
-  });
-}
-
-TEST(ConversionSubstAll, OnlyTheDestinationCanFail) {
-  CheckRows({
+      // SubstAll members can fail only for want of room.
       {"Utf8nToUtf16nSubstAll", Utf8("a\xE2\x82"), false, 0, U16({'a', 0xFFFD, 0xFFFD}), 3, u""},
       {"Utf8nToUtf16nSubstAll", Utf8("\xC0\x80\xF4\x90\x80\x80"), false, 0, U16({0xFFFD, 0xFFFD}),
        6, u""},
@@ -126,11 +111,7 @@ TEST(ConversionSubstAll, OnlyTheDestinationCanFail) {
        Utf8("\xEF\xBF\275a\xEF\xBF\xBD"), 3, u""},
       {"Utf8nToUtf16nSubstAll", Utf8("\xFF\xFF"), false, 32, U16({0xFFFD}), 1,
        u"dest buffer overflow", 1},
-  });
-}
-
-TEST(ConversionBetweenUnits, JoinsSplitsAndCopies) {
-  CheckRows({
+      // Between 16-bit and 32-bit units: joins, splits and copies.
       {"Utf16nToU4n", U16({0xD83D, 0xDE00, 0xD800, 'a', 0xDC00}), false, 0,
        U32({0x1F600, 0xD800, 'a', 0xDC00}), 5, u""},
       {"Utf16nToU4n", U16({'a', 0xD800}), false, 512, U32({'a'}), 1, u"half surrogate at end"},
@@ -140,6 +121,8 @@ TEST(ConversionBetweenUnits, JoinsSplitsAndCopies) {
       {"Utf16nToUtf16n", U16({0xD83D, 'b'}), false, 2048, Buffer(), 0, u"Half surrogate in middle"},
       {"Utf16nToUtf16n", U16({0xDE00}), false, 2048, Buffer(), 0, u"Half low surrogate in middle"},
   });
+  // Subst counts the sequences it replaced.
+  EXPECT_EQ(Convert("Utf8nToU2nSubst", Utf8("\x80\xC0\x80"), true).count, 2u);
   ZUL_UTF16 units[] = {0x1234, 0x00FF};
   SwapUnicodeBuffer(units, 2);
   EXPECT_EQ(units[0], 0x3412);
@@ -160,7 +143,7 @@ TEST(ConversionErrorHook, ReceivesTheReportAndDecidesTheAnswer) {
   EXPECT_TRUE(call.location > 0 && call.line > 0);
 }
 
-TEST(Utf8sToUcsFast, TerminatorIsWrittenAlsoAfterAFailure) {
+TEST(FastWrappers, TerminatorIsWrittenAlsoAfterAFailure) {
   const struct {
     const char *in;
     size_t units;
@@ -181,18 +164,123 @@ TEST(Utf8sToUcsFast, TerminatorIsWrittenAlsoAfterAFailure) {
   ZUL_UTF16 untouched = u'x';
   EXPECT_EQ(Utf8sToUcsFast(&untouched, 0, nullptr, reinterpret_cast<const ZUL_RAW *>("")), 32);
   EXPECT_EQ(untouched, u'x');
+
+  const struct {
+    const char16_t *in;
+    size_t bytes;
+    int rc;
+    std::string out;
+  } back[] = {
+      {u"a\u20AC", 5, 0, "a\xE2\x82\xAC"}, {u"a\u20AC", 4, 32, "a"}, {u"a\xD800", 5, 512, "a"}};
+  for (const auto &r : back) {
+    ZUL_RAW out[5];
+    size_t len = 99;
+    EXPECT_EQ(UcsToUtf8sFast(out, r.bytes, &len, r.in), r.rc) << r.out;
+    EXPECT_EQ(reinterpret_cast<char *>(out), r.out);
+    EXPECT_EQ(len, r.out.size());
+  }
 }
 
-TEST(UcsToUtf8sFast, TerminatorIsWrittenAlsoAfterAFailure) {
-  ZUL_RAW out[5];
-  size_t len = 99;
-  EXPECT_EQ(UcsToUtf8sFast(out, 5, &len, u"a\u20AC"), 0);
-  EXPECT_STREQ(reinterpret_cast<char *>(out), "a\xE2\x82\xAC");
-  EXPECT_EQ(UcsToUtf8sFast(out, 4, &len, u"a\u20AC"), 32);
-  EXPECT_STREQ(reinterpret_cast<char *>(out), "a");
-  EXPECT_EQ(len, 1u);
-  EXPECT_EQ(UcsToUtf8sFast(out, 5, &len, u"a\xD800"), 512);
-  EXPECT_STREQ(reinterpret_cast<char *>(out), "a");
+TEST(UcToA7, ReplacesAndCountsWhatIsNotSevenBitAndChecksStopAtIt) {
+  UcsToA7s_ErrReset();
+  char out[8];
+  const ZUL_UTF16 wide[] = {0x0100, u'b'};
+  UcnToA7n(out, wide, 2);
+  EXPECT_EQ(out[0], 35);
+  EXPECT_EQ(UcToA7(0x7F), 0x7F);
+  EXPECT_EQ(B8ToA7(static_cast<char>(0xE9)), '#');
+  EXPECT_STREQ(UcsToA7s(out, u"x\u00E9\u20ACy"), "x##y");
+  EXPECT_EQ(UcsToA7s_ErrCnt(), 4);
+  // The B7 and Subst forms replace alike but don't count.
+  EXPECT_STREQ(UcsToB7s(out, u"\u00E9z"), "#z");
+  EXPECT_STREQ(UcsToA7sSubst(out, u"a\u00E9", '?'), "a?");
+  EXPECT_STREQ(UcsToA7sSubst(out, u"a\u00E9", static_cast<char>(0xC0)), "a#");
+  EXPECT_EQ(UcsToA7s_ErrCnt(), 4);
+  UcsToA7s_ErrReset();
+  EXPECT_EQ(UcsToA7s_ErrCnt(), 0);
+  // The Check forms stop and terminate at the first wide unit.
+  EXPECT_EQ(UcsToA7sCheck(out, u"ab\u00E9c"), 1);
+  EXPECT_STREQ(out, "ab");
+  EXPECT_EQ(UcsToA7sCheck(out, u"abc"), 0);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_EQ(UcsToE8sCheck(out, u"A\u00FF\u0100"), 1);
+  EXPECT_EQ(std::string(out), "\xC1\xDF");
+}
+
+TEST(Ebcdic, TablesAreInverseKnownPointsHoldAndWideUnitsCount) {
+  for (int b = 0; b < 256; ++b) {
+    ASSERT_LT(rscpuc2_E2U[b], 256);
+    EXPECT_EQ(rscpuc2_U2E[rscpuc2_E2U[b]], b);
+  }
+  const struct {
+    unsigned char e;
+    char16_t u;
+  } points[] = {{0x40, u' '},  {0xC1, u'A'}, {0x81, u'a'}, {0xF0, u'0'}, {0x7B, u'#'},
+                {0x25, u'\n'}, {0xAD, u'['}, {0xBD, u']'}, {0x5F, u'^'}, {0x41, 0xA0}};
+  for (const auto &p : points) {
+    EXPECT_EQ(E8ToUc(static_cast<char>(p.e)), p.u) << int(p.e);
+    EXPECT_EQ(static_cast<unsigned char>(B8ToE8(static_cast<char>(p.u))), p.e);
+  }
+  // Wide units become the number sign and are counted.
+  UcsToE8s_ErrReset();
+  EXPECT_EQ(UcToE8(0x0100), 123);
+  char out[8];
+  EXPECT_STREQ(UcsToE8s(out, u"A\u20AC"), "\xC1\x7B");
+  EXPECT_EQ(UcsToE8s_ErrCnt(), 2);
+  UcsToE8s_ErrReset();
+  EXPECT_EQ(UcsToE8s_ErrCnt(), 0);
+  char text[] = "Hello, [World] #1!";
+  A7nToE8nInPlace(text, sizeof text - 1);
+  EXPECT_EQ(text[0], static_cast<char>(0xC8));
+  E8nToA7nInPlace(text, sizeof text - 1);
+  EXPECT_STREQ(text, "Hello, [World] #1!");
+}
+
+TEST(VolatileRing, FortyFirstResultOverwritesTheFirst) {
+  std::set<const void *> seen;
+  ZUL_UTF16 *first = A7sToUcsVola("first");
+  seen.insert(first);
+  for (int i = 1; i < 40; ++i) seen.insert(A7sToUcsVola("other"));
+  EXPECT_EQ(seen.size(), 40u);
+  EXPECT_EQ(std::u16string(first), u"first");
+  EXPECT_EQ(A7sToUcsVola("41st"), first);
+  EXPECT_EQ(std::u16string(first), u"41st");
+  // A larger request grows its slot; the slot keeps the larger buffer for smaller ones.
+  const std::string big(5000, 'x');
+  ZUL_UTF16 *grown = A7sToUcsVola(big.c_str());
+  EXPECT_EQ(std::u16string(grown).size(), 5000u);
+  for (int i = 0; i < 39; ++i) rscpuc_next_buff(1);
+  EXPECT_EQ(rscpuc_next_buff(16), grown);
+  EXPECT_EQ(rscpuce_thread_error_count, 0);
+}
+
+TEST(VolatileRing, ConversionsIntoTheRing) {
+  EXPECT_STREQ(UcnToA7nVola(u"ab\u00E9zz", 3), "ab#");
+  EXPECT_STREQ(UcsToA7sVola(nullptr), "");
+  EXPECT_EQ(std::u16string(A7nToUcnVola("abc", 2)), u"ab");
+  EXPECT_EQ(std::u16string(E8sToUcsVola("\xC1\xC2")), u"AB");
+  EXPECT_STREQ(UcsToE8sVola(u"AB"), "\xC1\xC2");
+  EXPECT_EQ(std::u16string(Utf8sToUcsVola(reinterpret_cast<const ZUL_RAW *>("\xC3\xA9\xFF"))),
+            u"\u00E9\uFFFD");
+  EXPECT_STREQ(reinterpret_cast<const char *>(UcsToUtf8sVola(u"\u00E9\U0001F600\xD800")),
+               "\xC3\xA9\xF0\x9F\x98\x80\xEF\xBF\xBD");
+}
+
+TEST(Utf8sToUcsFastOverlap, SourceAndDestinationShareMemory) {
+  // The UTF-8 text sits at the start of the buffer that receives its 16-bit form, and back.
+  alignas(2) ZUL_RAW buffer[64] = {};
+  static const char kText[] = "h\xC3\xA9llo w\xC3\xB6rld";
+  std::memcpy(buffer, kText, sizeof kText);
+  auto *units = reinterpret_cast<ZUL_UTF16 *>(buffer);
+  size_t len = 0;
+  EXPECT_EQ(Utf8sToUcsFastOverlap(units, 32, &len, buffer), 0);
+  EXPECT_EQ(std::u16string(units), u"h\u00E9llo w\u00F6rld");
+  EXPECT_EQ(UcsToUtf8sFastOverlap(buffer, 64, &len, units), 0);
+  EXPECT_STREQ(reinterpret_cast<const char *>(buffer), kText);
+  EXPECT_EQ(len, sizeof kText - 1);
+  // The sized form reports what it wrote, also when the destination is too small.
+  EXPECT_EQ(Utf8nToUcnFastOverlap_2(units, 2, &len, buffer, 4), 32);
+  EXPECT_EQ(len, 2u);
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 // stopped by a small destination or a cut source and then resumed gives what one conversion
 // gives, at any alignment; the source before a refusal converts to exactly what was written;
 // swapped forms are the native forms swapped.
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
 
 #include "u16_conv_test_util.h"

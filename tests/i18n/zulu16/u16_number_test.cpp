@@ -1,12 +1,11 @@
-// Number conversion, differentially against the C library on widened ASCII input, plus the
-// behaviour that is this runtime's own: base errors, Unicode white space, the NaN spellings and
-// the strtod trace.
+// Number conversion, differentially against the C library on widened ASCII input (the corpus
+// replay of the readers' fuzz target compares more texts), plus the behaviour that is this
+// runtime's own: base errors, Unicode white space, the NaN spellings and the strtod trace.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 
 #include "u16_string_test_support.h"
 
@@ -15,20 +14,16 @@ namespace {
 using u16test::W;
 using u16test::Z;
 
+// Texts at the limits of each type, and prefixes and digits that the corpus doesn't hold.
 // clang-format off
-const char *const kIntegers[] = {
-    "", " ", "-", "-0", "+-1", "  -123abc", "\t\n\v\f\r 42", "\x1c 7", "0X1a", "0x", "0xg",
-    "-0x10", "077", "08", "0b101", "zZ", "   +0x7fffffffffffffff",
-    "9223372036854775807", "9223372036854775808", "-9223372036854775808", "-9223372036854775809",
-    "18446744073709551615", "18446744073709551616", "-18446744073709551615"};
+const char *const kIntegers[] = {"", "-", "\t\n\v\f\r 42", "\x1c 7", "-0x10", "08", "0b101", "zZ",
+    "9223372036854775807", "-9223372036854775808", "18446744073709551615", "-18446744073709551615"};
 // clang-format on
-const int kBases[] = {0, 2, 8, 10, 16, 36};
 
-// One integer conversion of both libraries, checked for value, errno and end offset.
 template <class Int, class Ours, class Theirs>
 void ExpectSameAsC(const char *name, Ours ours, Theirs theirs) {
   for (const char *text : kIntegers) {
-    for (int base : kBases) {
+    for (int base : {0, 2, 8, 10, 16, 36}) {
       SCOPED_TRACE(testing::Message() << name << "(\"" << text << "\", " << base << ")");
       const std::u16string wide = W(text);
       ZUL_UTF16 *our_end = nullptr;
@@ -63,10 +58,9 @@ TEST(U16Strtol, IllegalBaseAnswersZeroWithEinvalAndReportsAboveLevel15) {
       EXPECT_EQ(errno, EINVAL);
       EXPECT_EQ(end, Z(s));
       ASSERT_EQ(capture.Messages().size(), level > 15 ? 1u : 0u);
-      if (level > 15) {
-        EXPECT_TRUE(u16test::StartsWith(
-            capture.Messages()[0], "Illegal base " + std::to_string(base) + " in strtolU16\n"));
-      }
+      EXPECT_TRUE(level == 15 ||
+                  u16test::StartsWith(capture.Messages()[0],
+                                      "Illegal base " + std::to_string(base) + " in strtolU16\n"));
     }
   }
   errno = 0;
@@ -116,13 +110,13 @@ TEST(U16Strtod, DoublesAsTheCLibraryReadsThem) {
 
 // Spellings that the C library accepts but this runtime doesn't, or accepts only in part.
 TEST(U16Strtod, OnlyTheListedNanAndInfinitySpellingsAreNumbers) {
-  struct Case {
+  const struct {
     const char *text;
     bool nan;
     size_t end;
-  } const cases[] = {{"nAn", false, 0},    {"NAn", false, 0}, {"iNf", false, 0},
-                     {"nan(12)", true, 3}, {"naN", true, 3},  {"infInity", false, 3}};
-  for (const Case &c : cases) {
+  } cases[] = {{"nAn", false, 0},    {"NAn", false, 0}, {"iNf", false, 0},
+               {"nan(12)", true, 3}, {"naN", true, 3},  {"infInity", false, 3}};
+  for (const auto &c : cases) {
     SCOPED_TRACE(c.text);
     const std::u16string wide = W(c.text);
     ZUL_UTF16 *end = nullptr;
@@ -140,10 +134,8 @@ TEST(U16Strtod, PartlyAcceptedTextIsTracedAboveLevel0) {
     EXPECT_EQ(strtodU16(Z(s), &end), 1.0);
     EXPECT_EQ(end, Z(s) + 2);
     ASSERT_EQ(capture.Messages().size(), level > 0 ? 1u : 0u);
-    if (level > 0) {
-      EXPECT_TRUE(u16test::StartsWith(capture.Messages()[0],
-                                      "strtod accepted 1 characters (expected 3)\n"));
-    }
+    EXPECT_TRUE(level == 0 || u16test::StartsWith(capture.Messages()[0],
+                                                  "strtod accepted 1 characters (expected 3)\n"));
   }
 }
 

@@ -9,8 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "u16_string_test_support.h"
 #include "zul_u16printf.h"

@@ -1,8 +1,12 @@
 // Copy, scan, compare, search and token functions on 16-bit text, at every position of a string
-// relative to the 8-byte words that the scans read, odd addresses included.
+// relative to the 8-byte words that the scans read, odd addresses included; the bounded copies,
+// 16-bit and 8-bit forms alike; allocation in units, the checked copies and the 8-bit case
+// functions.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <functional>
 
 #include "u16_string_test_support.h"
 
@@ -159,6 +163,127 @@ TEST(U16StringToken, ReentrantAndStaticFormsSplitAlike) {
   EXPECT_STREQ(strtok_rRFB(raw, " ", &rsave), "x");
   EXPECT_STREQ(strtok_rRFB(nullptr, " ", &rsave), "y");
   EXPECT_EQ(strtok_rRFB(nullptr, " ", &rsave), nullptr);
+}
+
+template <class Unit>
+struct Forms {
+  static constexpr auto cpy = strcpy_sU16, cat = strcat_sU16;
+  static constexpr auto ncpy = strncpy_sU16, ncat = strncat_sU16;
+  static constexpr auto mem = memcpy_sU16, move = memmove_sU16;
+};
+template <>
+struct Forms<char> {
+  static constexpr auto cpy = strcpy_sRFB, cat = strcat_sRFB;
+  static constexpr auto ncpy = strncpy_sRFB, ncat = strncat_sRFB;
+  static constexpr auto mem = memcpy_sRFB, move = memmove_sRFB;
+};
+
+template <class Unit>
+std::basic_string<Unit> S(const char *text) {
+  return {text, text + std::char_traits<char>::length(text)};
+}
+
+template <class T>
+class Bounded : public testing::Test {};
+using Widths = testing::Types<ZUL_UTF16, char>;
+TYPED_TEST_SUITE(Bounded, Widths);
+
+// Size 0 touches nothing and answers 0, a result that doesn't fit empties the destination and
+// answers 34, success answers 0. Each form runs on a destination of 8 units that starts as
+// `initial` and '-' units, at every size from 0 to 7; it fits from `fits_from` on.
+TYPED_TEST(Bounded, EachFormFitsFromItsSizeOn) {
+  using Unit = TypeParam;
+  using F = Forms<Unit>;
+  const auto abc = S<Unit>("abc"), cdef = S<Unit>("cdef");
+  const struct {
+    const char *name, *initial;
+    size_t fits_from;
+    const char *want;
+    std::function<int(Unit *, size_t)> op;
+  } rows[] = {
+      {"cpy", "xy", 4, "abc", [&](Unit *d, size_t n) { return F::cpy(d, n, abc.c_str()); }},
+      {"ncpy 2", "xy", 3, "ab", [&](Unit *d, size_t n) { return F::ncpy(d, n, abc.c_str(), 2); }},
+      // "ab" + "cdef" needs 7 units; with size 1 or 2 "ab" has no terminator within size.
+      {"cat", "ab", 7, "abcdef", [&](Unit *d, size_t n) { return F::cat(d, n, cdef.c_str()); }},
+      {"ncat 2", "ab", 5, "abcd",
+       [&](Unit *d, size_t n) { return F::ncat(d, n, cdef.c_str(), 2); }},
+      {"mem 4", "", 4, "abc", [&](Unit *d, size_t n) { return F::mem(d, n, abc.c_str(), 4); }},
+  };
+  for (const auto &r : rows) {
+    for (size_t size = 0; size <= 7; ++size) {
+      SCOPED_TRACE(testing::Message() << r.name << " size " << size);
+      std::basic_string<Unit> dst = S<Unit>(r.initial) + Unit(0);
+      dst.resize(8, Unit('-'));
+      const auto before = dst;
+      const int rc = r.op(dst.data(), size);
+      if (size == 0) {
+        EXPECT_EQ(rc, 0);
+        EXPECT_TRUE(dst == before);
+      } else if (size < r.fits_from) {
+        EXPECT_EQ(rc, ERANGE);
+        EXPECT_EQ(dst[0], Unit(0));
+      } else {
+        EXPECT_EQ(rc, 0);
+        EXPECT_TRUE(std::basic_string<Unit>(dst.c_str()) == S<Unit>(r.want));
+      }
+    }
+  }
+  auto buf = S<Unit>("abcdef");
+  EXPECT_EQ(F::move(buf.data() + 1, 5, buf.data(), 4), 0);
+  EXPECT_TRUE(buf == S<Unit>("aabcdf"));
+  Unit dst[4] = {Unit('x')};
+  EXPECT_EQ(F::cpy(dst, 4, nullptr), EINVAL);
+  EXPECT_EQ(dst[0], Unit(0));
+  EXPECT_EQ(F::cpy(nullptr, 4, dst), EINVAL);
+  EXPECT_EQ(F::mem(dst, 4, nullptr, 1), EINVAL);
+}
+
+TEST(U16Memory, AllocatorsCountUnitsAndRefuseOverflow) {
+  auto *p = static_cast<ZUL_UTF16 *>(callocU(3, 2));
+  ASSERT_NE(p, nullptr);
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(p[i], 0);  // 6 zero units, 12 bytes
+  p = static_cast<ZUL_UTF16 *>(reallocU(p, 10));
+  ASSERT_NE(p, nullptr);
+  p[9] = u'z';
+  std::free(p);
+  EXPECT_EQ(mallocU(SIZE_MAX / 2 + 1), nullptr);
+  EXPECT_EQ(callocU(1, SIZE_MAX / 2 + 1), nullptr);
+
+  ZUL_UTF16 buf[6] = {1, 2, 3, 4, 5, 6};
+  memmoveU(buf + 1, buf, 4);
+  EXPECT_EQ(std::u16string(buf, buf + 6), (std::u16string{1, 1, 2, 3, 4, 6}));
+  memcpyU(buf, buf + 4, 2);
+  EXPECT_EQ(buf[0], 4);
+  EXPECT_EQ(buf[1], 6);
+}
+
+TEST(U16Memory, CheckedCopyReportsOverlapAndStillMoves) {
+  u16test::TraceCapture capture(0);
+  ZUL_UTF16 buf[6] = {1, 2, 3, 4, 5, 6};
+  EXPECT_EQ(memcpyUChk(buf + 4, buf, 2, "caller", 42), buf + 4);  // disjoint: silent
+  EXPECT_TRUE(capture.Messages().empty());
+  EXPECT_EQ(memcpyUChk(buf + 1, buf, 3, "caller", 42), buf + 1);
+  EXPECT_EQ(std::u16string(buf, buf + 4), (std::u16string{1, 1, 2, 3}));
+  ASSERT_EQ(capture.Messages().size(), 1u);
+  EXPECT_TRUE(u16test::StartsWith(capture.Messages()[0],
+                                  "memcpyUChk(): ERROR: source and destination overlap: 3 units"));
+  EXPECT_NE(capture.Messages()[0].find(W("[caller 42]")), std::u16string::npos);
+
+  char bytes[] = "abcdef";
+  memcpyRChk(bytes + 2, bytes, 3, nullptr, 0);
+  EXPECT_STREQ(bytes, "ababcf");
+  ASSERT_EQ(capture.Messages().size(), 2u);
+  EXPECT_TRUE(u16test::StartsWith(capture.Messages()[1], "memcpyRChk(): ERROR"));
+}
+
+TEST(U16Raw, CaseFunctionsOnBytes) {
+  char text[] = "MiXeD 123";
+  EXPECT_STREQ(strtolowerR(text), "mixed 123");
+  EXPECT_STREQ(strtoupperR(text), "MIXED 123");
+  EXPECT_EQ(strcasecmpR("Hello", "hELLO"), 0);
+  EXPECT_LT(strncasecmpR("abc", "ABD", 3), 0);
+  EXPECT_EQ(strncasecmpR("abc", "ABD", 2), 0);
+  EXPECT_EQ(strnlenRFB("abc", 2), 2u);
 }
 
 }  // namespace

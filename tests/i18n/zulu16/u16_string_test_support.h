@@ -99,6 +99,12 @@ class TraceCapture {
     u16_trace_level = saved_level_;
   }
   const std::vector<std::u16string> &Messages() const { return messages(); }
+  // How many messages start with the given 8-bit text.
+  int Count(const std::string &text) const {
+    int n = 0;
+    for (const auto &m : messages()) n += m.compare(0, text.size(), W(text)) == 0;
+    return n;
+  }
 
  private:
   static std::vector<std::u16string> &messages() {

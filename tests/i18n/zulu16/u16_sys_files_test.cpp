@@ -1,13 +1,21 @@
-#include <dirent.h>
+// Wrappers of the system calls on 16-bit text: paths and files, standard input and its error
+// reports, and results converted from the system's UTF-8.
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <pwd.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
-#include <unistd.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
 
 #include <cerrno>
-#include <string>
-#include <vector>
+#include <ctime>
+#include <thread>
 
+#include "i18n/zulu16/u16_stdin.h"
 #include "u16_sys_test_util.h"
 #include "zul_u16stdio.h"
 #include "zul_u16sys.h"
@@ -44,13 +52,12 @@ std::vector<std::u16string> ListDir(const std::u16string &dir) {
 }
 
 TEST(NlsuiChecked, ToUtf8CutsAtCharactersAndCountsAFullBufferAsTooLong) {
-  struct Case {
+  // Buffer of 8 bytes: 7 bytes of text and the terminator.
+  const struct {
     std::u16string in;
     std::string out;
     int rc;
-  };
-  // Buffer of 8 bytes: 7 bytes of text and the terminator.
-  const Case cases[] = {
+  } cases[] = {
       {u"", "", NLSUI_CONV_OK},
       {u"abcdef", "abcdef", NLSUI_CONV_OK},
       {u"abcdefg", "abcdefg", NLSUI_CONV_TOO_LONG},  // fills the buffer
@@ -60,7 +67,7 @@ TEST(NlsuiChecked, ToUtf8CutsAtCharactersAndCountsAFullBufferAsTooLong) {
       // The halves of a pair convert on their own.
       {u"a\xd83d\xde00", "a\xed\xa0\xbd\xed\xb8\x80", NLSUI_CONV_TOO_LONG},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     TraceCapture trace(1);
     char out[8];
     errno = 0;
@@ -139,7 +146,6 @@ TEST(PathWrappers, NonAsciiNamesRoundTripThroughOpenRenameAndUnlink) {
   EXPECT_EQ(renameU16(dir.U16(first).c_str(), dir.U16(second).c_str()), 0);
   EXPECT_NE(accessU16(dir.U16(first).c_str(), F_OK), 0);
   EXPECT_EQ(accessU16(dir.U16(second).c_str(), R_OK), 0);
-  EXPECT_TRUE(Exists(dir.Bytes(second)));
 
   int fd = openU16(dir.U16(second).c_str(), O_RDONLY);
   ASSERT_GE(fd, 0);
@@ -178,20 +184,15 @@ TEST(PathWrappers, OpenersLogPathAndDescriptorAtLevel16) {
 TEST(TempWrappers, TemplatesWithNonAsciiPartsAreFilledInPlace) {
   TempDir dir;
   ASSERT_TRUE(dir.ok());
-  std::u16string pattern = dir.U16(u"\u00fc_XXXXXX");
-  int fd = mkstempU16(pattern.data());
-  ASSERT_GE(fd, 0);
-  close(fd);
-  EXPECT_EQ(pattern.find(u"XXXXXX"), std::u16string::npos);
-  EXPECT_TRUE(Exists(Utf8(pattern)));
-
-  std::u16string with_suffix = dir.U16(u"s_XXXXXX.\u20ac");
-  fd = ZUL_mkstemps(with_suffix.data(), 2);
-  ASSERT_GE(fd, 0);
-  close(fd);
-  EXPECT_EQ(with_suffix.substr(with_suffix.size() - 2), u".\u20ac");
-  EXPECT_EQ(with_suffix.find(u"XXXXXX"), std::u16string::npos);
-  EXPECT_TRUE(Exists(Utf8(with_suffix)));
+  std::u16string plain = dir.U16(u"\u00fc_XXXXXX"), suffixed = dir.U16(u"s_XXXXXX.\u20ac");
+  for (std::u16string *pattern : {&plain, &suffixed}) {
+    int fd = pattern == &plain ? mkstempU16(plain.data()) : ZUL_mkstemps(suffixed.data(), 2);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(pattern->find(u"XXXXXX"), std::u16string::npos);
+    EXPECT_TRUE(Exists(Utf8(*pattern)));
+  }
+  EXPECT_EQ(suffixed.substr(suffixed.size() - 2), u".\u20ac");
 }
 
 TEST(ResultWrappers, GetcwdConvertsAndRefusesShortBuffers) {
@@ -209,6 +210,416 @@ TEST(ResultWrappers, GetcwdConvertsAndRefusesShortBuffers) {
   ASSERT_NE(allocated, nullptr);
   EXPECT_EQ(Utf8(allocated), cwd);
   free(allocated);
+}
+
+// An unnamed temporary file of the given bytes, open for reading from its start.
+using File = std::unique_ptr<FILE, int (*)(FILE *)>;
+File Input(const std::string &bytes) {
+  File f(tmpfile(), fclose);
+  if (f != nullptr && fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size())
+    rewind(f.get());
+  return f;
+}
+
+// Standard input reads the given bytes for the life of the object.
+class StdinFrom {
+ public:
+  explicit StdinFrom(const std::string &bytes) : file_(Input(bytes)), saved_(dup(0)) {
+    if (file_ != nullptr) dup2(fileno(file_.get()), 0);
+    __fpurge(stdin);
+    clearerr(stdin);
+  }
+  ~StdinFrom() {
+    dup2(saved_, 0);
+    close(saved_);
+    __fpurge(stdin);
+    clearerr(stdin);
+  }
+
+ private:
+  File file_;
+  int saved_;
+};
+
+TEST(GetcUnlockedU16Errno, DecodesAndStopsAtBytesThatCannotFollow) {
+  struct Read {
+    int value, error;
+    std::vector<ZUL_RAW> raw;  // count and bytes, when error is EILSEQ
+  };
+  const struct {
+    std::string bytes;
+    std::vector<Read> reads;
+  } cases[] = {
+      {"A", {{'A', 0, {}}, {EOF, 0, {}}}},
+      {"\xc3\xa9", {{0xE9, 0, {}}}},
+      {"\xe2\x82\xac", {{0x20AC, 0, {}}}},
+      {"\xf0\x9f\x98\x80", {{0x1F600, 0, {}}}},
+      {"\xe2(", {{'#', EILSEQ, {1, 0xE2}}, {'(', 0, {}}}},
+      {"\xf0\x9f(", {{'#', EILSEQ, {2, 0xF0, 0x9F}}, {'(', 0, {}}}},
+      {"\x80x", {{'#', EILSEQ, {1, 0x80}}, {'x', 0, {}}}},
+      {"\xff", {{'#', EILSEQ, {1, 0xFF}}}},
+      {"\xe2\x82", {{EOF, 0, {}}}},  // the stream ends inside the character
+  };
+  for (const auto &c : cases) {
+    File in = Input(c.bytes);
+    ASSERT_NE(in, nullptr);
+    for (const Read &expected : c.reads) {
+      ZUL_RAW raw[U16_RAW_CHAR_SIZE] = {};
+      int error = -1;
+      errno = 0;
+      EXPECT_EQ(getc_unlockedU16_errno(in.get(), raw, &error), expected.value) << c.bytes;
+      EXPECT_EQ(error, expected.error) << c.bytes;
+      if (expected.error == EILSEQ) {
+        EXPECT_EQ(errno, EILSEQ);
+        EXPECT_EQ(std::vector<ZUL_RAW>(raw, raw + 1 + raw[0]), expected.raw) << c.bytes;
+      }
+    }
+  }
+}
+
+TEST(FgetcU16, AnswersReplacementAboveFfffAndHashWithEilseqForE228AndFreadWholeElements) {
+  File in = Input("\xf0\x9f\x98\x80\xe2(");
+  ASSERT_NE(in, nullptr);
+  EXPECT_EQ(fgetcU16(in.get()), 0xFFFD);
+  errno = 0;
+  EXPECT_EQ(fgetcU16(in.get()), '#');
+  EXPECT_EQ(errno, EILSEQ);
+  EXPECT_EQ(fgetcU16(in.get()), '(');
+  EXPECT_EQ(fgetcU16(in.get()), EOF);
+  // freadU16 answers whole elements: six units, the last element incomplete.
+  File more = Input(
+      "ab\xe2\x82\xac"
+      "cde");
+  ZUL_UTF16 units[8] = {};
+  EXPECT_EQ(freadU16(units, 2, 4, more.get()), 3u);
+  EXPECT_EQ(std::u16string(units, 6), u"ab\u20accde");
+}
+
+TEST(FwriteU16, LoneHighSurrogateIsWrittenAsHash) {
+  TempDir dir;
+  ASSERT_TRUE(dir.ok());
+  FILE *out = fopenU16(dir.U16(u"out").c_str(), u"w");
+  ASSERT_NE(out, nullptr);
+  const ZUL_UTF16 units[] = {u'a', 0xD83D, u'\u00e9'};
+  EXPECT_EQ(fwriteU16(units, 1, 3, out), 3u);
+  fclose(out);
+  EXPECT_EQ(u16systest::ReadBytes(dir.Bytes(u"out")), "a#\xc3\xa9");
+}
+
+TEST(FgetsU16, ReadsThroughNewlineWithinTheLimit) {
+  File in = Input("eins\nzw\xc3\xb6lf\n\xe2(x");
+  ASSERT_NE(in, nullptr);
+  ZUL_UTF16 line[8];
+  ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
+  EXPECT_EQ(std::u16string(line), u"eins\n");
+  ASSERT_EQ(fgetsU16(line, 4, in.get()), line);
+  EXPECT_EQ(std::u16string(line), u"zw\u00f6");
+  ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
+  EXPECT_EQ(std::u16string(line), u"lf\n");
+  TraceCapture trace(1);
+  zulu16::ResetFgetcErrorCount();
+  ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
+  EXPECT_EQ(std::u16string(line), u"#(x");
+  char text[64];
+  snprintf(text, sizeof text, "Invalid UTF-8 encountered by fgetsU16 (fileno 0x%x)\n",
+           fileno(in.get()));
+  ASSERT_FALSE(trace.Messages().empty());
+  EXPECT_TRUE(StartsWith(trace.Messages()[0], text));
+  EXPECT_EQ(fgetsU16(line, 8, in.get()), nullptr);
+}
+
+TEST(FgetForms, LinesWordsAndNumbersInBothForms) {
+  const std::string text = "  42 -7 x9 99999999999\nzweite Zeile \xe2\x82\xac\n";
+  File wide = Input(text), raw = Input(text);
+  ASSERT_TRUE(wide != nullptr && raw != nullptr);
+  int i = 0;
+  long l = 0;
+  EXPECT_EQ(fget_intU16(&i, wide.get()), 1);
+  EXPECT_EQ(i, 42);
+  EXPECT_EQ(fget_longU16(&l, wide.get()), 1);
+  EXPECT_EQ(l, -7);
+  EXPECT_EQ(fget_intU16(&i, wide.get()), 0);  // "x9"
+  EXPECT_EQ(fget_intU16(&i, wide.get()), 0);  // beyond int
+  EXPECT_EQ(i, 42);
+  ZUL_UTF16 line[8];
+  EXPECT_EQ(fget_lineU16(line, 8, wide.get()), 0);  // the rest of the first line
+  EXPECT_EQ(fget_lineU16(line, 8, wide.get()), 7);  // "zweite ", the rest dropped
+  EXPECT_EQ(std::u16string(line), u"zweite ");
+  EXPECT_EQ(fget_lineU16(line, 8, wide.get()), EOF);
+
+  EXPECT_EQ(fget_intR(&i, raw.get()), 1);
+  EXPECT_EQ(fget_longR(&l, raw.get()), 1);
+  char word[4];
+  EXPECT_EQ(fget_strR(word, 4, raw.get()), 2);
+  EXPECT_STREQ(word, "x9");
+  EXPECT_EQ(fget_longR(&l, raw.get()), 1);
+  EXPECT_EQ(l, 99999999999L);
+  char bytes[32];
+  EXPECT_EQ(fget_lineR(bytes, 32, raw.get()), 0);
+  EXPECT_EQ(fget_lineR(bytes, 32, raw.get()), 16);
+  EXPECT_STREQ(bytes, "zweite Zeile \xe2\x82\xac");
+  EXPECT_EQ(fget_strR(bytes, 32, raw.get()), EOF);
+}
+
+TEST(GetsForms, ReadStandardInputAndRefuseLongLines) {
+  StdinFrom input("kurz\nviel zu lang\n\xc3\xa4\xc3\xb6\nletzte");
+  ZUL_UTF16 line[8];
+  EXPECT_EQ(gets_sU16(line, 8), line);
+  EXPECT_EQ(std::u16string(line), u"kurz");
+  EXPECT_EQ(gets_sU16(line, 8), nullptr);
+  EXPECT_EQ(line[0], 0);
+  ZUL_UTF16 unbounded[32];
+  EXPECT_EQ(getsU16(unbounded), unbounded);
+  EXPECT_EQ(std::u16string(unbounded), u"\u00e4\u00f6");
+  char bytes[8];
+  EXPECT_EQ(gets_sRFB(bytes, 8), bytes);
+  EXPECT_STREQ(bytes, "letzte");
+  EXPECT_EQ(gets_sRFB(bytes, 8), nullptr);
+}
+
+// The report limit, with a clock that the test moves.
+class FgetcErrorLimit : public ::testing::Test {
+ protected:
+  static int64_t Now() { return now_; }
+  void SetUp() override {
+    now_ = 1000;
+    zulu16::SetFgetcErrorClock(&Now);
+    zulu16::ResetFgetcErrorCount();
+  }
+  void TearDown() override {
+    u16_set_fgetcU_error_parameters(100, 3600);
+    zulu16::SetFgetcErrorClock(nullptr);
+    zulu16::ResetFgetcErrorCount();
+  }
+  // Reads n invalid bytes with fgetcU16.
+  static void ReadInvalid(int n) {
+    File in = Input(std::string(static_cast<size_t>(n), '\xff'));
+    ASSERT_NE(in, nullptr);
+    for (int i = 0; i < n; ++i) ASSERT_EQ(fgetcU16(in.get()), '#');
+  }
+  static inline int64_t now_ = 0;
+};
+
+constexpr char kInvalid[] = "Invalid UTF-8 encountered by fgetcU16 (fileno 0x";
+constexpr char kSilence[] =
+    "Too many invalid UTF-8 in fgetcU16, no more error message will be written for 3600 "
+    "seconds\n";
+constexpr char kReset[] = "fgetcU16 error counter reset\n";
+
+TEST_F(FgetcErrorLimit, The101stErrorSilencesReportsUntilTheIntervalHasPassed) {
+  TraceCapture trace(1);
+  ReadInvalid(101);
+  EXPECT_EQ(trace.Count(kInvalid), 100);
+  EXPECT_EQ(trace.Count(kSilence), 1);
+
+  now_ += 3599;
+  ReadInvalid(5);
+  EXPECT_EQ(trace.Count(kInvalid), 100);
+  EXPECT_EQ(trace.Count(kReset), 0);
+
+  now_ += 1;
+  ReadInvalid(1);
+  EXPECT_EQ(trace.Count(kReset), 1);
+  EXPECT_EQ(trace.Count(kInvalid), 101);
+  EXPECT_EQ(trace.Count(kSilence), 1);
+}
+
+TEST_F(FgetcErrorLimit, ParametersAreSetAndNegativeOnesKeepTheirValue) {
+  {
+    TraceCapture silent(0);  // nothing is reported without trace, nor counted toward the limit
+    ReadInvalid(150);
+    EXPECT_TRUE(silent.Messages().empty());
+  }
+  TraceCapture trace(1);
+  u16_set_fgetcU_error_parameters(2, 10);
+  u16_set_fgetcU_error_parameters(-1, -1);
+  ReadInvalid(4);
+  EXPECT_EQ(trace.Count(kInvalid), 2);
+  EXPECT_EQ(
+      trace.Count("Too many invalid UTF-8 in fgetcU16, no more error message will be written for "
+                  "10 seconds\n"),
+      1);
+  now_ += 10;
+  ReadInvalid(1);
+  EXPECT_EQ(trace.Count(kReset), 1);
+}
+
+TEST(ResultWrappers, ErrorAndTimeTextsMatchTheSystem) {
+  errno = EAGAIN;
+  ZUL_UTF16 *text = strerrorU16(ENOENT);
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(Utf8(text), strerror(ENOENT));
+  EXPECT_EQ(errno, EAGAIN);
+
+  time_t clock = 1700000000;
+  char expected[64];
+  ASSERT_NE(ctime_r(&clock, expected), nullptr);
+  ZUL_UTF16 buffer[26];
+  ASSERT_EQ(ctime_rU16(&clock, buffer), buffer);
+  EXPECT_EQ(Utf8(buffer), expected);  // 25 units and the terminator fill the caller's 26
+  EXPECT_EQ(Utf8(ctimeU16(&clock)), expected);
+
+  struct tm tm = {};
+  tm.tm_year = 124;
+  tm.tm_mday = 2;
+  ASSERT_NE(asctime_r(&tm, expected), nullptr);
+  EXPECT_EQ(Utf8(asctimeU16(&tm)), expected);
+
+  // strftime answers 0 when the result and its terminator don't fit.
+  ZUL_UTF16 out[32];
+  const ZUL_UTF16 *format = u"%Y-%m-%d \u20ac";
+  EXPECT_EQ(strftimeU16(out, 13, format, &tm), 12u);
+  EXPECT_EQ(std::u16string(out), u"2024-01-02 \u20ac");
+  u16test::TraceCapture quiet(0);
+  EXPECT_EQ(strftimeU16(out, 12, format, &tm), 0u);
+}
+
+TEST(ResultWrappers, BasenameAndDirnameFollowTheSystem) {
+  const struct {
+    const char16_t *path;
+    std::u16string base, dir;
+  } cases[] = {
+      {u"/usr/lib/", u"lib", u"/usr"}, {u"\u00e4/\u00f6\u20ac", u"\u00f6\u20ac", u"\u00e4"},
+      {u"datei", u"datei", u"."},      {u"/", u"/", u"/"},
+      {nullptr, u".", u"."},
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(std::u16string(basenameU16(c.path)), c.base);
+    EXPECT_EQ(std::u16string(dirnameU16(c.path)), c.dir);
+  }
+}
+
+TEST(ResultWrappers, SystemAndHostNames) {
+  struct utsname names;
+  ASSERT_EQ(uname(&names), 0);
+  struct utsnameU16 wide;
+  ASSERT_EQ(unameU(&wide), 0);
+  EXPECT_EQ(Utf8(wide.sysname), names.sysname);
+  EXPECT_EQ(Utf8(wide.machine), names.machine);
+  EXPECT_EQ(Utf8(wide.nodename), names.nodename);
+
+  char host[256];
+  ASSERT_EQ(gethostname(host, sizeof host), 0);
+  ZUL_UTF16 name[256];
+  EXPECT_EQ(gethostnameU16(name, 256), 0);
+  EXPECT_EQ(Utf8(name), host);
+  u16test::TraceCapture quiet(0);
+  errno = 0;
+  EXPECT_EQ(gethostnameU16(name, strlen(host)), -1);
+  EXPECT_EQ(errno, ENAMETOOLONG);
+}
+
+TEST(DlWrappers, LoadFindAndExplainFailures) {
+  void *libc = dlopenU16(u"libc.so.6", RTLD_NOW);
+  ASSERT_NE(libc, nullptr);
+  EXPECT_EQ(dlsymU16(libc, u"strlen"), dlsym(libc, "strlen"));
+  dlclose(libc);
+  EXPECT_EQ(dlopenU16(u"/nonexistent/\u00e4.so", RTLD_NOW), nullptr);
+  ZUL_UTF16 *why = dlerrorU16();
+  ASSERT_NE(why, nullptr);
+  EXPECT_NE(std::u16string(why).find(u"/nonexistent/\u00e4.so"), std::u16string::npos);
+  EXPECT_EQ(dlerrorU16(), nullptr);
+}
+
+TEST(Lookups, PasswdRecordIsPerThreadAndMatchesTheSystem) {
+  struct passwd entry;
+  struct passwd *found = nullptr;
+  char buffer[4096];
+  ASSERT_EQ(getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found), 0);
+  ASSERT_NE(found, nullptr);
+  struct passwdU16 *mine = getpwuidU16(getuid());
+  ASSERT_NE(mine, nullptr);
+  EXPECT_EQ(Utf8(mine->pw_dir), entry.pw_dir);
+
+  struct passwdU16 *other = nullptr;
+  std::thread([&] { other = getpwnamU16(W(entry.pw_name).c_str()); }).join();
+  EXPECT_NE(other, nullptr);
+  EXPECT_NE(other, mine);
+  EXPECT_EQ(Utf8(mine->pw_name), entry.pw_name);
+}
+
+TEST(Lookups, GroupServiceAndHostRecords) {
+  struct groupU16 *group = getgrgidU16(getgid());
+  EXPECT_TRUE(group == nullptr || (group->gr_gid == getgid() && group->gr_mem != nullptr));
+  if (struct servent *service = getservbyname("ssh", "tcp")) {
+    struct serventU16 *wide = getservbynameU16(u"ssh", u"tcp");
+    ASSERT_NE(wide, nullptr);
+    EXPECT_EQ(wide->s_port, service->s_port);
+    EXPECT_EQ(std::u16string(wide->s_proto), u"tcp");
+    EXPECT_EQ(getservbyportU16(service->s_port, u"tcp")->s_port, service->s_port);
+  }
+  struct hostentU16 *host = gethostbynameU16(u"localhost");
+  if (host == nullptr) GTEST_SKIP() << "no localhost entry";
+  ASSERT_NE(host->h_addr_list[0], nullptr);
+  if (host->h_addrtype == AF_INET) {
+    in_addr_t loopback = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(std::memcmp(host->h_addr_list[0], &loopback, 4), 0);
+  }
+  EXPECT_NE(gethostbyaddrU16(host->h_addr_list[0], host->h_length, host->h_addrtype), nullptr);
+}
+
+// Runs body in a child process; answers its exit status, or -1.
+template <class Body>
+int InChild(Body body) {
+  pid_t pid = fork();
+  if (pid == 0) {
+    body();
+    _exit(99);
+  }
+  int status = 0;
+  if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+TEST(ExecWrappers, ArgumentsAndEnvironmentArriveAsUtf8) {
+  EXPECT_EQ(InChild([] {
+              execlU16(u"/bin/sh", u"sh", u"-c", u"[ \"$1\" = \"\u00e4\u20ac\" ] && exit 7", u"sh",
+                       u"\u00e4\u20ac", nullptr);
+            }),
+            7);
+  EXPECT_EQ(InChild([] {
+              ZUL_UTF16 *const envp[] = {const_cast<ZUL_UTF16 *>(u"WERT=\u00df"), nullptr};
+              execleU16(u"/bin/sh", u"sh", u"-c", u"[ \"$WERT\" = \"\u00df\" ] && exit 8", nullptr,
+                        envp);
+            }),
+            8);
+  EXPECT_EQ(
+      InChild([] {
+        std::u16string words[] = {u"sh", u"-c", u"exit 9"};
+        ZUL_UTF16 *const argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+        execvpU16(u"sh", argv);
+      }),
+      9);
+  EXPECT_EQ(WEXITSTATUS(systemU16(u"[ \"\u00e4\" = \"$(printf '\\303\\244')\" ] && exit 3")), 3);
+
+  FILE *pipe = popenU16(u"printf 'Gr\u00fc\u00dfe'", u"r");
+  ASSERT_NE(pipe, nullptr);
+  char bytes[16] = {};
+  EXPECT_EQ(fread(bytes, 1, sizeof bytes, pipe), 7u);
+  EXPECT_STREQ(bytes,
+               "Gr\xc3\xbc\xc3\x9f"
+               "e");
+  pclose(pipe);
+}
+
+TEST(ZulLocale, StreamsOfZulUtf16FormatAndParseNumbers) {
+  ZulGlobalLocaleInit();
+  std::locale once;
+  ZulStdStreamInit();
+  ZulGlobalLocaleInit();
+  EXPECT_TRUE(std::locale() == once);  // idempotent: the global locale stays
+
+  std::basic_stringstream<char16_t> stream;
+  stream << 42 << u' ' << -1234567 << u' ' << 2.5;
+  EXPECT_EQ(stream.str(), u"42 -1234567 2.5");
+  int a = 0;
+  int b = 0;
+  double d = 0;
+  stream >> a >> b >> d;
+  EXPECT_FALSE(stream.fail());
+  EXPECT_EQ(a, 42);
+  EXPECT_EQ(b, -1234567);
+  EXPECT_EQ(d, 2.5);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Helpers of the system call wrapper tests: a private temporary directory with 16-bit and UTF-8
-// paths inside it, and files written or read as bytes.
+// paths inside it, and files read as bytes.
 #ifndef TLM_TESTS_I18N_ZULU16_U16_SYS_TEST_UTIL_H
 #define TLM_TESTS_I18N_ZULU16_U16_SYS_TEST_UTIL_H
 
@@ -20,13 +20,6 @@ class TempDir : public tlm_test::TempDir {
   std::u16string U16(const std::u16string &name) const { return u16test::W(path() + "/") + name; }
   std::string Bytes(const std::u16string &name) const { return File(Utf8(name)); }
 };
-
-inline bool WriteBytes(const std::string &path, const std::string &bytes) {
-  FILE *f = std::fopen(path.c_str(), "wb");
-  if (f == nullptr) return false;
-  bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-  return std::fclose(f) == 0 && ok;
-}
 
 inline std::string ReadBytes(const std::string &path) {
   std::string out;
