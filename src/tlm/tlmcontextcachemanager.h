@@ -92,7 +92,8 @@ class CContextCacheManager : public CSingleton<CContextCacheManager> {
     std::atomic<uint32_t> inUse{0};
   };
   typedef std::map<zulstring, Entry, ZulStringLess> ContextMap;
-  struct Bucket {
+  // A cache line each: threads of different buckets don't share one.
+  struct alignas(64) Bucket {
     CCoreRwLock lock;  // guards contexts
     ContextMap contexts;
   };

@@ -12,6 +12,8 @@ CProcessSettingsHolder *Settings() { return holder; }
 
 std::shared_ptr<const CProcessSettings> CurrentSettings() { return SettingsOf(holder); }
 
+const CProcessSettings *CurrentSettingsView() { return SettingsViewOf(holder); }
+
 void InstallSettings(std::unique_ptr<CProcessSettingsHolder> next) {
   delete holder;
   holder = next.release();

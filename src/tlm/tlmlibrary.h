@@ -13,6 +13,8 @@ namespace tlmlibrary {
 CProcessSettingsHolder *Settings();
 // The current snapshot; empty settings while stopped.
 std::shared_ptr<const CProcessSettings> CurrentSettings();
+// The same without a share, for contexts: valid until the library stops.
+const CProcessSettings *CurrentSettingsView();
 // Installs the holder of a start, or removes it (null) at stop, after the managers that point
 // to it are gone.
 void InstallSettings(std::unique_ptr<CProcessSettingsHolder> holder);

@@ -52,7 +52,7 @@ uint32_t startTiming(CThreadBlock &thread, const CSessionKey &session, const ZUL
   }
   const zulstring &name = recordName(thread, component, operation);
   if (context) return context->startTiming(name, level);
-  auto fresh = std::make_unique<CMTContext>(tlmlibrary::CurrentSettings());
+  auto fresh = std::make_unique<CMTContext>(tlmlibrary::CurrentSettingsView());
   uint32_t id = fresh->startTiming(name, level);
   registry()->pushContextToCache(session, std::move(fresh));
   return id;
@@ -64,11 +64,12 @@ void initContext(const CSessionKey &session, const ZUL_UTF16 *passport) {
   CContextRef context = registry()->getContextByID(session);
   if (!context) {
     registry()->pushContextToCache(session,
-                                   std::make_unique<CMTContext>(tlmlibrary::CurrentSettings(), text));
+                                   std::make_unique<CMTContext>(tlmlibrary::CurrentSettingsView(),
+                                                                text));
     return;
   }
   if (context->getStatus() == CMTContext::STATUS_OPEN) context->terminateTimingAll();
-  context->reset(text, tlmlibrary::CurrentSettings());
+  context->reset(text, tlmlibrary::CurrentSettingsView());
 }
 
 // The end of the outermost record closes the context, and that destroys it.

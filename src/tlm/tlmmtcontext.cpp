@@ -31,19 +31,19 @@ bool matchComponent(const CThresholdMap &thresholds, const zulstring &name, uint
 
 // A context that no passport made sees the global thresholds only: it takes no snapshot of the
 // component thresholds.
-CMTContext::CMTContext(std::shared_ptr<const CProcessSettings> settings)
+CMTContext::CMTContext(const CProcessSettings *settings)
     : transTrace_(Param::GetEMTraceEnablingStatus()),
       instrumentThreshold_(Param::GetInstruLevelThreshold()),
       traceInstrumentThreshold_(Param::GetInstruLevelThresholdForTrace()),
-      settings_(std::move(settings)),
+      settings_(settings),
       guidPending_(true) {
   uint32_t now = TLMPlatformHelper::GetServerTime();
   created_ = now;
   lastUsed_ = now;
 }
 
-CMTContext::CMTContext(std::shared_ptr<const CProcessSettings> settings, const zulstring &passport)
-    : settings_(std::move(settings)), passportText_(passport) {
+CMTContext::CMTContext(const CProcessSettings *settings, const zulstring &passport)
+    : settings_(settings), passportText_(passport) {
   instrumentThreshold_ = Param::GetInstruLevelThreshold();
   setIdentity(false);
   startTransaction();
@@ -60,10 +60,9 @@ void CMTContext::dropRecords() {
   rootRecord_.reset();
 }
 
-void CMTContext::reset(const zulstring &passport,
-                       std::shared_ptr<const CProcessSettings> settings) {
+void CMTContext::reset(const zulstring &passport, const CProcessSettings *settings) {
   dropRecords();
-  settings_ = std::move(settings);
+  settings_ = settings;
   if (passportHandle_ != nullptr) PassportHelper::DestroyPassportHandle(passportHandle_);
   passportHandle_ = nullptr;
   connectionCounter_ = 0;

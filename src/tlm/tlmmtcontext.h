@@ -21,8 +21,10 @@
 // build a promoted or zombie trace of an idle context.
 //
 // Owns the root record and with it every record put in the tree; the stack owns each open record
-// that is out of the tree, until it ends. Holds the process settings it was made (or reset) with:
-// its records read their filters there, and it reads its component thresholds there.
+// that is out of the tree, until it ends. Points to the process settings it was made (or reset)
+// with, which must outlive it (the settings holder keeps every snapshot it published until the
+// library stops): its records read their filters there, and it reads its component thresholds
+// there.
 class CMTContext {
  public:
   static constexpr uint16_t STATUS_INITIAL = 0;    // created, no record started yet
@@ -39,9 +41,14 @@ class CMTContext {
   static constexpr uint32_t SKIPPED_COUNTER = 0;  // the id of a record that wasn't timed
 
   // A context without passport: global thresholds only, tracing as the EM enables it.
-  explicit CMTContext(std::shared_ptr<const CProcessSettings> settings);
+  explicit CMTContext(const CProcessSettings *settings);
   // A context whose identity, trace level and tracing come from passport (may be empty).
-  CMTContext(std::shared_ptr<const CProcessSettings> settings, const zulstring &passport);
+  CMTContext(const CProcessSettings *settings, const zulstring &passport);
+  // The same with a snapshot of the holder (tlmlibrary::CurrentSettings()), which keeps it alive.
+  explicit CMTContext(const std::shared_ptr<const CProcessSettings> &settings)
+      : CMTContext(settings.get()) {}
+  CMTContext(const std::shared_ptr<const CProcessSettings> &settings, const zulstring &passport)
+      : CMTContext(settings.get(), passport) {}
   // Destroys the root record with its tree and the passport handle; ends no timing.
   ~CMTContext();
   CMTContext(const CMTContext &) = delete;
@@ -51,7 +58,10 @@ class CMTContext {
   // (without ending its records) and the context info, and takes the identity from passport.
   // Unlike the constructor it traces a passport of level 1 and writes no diagnostics. The context
   // takes settings as its new snapshot.
-  void reset(const zulstring &passport, std::shared_ptr<const CProcessSettings> settings);
+  void reset(const zulstring &passport, const CProcessSettings *settings);
+  void reset(const zulstring &passport, const std::shared_ptr<const CProcessSettings> &settings) {
+    reset(passport, settings.get());
+  }
 
   // Starts a record named name (component "|" operation) and answers its id, or SKIPPED_COUNTER
   // when level is not below the threshold that applies to the name.
@@ -163,7 +173,7 @@ class CMTContext {
   uint16_t instrumentThreshold_ = 0;
   uint16_t traceInstrumentThreshold_ = 0;
   uint32_t recordCounter_ = BASE_COUNTER;
-  std::shared_ptr<const CProcessSettings> settings_;
+  const CProcessSettings *settings_;
   std::vector<OpenRecord> stack_;  // the innermost last
   CRecordPtr rootRecord_;
   zulstring passportText_;

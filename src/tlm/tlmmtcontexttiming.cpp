@@ -33,7 +33,7 @@ uint32_t CMTContext::startTiming(const zulstring &name, uint16_t level) {
   if (getCalculatedThresholdLevel(name, transTrace_) <= level) return SKIPPED_COUNTER;
   CMTRecord *parent = stack_.empty() ? nullptr : stack_.back().record;
   CRecordPtr owned =
-      CMTRecord::Make(name, recordCounter_, parent, transTrace_ == TRANS_TRACE_ON, settings_.get());
+      CMTRecord::Make(name, recordCounter_, parent, transTrace_ == TRANS_TRACE_ON, settings_);
   CMTRecord *record = owned.get();
   if (tracing() && level >= getCalculatedThresholdLevel(name, 0)) {
     // In the trace, but not in the metric.

@@ -52,9 +52,11 @@ CRecordPtr CMTRecord::Make(const zulstring &name, uint32_t id, CMTRecord *parent
   } else {
     pooled->name_.assign(name);  // may allocate, and throw, for a longer name
   }
-  zulstring kept = std::move(pooled->name_);
+  zulstring kept;
+  kept.swap(pooled->name_);
   pooled->~CMTRecord();
-  new (pooled) CMTRecord(std::move(kept), id, parent, traced, settings);
+  new (pooled) CMTRecord(zulstring(), id, parent, traced, settings);
+  pooled->name_.swap(kept);
   pooled->localStatRecord_ = std::move(stat);
   pooled->sectionVersion_ = version;
   return guard;

@@ -56,6 +56,11 @@ std::shared_ptr<const CProcessSettings> SettingsOf(const CProcessSettingsHolder 
   return std::make_shared<const CProcessSettings>();
 }
 
+const CProcessSettings *SettingsViewOf(const CProcessSettingsHolder *holder) {
+  static const CProcessSettings *const empty = new CProcessSettings();
+  return holder != nullptr ? holder->view() : empty;
+}
+
 bool CProcessSettings::checkSkipName(const zulstring &name) const {
   for (const zulstring &prefix : skipTimePrefixes) {
     if (startsWithSegment(name, prefix)) return true;

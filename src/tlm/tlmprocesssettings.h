@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -61,30 +62,43 @@ class CProcessSettings {
 // The current settings of holder, or empty settings when there is none (a manager used before
 // its initialize, after a start that failed half way).
 std::shared_ptr<const CProcessSettings> SettingsOf(const class CProcessSettingsHolder *holder);
+// The same without a share: valid as long as holder lives (the empty settings for ever).
+const CProcessSettings *SettingsViewOf(const class CProcessSettingsHolder *holder);
 
 // The current settings of the started library; owned by the library's start. Readers take a
 // snapshot; the few run-time changes (instance prefix, component thresholds) publish a new one.
+//
+// Every snapshot it published stays alive as long as the holder, so that a context can keep a
+// plain pointer to the one it was made with: taking it is one load, where a share would be an
+// atomic count that every application thread raises and lowers on one cache line for each
+// transaction. Changes are few, so the kept snapshots are few.
 class CProcessSettingsHolder {
  public:
   explicit CProcessSettingsHolder(std::shared_ptr<const CProcessSettings> settings)
-      : current_(std::move(settings)) {}
+      : current_(std::move(settings)), view_(current_.get()) {}
 
   std::shared_ptr<const CProcessSettings> get() const {
     std::lock_guard<std::mutex> hold(lock_);
     return current_;
   }
+  // The current snapshot, valid as long as the holder.
+  const CProcessSettings *view() const { return view_.load(std::memory_order_acquire); }
   // Publishes a copy of the current settings with change applied to it.
   template <typename Change>
   void update(Change change) {
     std::lock_guard<std::mutex> hold(lock_);
     auto next = std::make_shared<CProcessSettings>(*current_);
     change(*next);
+    published_.push_back(current_);
     current_ = std::move(next);
+    view_.store(current_.get(), std::memory_order_release);
   }
 
  private:
-  mutable std::mutex lock_;  // guards current_, not what it points to
+  mutable std::mutex lock_;  // guards current_ and published_, not what they point to
   std::shared_ptr<const CProcessSettings> current_;
+  std::vector<std::shared_ptr<const CProcessSettings>> published_;  // earlier snapshots
+  std::atomic<const CProcessSettings *> view_;
 };
 
 #endif  // TLM_TLMPROCESSSETTINGS_H

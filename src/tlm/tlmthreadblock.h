@@ -53,7 +53,7 @@ class CRecordPool {
 // the pointer takes 8 of them. The block itself lives on the heap; its owner is an ordinary
 // thread_local object, touched only when the block is made, whose destructor frees it at thread
 // exit (and which keeps the library loaded while a thread still owns a block).
-class CThreadBlock {
+class alignas(64) CThreadBlock {
  public:
   // The calling thread's block, made on its first call; null only when it can't be made (memory).
   static CThreadBlock *Current() noexcept;
