@@ -1,5 +1,6 @@
 // Allocation failure anywhere in a start, a transaction, a send and a stop: the process neither
-// crashes nor leaks, and no exception leaves an exported function. Each failure point runs in a
+// crashes nor leaks, and no exception leaves an exported function. Also: what a timing in steady
+// state allocates. Each failure point runs in a
 // child process whose operator new throws std::bad_alloc at its Nth call; LeakSanitizer checks
 // the child after the stop.
 #include <gtest/gtest.h>
@@ -33,9 +34,11 @@ int LeaksNow() {
 // 0: never fail. Otherwise the number of allocations left before the failing one.
 std::atomic<long> g_failAt{0};
 std::atomic<long> g_allocations{0};
+thread_local long tOwnAllocations = 0;  // the calling thread's, whatever the library's threads do
 
 void *Allocate(std::size_t size) {
   g_allocations.fetch_add(1, std::memory_order_relaxed);
+  ++tOwnAllocations;
   long left = g_failAt.load(std::memory_order_relaxed);
   if (left > 0 && g_failAt.fetch_sub(1, std::memory_order_relaxed) == 1) throw std::bad_alloc();
   void *memory = std::malloc(size == 0 ? 1 : size);
@@ -125,6 +128,24 @@ TEST(AllocationFailure, NoCrashNoLeakAtAnyFailingAllocation) {
     }
   }
   EXPECT_EQ(failures, 0);
+}
+
+// A nested start and end in steady state allocates nothing: the name was seen before, and its
+// record went back to the thread's pool. The first records of a transaction stay in its tree for a
+// possible promoted trace (50 by default), so the steady state begins after them.
+TEST(AllocationCount, NestedPairInSteadyStateAllocatesNothing) {
+  tlm_test::TempDir logdir;
+  const std::u16string dir = tlm_test::Utf16(logdir.path());
+  const ZUL_UTF16 *pairs[][2] = {{u"logdir", dir.c_str()}, {u"datasending_method", u"file"}};
+  TLM_ProcInitWithParam(u"Counts", 0, 1, pairs);
+  const uint32_t outer = TLM_startTiming(u"Outer", u"op", 1);
+  for (int i = 0; i < 200; ++i) TLM_endTiming(TLM_startTiming(u"Inner", u"op", 1));
+  const long before = tOwnAllocations;
+  for (int i = 0; i < 1000; ++i) TLM_endTiming(TLM_startTiming(u"Inner", u"op", 1));
+  const long allocations = tOwnAllocations - before;
+  TLM_endTiming(outer);
+  TLM_ProcExit();
+  EXPECT_EQ(allocations, 0);
 }
 
 }  // namespace
