@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -138,25 +137,16 @@ TEST_F(ParameterConversion, UpdateRunsEveryDerivedRuleAgain) {
   EXPECT_EQ(H::GetParamValue(u"datasending_interval"), u"15");
 }
 
-TEST_F(ParameterConversion, OnlyDynamicKeysChangeAtRunTime) {
-  // A key new to the defaults takes the built-in flag at its position: that of
-  // instrument_level_threshold (dynamic) for "first", of max_components_per_transaction for "foo".
-  ConfigurePairs({{u"first", u"1"}, {u"foo", u"bar"}, {u"instrument_level_threshold_trace", u"3"}});
-  const std::pair<const ZUL_UTF16 *, bool> cases[] = {
-      {u"instrument_level_threshold", true},
-      {u"datasending_interval", true},
-      {u"cache_section_count", true},
-      {u"lib_trace_level", true},
-      {u"first", true},
-      {u"foo", false},
-      {u"trace_enabled_via_em", false},
-      {u"nowhere", false},
-  };
-  for (const auto &[name, dynamic] : cases) {
-    zulstring before = H::GetParamValue(name);
-    EXPECT_EQ(H::UpdateParamValue(name, u"33"), dynamic);
-    EXPECT_EQ(H::GetParamValue(name), dynamic ? u"33" : before);
+// Which keys are dynamic, keys new to the defaults included, is checked for every key by the
+// pairs fuzz target's corpus; here, that an update reaches the numbers in force.
+TEST_F(ParameterConversion, RunTimeUpdatesReachTheNumbers) {
+  ConfigurePairs({{u"instrument_level_threshold_trace", u"3"}});
+  for (const ZUL_UTF16 *name : {u"instrument_level_threshold", u"datasending_interval",
+                                u"cache_section_count", u"lib_trace_level"}) {
+    EXPECT_TRUE(H::UpdateParamValue(name, u"33")) << tlm_test::Utf8(name);
   }
+  EXPECT_FALSE(H::UpdateParamValue(u"nowhere", u"33"));
+  EXPECT_EQ(H::GetParamValue(u"nowhere"), u"");
   ExpectNumbers("level=33 traceLevel=3 sending=33 sections=33 libTrace=33");
   H::SetEMTraceEnablingStatus(true);
   H::SetE2ETraceEnablingStatus(false);
@@ -195,26 +185,10 @@ TEST_F(ParameterConversion, LaterProfilesOverrideValuesOnly) {
 
 using ParameterReport = StoreTest;
 
-TEST_F(ParameterReport, ListsConfiguredTextsInKeyOrderAndMarksUnknownKeys) {
-  ConfigurePairs({{u"datasending_interval", u"7"}, {u"foo", u"bar"}, {u"Zeta", u"1"}});
-  const zulstring report = H::GetParameters();
-  EXPECT_EQ(report.rfind(u"TLM configuration path not set, default used\n"
-                         u"Current TLM Configuration:\n"
-                         u"Zeta=1;<-- This parameter is not valid!\n"
-                         u"_socket_recv_timeout=1000;\n",
-                         0),
-            0u);
-  std::vector<zulstring> keys;
-  for (size_t at = report.find(u"Configuration:\n") + 15; at < report.size();) {
-    size_t end = report.find(u'\n', at);
-    keys.push_back(report.substr(at, report.find(u'=', at) - at));
-    at = end + 1;
-  }
-  EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end()));
-  EXPECT_EQ(keys.size(), 28u);  // the 26 defaults and the two unknown keys
-  EXPECT_NE(report.find(u"\ndatasending_interval=7;\n"), zulstring::npos);
-  EXPECT_NE(report.find(u"\nfoo=bar;<-- This parameter is not valid!\n"), zulstring::npos);
-  EXPECT_NE(report.find(u"\nzombie_timeout=1800;\n"), zulstring::npos);
+// The report's text (key order, the marks of unknown keys) is checked whole by the pairs fuzz
+// target; the printed form is not.
+TEST_F(ParameterReport, PrintsEachPairInKeyOrder) {
+  ConfigurePairs({{u"datasending_interval", u"7"}, {u"Zeta", u"1"}});
   testing::internal::CaptureStdout();
   H::PrintParameters();
   EXPECT_EQ(testing::internal::GetCapturedStdout().rfind(
