@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <deque>
 #include <string>
+#include <tuple>
 
 #include "epp_start.h"
 #include "passport_bytes.h"
@@ -151,6 +152,10 @@ struct Hop {
   zulstring connection_id, previous;
 };
 
+auto Fields(const Hop &hop) {
+  return std::tie(hop.version, hop.flag, hop.counter, hop.connection_id, hop.previous);
+}
+
 Hop Read(const zulstring &text) {
   void *h = PassportHelper::IsZULPassport(text.c_str());
   EXPECT_NE(h, nullptr);
@@ -188,11 +193,7 @@ TEST_F(PassportHelperTest, OutgoingPassports) {
     SCOPED_TRACE(c.name);
     void *&h = c.incoming.empty() ? Passport(u"") : Passport(c.incoming);
     Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 7, c.level, u"Me"));
-    EXPECT_EQ(hop.version, c.expected.version);
-    EXPECT_EQ(hop.flag, c.expected.flag);
-    EXPECT_EQ(hop.counter, c.expected.counter);
-    EXPECT_EQ(hop.connection_id, c.expected.connection_id);
-    EXPECT_EQ(hop.previous, c.expected.previous);
+    EXPECT_EQ(Fields(hop), Fields(c.expected));
     // The handle is the context's, changed in place; what the next hop doesn't change stays.
     ASSERT_NE(h, nullptr);
     if (hop.version == 3 && !c.incoming.empty()) {
