@@ -61,7 +61,6 @@ TEST(FileAgentNames, ComponentNameMakesTheFileName) {
     std::u16string logFile;
     std::u16string fallback;
   } cases[] = {
-      {u"A|B", u"/usr/zul/tlm/log/A_B_mtdata.log", u"A|B_mtdata.log"},
       {u"", u"/usr/zul/tlm/log/_mtdata.log", u"_mtdata.log"},
       {u"|x||", u"/usr/zul/tlm/log/_x___mtdata.log", u"|x||_mtdata.log"},
   };

@@ -40,9 +40,8 @@ std::u16string Read(const TextReader &read) {
 
 // An element of a passport text, read through TLM_getPassportElement2.
 std::u16string Element2(const std::u16string &text, uint16_t element) {
-  return Read([&](ZUL_UTF16 *o, int s) {
-    return TLM_getPassportElement2(text.c_str(), element, o, s);
-  });
+  return Read(
+      [&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement2(text.c_str(), element, o, s); });
 }
 
 bool IsHexIdentifier(const std::u16string &text) {

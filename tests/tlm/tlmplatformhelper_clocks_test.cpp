@@ -1,5 +1,6 @@
 // The wrapping clocks, their differences, the wall clock texts and the session hash. GUIDs are
-// the passport functions' test: a transaction without one is given a new one.
+// the passport functions' test (a transaction without one is given a new one), the CPU clock's
+// failure value the trace documents' (a measured record reads -1).
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
@@ -18,8 +19,6 @@ TEST(TLMPlatformHelper, Clocks) {
   uint32_t expected = (static_cast<uint32_t>(now.tv_sec) & 0xFFFFF) * 1000 +
                       static_cast<uint32_t>(now.tv_usec / 1000);
   EXPECT_LE(PH::GetServerTimeDiff(PH::GetServerTime(), expected), 1000u);
-  // The system refuses the call form of the CPU clock: it reads its failure value.
-  EXPECT_EQ(PH::GetCPUTime(), -1);
   zulstring plain = PH::GetServerTimeInString();
   zulstring fine = PH::GetServerTimeInString2();
   EXPECT_EQ(plain.size(), 19u) << tlm_test::Utf8(plain);

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "tlm.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm_core_fixture.h"
 
 namespace {
@@ -40,7 +39,6 @@ TEST_F(ThresholdApi, AChangeAppliesFromTheNextStart) {
   // 0 switches the library off, and the change itself still works while off.
   TLM_changeInstruLevelThreshold(0);
   EXPECT_FALSE(Timed(u"A", 0));
-  EXPECT_FALSE(TLMParameterHelper::GetGlobalSwitch());
   TLM_changeInstruLevelThreshold(10);
   EXPECT_TRUE(Timed(u"A", 5));
 }
