@@ -1,8 +1,8 @@
 #include <map>
 #include <sstream>
 #include <utility>
-#include <vector>
 
+#include "../metrics_test_support.h"
 #include "profile_test_support.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 
@@ -60,16 +60,6 @@ void ConfigureFile(const std::string &content) {
   TempDir dir;
   Write(dir, "tlm.conf", content);
   H::ConfigParameters(Z(dir.path()));
-}
-
-// Starts the store from name and value pairs.
-void ConfigurePairs(const std::vector<std::pair<zulstring, zulstring>> &pairs) {
-  std::vector<zulstring> names, values;
-  for (const auto &[name, value] : pairs) {
-    names.push_back(name);
-    values.push_back(value);
-  }
-  H::ConfigParameters(names.data(), values.data(), static_cast<uint32_t>(pairs.size()));
 }
 
 using ParameterConversion = StoreTest;
@@ -140,7 +130,7 @@ TEST_F(ParameterConversion, UpdateRunsEveryDerivedRuleAgain) {
 // Which keys are dynamic, keys new to the defaults included, is checked for every key by the
 // pairs fuzz target's corpus; here, that an update reaches the numbers in force.
 TEST_F(ParameterConversion, RunTimeUpdatesReachTheNumbers) {
-  ConfigurePairs({{u"instrument_level_threshold_trace", u"3"}});
+  metrics_test::Configure({{u"instrument_level_threshold_trace", u"3"}});
   for (const ZUL_UTF16 *name : {u"instrument_level_threshold", u"datasending_interval",
                                 u"cache_section_count", u"lib_trace_level"}) {
     EXPECT_TRUE(H::UpdateParamValue(name, u"33")) << tlm_test::Utf8(name);
@@ -188,7 +178,7 @@ using ParameterReport = StoreTest;
 // The report's text (key order, the marks of unknown keys) is checked whole by the pairs fuzz
 // target; the printed form is not.
 TEST_F(ParameterReport, PrintsEachPairInKeyOrder) {
-  ConfigurePairs({{u"datasending_interval", u"7"}, {u"Zeta", u"1"}});
+  metrics_test::Configure({{u"datasending_interval", u"7"}, {u"Zeta", u"1"}});
   testing::internal::CaptureStdout();
   H::PrintParameters();
   EXPECT_EQ(testing::internal::GetCapturedStdout().rfind(
