@@ -6,14 +6,12 @@
 
 #include "tlm/tlmlibrary.h"
 
-#include <cstdlib>
 #include <string>
 
 #include "passport_bytes.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm/tlmplatformhelper.h"
 #include "tlm_core_fixture.h"
-#include "zul_epp.h"
 
 namespace {
 
@@ -24,10 +22,6 @@ namespace pb = passport_bytes;
 
 class CMTContextTest : public core_test::CoreTest {
  protected:
-  void SetUp() override {
-    CoreTest::SetUp();
-    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
-  }
   // Sets the context's creation ms back.
   static void Backdate(CMTContext &context, uint32_t ms) {
     context.setCreatedTimestamp(
