@@ -165,7 +165,6 @@ void CheckBackend(const std::vector<LogItem> &server, const std::vector<LogItem>
     ASSERT_NE(passport, nullptr);
     auto caller = handedOn.find(passport->value);
     ASSERT_NE(caller, handedOn.end()) << passport->value;
-    EXPECT_EQ(Transaction(*passport).size(), 32u);
     EXPECT_EQ(Transaction(*passport), caller->second);
     EXPECT_NE(FindChild(*trace, "Storage|write"), nullptr);
   }

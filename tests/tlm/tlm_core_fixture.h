@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "epp_start.h"
 #include "metric_sink.h"
 #include "metrics_test_support.h"
 #include "tlm.h"
@@ -23,10 +24,13 @@
 namespace core_test {
 
 // The registry and the metric sections over a configuration from pairs, rebuilt by Configure and
-// released after each test. The trace goes to memory at level 2.
+// released after each test, with the passport library started. The trace goes to memory at level 2.
 class CoreTest : public metrics_test::MetricsTest {
  protected:
-  void SetUp() override { Start(); }
+  void SetUp() override {
+    ASSERT_EQ(StartPassportLibrary(), 0u);
+    Start();
+  }
   void Configure(metrics_test::Pairs pairs) { Start(pairs); }
   static CContextCacheManager *Registry() { return CContextCacheManager::Instance(); }
   static std::shared_ptr<CMTResourceRecord> Resource(const std::u16string &name) {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <deque>
 #include <string>
+#include <tuple>
 
 #include "epp_start.h"
 #include "passport_bytes.h"
@@ -116,10 +117,8 @@ TEST_F(PassportHelperTest, ApplicationPassports) {
 }
 
 TEST_F(PassportHelperTest, FieldsWithTheirFallbacks) {
+  // The flag and GUID of a version 3 passport are the exported readers' test.
   void *&v3 = Passport(pb::Version3(pb::SampleCore(3)));
-  EXPECT_EQ(PassportHelper::GetTraceFlagFromZULPassport(v3), 0x0D8F);
-  EXPECT_EQ(PassportHelper::GetTraceGuidFromZULPassport(v3),
-            u"000102030405060708090A0B0C0D0E0FF0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF01020304");
   EXPECT_EQ(PassportHelper::GetRootContextIdFromZULPassport(v3, 2), u"");
   EXPECT_EQ(PassportHelper::GetConnectionCounterFromZULPassport(v3, 1), 0u);
   void *&v2 = Passport(pb::Version2(pb::SampleCore(2)));
@@ -152,6 +151,10 @@ struct Hop {
   uint32_t counter;
   zulstring connection_id, previous;
 };
+
+auto Fields(const Hop &hop) {
+  return std::tie(hop.version, hop.flag, hop.counter, hop.connection_id, hop.previous);
+}
 
 Hop Read(const zulstring &text) {
   void *h = PassportHelper::IsZULPassport(text.c_str());
@@ -190,11 +193,7 @@ TEST_F(PassportHelperTest, OutgoingPassports) {
     SCOPED_TRACE(c.name);
     void *&h = c.incoming.empty() ? Passport(u"") : Passport(c.incoming);
     Hop hop = Read(PassportHelper::CreateOutgoingPassport(h, kConnection, 7, c.level, u"Me"));
-    EXPECT_EQ(hop.version, c.expected.version);
-    EXPECT_EQ(hop.flag, c.expected.flag);
-    EXPECT_EQ(hop.counter, c.expected.counter);
-    EXPECT_EQ(hop.connection_id, c.expected.connection_id);
-    EXPECT_EQ(hop.previous, c.expected.previous);
+    EXPECT_EQ(Fields(hop), Fields(c.expected));
     // The handle is the context's, changed in place; what the next hop doesn't change stays.
     ASSERT_NE(h, nullptr);
     if (hop.version == 3 && !c.incoming.empty()) {

@@ -1,4 +1,6 @@
-// The wrapping clocks, their differences, the wall clock texts, the session hash and GUIDs.
+// The wrapping clocks, their differences, the wall clock texts and the session hash. GUIDs are
+// the passport functions' test (a transaction without one is given a new one), the CPU clock's
+// failure value the trace documents' (a measured record reads -1).
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
@@ -17,8 +19,6 @@ TEST(TLMPlatformHelper, Clocks) {
   uint32_t expected = (static_cast<uint32_t>(now.tv_sec) & 0xFFFFF) * 1000 +
                       static_cast<uint32_t>(now.tv_usec / 1000);
   EXPECT_LE(PH::GetServerTimeDiff(PH::GetServerTime(), expected), 1000u);
-  // The system refuses the call form of the CPU clock: it reads its failure value.
-  EXPECT_EQ(PH::GetCPUTime(), -1);
   zulstring plain = PH::GetServerTimeInString();
   zulstring fine = PH::GetServerTimeInString2();
   EXPECT_EQ(plain.size(), 19u) << tlm_test::Utf8(plain);
@@ -27,7 +27,6 @@ TEST(TLMPlatformHelper, Clocks) {
 }
 
 TEST(TLMPlatformHelper, DifferencesAcrossTheWrapAddOnePeriod) {
-  EXPECT_EQ(PH::GetServerTimeDiff(500, 200), 300u);
   EXPECT_EQ(PH::GetServerTimeDiff(100, PH::kServerTimePeriod - 50), 150u);
   EXPECT_EQ(PH::GetServerTimeDiff(0, PH::kServerTimePeriod - 1), 1u);
   EXPECT_EQ(PH::GetCPUTimeDiff(30, PH::kCPUTimePeriod - 20), 50);
@@ -46,15 +45,6 @@ TEST(TLMPlatformHelper, SessionHashSeedsWithLastUnit) {
   // The thread's own session, whose hash is kept, hashes alike.
   EXPECT_EQ(PH::GetSessionIdentifierHash(PH::GetSessionIdentifierRef()),
             reference(PH::GetThreadId()));
-}
-
-TEST(TLMPlatformHelper, GuidsAre32CapitalDigitsAndDiffer) {
-  zulstring a = PH::GetGUID();
-  // Without a time-based identifier from the system the text is empty.
-  if (a.empty()) GTEST_SKIP() << "no time-based identifiers on this host (uuidd not running?)";
-  EXPECT_EQ(a.size(), 32u);
-  EXPECT_EQ(a.find_first_not_of(u"0123456789ABCDEF"), zulstring::npos);
-  EXPECT_NE(a, PH::GetGUID());
 }
 
 }  // namespace

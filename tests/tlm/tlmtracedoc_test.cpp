@@ -5,7 +5,6 @@
 #include "tlm/tlmlibrary.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 #include <regex>
 #include <string>
@@ -16,7 +15,6 @@
 #include "tlm/tlmmtrecord.h"
 #include "tlm_core_fixture.h"
 #include "trace_sink.h"
-#include "zul_epp.h"
 
 namespace {
 
@@ -48,13 +46,7 @@ bool EndsWith(const std::string &text, const std::string &end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-class TraceDocTest : public core_test::CoreTest {
- protected:
-  void SetUp() override {
-    CoreTest::SetUp();
-    ASSERT_EQ(eppSetEnvironment(8, 3, std::malloc, std::free, nullptr, 0), 0u);
-  }
-};
+using TraceDocTest = core_test::CoreTest;
 
 // Every form over one tree, for an empty passport, an application passport (which carries no GUID
 // of its own) and one that names its GUID. Pairs go in key order, and nothing is escaped.
