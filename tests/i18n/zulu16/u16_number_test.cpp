@@ -73,12 +73,12 @@ TEST(U16Strtol, UnicodeWhiteSpaceIsSkipped) {
   EXPECT_EQ(end, Z(blank));
 }
 
+// Besides NaN and infinity, which the fuzz target leaves out, texts unlike the corpus's ones.
 // clang-format off
 const char *const kDoubles[] = {
-    "", "1", "-1.5", ".5", "5.", ".", "-", "1e10", "1e", "1e+", "1E-5", "  3.25xyz", "0x1p3",
-    "0x1.8P-1", "0x", "0xg", "0x.8", "inf", "-INF", "Infinity", "INFINITY", "infin", "nan", "NaN",
-    "NAN", "-nan", "Nan", "1e400", "-1e400", "1e-400", "4.9e-324", "1.2.3",
-    "123456789012345678901234567890", "+.e5", "00012", "1e5e5"};
+    "", "1", "-1.5", ".5", "5.", ".", "-", "1e10", "1e", "1E-5", "  3.25xyz", "0x1p3", "0x.8",
+    "inf", "-INF", "Infinity", "INFINITY", "infin", "nan", "NaN", "NAN", "-nan", "Nan", "-1e400",
+    "1e-400", "4.9e-324", "123456789012345678901234567890", "00012", "1e5e5"};
 // clang-format on
 
 TEST(U16Strtod, DoublesAsTheCLibraryReadsThem) {
