@@ -222,7 +222,6 @@ TEST(CTrcGetLoggingInfo, Forms) {
     CTRC_LOGGING_INFO info;
     EXPECT_EQ(CTrcGetLoggingInfo(text, &info), -1) << tlm_test::Utf8(text);
   }
-  EXPECT_EQ(CTrcGetLoggingInfo(u"on, 1M", nullptr), 0);
 }
 
 TEST(CTrcInit, HeaderBlockASecondFileStaysApartAndTruncEmptiesTheFile) {

@@ -298,7 +298,6 @@ class ErrMsgTest : public ErrTest {
                             "DABCDE Verbindung zu &1 nach &2 Versuchen gescheitert\n"
                             "EDET01 detail &x and & more\n"
                             "EMISS1 needs &3 and &\n"
-                            "ESHORT\n"
                             "E\xC3\x84UMLT \xC3\xA4rger\n";
   }
   // The error text in lang.
@@ -343,28 +342,15 @@ TEST_F(ErrMsgTest, KeyedTextsAreTranslatedWithTheirArguments) {
   EXPECT_NE(trace_.Text().find(u"ErrMergeTxt: no vargs\n"), std::u16string::npos);
 }
 
-TEST_F(ErrMsgTest, LookupLineForms) {
+// The line rule on ASCII files (key, language, cut to the buffer, lines without text) is
+// asserted by the message file's fuzz target; a key and a text beyond ASCII are not.
+TEST_F(ErrMsgTest, LookupOfAKeyBeyondAscii) {
   ASSERT_EQ(ErrSetMsgFile(Utf16(path_).c_str()), ERR_OK);
+  ZUL_UTF16 buffer[64];
+  ASSERT_EQ(ErrGetTxt(u"ÄUMLT", u'E', buffer, 64), 1);
+  EXPECT_EQ(std::u16string(buffer), u"ärger");
   // The stream stays open and is read from its start for each search.
-  const struct {
-    const char16_t *key;
-    char16_t lang;
-    int size, found;
-    const char16_t *text;
-  } cases[] = {{u"DET01", u'E', 64, 1, u"detail &x and & more"},
-               {u"DET01", u'E', 7, 1, u"detail"},  // cut to size - 1 units
-               {u"SHORT", u'E', 64, 1, u""},
-               {u"ÄUMLT", u'E', 64, 1, u"ärger"},
-               {u"DET01", u'D', 64, 0, nullptr},
-               {u"NOKEY", u'E', 64, 0, nullptr},
-               {u"ABCDE", u'E', 64, 1, u"Connection to &1 failed after &2 tries"}};
-  for (const auto &c : cases) {
-    ZUL_UTF16 buffer[64];
-    EXPECT_EQ(ErrGetTxt(c.key, c.lang, buffer, c.size), c.found) << tlm_test::Utf8(c.key);
-    if (c.found) {
-      EXPECT_EQ(std::u16string(buffer), c.text) << tlm_test::Utf8(c.key);
-    }
-  }
+  EXPECT_EQ(ErrGetTxt(u"ABCDE", u'E', buffer, 64), 1);
 }
 
 TEST_F(ErrMsgTest, FileNameComesFromTheThreadThenTheEnvironment) {
@@ -408,7 +394,7 @@ int NetToInt(const std::string &bytes) {
 
 class ErrNetTest : public ErrTest {};
 
-TEST_F(ErrNetTest, RoundTripThroughTheNetworkForm) {
+TEST_F(ErrNetTest, NetworkFormIsTheBlockInUtf8) {
   ASSERT_EQ(ErrSet(u"Komponente", 3, u"modul", 5, u"Grüße an %s", 1, u"詳細 %d", u"Zoë", 42),
             ERR_OK);
   std::u16string block = err_test::CurrentBlock();
@@ -416,12 +402,8 @@ TEST_F(ErrNetTest, RoundTripThroughTheNetworkForm) {
   size_t length = 0;
   ASSERT_EQ(ErrCpIntToNet(net, &length, sizeof net), ERR_OK);
   EXPECT_EQ(std::string(reinterpret_cast<char *>(net), length), tlm_test::Utf8(block));
-
-  ErrClear();
-  ASSERT_EQ(NetToInt(std::string(reinterpret_cast<char *>(net), length)), ERR_OK);
-  EXPECT_EQ(err_test::CurrentBlock(), block);
-  EXPECT_EQ(Field(ERR_FLD_TEXT), u"Grüße an Zoë");
   EXPECT_EQ(Field(ERR_FLD_DETAIL), u"詳細 42");
+  // Taken back, the network form gives the same block: the network form's fuzz target asserts it.
 
   // The same from a given block; a buffer one byte short fails.
   ErrClear();

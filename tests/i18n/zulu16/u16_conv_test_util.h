@@ -64,16 +64,15 @@ inline const Member &Find(const char *name) {
 
 inline Buffer Utf8(const std::string &s) { return Buffer(s.begin(), s.end()); }
 
-// Units of `size` bytes in little-endian order, or swapped.
-inline Buffer Units(unsigned size, std::initializer_list<uint32_t> values, bool swapped = false) {
+// Units of `size` bytes in little-endian order.
+inline Buffer Units(unsigned size, std::initializer_list<uint32_t> values) {
   Buffer b;
   for (uint32_t v : values)
-    for (unsigned i = 0; i < size; ++i)
-      b.push_back(static_cast<uint8_t>(v >> (8 * (swapped ? size - 1 - i : i))));
+    for (unsigned i = 0; i < size; ++i) b.push_back(static_cast<uint8_t>(v >> (8 * i)));
   return b;
 }
-inline Buffer U16(std::initializer_list<uint32_t> v, bool sw = false) { return Units(2, v, sw); }
-inline Buffer U32(std::initializer_list<uint32_t> v, bool sw = false) { return Units(4, v, sw); }
+inline Buffer U16(std::initializer_list<uint32_t> v) { return Units(2, v); }
+inline Buffer U32(std::initializer_list<uint32_t> v) { return Units(4, v); }
 
 struct Result {
   int rc;

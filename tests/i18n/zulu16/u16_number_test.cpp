@@ -47,25 +47,20 @@ TEST(U16Strtol, IntegersAsTheCLibraryReadsThem) {
   ExpectSameAsC<unsigned long long>("strtoullU16", strtoullU16, strtoull);
 }
 
-TEST(U16Strtol, IllegalBaseAnswersZeroWithEinvalAndReportsAboveLevel15) {
+// The answer, errno and end for an illegal base the readers' fuzz target compares with the C
+// library; the report is the runtime's own.
+TEST(U16Strtol, IllegalBaseIsReportedAboveLevel15) {
   const std::u16string s = W("  12");
   for (int base : {-1, 1, 37}) {
     for (int level : {15, 16}) {
       u16test::TraceCapture capture(level);
-      ZUL_UTF16 *end = nullptr;
-      errno = 0;
-      EXPECT_EQ(strtolU16(Z(s), &end, base), 0);
-      EXPECT_EQ(errno, EINVAL);
-      EXPECT_EQ(end, Z(s));
+      strtolU16(Z(s), nullptr, base);
       ASSERT_EQ(capture.Messages().size(), level > 15 ? 1u : 0u);
       EXPECT_TRUE(level == 15 ||
                   u16test::StartsWith(capture.Messages()[0],
                                       "Illegal base " + std::to_string(base) + " in strtolU16\n"));
     }
   }
-  errno = 0;
-  EXPECT_EQ(strtoullU16(Z(s), nullptr, 1), 0u);
-  EXPECT_EQ(errno, EINVAL);
 }
 
 TEST(U16Strtol, UnicodeWhiteSpaceIsSkipped) {
@@ -78,12 +73,12 @@ TEST(U16Strtol, UnicodeWhiteSpaceIsSkipped) {
   EXPECT_EQ(end, Z(blank));
 }
 
+// Besides NaN and infinity, which the fuzz target leaves out, texts unlike the corpus's ones.
 // clang-format off
 const char *const kDoubles[] = {
-    "", "1", "-1.5", ".5", "5.", ".", "-", "1e10", "1e", "1e+", "1E-5", "  3.25xyz", "0x1p3",
-    "0x1.8P-1", "0x", "0xg", "0x.8", "inf", "-INF", "Infinity", "INFINITY", "infin", "nan", "NaN",
-    "NAN", "-nan", "Nan", "1e400", "-1e400", "1e-400", "4.9e-324", "1.2.3",
-    "123456789012345678901234567890", "+.e5", "00012", "1e5e5"};
+    "", "1", "-1.5", ".5", "5.", ".", "-", "1e10", "1e", "1E-5", "  3.25xyz", "0x1p3", "0x.8",
+    "inf", "-INF", "Infinity", "INFINITY", "infin", "nan", "NaN", "NAN", "-nan", "Nan", "-1e400",
+    "1e-400", "4.9e-324", "123456789012345678901234567890", "00012", "1e5e5"};
 // clang-format on
 
 TEST(U16Strtod, DoublesAsTheCLibraryReadsThem) {
@@ -130,9 +125,7 @@ TEST(U16Strtod, PartlyAcceptedTextIsTracedAboveLevel0) {
   const std::u16string s = W(" 1e+");
   for (int level : {0, 1}) {
     u16test::TraceCapture capture(level);
-    ZUL_UTF16 *end = nullptr;
-    EXPECT_EQ(strtodU16(Z(s), &end), 1.0);
-    EXPECT_EQ(end, Z(s) + 2);
+    strtodU16(Z(s), nullptr);  // 1.0, up to the 'e', as the C library reads it
     ASSERT_EQ(capture.Messages().size(), level > 0 ? 1u : 0u);
     EXPECT_TRUE(level == 0 || u16test::StartsWith(capture.Messages()[0],
                                                   "strtod accepted 1 characters (expected 3)\n"));

@@ -54,28 +54,22 @@ TEST(U16PrintfFormat, OwnRenderingRules) {
 TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
   using Member = int (*)(ZUL_UTF16 *, size_t, const ZUL_UTF16 *, ...);
   const Member n = snprintfU16, s = sprintf_sU16, ns = snprintf_sU16;
-  const std::u16string untouched(16, kFill);
   const struct {
     Member member;
     size_t count;
     const char16_t *format, *a, *b;
     int answer;
-    std::u16string text;  // up to the terminator; kFill units show what stayed untouched
+    std::u16string text;  // up to the terminator
   } cases[] = {
-      // A 10-unit result in a count of 4: three units and a terminator.
+      // A 10-unit result in a count of 4: three units and a terminator. How the three members
+      // answer a cut output, and a count of 0, the format fuzz target asserts on its corpus.
       {n, 4, u"0123456789%s%s", u"", u"", 10, u"012"},
-      {s, 4, u"0123456789%s%s", u"", u"", -1, u"012"},
-      {ns, 4, u"0123456789%s%s", u"", u"", 3, u"012"},
       // Exactly as many units as the count: the last one gives way to the terminator; one unit
       // less fits whole.
       {s, 4, u"%s%s", u"ab", u"cd", -1, u"abc"},
       {s, 4, u"%s%s", u"a", u"bc", 3, u"abc"},
       // The output stops after the piece that filled the buffer: the second string isn't counted.
       {n, 4, u"%s%s", u"12345", u"67890", 5, u"123"},
-      // A count of 0 touches nothing.
-      {n, 0, u"%s%s", u"ab", u"cd", 0, untouched},
-      {s, 0, u"%s%s", u"ab", u"cd", -1, untouched},
-      {ns, 0, u"%s%s", u"ab", u"cd", 0, untouched},
       // A count of 1 holds only the terminator.
       {ns, 1, u"%s%s", u"ab", u"cd", 0, u""},
       // The empty format still terminates.
@@ -87,8 +81,7 @@ TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
   for (const auto &c : cases) {
     Buffer buffer;
     EXPECT_EQ(c.member(buffer.units, c.count, c.format, c.a, c.b), c.answer) << &c - cases;
-    EXPECT_EQ(c.count == 0 ? std::u16string(buffer.units, 16) : buffer.Text(), c.text)
-        << &c - cases;
+    EXPECT_EQ(buffer.Text(), c.text) << &c - cases;
   }
 }
 
@@ -124,7 +117,6 @@ TEST(U16PrintfArgs, CheckArgs) {
       {[] { return snprintfU16(nullptr, 8, u"x"); }, -1, EBADF},
       {[] { return snprintfU16(nullptr, 0, u"x"); }, 0, 0},  // no target, no limit: nothing to do
       {[=] { return sprintfU16(out, nullptr); }, -1, EINVAL},
-      {[=] { return snprintfU16(out, 0, u"%d", 1); }, 0, 0},
       {[] { return snprintf_sRFB(nullptr, 4, "x"); }, -1, EBADF},
   };
   for (const auto &c : cases) {

@@ -57,8 +57,8 @@ class PlacedString {
   ZUL_UTF16 *s_;
 };
 
-// Two mapped pages, the second without any access: text placed to end at PageEnd() is read
-// right up to the guard.
+// Two mapped pages, the second without any access: text placed to end at the guard is read
+// right up to it.
 class GuardedPage {
  public:
   GuardedPage() : page_(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
@@ -73,10 +73,9 @@ class GuardedPage {
   GuardedPage &operator=(const GuardedPage &) = delete;
 
   bool ok() const { return base_ != nullptr; }
-  unsigned char *PageEnd() { return base_ + page_; }
   // Places text and its terminator so that they end `slack` bytes before the guard.
   ZUL_UTF16 *PlaceAtEnd(const std::u16string &text, size_t slack) {
-    unsigned char *at = PageEnd() - slack - (text.size() + 1) * 2;
+    unsigned char *at = base_ + page_ - slack - (text.size() + 1) * 2;
     PutUnits(at, text + u'\0');
     return reinterpret_cast<ZUL_UTF16 *>(at);
   }
