@@ -103,7 +103,7 @@ int SiPeek(SI_SOCK *sock, int flags, int timeout) noexcept {
   short revents = 0;
   if (PollOne(sock, events, timeout, "SiPeek", &selected, &revents) != SI_OK) return SI_ESYSCALL;
   if (selected == 0) return SI_ETIMEOUT;
-  if (revents & POLLNVAL) return SI_EINVAL_SOCK;
+  if (revents & POLLNVAL) return si::Refuse(sock, EBADF, SI_EINVAL_SOCK);
   // A hang-up wins over pending data: the caller learns at once that the peer is gone.
   if (revents & POLLHUP) {
     DPTRC_A7(2, tf, "%s: hang up occurred in sock %d\n", "SiPeek", sock->socket);
@@ -127,7 +127,7 @@ int SiPeekPendConn(SI_SOCK *sock, int timeout) noexcept {
              timeout);
     return SI_ETIMEOUT;
   }
-  if (revents & POLLNVAL) return SI_EINVAL_SOCK;
+  if (revents & POLLNVAL) return si::Refuse(sock, EBADF, SI_EINVAL_SOCK);
   int32_t soError = 0;
   SI_OPTVAL value{&soError, 4, nullptr, 0};
   int rc;
