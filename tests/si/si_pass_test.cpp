@@ -1,0 +1,189 @@
+// Socket passing: what SiSendSocket puts on the wire, seen by a raw recvmsg peer; what
+// SiRecvSocket makes of raw sendmsg messages, good and malformed; a forked child serving on a
+// received socket.
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "si_test_util.h"
+#include "zul_si.h"
+
+namespace {
+
+struct UnixPair {
+  SI_SOCK a{-1, 1, 1, 0}, b{-1, 1, 1, 0};
+  UnixPair() {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0) {
+      a.socket = fds[0];
+      b.socket = fds[1];
+    }
+  }
+  ~UnixPair() {
+    si_test::CloseIfOpen(a);
+    si_test::CloseIfOpen(b);
+  }
+};
+
+// The 15-byte record for family 2, type 1 with the given length field.
+std::vector<unsigned char> Record(unsigned length = 15) {
+  return {0, 0, 0, 0, static_cast<unsigned char>(length >> 8), static_cast<unsigned char>(length),
+          0, 0, 0, 0, 2, 0, 0, 0, 1};
+}
+
+// Sends data with a control message of the given type carrying the descriptors (none: no control).
+ssize_t RawSend(int via, const std::vector<unsigned char> &data, int type, std::vector<int> fds) {
+  iovec iov{const_cast<unsigned char *>(data.data()), data.size()};
+  alignas(cmsghdr) unsigned char control[64] = {};
+  msghdr msg{};
+  msg.msg_iov = &iov;
+  msg.msg_iovlen = 1;
+  if (type == SCM_CREDENTIALS) {
+    ucred cred{getpid(), getuid(), getgid()};
+    msg.msg_control = control;
+    msg.msg_controllen = CMSG_SPACE(sizeof cred);
+    cmsghdr *c = CMSG_FIRSTHDR(&msg);
+    *c = cmsghdr{CMSG_LEN(sizeof cred), SOL_SOCKET, SCM_CREDENTIALS};
+    std::memcpy(CMSG_DATA(c), &cred, sizeof cred);
+  } else if (!fds.empty()) {
+    msg.msg_control = control;
+    msg.msg_controllen = CMSG_SPACE(fds.size() * sizeof(int));
+    cmsghdr *c = CMSG_FIRSTHDR(&msg);
+    *c = cmsghdr{CMSG_LEN(fds.size() * sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
+    std::memcpy(CMSG_DATA(c), fds.data(), fds.size() * sizeof(int));
+  }
+  return sendmsg(via, &msg, 0);
+}
+
+TEST(SiPass, SentMessageOnTheWire) {
+  UnixPair p;
+  SI_SOCK tcp;
+  ASSERT_EQ(SiSocketIPv6(&tcp, SI_SOCK_DGRAM), SI_OK);
+  ASSERT_EQ(SiSendSocket(&p.a, &tcp), SI_OK);
+  unsigned char data[32];
+  alignas(cmsghdr) unsigned char control[64];
+  iovec iov{data, sizeof data};
+  msghdr msg{};
+  msg.msg_iov = &iov;
+  msg.msg_iovlen = 1;
+  msg.msg_control = control;
+  msg.msg_controllen = sizeof control;
+  ASSERT_EQ(recvmsg(p.b.socket, &msg, 0), 15);
+  const unsigned char expected[15] = {0, 0, 0, 0, 0, 15, 0, 0, 0, 0, 10, 0, 0, 0, 2};
+  EXPECT_EQ(std::memcmp(data, expected, 15), 0);
+  cmsghdr *c = CMSG_FIRSTHDR(&msg);
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->cmsg_len, 20u);
+  EXPECT_EQ(c->cmsg_level, SOL_SOCKET);
+  EXPECT_EQ(c->cmsg_type, SCM_RIGHTS);
+  int fd;
+  std::memcpy(&fd, CMSG_DATA(c), sizeof fd);
+  int type = 0;
+  socklen_t len = sizeof type;
+  EXPECT_EQ(getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &len), 0);
+  EXPECT_EQ(type, SOCK_DGRAM);
+  close(fd);
+  SiClose(&tcp);
+}
+
+TEST(SiPass, ReceivesAndDropsALongerInfo) {
+  for (unsigned length : {15u, 20u}) {
+    UnixPair p;
+    int fds[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+    ASSERT_EQ(RawSend(p.b.socket, Record(length), SCM_RIGHTS, {fds[0]}), 15);
+    ASSERT_EQ(send(p.b.socket, "12345next", length - 15 + 4, 0), length - 15 + 4);
+    SI_SOCK got{-1, 0, 0, 7};
+    ASSERT_EQ(SiRecvSocket(&p.a, &got), SI_OK) << length;
+    EXPECT_EQ(got.family, 2);
+    EXPECT_EQ(got.type, 1);
+    EXPECT_EQ(got.lastError, 0u);
+    char rest[4];
+    EXPECT_EQ(recv(p.a.socket, rest, 4, 0), 4);
+    EXPECT_EQ(std::memcmp(rest, length == 15 ? "1234" : "next", 4), 0);
+    // The received descriptor is the socket that was sent.
+    EXPECT_EQ(write(got.socket, "z", 1), 1);
+    char z = 0;
+    EXPECT_EQ(read(fds[1], &z, 1), 1);
+    SiClose(&got);
+    close(fds[0]);
+    close(fds[1]);
+  }
+}
+
+// Malformed messages: 14 with 2050, and nothing the kernel installed stays open.
+TEST(SiPass, MalformedMessagesLeaveNoDescriptor) {
+  struct Row {
+    const char *what;
+    std::vector<unsigned char> data;
+    int type;
+    int fdCount;
+    int extra;  // bytes sent after the message before the sender shuts down
+  };
+  std::vector<unsigned char> rec14 = Record(), rec16 = Record();
+  rec14.pop_back();
+  rec16.push_back(0);
+  const Row rows[] = {
+      {"14 bytes", rec14, SCM_RIGHTS, 1, 0},
+      {"16 bytes", rec16, SCM_RIGHTS, 1, 0},
+      {"no control data", Record(), SCM_RIGHTS, 0, 0},
+      {"credentials", Record(), SCM_CREDENTIALS, 0, 0},
+      {"two descriptors", Record(), SCM_RIGHTS, 2, 0},
+      {"extra bytes missing", Record(30), SCM_RIGHTS, 1, 5},
+      {"peer gone before extra bytes", Record(16), SCM_RIGHTS, 1, 0},
+  };
+  for (const Row &r : rows) {
+    UnixPair p;
+    int on = 1;  // credentials reach the receiver only when it asks for them
+    if (r.type == SCM_CREDENTIALS) setsockopt(p.a.socket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
+    int before = si_test::OpenFdCount();
+    std::vector<int> fds;
+    for (int i = 0; i < r.fdCount; ++i) fds.push_back(dup(p.b.socket));
+    ASSERT_EQ(RawSend(p.b.socket, r.data, r.type, fds), static_cast<ssize_t>(r.data.size()));
+    for (int fd : fds) close(fd);
+    if (r.extra > 0) ASSERT_EQ(send(p.b.socket, "abcdefgh", r.extra, 0), r.extra);
+    shutdown(p.b.socket, SHUT_WR);
+    SI_SOCK got{-1, 0, 0, 0};
+    EXPECT_EQ(SiRecvSocket(&p.a, &got), SI_EINTERN) << r.what;
+    EXPECT_EQ(p.a.lastError, 2050u) << r.what;
+    EXPECT_EQ(got.socket, -1) << r.what;
+    EXPECT_EQ(si_test::OpenFdCount(), before) << r.what;
+  }
+}
+
+// A forked child receives an accepted TCP connection and answers on it.
+TEST(SiPass, ForkedChildServesOnAReceivedSocket) {
+  si_test::Listener l;
+  UnixPair p;
+  pid_t child = fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    alarm(10);
+    SI_SOCK s;
+    char buf[4];
+    size_t n = 0;
+    int ok = SiRecvSocket(&p.b, &s) == SI_OK && SiRecv(&s, buf, 4, 0, &n) == SI_OK && n == 4 &&
+             std::memcmp(buf, "ping", 4) == 0 && SiSend(&s, "pong", 4, 0, &n) == SI_OK;
+    _exit(ok ? 0 : 1);
+  }
+  SI_SOCK c, a;
+  ASSERT_EQ(SiSocketIPv4(&c, SI_SOCK_STREAM), SI_OK);
+  ASSERT_EQ(SiConnect(&c, si_test::kLoopback, 4, l.port), SI_OK);
+  ASSERT_EQ(SiAccept(&l.sock, &a, nullptr, 0, nullptr), SI_OK);
+  ASSERT_EQ(SiSendSocket(&p.a, &a), SI_OK);
+  SiClose(&a);
+  size_t n = 0;
+  char buf[4] = {};
+  ASSERT_EQ(SiSend(&c, "ping", 4, 0, &n), SI_OK);
+  ASSERT_EQ(SiPeek(&c, SI_PEEK_RD, 5000), SI_OK);
+  ASSERT_EQ(SiRecv(&c, buf, 4, 0, &n), SI_OK);
+  EXPECT_EQ(std::string(buf, n), "pong");
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  SiClose(&c);
+}
+
+}  // namespace
