@@ -266,8 +266,9 @@ ZUL_API int SiExit(void) ZUL_NOTHROW;
 /* ---- Sockets ----
  * A null record or buffer answers SI_EINVAL; a closed record (socket -1) SI_EINVAL_SOCK. */
 
-/* A new socket of the family and type in *sock, with protocol 0. An unknown family answers
- * SI_EINVAL_FAMI with lastError SI_LASTERR_FAMI. */
+/* A new socket of the family and type in *sock, with protocol 0. A family or type the system
+ * doesn't know answers SI_EINVAL; the address calls refuse families other than SI_AF_INET,
+ * SI_AF_INET6 and SI_AF_UNIX with SI_EINVAL_FAMI (lastError SI_LASTERR_FAMI). */
 ZUL_API int SiSocket(SI_SOCK *sock, int family, int type) ZUL_NOTHROW;
 ZUL_API int SiSocketIPv4(SI_SOCK *sock, int type) ZUL_NOTHROW;
 ZUL_API int SiSocketIPv6(SI_SOCK *sock, int type) ZUL_NOTHROW;

@@ -84,8 +84,8 @@ int SiExit(void) noexcept { return SI_OK; }
 
 int SiSocket(SI_SOCK *sock, int family, int type) noexcept {
   if (sock == nullptr) return SI_EINVAL;
+  // The family goes to the system unchecked: what it doesn't know is its EAFNOSUPPORT.
   *sock = SI_SOCK{-1, family, type, 0};
-  if (si::AddrLength(family) == 0) return si::Refuse(sock, SI_LASTERR_FAMI, SI_EINVAL_FAMI);
   int fd = socket(family, type, 0);
   if (fd == -1) return Fail(sock, ErrMap::kSocket);
   sock->socket = fd;

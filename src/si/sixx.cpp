@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 
@@ -224,6 +225,8 @@ void SiTraceLastError(const SI_SOCK *sock) noexcept {
   if (sock == nullptr) return;
   ZUL_UTF16 text[256];
   SiGetErrorText(sock->lastError, text, std::size(text));
+  // The writer appends the text of errno: let it be the record's.
+  errno = static_cast<int>(sock->lastError);
   DPTRC_SYSERR(tf, u"Error: sock %d; error %d (%s)\n", sock->socket,
                static_cast<int>(sock->lastError), text);
 }

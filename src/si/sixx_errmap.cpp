@@ -80,7 +80,7 @@ int MapErrno(ErrMap map, int err) noexcept {
   int i = static_cast<int>(map);
   if (i < 0 || i >= static_cast<int>(ErrMap::kCount)) return SI_ESYSCALL;
   const Table &t = kTables[i];
-  // EWOULDBLOCK is EAGAIN on Linux; the tables list the latter.
+  // EWOULDBLOCK is EAGAIN on Linux, so the tables list only the latter.
   for (int k = 0; k < t.count; ++k)
     if (t.entries[k].err == err) return t.entries[k].rc;
   return SI_ESYSCALL;

@@ -12,21 +12,6 @@
 
 namespace {
 
-struct UnixPair {
-  SI_SOCK a{-1, 1, 1, 0}, b{-1, 1, 1, 0};
-  UnixPair() {
-    int fds[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0) {
-      a.socket = fds[0];
-      b.socket = fds[1];
-    }
-  }
-  ~UnixPair() {
-    si_test::CloseIfOpen(a);
-    si_test::CloseIfOpen(b);
-  }
-};
-
 // The 15-byte record for family 2, type 1 with the given length field.
 std::vector<unsigned char> Record(unsigned length = 15) {
   return {0, 0, 0, 0, static_cast<unsigned char>(length >> 8), static_cast<unsigned char>(length),
@@ -58,7 +43,7 @@ ssize_t RawSend(int via, const std::vector<unsigned char> &data, int type, std::
 }
 
 TEST(SiPass, SentMessageOnTheWire) {
-  UnixPair p;
+  si_test::Pair p;
   SI_SOCK tcp;
   ASSERT_EQ(SiSocketIPv6(&tcp, SI_SOCK_DGRAM), SI_OK);
   ASSERT_EQ(SiSendSocket(&p.a, &tcp), SI_OK);
@@ -90,7 +75,7 @@ TEST(SiPass, SentMessageOnTheWire) {
 
 TEST(SiPass, ReceivesAndDropsALongerInfo) {
   for (unsigned length : {15u, 20u}) {
-    UnixPair p;
+    si_test::Pair p;
     int fds[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
     ASSERT_EQ(RawSend(p.b.socket, Record(length), SCM_RIGHTS, {fds[0]}), 15);
@@ -135,7 +120,7 @@ TEST(SiPass, MalformedMessagesLeaveNoDescriptor) {
       {"peer gone before extra bytes", Record(16), SCM_RIGHTS, 1, 0},
   };
   for (const Row &r : rows) {
-    UnixPair p;
+    si_test::Pair p;
     int on = 1;  // credentials reach the receiver only when it asks for them
     if (r.type == SCM_CREDENTIALS) setsockopt(p.a.socket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
     int before = si_test::OpenFdCount();
@@ -156,7 +141,7 @@ TEST(SiPass, MalformedMessagesLeaveNoDescriptor) {
 // A forked child receives an accepted TCP connection and answers on it.
 TEST(SiPass, ForkedChildServesOnAReceivedSocket) {
   si_test::Listener l;
-  UnixPair p;
+  si_test::Pair p;
   pid_t child = fork();
   ASSERT_NE(child, -1);
   if (child == 0) {

@@ -6,6 +6,7 @@
 #include <dirent.h>
 #include <netinet/in.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -63,6 +64,22 @@ struct TempDir {
 inline void CloseIfOpen(SI_SOCK &s) {
   if (s.socket >= 0) SiClose(&s);
 }
+
+// Two connected Unix sockets, closed at the end unless a test closed them.
+struct Pair {
+  SI_SOCK a{-1, 1, 1, 0}, b{-1, 1, 1, 0};
+  Pair() {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0) {
+      a.socket = fds[0];
+      b.socket = fds[1];
+    }
+  }
+  ~Pair() {
+    CloseIfOpen(a);
+    CloseIfOpen(b);
+  }
+};
 
 }  // namespace si_test
 
