@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "si_test_util.h"
+#include "trace_capture.h"
 #include "zul_si.h"
 
 namespace {
@@ -106,19 +107,23 @@ TEST(SiPass, MalformedMessagesLeaveNoDescriptor) {
     int type;
     int fdCount;
     int extra;  // bytes sent after the message before the sender shuts down
+    const char16_t *line;
   };
   std::vector<unsigned char> rec14 = Record(), rec16 = Record();
   rec14.pop_back();
   rec16.push_back(0);
   const Row rows[] = {
-      {"14 bytes", rec14, SCM_RIGHTS, 1, 0},
-      {"16 bytes", rec16, SCM_RIGHTS, 1, 0},
-      {"no control data", Record(), SCM_RIGHTS, 0, 0},
-      {"credentials", Record(), SCM_CREDENTIALS, 0, 0},
-      {"two descriptors", Record(), SCM_RIGHTS, 2, 0},
-      {"extra bytes missing", Record(30), SCM_RIGHTS, 1, 5},
-      {"peer gone before extra bytes", Record(16), SCM_RIGHTS, 1, 0},
+      {"14 bytes", rec14, SCM_RIGHTS, 1, 0, u"invalid received data length (14<>15)"},
+      {"16 bytes", rec16, SCM_RIGHTS, 1, 0, u"invalid received data length (16<>15)"},
+      {"no control data", Record(), SCM_RIGHTS, 0, 0, u"no valid message received"},
+      {"credentials", Record(), SCM_CREDENTIALS, 0, 0, u"no valid message received"},
+      {"two descriptors", Record(), SCM_RIGHTS, 2, 0, u"no valid message received"},
+      {"extra bytes missing", Record(30), SCM_RIGHTS, 1, 5,
+       u"invalid socket info received (5<>15)"},
+      {"peer gone before extra bytes", Record(16), SCM_RIGHTS, 1, 0,
+       u"invalid socket info received (0<>1)"},
   };
+  tlm_test::TraceCapture trace(2);
   for (const Row &r : rows) {
     si_test::Pair p;
     int on = 1;  // credentials reach the receiver only when it asks for them
@@ -131,7 +136,11 @@ TEST(SiPass, MalformedMessagesLeaveNoDescriptor) {
     if (r.extra > 0) ASSERT_EQ(send(p.b.socket, "abcdefgh", r.extra, 0), r.extra);
     shutdown(p.b.socket, SHUT_WR);
     SI_SOCK got{-1, 0, 0, 0};
+    trace.Clear();
     EXPECT_EQ(SiRecvSocket(&p.a, &got), SI_EINTERN) << r.what;
+    EXPECT_NE(trace.Text().find(std::u16string(u"*** ERROR => SiRecvSocket: ") + r.line),
+              std::u16string::npos)
+        << r.what << ": " << tlm_test::Utf8(trace.Text());
     EXPECT_EQ(p.a.lastError, 2050u) << r.what;
     EXPECT_EQ(got.socket, -1) << r.what;
     EXPECT_EQ(si_test::OpenFdCount(), before) << r.what;
