@@ -133,7 +133,7 @@ TEST(SiPass, MalformedMessagesLeaveNoDescriptor) {
     for (int i = 0; i < r.fdCount; ++i) fds.push_back(dup(p.b.socket));
     ASSERT_EQ(RawSend(p.b.socket, r.data, r.type, fds), static_cast<ssize_t>(r.data.size()));
     for (int fd : fds) close(fd);
-    if (r.extra > 0) ASSERT_EQ(send(p.b.socket, "abcdefgh", r.extra, 0), r.extra);
+    ASSERT_EQ(send(p.b.socket, "abcdefgh", r.extra, 0), r.extra);
     shutdown(p.b.socket, SHUT_WR);
     SI_SOCK got{-1, 0, 0, 0};
     trace.Clear();

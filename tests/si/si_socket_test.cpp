@@ -1,11 +1,9 @@
 // The wrappers on real sockets: loopback TCP, Unix sockets under a temporary directory,
 // socketpairs; bad input of every kind answers a code and never crashes.
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <functional>
 
 #include "si_test_util.h"
