@@ -11,8 +11,7 @@
  * a port in network byte order. The calls ending in 2 take a ready struct sockaddr and its length.
  *
  * Texts are 16-bit and owned by the library. No call lets an exception out, and none blocks
- * signals: call SiInit once so that a write to a closed peer answers SI_ECONN_BROKEN instead of
- * ending the process with SIGPIPE. */
+ * signals: call SiInit once so that no write to a closed peer ends the process with SIGPIPE. */
 #ifndef ZUL_SI_H
 #define ZUL_SI_H
 
@@ -295,7 +294,8 @@ ZUL_API int SiConnect2(SI_SOCK *sock, const void *sockaddr, int sockaddrLen) ZUL
 
 /* ---- Data ----
  * flags are SI_MSG_ bits. *done (may be null) receives the bytes moved; a receive of 0 bytes with
- * SI_OK means the peer has shut down. Sends never raise SIGPIPE. */
+ * SI_OK means the peer has shut down. The sends other than SiSendV (a plain writev) never raise
+ * SIGPIPE, even without SiInit. */
 ZUL_API int SiSend(SI_SOCK *sock, const void *buffer, size_t length, int flags,
                    size_t *done) ZUL_NOTHROW;
 ZUL_API int SiSendV(SI_SOCK *sock, const SI_IOVEC *iov, int count, size_t *done) ZUL_NOTHROW;
