@@ -22,8 +22,9 @@ constexpr uint32_t kIndexId = 1;
 constexpr uint32_t kEvents = EPOLLIN | EPOLLPRI | EPOLLOUT;
 
 // The end of the selected list: a linked element never has a null next, so that "linked" can be
-// told from "free of the list".
-SISEL_EPOLL::ELEMENT *const kListEnd = reinterpret_cast<SISEL_EPOLL::ELEMENT *>(uintptr_t{1});
+// told from "free of the list". A static element, so the pointer is a constant.
+SISEL_EPOLL::ELEMENT gListEnd{};
+constexpr SISEL_EPOLL::ELEMENT *kListEnd = &gListEnd;
 
 const ZUL_UTF16 *KeyOf(const int32_t *sockNo) {
   return reinterpret_cast<const ZUL_UTF16 *>(sockNo);
