@@ -1,0 +1,147 @@
+/* The network interface: connections named by int handles instead of sockets.
+ *
+ * A handle stands for one entry of a fixed table; its number is the entry's index times eight
+ * plus a generation of three bits, so that a number kept after a close is refused for the next
+ * eight owners of the entry. Every call answers ZUL_O_K or one of the negative NIE codes below;
+ * on failure the calling thread's error information (zul_err.h) says why, with the component
+ * "NI (network interface)". Texts are 16-bit. No call lets an exception out.
+ *
+ * The library is use-counted: each NiInit* is matched by one NiExit. */
+#ifndef ZUL_NI_H
+#define ZUL_NI_H
+
+#include <stdint.h>
+#include <time.h>
+
+#include "zul_base.h"
+
+/* ---- Result codes ----
+ * NI_RC_MAP(X) expands X(name, code, text) for each code. -9 and -14 are not codes;
+ * NI_NO_TEXT_STR marks a code without a text of its own. */
+#define NI_NO_TEXT_STR "*** ERROR ***"
+#define NI_EINVAL_STR "internal error\n(this retcode should be handled by caller of NI-layer)"
+#define NI_RC_MAP(X)                                                        \
+  X(NI_RC_OK, 0, "")                                                        \
+  X(NIEINTERN, -1, "internal error")                                        \
+  X(NIEHOST_UNKNOWN, -2, "hostname '%s' unknown")                           \
+  X(NIESERV_UNKNOWN, -3, "service '%s' unknown")                            \
+  X(NIESERV_USED, -4, "service '%s' in use")                                \
+  X(NIETIMEOUT, -5, "timeout occured")                                      \
+  X(NIECONN_BROKEN, -6, "connection to partner '%s' broken")                \
+  X(NIETOO_SMALL, -7, NI_EINVAL_STR)                                        \
+  X(NIEINVAL, -8, NI_EINVAL_STR)                                            \
+  X(NIECONN_REFUSED, -10, "partner '%s' not reached")                       \
+  X(NIEPING, -11, NI_EINVAL_STR)                                            \
+  X(NIECONN_PENDING, -12, "timeout while pending for route completion")     \
+  X(NIEVERSION, -13, "invalid client version")                              \
+  X(NIENOFREEPORT, -15, "no free connect port found within range")          \
+  X(NIEMYHOST_VERIFY, -16, "verify own hostname '%s' failed")               \
+  X(NIESNC_FAILURE, -17, "SNC processing failed:\n%s")                      \
+  X(NIEOPCODE, -18, "Opcode received")                                      \
+  X(NIEQUE_FULL, -19, "Queue overflow")                                     \
+  X(NIETOO_BIG, -20, "Network packet too big")                              \
+  X(NIEACCEPT, -21, "Accepted handle pending")                              \
+  X(NIEPASSED, -22, "Handle passed to other process")                       \
+  X(NIENO_ANSWER, -23, NI_NO_TEXT_STR)                                      \
+  X(NIECALL, -24, "Unexpected function call")                               \
+  X(NIEROUT_HOST_UNKNOWN, -90, "hostname '%s' unknown")                     \
+  X(NIEROUT_SERV_UNKNOWN, -91, "service '%s' unknown")                      \
+  X(NIEROUT_CONN_REFUSED, -92, "partner '%s' not reached")                  \
+  X(NIEROUT_INTERN, -93, "internal error")                                  \
+  X(NIEROUT_PERM_DENIED, -94, "%s: route permission denied (%s to %s, %s)") \
+  X(NIEROUT_CONN_BROKEN, -95, "connection to %s, %s broken")                \
+  X(NIEROUT_VERSION, -96, "invalid client version")                         \
+  X(NIEROUT_CANCELED, -97, "route canceled by administator")                \
+  X(NIEROUT_SHUTDOWN, -98, "router shutdown")                               \
+  X(NIEROUT_INFO_DENIED, -99, "info access denied (%s to %s, %s)")          \
+  X(NIEROUT_OVERFLOW, -100, "maximum number of clients reached")            \
+  X(NIEROUT_MODE_DENIED, -101, "talkmode Native2 not allowed")              \
+  X(NIEROUT_NOCLIENT, -102, "invalid client requested")                     \
+  X(NIEROUT_EXTERN, -103, NI_NO_TEXT_STR)                                   \
+  X(NIEROUT_SNC_FAILURE, -104, "SNC processing failed:\n%s")
+
+#define NI_RC_ENUM_ENTRY(name, code, text) name = code,
+enum { NI_RC_MAP(NI_RC_ENUM_ENTRY) };
+#undef NI_RC_ENUM_ENTRY
+
+/* ---- Limits ---- */
+#define NI_MAX_HDLS 32768      /* upper bound of a table size */
+#define NI_DEFAULT_HDLS 2048   /* the size NiInit uses */
+#define NI_MAX_HOSTNAME_LEN 64 /* terminator included */
+#define NI_MAX_SERVNAME_LEN 32 /* terminator included */
+#define NI_UDS_PATH_LEN 105    /* terminator included */
+#define NI_INVALID_SOCK (-1)
+#define NI_BLOCK (-1) /* a time-out that waits for ever */
+
+/* ---- Handle states, as NiHdlGetConStat answers them; the low nibble is the class ---- */
+enum {
+  NI_FREE = 0,
+  NI_INITIAL_LIS = 1,
+  NI_INITIAL_RIL = 2,
+  NI_INITIAL_CON = 3,
+  NI_LISTEN = 0x11,
+  NI_RI_LISTEN = 0x22,
+  NI_CONN_WAIT = 0x34,
+  NI_CONNECTED = 0x35,
+  NI_ACCEPTED = 0x36,
+  NI_DG_CONNECTED = 0x47,
+  NI_DG_UNCONNECTED = 0x48
+};
+
+/* Protocol masks. */
+enum {
+  NI_PROTO_FAM_UNSPEC = 0,
+  NI_PROTO_FAM_LOCAL = 1,
+  NI_PROTO_FAM_IPv4 = 2,
+  NI_PROTO_FAM_IPv6 = 4
+};
+
+/* A node address: IPv6 in network order, IPv4 in its mapped form ::ffff:a.b.c.d. */
+typedef struct NI_NODEADDR {
+  uint8_t addr[16];
+} NI_NODEADDR;
+
+/* ---- Start and end ---- */
+
+/* NiInit is NiInit3(NI_DEFAULT_HDLS); NiInit2 refuses a size of 0 or less. NiInit3 counts uses:
+ * the first call builds the table of maxHandles entries (at most NI_MAX_HDLS), later calls keep
+ * the size they find. A failed start leaves the library as it was. */
+ZUL_API int NiInit(void) ZUL_NOTHROW;
+ZUL_API int NiInit2(int maxHandles) ZUL_NOTHROW;
+ZUL_API int NiInit3(int maxHandles) ZUL_NOTHROW;
+/* Ends one use; the last closes every handle and frees the table. */
+ZUL_API int NiExit(void) ZUL_NOTHROW;
+/* Makes the calling thread's record; NIECALL before a start. */
+ZUL_API int NiThrInit(void) ZUL_NOTHROW;
+/* Frees the record given, or the calling thread's when null. */
+ZUL_API void NiThrExit(void *record) ZUL_NOTHROW;
+
+/* ---- Handles ---- */
+
+/* Closes the handle and frees its entry; datagram handles are refused. */
+ZUL_API int NiCloseHandle(int hdl) ZUL_NOTHROW;
+/* The handle's table index, -1 for an invalid handle. */
+ZUL_API int NiGetHdlTblIdx(int hdl) ZUL_NOTHROW;
+/* The handle's state, 0 for an invalid handle. */
+ZUL_API uint8_t NiHdlGetConStat(int hdl) ZUL_NOTHROW;
+/* The handle's creation time, 0 for an invalid handle. */
+ZUL_API time_t NiHdlGetStartTime(int hdl) ZUL_NOTHROW;
+/* 1 when IPv6 is in use, else 0. */
+ZUL_API int NiIsIPv6Activated(void) ZUL_NOTHROW;
+/* The text of a protocol mask ("IPv4", "UDS,IPv6", "unknown" above 7). */
+ZUL_API const ZUL_UTF16 *NiGetProtoName(int mask) ZUL_NOTHROW;
+
+/* ---- Codes ---- */
+
+/* The name of a code ("NIEINVAL"); "*** ERROR ***" for an unknown one. */
+ZUL_API const ZUL_UTF16 *NiErrStr(int rc) ZUL_NOTHROW;
+/* The name and the message format of a code; "*** ERROR ***" for an unknown one and for a code
+ * without a text of its own. */
+ZUL_API const ZUL_UTF16 *NiIErrorName(int rc) ZUL_NOTHROW;
+ZUL_API const ZUL_UTF16 *NiIErrorText(int rc) ZUL_NOTHROW;
+/* Records rc in the thread's error information, leaving an information from another location,
+ * or one of this location with the same component and code, alone. The two SNC codes only
+ * replace the code and component of the present information. */
+ZUL_API int NiErrSet(int rc) ZUL_NOTHROW;
+
+#endif /* ZUL_NI_H */

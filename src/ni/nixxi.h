@@ -1,0 +1,86 @@
+// Internals of the network interface shared by its files: the handle table, its locks and the
+// helpers that every public call uses.
+#ifndef NI_NIXXI_H
+#define NI_NIXXI_H
+
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+
+#include "zul_ni.h"
+#include "zul_si.h"
+#include "zul_thr.h"
+
+// One entry of the handle table. Fields not used yet by any caller are left out until the
+// layer that needs them comes.
+struct NITAB {
+  NITAB *next, *prev;  // chain of used entries, newest first
+  int32_t handle;      // index * 8 + generation
+  uint8_t mType;       // handle state
+  uint8_t mBlockMode;
+  uint8_t mTrace;
+  FILE **ppTrcFile;
+  time_t mStartTime;
+  uint8_t mInTcList;
+  struct {
+    SI_SOCK mIPSocket, mUDSocket;
+    void *mAcl;
+  } lis;
+  struct {
+    NI_NODEADDR mPeerAddr;
+    uint16_t mPeerServ;
+    SI_SOCK mSocket;
+  } con;
+  uint64_t mOutOctets, mInOctets;
+  uint32_t mOutMsgs, mInMsgs;
+};
+
+namespace ni {
+
+// Global state. The handle lock guards the free list and the used chain; gUseCount is changed
+// by start and end only, which run on one thread.
+extern NITAB *gTab;
+extern int gMaxHdls;
+extern int16_t gUseCount;
+extern THR_REC_MTX gHdlLock;
+extern THR_MTX gParamLock;
+extern THR_KEY gThrKey;
+extern int gUseIpProto;
+extern NI_NODEADDR gAddrAnyInit, gAddrLocalInit;
+extern uint8_t gTraceAll;
+
+// The mapped forms of 0.0.0.0 and 127.0.0.1.
+extern const NI_NODEADDR kMappedAny, kMappedLoopback;
+
+// The source modules that reports name.
+inline constexpr const char16_t *kModPublic = u"nixx.c";
+inline constexpr const char16_t *kModInternal = u"nixxi.cpp";
+inline constexpr const char16_t *kModOs = u"niuxi.c";
+
+// The one shape of a refused call: the error information with the code's text and the condition
+// text (format filled with the arguments), then the same line to the trace as a warning when
+// ct_level reaches traceLevel (1 for all but the frequent harmless cases). Answers rc.
+int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char *format,
+           ...) noexcept __attribute__((format(printf, 5, 6)));
+
+// The validity test at the top of every public call; null with the error set for an invalid
+// handle.
+NITAB *CheckHdl(int hdl, const char *func) noexcept;
+
+// The 8-bit state name ("NI_CONNECTED", "INVALID").
+const char *StatName8(int stat) noexcept;
+
+// Start and end of the library proper, under the use count.
+int IInit(int maxHandles) noexcept;
+void IExit() noexcept;
+
+}  // namespace ni
+
+// The one birth and death of handles. *ppHdl should be null; it gets the new entry.
+int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept;
+// removeUdsPath 1 removes a listener's socket file; the third argument has no effect.
+int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int ignored) noexcept;
+// Closes every used entry under the handle lock.
+void NiCloseAll() noexcept;
+
+#endif  // NI_NIXXI_H

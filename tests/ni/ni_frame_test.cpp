@@ -1,0 +1,171 @@
+// The frame of the network interface: the code table, the use-counted start and the handle
+// table's life cycle, with real sockets attached where a close must close something.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "ni/nixxi.h"
+#include "zul_err.h"
+
+namespace {
+
+std::u16string ErrDetail() { return ErrGetFld(ERR_FLD_DETAIL); }
+
+TEST(NiCodes, NamesAndTextsComeFromOneTable) {
+  struct Row {
+    int rc;
+    const char16_t *name, *text;
+  } rows[] = {
+      {0, u"ZUL_O_K", u""},
+      {NIETIMEOUT, u"NIETIMEOUT", u"timeout occured"},
+      {NIEINVAL, u"NIEINVAL",
+       u"internal error\n(this retcode should be handled by caller of NI-layer)"},
+      {NIENO_ANSWER, u"NIENO_ANSWER", u"*** ERROR ***"},
+      {NIEROUT_CANCELED, u"NIEROUT_CANCELED", u"route canceled by administator"},
+      {NIEROUT_EXTERN, u"NIEROUT_EXTERN", u"*** ERROR ***"},
+      {-9, u"*** ERROR ***", u"*** ERROR ***"},
+      {-14, u"*** ERROR ***", u"*** ERROR ***"},
+      {-105, u"*** ERROR ***", u"*** ERROR ***"},
+  };
+  for (const Row &r : rows) {
+    EXPECT_EQ(std::u16string(NiIErrorName(r.rc)), r.name) << r.rc;
+    EXPECT_EQ(std::u16string(NiErrStr(r.rc)), r.name) << r.rc;
+    EXPECT_EQ(std::u16string(NiIErrorText(r.rc)), r.text) << r.rc;
+  }
+}
+
+TEST(NiCodes, ErrSetLeavesTheFirstCauseAlone) {
+  ErrClear();
+  NiErrSet(NIETIMEOUT);
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_RC)), u"-5");
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_TEXT)), u"timeout occured");
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_COMPONENT)), u"NI (network interface)");
+  std::u16string counter = ErrGetFld(ERR_FLD_COUNTER);
+  NiErrSet(NIETIMEOUT);  // same location, component and code: left alone
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_COUNTER)), counter);
+  NiErrSet(NIECONN_BROKEN);
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_TEXT)), u"connection to partner '%s' broken");
+  NiErrSet(NIESNC_FAILURE);  // replaces the code only
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_RC)), u"-17");
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_TEXT)), u"connection to partner '%s' broken");
+  ErrClear();
+}
+
+TEST(NiStart, UseCountAndLimits) {
+  ErrClear();
+  EXPECT_EQ(NiThrInit(), NIECALL);
+  EXPECT_EQ(ErrDetail(), u"NiThrInit: NI library not initialized (0)");
+  EXPECT_EQ(NiInit3(NI_MAX_HDLS + 1), NIEINVAL);
+  EXPECT_EQ(NiInit2(0), NIEINVAL);
+  EXPECT_EQ(ErrDetail(), u"NiInit2: parameter invalid (maxHandles <= 0)");
+  ASSERT_EQ(NiInit3(NI_MAX_HDLS), ZUL_O_K);
+  EXPECT_EQ(ni::gMaxHdls, NI_MAX_HDLS);
+  EXPECT_EQ(NiInit3(4), ZUL_O_K);  // counted, size kept
+  EXPECT_EQ(ni::gMaxHdls, NI_MAX_HDLS);
+  EXPECT_EQ(NiThrInit(), ZUL_O_K);
+  EXPECT_EQ(NiExit(), ZUL_O_K);
+  EXPECT_NE(ni::gTab, nullptr);
+  EXPECT_EQ(NiExit(), ZUL_O_K);
+  EXPECT_EQ(ni::gTab, nullptr);
+  EXPECT_EQ(ni::gUseIpProto, 0);
+  EXPECT_EQ(NiExit(), ZUL_O_K);  // below zero: only traced
+  EXPECT_EQ(ni::gUseCount, 0);
+}
+
+class NiHandles : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(NiInit3(4), ZUL_O_K); }
+  void TearDown() override { NiExit(); }
+
+  // A connected handle that owns one end of a socket pair; *peer gets the other end.
+  static int Connected(int *peer) {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) return -1;
+    NITAB *p = nullptr;
+    if (NiICreateHandle(&p, NI_INITIAL_CON, nullptr) != ZUL_O_K) return -1;
+    p->con.mSocket = SI_SOCK{fds[0], AF_UNIX, SOCK_STREAM, 0};
+    p->mType = NI_CONNECTED;
+    *peer = fds[1];
+    return p->handle;
+  }
+};
+
+TEST_F(NiHandles, ReuseIsLastInFirstOutWithTheNextGeneration) {
+  int peer[3];
+  int h[3];
+  for (int i = 0; i < 3; ++i) h[i] = Connected(&peer[i]);
+  EXPECT_EQ(h[0], 0 * 8 + 1);  // a fresh entry holds number 0, so generation 1 comes first
+  EXPECT_EQ(h[1], 1 * 8 + 1);
+  EXPECT_EQ(NiHdlGetConStat(h[1]), NI_CONNECTED);
+  int fd = ni::gTab[1].con.mSocket.socket;
+  ASSERT_EQ(NiCloseHandle(h[1]), ZUL_O_K);
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);  // the socket is closed with the handle
+  ErrClear();
+  EXPECT_EQ(NiGetHdlTblIdx(h[1]), -1);
+  EXPECT_EQ(ErrDetail(), u"NiGetHdlTblIdx: invalid hdl " + std::u16string(u"9"));
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_MODULE)), u"nixx.c");
+  // Eight reuses of the slot walk the generations round to the stale number again.
+  int stale = h[1];
+  for (int round = 1; round <= 8; ++round) {
+    NITAB *p = nullptr;
+    ASSERT_EQ(NiICreateHandle(&p, NI_INITIAL_CON, nullptr), ZUL_O_K);
+    EXPECT_EQ(p->handle, 8 + ((stale + round) & 7));
+    p->mType = NI_CONNECTED;
+    EXPECT_EQ(NiGetHdlTblIdx(stale), round == 8 ? 1 : -1);
+    ASSERT_EQ(NiCloseHandle(p->handle), ZUL_O_K);
+  }
+  for (int i : {0, 2}) {
+    EXPECT_EQ(NiCloseHandle(h[i]), ZUL_O_K);
+    close(peer[i]);
+  }
+  close(peer[1]);
+}
+
+TEST_F(NiHandles, InvalidNumbersAndExhaustion) {
+  NITAB *p[4] = {};
+  for (NITAB *&q : p) ASSERT_EQ(NiICreateHandle(&q, NI_INITIAL_CON, nullptr), ZUL_O_K);
+  NITAB *extra = nullptr;
+  ErrClear();
+  EXPECT_EQ(NiICreateHandle(&extra, NI_INITIAL_CON, nullptr), NIEINVAL);
+  EXPECT_EQ(ErrDetail(), u"NiICreateHandle: no more free handles (4)");
+  EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_MODULE)), u"nixxi.cpp");
+  EXPECT_EQ(NiICreateHandle(&extra, NI_LISTEN, nullptr), NIEINVAL);
+  // Initial states are invalid for public calls; so are numbers outside the table, including
+  // the one-past-the-end index that the numeric bound admits.
+  for (int hdl : {p[0]->handle, -1, -8, 4 * 8 + 6, 4 * 8 + 7, 1 << 30}) {
+    ErrClear();
+    EXPECT_EQ(NiHdlGetConStat(hdl), 0) << hdl;
+    EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_RC)), u"-8") << hdl;
+  }
+  // A second close of a freed entry, as a racing thread would do it, changes nothing.
+  ASSERT_EQ(NiICloseHandle(p[3], 1, 0), ZUL_O_K);
+  ErrClear();
+  EXPECT_EQ(NiICloseHandle(p[3], 1, 0), NIEINVAL);
+  EXPECT_EQ(ErrDetail(), u"NiICloseHandle: hdl 25 closed in the meantime; race? (old rc=0)");
+  NITAB *again = nullptr;
+  ASSERT_EQ(NiICreateHandle(&again, NI_INITIAL_LIS, nullptr), ZUL_O_K);
+  EXPECT_EQ(again, p[3]);
+  EXPECT_EQ(NiICreateHandle(&extra, NI_INITIAL_CON, nullptr), NIEINVAL);
+}
+
+TEST_F(NiHandles, ListenerClosesBothSocketsAndDatagramsAreRefused) {
+  int tcp = socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_GE(tcp, 0);
+  NITAB *p = nullptr;
+  ASSERT_EQ(NiICreateHandle(&p, NI_INITIAL_LIS, nullptr), ZUL_O_K);
+  p->lis.mIPSocket = SI_SOCK{tcp, AF_INET, SOCK_STREAM, 0};
+  p->mType = NI_LISTEN;
+  NITAB *dg = nullptr;
+  ASSERT_EQ(NiICreateHandle(&dg, NI_INITIAL_CON, nullptr), ZUL_O_K);
+  dg->mType = NI_DG_UNCONNECTED;
+  EXPECT_EQ(NiCloseHandle(dg->handle), NIEINVAL);
+  EXPECT_EQ(NiCloseHandle(p->handle), ZUL_O_K);
+  EXPECT_EQ(fcntl(tcp, F_GETFD), -1);
+  EXPECT_EQ(std::u16string(NiGetProtoName(6)), u"IPv4,IPv6");
+  EXPECT_EQ(std::u16string(NiGetProtoName(8)), u"unknown");
+}
+
+}  // namespace
