@@ -101,6 +101,74 @@ typedef struct NI_NODEADDR {
   uint8_t addr[16];
 } NI_NODEADDR;
 
+/* ---- Parameters ---- */
+
+/* Global parameter numbers; 7 and 8 don't exist. */
+enum {
+  NIP_PORTRANGE = 1,                /* BOOL: wildcard binds use NIP_MINPORT..NIP_MAXPORT */
+  NIP_MAXPORT = 2,                  /* USHORT, 1023 */
+  NIP_MINPORT = 3,                  /* USHORT, 0; 0 is stored as 1 */
+  NIP_HSBUF_OPCODE = 4,             /* RAW, write only: 0 prints the name caches, 1 flushes them */
+  NIP_HSBUF_SIZE = 5,               /* UINT, 100 */
+  NIP_VERSION = 6,                  /* UINT, read only: 40 */
+  NIP_FRAGTEST = 9,                 /* UINT, 0: off */
+  NIP_CONNLOCAL = 10,               /* BOOL, on: local connects over local sockets */
+  NIP_UDS_PATH = 11,                /* UCPTR: format of the local socket path, %d takes the port */
+  NIP_QUEUE_LEN = 12,               /* UINT, 20: listen backlog, at least 5 */
+  NIP_QTEST = 13,                   /* UINT: probability 1..100 in the low byte, count above */
+  NIP_LOCAL_ADDR = 14,              /* NODEADDR: the calling thread's local bind address */
+  NIP_HSBUF_TRACE_LIMIT = 15,       /* UINT, 0 */
+  NIP_HSBUF_TIME_FUNC = 16,         /* VOIDPTR: clock of the name caches */
+  NIP_TRACE_ALL = 17,               /* BOOL: new handles are traced */
+  NIP_INC_SERV_NO = 18,             /* BOOL, off: the wildcard port search counts down */
+  NIP_CONT_IN_RANGE = 19,           /* BOOL, on */
+  NIP_POLL_TRACE_LIMIT = 20,        /* UINT, 0: seconds of oversleeping that are warned of */
+  NIP_HOSTBUF_TIMEOUT = 21,         /* UINT, write only: 86400 s */
+  NIP_HOSTBUF_TIMEOUT_INVALID = 22, /* UINT, write only: 600 s */
+  NIP_SOCKET_BUFFER_SIZE = 23,      /* UINT, write only: 32768 */
+  NIP_BUF_MAX_HEAP = 30             /* UINT: heap limit of the buffered layer */
+};
+
+/* Data types of a parameter value. */
+enum {
+  NI_DT_BOOL = 1,
+  NI_DT_RAW = 2,
+  NI_DT_USHORT = 3,
+  NI_DT_UINT = 4,
+  NI_DT_NODEADDR = 5,
+  NI_DT_VOIDPTR = 6,
+  NI_DT_UCPTR = 7
+};
+
+/* One parameter with its number, its value's type and the value. For reading NIP_UDS_PATH the
+ * caller gives a buffer of NI_UDS_PATH_LEN units in ucptr_val. */
+typedef struct NI_PARAM_DATA {
+  uint8_t param;
+  uint8_t datatype;
+  union {
+    uint8_t bool_val;
+    uint8_t raw_val;
+    uint16_t ushort_val;
+    uint32_t uint_val;
+    NI_NODEADDR nodeaddr_val;
+    void *voidptr_val;
+    ZUL_UTF16 *ucptr_val;
+  } value;
+} NI_PARAM_DATA;
+
+/* Set or read one global parameter; both start the library when needed. */
+ZUL_API int NiSetParamEx(NI_PARAM_DATA *pParamData) ZUL_NOTHROW;
+ZUL_API int NiGetParamEx(NI_PARAM_DATA *pParamData) ZUL_NOTHROW;
+/* The older forms: NiSetParam knows 1 to 5, 9, 10, 13 and 17; NiGetParam answers the value of
+ * 1 to 3, 5, 6, 9, 10, 13 or 17, and -1 on failure (always for 4, which can't be read). */
+ZUL_API int NiSetParam(int param, uint32_t value) ZUL_NOTHROW;
+ZUL_API int NiGetParam(int param) ZUL_NOTHROW;
+/* Profile parameters by name ("is/hostbuffer_timeout_valid_entry",
+ * "is/hostbuffer_timeout_invalid_entry", "is/socket_buffer_size"): NiTestPfParam only checks
+ * the value, NiSetPfParam also applies it. */
+ZUL_API int NiSetPfParam(const ZUL_UTF16 *name, const ZUL_UTF16 *value) ZUL_NOTHROW;
+ZUL_API int NiTestPfParam(const ZUL_UTF16 *name, const ZUL_UTF16 *value) ZUL_NOTHROW;
+
 /* ---- Start and end ---- */
 
 /* NiInit is NiInit3(NI_DEFAULT_HDLS); NiInit2 refuses a size of 0 or less. NiInit3 counts uses:

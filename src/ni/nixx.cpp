@@ -9,16 +9,19 @@
 
 using namespace ni;
 
-namespace {
-
-// The per-thread record, made on first use and kept under the NI thread key.
-struct NI_THR_GLOB {
-  ZUL_UTF16 mHostName[NI_MAX_HOSTNAME_LEN];  // answer buffer of the host name look-up
-  ZUL_UTF16 mAddrStr[46];                    // answer buffer of the address printer
-  NI_NODEADDR mLocalAddr;                    // local bind address of this thread
-};
-
-}  // namespace
+ThrGlob *ni::IGetThrGlob(const char *func) noexcept {
+  if (gUseCount <= 0 && NiInit() != ZUL_O_K) return nullptr;
+  auto *g = static_cast<ThrGlob *>(ThrKeyVarGet(&gThrKey));
+  if (g != nullptr) return g;
+  g = static_cast<ThrGlob *>(std::calloc(1, sizeof(ThrGlob)));
+  if (g == nullptr) {
+    Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: NiIGetThrGlob failed", func);
+    return nullptr;
+  }
+  g->mLocalAddr = gAddrAnyInit;
+  ThrKeyVarSet(&gThrKey, g);
+  return g;
+}
 
 void NiCloseAll() noexcept {
   if (gTab == nullptr) return;
@@ -82,13 +85,7 @@ int NiThrInit() noexcept {
   if (gUseCount <= 0)
     return Refuse(kModPublic, __LINE__, NIECALL, 1, "%s: NI library not initialized (%d)",
                   "NiThrInit", gUseCount);
-  if (ThrKeyVarGet(&gThrKey) != nullptr) return ZUL_O_K;
-  auto *g = static_cast<NI_THR_GLOB *>(std::calloc(1, sizeof(NI_THR_GLOB)));
-  if (g == nullptr)
-    return Refuse(kModPublic, __LINE__, NIEINTERN, 1, "%s: NiIGetThrGlob failed\n", "NiThrInit");
-  g->mLocalAddr = gAddrAnyInit;
-  ThrKeyVarSet(&gThrKey, g);
-  return ZUL_O_K;
+  return IGetThrGlob("NiThrInit") != nullptr ? ZUL_O_K : NIEINTERN;
 }
 
 void NiThrExit(void *record) noexcept {

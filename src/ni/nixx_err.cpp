@@ -72,10 +72,22 @@ int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char 
   char16_t codeText[128];
   TextAsFormat(rc, codeText, std::size(codeText));
   ErrSet(kComponent, kComponentVersion, module, line, codeText, rc, detail);
-  if (traceLevel <= 1)
-    DPTRC_WARN_A7(tf, "%s\n", text);
-  else
+  if (traceLevel > 1) {
     DPTRC_A7(traceLevel, tf, "%s\n", text);
+  } else if (ct_level >= 1) {
+    // The warning names the caller's source and line, not this function's.
+    char16_t traceModule[16];
+    size_t n = 0;
+    for (; module[n] != 0 && module[n] != u'.' && n + 1 < std::size(traceModule); ++n)
+      traceModule[n] = module[n];
+    traceModule[n] = 0;
+    DpLock();
+    EntLev = 1;
+    CTrcSaveLocation(traceModule, line);
+    DpTrcWarnA7(tf, "%s\n", text);
+    EntLev = 2;
+    DpUnlock();
+  }
   return rc;
 }
 

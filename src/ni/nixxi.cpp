@@ -167,8 +167,8 @@ int IInit(int maxHandles) noexcept {
   }
   gMaxHdls = maxHandles;
   gUsed = nullptr;
-  // The environment and the IPv6 decision come next; IPv4 only until then.
-  if (gUseIpProto == 0) gUseIpProto = NI_PROTO_FAM_IPv4;
+  ISetIPProtoUsage();
+  // The name caches and the local host table come with their layer.
   if (SI_FD_SETSIZE < maxHandles)
     DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", "NiIInit", SI_FD_SETSIZE,
                   maxHandles);

@@ -49,6 +49,45 @@ extern int gUseIpProto;
 extern NI_NODEADDR gAddrAnyInit, gAddrLocalInit;
 extern uint8_t gTraceAll;
 
+// The parameter variables, guarded by gParamLock.
+struct Params {
+  uint8_t portRange = 0;
+  uint16_t maxPort = 1023;
+  uint16_t minPort = 0;
+  uint32_t hsBufSize = 100;
+  uint32_t fragTest = 0;
+  uint8_t connLocal = 1;
+  char16_t udsPath[NI_UDS_PATH_LEN] = u"/tmp/.zulstream%d";
+  uint32_t queueLen = 20;
+  uint32_t qTest = 0;
+  uint32_t hsBufTraceLimit = 0;
+  void *hsBufTimeFunc = nullptr;
+  uint8_t incServNo = 0;
+  uint8_t contInRange = 1;
+  uint32_t pollTraceLimit = 0;
+  uint32_t hostBufTimeout = 86400;
+  uint32_t hostBufTimeoutInvalid = 600;
+  uint32_t socketBufferSize = 32768;
+  uint32_t bufMaxHeap = 0;
+};
+extern Params gParams;
+extern uint8_t gConnectLocal;  // ZUL_CONNECT_RESTRICTION=LOCAL
+
+// The per-thread record, made on first use and kept under the NI thread key.
+struct ThrGlob {
+  ZUL_UTF16 mHostName[NI_MAX_HOSTNAME_LEN];  // answer buffer of the host name look-up
+  ZUL_UTF16 mAddrStr[46];                    // answer buffer of the address printer
+  NI_NODEADDR mLocalAddr;                    // local bind address of this thread
+};
+// The calling thread's record, starting the library if needed; null with the error set.
+ThrGlob *IGetThrGlob(const char *func) noexcept;
+
+// Reads the environment once per start and decides the protocols (IPv4 only on any doubt).
+void ISetIPProtoUsage() noexcept;
+// The IPv6 decision on a list of local addresses and their up flags: true when an up interface
+// has a real IPv6 address and ::1. Traces why not.
+bool IPv6Usable(const NI_NODEADDR *addrs, const uint8_t *up, int count) noexcept;
+
 // The mapped forms of 0.0.0.0 and 127.0.0.1.
 extern const NI_NODEADDR kMappedAny, kMappedLoopback;
 
@@ -82,5 +121,11 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept;
 int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int ignored) noexcept;
 // Closes every used entry under the handle lock.
 void NiCloseAll() noexcept;
+
+// The machine's interface addresses (at most max stored, all counted in *pCount), with their up
+// flags when pUpFlags is given (else down interfaces are left out); IPv6 ones only while IPv6 is
+// active, link-local ones only withLinkLocal.
+int NiPGetNodeAddrList(NI_NODEADDR *pAddrs, uint8_t *pUpFlags, int max, int withLinkLocal,
+                       int *pCount) noexcept;
 
 #endif  // NI_NIXXI_H

@@ -1,0 +1,168 @@
+// The operating system side of the network interface: the environment read at start, the
+// decision for IPv6 and the list of the machine's interface addresses.
+#define DPTRC_MODULE u"niuxi"
+
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "ni/nixxi.h"
+#include "zul_dptrace.h"
+
+using namespace ni;
+
+namespace ni {
+uint8_t gConnectLocal = 0;
+}
+
+namespace {
+
+constexpr int kMaxLocalAddrs = 200;
+const NI_NODEADDR kIPv6Loopback = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+const NI_NODEADDR kIPv6Any = {};
+
+bool IsMapped(const NI_NODEADDR &a) {
+  static const uint8_t kPrefix[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
+  return std::memcmp(a.addr, kPrefix, 12) == 0;
+}
+
+// Stores one address if there is room; counts it always.
+void Add(const NI_NODEADDR &a, uint8_t up, NI_NODEADDR *addrs, uint8_t *upFlags, int max,
+         int *count) {
+  if (*count < max) {
+    addrs[*count] = a;
+    if (upFlags != nullptr) upFlags[*count] = up;
+  }
+  ++*count;
+}
+
+// 1 when the interface of that name is up; -1 when it can't be asked.
+int InterfaceUp(int sock, const char *name) {
+  ifreq req{};
+  std::snprintf(req.ifr_name, sizeof req.ifr_name, "%s", name);
+  if (ioctl(sock, SIOCGIFFLAGS, &req) != 0) return -1;
+  return (req.ifr_flags & IFF_UP) != 0 ? 1 : 0;
+}
+
+void ReadIPv4(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int *count) {
+  // Grow the buffer until two answers have the same length: then nothing was cut off.
+  std::vector<char> buf;
+  int last = -1;
+  for (size_t size = 4000;; size += 400) {
+    buf.assign(size, 0);
+    ifconf conf{};
+    conf.ifc_len = static_cast<int>(size);
+    conf.ifc_buf = buf.data();
+    if (ioctl(sock, SIOCGIFCONF, &conf) != 0) return;
+    if (conf.ifc_len == last) break;
+    last = conf.ifc_len;
+  }
+  auto *req = reinterpret_cast<ifreq *>(buf.data());
+  for (int i = 0; i < last / static_cast<int>(sizeof(ifreq)); ++i) {
+    if (req[i].ifr_addr.sa_family != AF_INET) continue;
+    int up = InterfaceUp(sock, req[i].ifr_name);
+    if (up == 0 && upFlags == nullptr) continue;
+    NI_NODEADDR a = kMappedAny;
+    std::memcpy(a.addr + 12, &reinterpret_cast<sockaddr_in *>(&req[i].ifr_addr)->sin_addr, 4);
+    Add(a, static_cast<uint8_t>(up == 1), addrs, upFlags, max, count);
+  }
+}
+
+void ReadIPv6(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int withLinkLocal,
+              int *count) {
+  FILE *f = std::fopen("/proc/net/if_inet6", "r");
+  if (f == nullptr) return;
+  unsigned w[4], idx, plen, scope, flags;
+  char name[21];
+  while (std::fscanf(f, "%08x%08x%08x%08x %02x %02x %02x %02x %20s\n", &w[0], &w[1], &w[2], &w[3],
+                     &idx, &plen, &scope, &flags, name) == 9) {
+    NI_NODEADDR a;
+    for (int i = 0; i < 16; ++i) a.addr[i] = static_cast<uint8_t>(w[i / 4] >> (24 - 8 * (i % 4)));
+    if (!withLinkLocal && a.addr[0] == 0xfe && a.addr[1] == 0x80) continue;
+    int up = InterfaceUp(sock, name);
+    if (up == 0 && upFlags == nullptr) continue;
+    Add(a, static_cast<uint8_t>(up == 1), addrs, upFlags, max, count);
+  }
+  std::fclose(f);
+}
+
+}  // namespace
+
+// Part of the host look-ups: the machine's addresses, IPv6 ones only with IPv6 active.
+int NiPGetNodeAddrList(NI_NODEADDR *pAddrs, uint8_t *pUpFlags, int max, int withLinkLocal,
+                       int *pCount) noexcept {
+  *pCount = 0;
+  int sock = socket(AF_INET, SOCK_DGRAM, 0);
+  if (sock < 0)
+    return Refuse(kModOs, __LINE__, NIEINTERN, 1, "%s: socket failed (errno=%d)",
+                  "NiPGetNodeAddrList", errno);
+  ReadIPv4(sock, pAddrs, pUpFlags, max, pCount);
+  if (NiIsIPv6Activated()) ReadIPv6(sock, pAddrs, pUpFlags, max, withLinkLocal, pCount);
+  close(sock);
+  return ZUL_O_K;
+}
+
+bool ni::IPv6Usable(const NI_NODEADDR *addrs, const uint8_t *up, int count) noexcept {
+  bool real = false, loopback = false;
+  for (int i = 0; i < count; ++i) {
+    if (up[i] == 0 || IsMapped(addrs[i])) continue;
+    if (std::memcmp(&addrs[i], &kIPv6Loopback, sizeof(NI_NODEADDR)) == 0)
+      loopback = true;
+    else
+      real = true;
+  }
+  if (!real)
+    DPTRC_A7(1, tf, "%s: no IPv6 address configured, IPv6 will not be initialized\n", "NiIInit");
+  else if (!loopback)
+    DPTRC_A7(1, tf,
+             "%s: no IPv6 localhost address '::1' configured, IPv6 will not be initialized\n",
+             "NiIInit");
+  return real && loopback;
+}
+
+void ni::ISetIPProtoUsage() noexcept {
+  const char *fn = "NiISetIPProtoUsage";
+  const char *restriction = std::getenv("ZUL_CONNECT_RESTRICTION");
+  if (restriction != nullptr) {
+    if (std::strcmp(restriction, "LOCAL") == 0)
+      gConnectLocal = 1;
+    else
+      DPTRC_A7(1, tf, "%s: invalid value '%s' for ZUL_CONNECT_RESTRICTION\n", fn, restriction);
+  }
+  if (gUseIpProto != 0) return;  // decided once
+  const char *active = std::getenv("ZUL_IPv6_ACTIVE");
+  bool want = false;
+  if (active != nullptr) {
+    if (std::strcmp(active, "1") == 0)
+      want = true;
+    else if (std::strcmp(active, "0") != 0)
+      DPTRC_A7(1, tf, "%s: invalid value '%s' for ZUL_IPv6_ACTIVE [0,1]\n", fn, active);
+  } else {
+    want = std::getenv("NI_USEIPv6") != nullptr;
+  }
+  gUseIpProto = want ? NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6 : NI_PROTO_FAM_IPv4;
+  if (!want) return;
+  NI_NODEADDR addrs[kMaxLocalAddrs];
+  uint8_t up[kMaxLocalAddrs];
+  int count = 0;
+  NiPGetNodeAddrList(addrs, up, kMaxLocalAddrs, 1, &count);
+  if (count > kMaxLocalAddrs) {
+    DPTRC_A7(1, tf, "%s: found more than %d (%d) local address\n", "NiIInit", kMaxLocalAddrs,
+             count);
+    count = kMaxLocalAddrs;
+  }
+  if (IPv6Usable(addrs, up, count)) {
+    gAddrAnyInit = kIPv6Any;
+    gAddrLocalInit = kIPv6Loopback;
+  } else {
+    gUseIpProto = NI_PROTO_FAM_IPv4;
+  }
+}
