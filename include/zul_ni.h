@@ -101,6 +101,72 @@ typedef struct NI_NODEADDR {
   uint8_t addr[16];
 } NI_NODEADDR;
 
+/* ---- Node addresses and their texts ---- */
+
+/* Text lengths in units, terminator included. */
+#define NI_IPv4ADDR_STR_LEN 16
+#define NI_NODEADDR_STR_LEN 46
+#define NI_ADDRMASK_STR_LEN 92
+#define NI_SERVNO_STR_LEN 6
+
+/* The constant addresses: mapped 0.0.0.0 and 127.0.0.1, :: and ::1. */
+ZUL_API const NI_NODEADDR NI_ADDR_ANY_I4_INIT;
+ZUL_API const NI_NODEADDR NI_ADDR_LOCAL_I4_INIT;
+ZUL_API const NI_NODEADDR NI_ADDR_ANY_I6_INIT;
+ZUL_API const NI_NODEADDR NI_ADDR_LOCAL_I6_INIT;
+/* The any and loopback addresses in use: the IPv4 forms, or the IPv6 ones when IPv6 was taken
+ * at start. Written only by start and end. */
+ZUL_API NI_NODEADDR NI_ADDR_ANY_INIT;
+ZUL_API NI_NODEADDR NI_ADDR_LOCAL_INIT;
+ZUL_API const ZUL_UTF16 NI_ADDR_ANY_STR_I4[];   /* "0.0.0.0" */
+ZUL_API const ZUL_UTF16 NI_ADDR_LOCAL_STR_I4[]; /* "127.0.0.1" */
+ZUL_API const ZUL_UTF16 NI_ADDR_ANY_STR_I6[];   /* "::" */
+ZUL_API const ZUL_UTF16 NI_ADDR_LOCAL_STR_I6[]; /* "::1" */
+ZUL_API const ZUL_UTF16 NI_LOCALHOST_STR[];     /* "localhost" */
+
+/* The text of an address into pStr (bufferLen units): dotted for a mapped or null address
+ * (16 units needed), else the system's numeric text or eight uncompressed groups (46 units).
+ * flag has no effect. NiAddrToStr2 answers pStr or "<ERR>"; NiAddrToStrStatic answers the
+ * calling thread's buffer, valid until its next call, or "*** ERROR ***". */
+ZUL_API int NiAddrToStr(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pStr, int bufferLen,
+                        int flag) ZUL_NOTHROW;
+ZUL_API const ZUL_UTF16 *NiAddrToStr2(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pStr, int bufferLen,
+                                      int flag) ZUL_NOTHROW;
+ZUL_API const ZUL_UTF16 *NiAddrToStrStatic(const NI_NODEADDR *pNodeAddr, int flag) ZUL_NOTHROW;
+/* Address, "/" and the prefix length (or the mask when it isn't contiguous); 92 units. */
+ZUL_API int NiAddrMaskToStr(const NI_NODEADDR *pNodeAddr, const NI_NODEADDR *pMask, ZUL_UTF16 *pStr,
+                            int bufferLen) ZUL_NOTHROW;
+/* Parses "a.b.c.d", IPv6 texts with "::" and a dotted tail, "/prefix", "*" parts and binary
+ * parts with "x" ("1100xxxx.*.*.*"), and short IPv4 networks ("10/8"). *pHasMask (may be null)
+ * gets 1 when a prefix or wildcard was given. NiStrToAddr refuses both. */
+ZUL_API int NiStrToAddrMask(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *pMask,
+                            int *pHasMask) ZUL_NOTHROW;
+ZUL_API int NiStrToAddr(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* "host:service", "[ipv6]:service", "*:service" (only with pMask), with look-ups of names;
+ * *pServNo gets the port in host order (0 without a service). pMask and pServNo may be null. */
+ZUL_API int NiStrToAddrAndPort(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *pMask,
+                               uint16_t *pServNo) ZUL_NOTHROW;
+/* 1 when the addresses agree under the mask, else 0 (also for null arguments). */
+ZUL_API int NiAddrMatch(const NI_NODEADDR *pNodeAddrA, const NI_NODEADDR *pNodeAddrB,
+                        const NI_NODEADDR *pNodeAddrMask) ZUL_NOTHROW;
+/* 1 when both texts parse to the same address, else 0. */
+ZUL_API int NiAddrStrMatch(const ZUL_UTF16 *pNodeAddrStrA,
+                           const ZUL_UTF16 *pNodeAddrStrB) ZUL_NOTHROW;
+/* A copy of a route string with the values behind "/P/" (else "/W/") markers replaced by
+ * "***" where room allows. NIETOO_SMALL when the input doesn't fit. */
+ZUL_API int NiSecStr2(const ZUL_UTF16 *pInStr, ZUL_UTF16 *pSecStr, int bufferLen) ZUL_NOTHROW;
+/* Decimal text of a port (host order). NiServToStr2 answers the buffer or "<ERR>". */
+ZUL_API int NiServToStr(uint16_t servNo, ZUL_UTF16 *pServNoStr, int bufferLen) ZUL_NOTHROW;
+ZUL_API const ZUL_UTF16 *NiServToStr2(uint16_t servNo, ZUL_UTF16 *pServNoStr,
+                                      int bufferLen) ZUL_NOTHROW;
+/* The address of a host name or numeric text. */
+ZUL_API int NiHostToAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* Byte order of a port, and the conversions between addresses and raw storage. */
+ZUL_API uint16_t NiNetServno(uint16_t servNo) ZUL_NOTHROW;
+ZUL_API uint16_t NiHostServno(uint16_t servNo) ZUL_NOTHROW;
+ZUL_API void NiTransIPv4ToNode(uint32_t ipv4, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+ZUL_API uint32_t NiTransNodeToIPv4(const NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+
 /* ---- Parameters ---- */
 
 /* Global parameter numbers; 7 and 8 don't exist. */

@@ -26,8 +26,6 @@ uint8_t gConnectLocal = 0;
 namespace {
 
 constexpr int kMaxLocalAddrs = 200;
-const NI_NODEADDR kIPv6Loopback = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
-const NI_NODEADDR kIPv6Any = {};
 
 bool IsMapped(const NI_NODEADDR &a) {
   static const uint8_t kPrefix[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
@@ -70,7 +68,7 @@ void ReadIPv4(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int *coun
     if (req[i].ifr_addr.sa_family != AF_INET) continue;
     int up = InterfaceUp(sock, req[i].ifr_name);
     if (up == 0 && upFlags == nullptr) continue;
-    NI_NODEADDR a = kMappedAny;
+    NI_NODEADDR a = NI_ADDR_ANY_I4_INIT;
     std::memcpy(a.addr + 12, &reinterpret_cast<sockaddr_in *>(&req[i].ifr_addr)->sin_addr, 4);
     Add(a, static_cast<uint8_t>(up == 1), addrs, upFlags, max, count);
   }
@@ -114,7 +112,7 @@ bool ni::IPv6Usable(const NI_NODEADDR *addrs, const uint8_t *up, int count) noex
   bool real = false, loopback = false;
   for (int i = 0; i < count; ++i) {
     if (up[i] == 0 || IsMapped(addrs[i])) continue;
-    if (std::memcmp(&addrs[i], &kIPv6Loopback, sizeof(NI_NODEADDR)) == 0)
+    if (std::memcmp(&addrs[i], &NI_ADDR_LOCAL_I6_INIT, sizeof(NI_NODEADDR)) == 0)
       loopback = true;
     else
       real = true;
@@ -160,8 +158,8 @@ void ni::ISetIPProtoUsage() noexcept {
     count = kMaxLocalAddrs;
   }
   if (IPv6Usable(addrs, up, count)) {
-    gAddrAnyInit = kIPv6Any;
-    gAddrLocalInit = kIPv6Loopback;
+    NI_ADDR_ANY_INIT = NI_ADDR_ANY_I6_INIT;
+    NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I6_INIT;
   } else {
     gUseIpProto = NI_PROTO_FAM_IPv4;
   }

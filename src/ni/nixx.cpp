@@ -18,7 +18,7 @@ ThrGlob *ni::IGetThrGlob(const char *func) noexcept {
     Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: NiIGetThrGlob failed", func);
     return nullptr;
   }
-  g->mLocalAddr = gAddrAnyInit;
+  g->mLocalAddr = NI_ADDR_ANY_INIT;
   ThrKeyVarSet(&gThrKey, g);
   return g;
 }
@@ -89,7 +89,7 @@ int NiThrInit() noexcept {
 }
 
 void NiThrExit(void *record) noexcept {
-  if (gUseCount <= 0 && record == nullptr) return;
+  if (record == nullptr && gThrKey == THR_INVALID_KEY) return;
   if (record == nullptr) {
     record = ThrKeyVarGet(&gThrKey);
     if (record != nullptr) ThrKeyVarSet(&gThrKey, nullptr);

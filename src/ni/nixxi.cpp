@@ -19,10 +19,6 @@ THR_MTX gParamLock;
 THR_KEY gThrKey = THR_INVALID_KEY;
 int gUseIpProto = 0;
 uint8_t gTraceAll = 0;
-const NI_NODEADDR kMappedAny = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 0, 0, 0, 0}};
-const NI_NODEADDR kMappedLoopback = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 127, 0, 0, 1}};
-NI_NODEADDR gAddrAnyInit = kMappedAny;
-NI_NODEADDR gAddrLocalInit = kMappedLoopback;
 
 namespace {
 
@@ -188,8 +184,8 @@ void IExit() noexcept {
   gTab = nullptr;
   gMaxHdls = 0;
   gUsed = nullptr;
-  gAddrAnyInit = kMappedAny;
-  gAddrLocalInit = kMappedLoopback;
+  NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;
+  NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I4_INIT;
   gUseIpProto = 0;
 }
 
@@ -236,11 +232,11 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
       break;
     case NI_INITIAL_RIL:
       p->lis.mIPSocket.socket = NI_INVALID_SOCK;
-      p->con.mPeerAddr = gAddrAnyInit;
+      p->con.mPeerAddr = NI_ADDR_ANY_INIT;
       break;
     default:
       p->con.mSocket.socket = NI_INVALID_SOCK;
-      p->con.mPeerAddr = gAddrAnyInit;
+      p->con.mPeerAddr = NI_ADDR_ANY_INIT;
       break;
   }
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d state %s\n", "NiICreateHandle", p->handle,

@@ -46,7 +46,6 @@ extern THR_REC_MTX gHdlLock;
 extern THR_MTX gParamLock;
 extern THR_KEY gThrKey;
 extern int gUseIpProto;
-extern NI_NODEADDR gAddrAnyInit, gAddrLocalInit;
 extern uint8_t gTraceAll;
 
 // The parameter variables, guarded by gParamLock.
@@ -88,9 +87,6 @@ void ISetIPProtoUsage() noexcept;
 // has a real IPv6 address and ::1. Traces why not.
 bool IPv6Usable(const NI_NODEADDR *addrs, const uint8_t *up, int count) noexcept;
 
-// The mapped forms of 0.0.0.0 and 127.0.0.1.
-extern const NI_NODEADDR kMappedAny, kMappedLoopback;
-
 // The source modules that reports name.
 inline constexpr const char16_t *kModPublic = u"nixx.c";
 inline constexpr const char16_t *kModInternal = u"nixxi.cpp";
@@ -121,6 +117,20 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept;
 int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int ignored) noexcept;
 // Closes every used entry under the handle lock.
 void NiCloseAll() noexcept;
+
+// Look-ups through the operating system, uncached. NiPGetHostByName stores at most *pCount
+// addresses and sets it to the number found (NIETOO_SMALL when more were found than room);
+// NiPGetHostByAddr writes the name (numeric: the numeric text) as 8-bit text.
+int NiPGetHostByName(const char *pName, int ipv4Only, int numericOnly, NI_NODEADDR *pAddrs,
+                     int *pCount) noexcept;
+int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t len) noexcept;
+// A host's first address; a service's port in network order (digits are taken as they are).
+int NiIGetNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept;
+int NiIGetServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo) noexcept;
+
+// The separator between an address text and a port: "." after an IPv6 text without a dotted
+// tail, ":" otherwise.
+ZUL_UTF16 NiIGetAddrPortSep(const ZUL_UTF16 *pAddrStr) noexcept;
 
 // The machine's interface addresses (at most max stored, all counted in *pCount), with their up
 // flags when pUpFlags is given (else down interfaces are left out); IPv6 ones only while IPv6 is

@@ -136,7 +136,7 @@ TEST_F(NiParams, SocketPathLimitAndCopy) {
   d.value.ucptr_val = buf;
   ASSERT_EQ(NiGetParamEx(&d), ZUL_O_K);
   EXPECT_EQ(std::u16string(buf), path);
-  NI_NODEADDR mine = ni::kMappedLoopback;
+  NI_NODEADDR mine = NI_ADDR_LOCAL_I4_INIT;
   NI_PARAM_DATA a{};
   a.param = NIP_LOCAL_ADDR;
   a.datatype = NI_DT_NODEADDR;
@@ -178,7 +178,7 @@ TEST_F(NiParams, ProfileValues) {
 TEST(NiIPv6Decision, NeedsARealAddressAndLoopbackOnUpInterfaces) {
   const NI_NODEADDR loop = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
   const NI_NODEADDR real = {{0xfd, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2}};
-  const NI_NODEADDR mapped = ni::kMappedLoopback;
+  const NI_NODEADDR mapped = NI_ADDR_LOCAL_I4_INIT;
   struct Row {
     NI_NODEADDR a[3];
     uint8_t up[3];
@@ -207,7 +207,7 @@ int ChildStart(const char *active, const char *useV6, const char *restriction) {
     if (useV6 != nullptr) setenv("NI_USEIPv6", useV6, 1);
     if (restriction != nullptr) setenv("ZUL_CONNECT_RESTRICTION", restriction, 1);
     if (NiInit() != ZUL_O_K) _exit(100);
-    bool anyIsV6 = ni::gAddrAnyInit.addr[10] == 0;
+    bool anyIsV6 = NI_ADDR_ANY_INIT.addr[10] == 0;
     if (anyIsV6 != (NiIsIPv6Activated() == 1)) _exit(101);
     _exit(ni::gUseIpProto + (ni::gConnectLocal ? 8 : 0));
   }
