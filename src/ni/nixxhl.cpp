@@ -15,6 +15,10 @@
 
 using namespace ni;
 
+namespace ni {
+bool gNumericHostsOnly = false;
+}
+
 namespace {
 
 // ASCII copy of a 16-bit name; false when it holds anything else or doesn't fit.
@@ -78,8 +82,9 @@ int NiIGetNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept 
   if (!Narrow(pHostName, name, sizeof name)) return NIEHOST_UNKNOWN;
   NI_NODEADDR addrs[48];
   int count = 48;
-  int rc = NiPGetHostByName(name, 0, 0, addrs, &count);  // the system's order decides
-  if (rc == NIETOO_SMALL) rc = ZUL_O_K;                  // the first ones will do
+  int rc = NiPGetHostByName(name, 0, gNumericHostsOnly ? 1 : 0, addrs,
+                            &count);     // the system's order decides
+  if (rc == NIETOO_SMALL) rc = ZUL_O_K;  // the first ones will do
   if (rc == ZUL_O_K) *pNodeAddr = addrs[0];
   return rc;
 }

@@ -71,6 +71,7 @@ struct Params {
 };
 extern Params gParams;
 extern uint8_t gConnectLocal;  // ZUL_CONNECT_RESTRICTION=LOCAL
+extern bool gNumericHostsOnly;  // host look-ups accept numeric texts only (fuzzing)
 
 // The per-thread record, made on first use and kept under the NI thread key.
 struct ThrGlob {
