@@ -254,6 +254,18 @@ ZUL_API void NiThrExit(void *record) ZUL_NOTHROW;
 
 /* Closes the handle and frees its entry; datagram handles are refused. */
 ZUL_API int NiCloseHandle(int hdl) ZUL_NOTHROW;
+/* Half-closes a connection: NI_SHUT_RD, NI_SHUT_WR or NI_SHUT_RDWR; listeners are refused. A
+ * socket that is gone already counts as shut. */
+enum { NI_SHUT_RD = 0, NI_SHUT_WR = 1, NI_SHUT_RDWR = 2 };
+ZUL_API int NiShutdownHandle(int hdl, int howto) ZUL_NOTHROW;
+/* The socket number of a handle (a listener's IP socket, else its local one), and the handle of
+ * a socket number (NIEINVAL when no working handle has it). */
+ZUL_API int NiHdlToSock(int hdl, int *pSocketNo) ZUL_NOTHROW;
+ZUL_API int NiSockToHdl(int socketNo, int *pHandle) ZUL_NOTHROW;
+/* A copy of a connection's socket record; refused for listeners and pending connects. The
+ * record is the layer's: don't close it. SI_SOCK comes from zul_si.h. */
+struct SI_SOCK;
+ZUL_API int NiGetSiSocket(int hdl, struct SI_SOCK *pSocket) ZUL_NOTHROW;
 /* The handle's table index, -1 for an invalid handle. */
 ZUL_API int NiGetHdlTblIdx(int hdl) ZUL_NOTHROW;
 /* The handle's state, 0 for an invalid handle. */

@@ -168,4 +168,27 @@ TEST_F(NiHandles, ListenerClosesBothSocketsAndDatagramsAreRefused) {
   EXPECT_EQ(std::u16string(NiGetProtoName(8)), u"unknown");
 }
 
+TEST_F(NiHandles, SocketMappingAndHalfClose) {
+  int peer = -1;
+  int hdl = Connected(&peer);
+  int sock = -1, back = -1;
+  ASSERT_EQ(NiHdlToSock(hdl, &sock), ZUL_O_K);
+  ASSERT_EQ(NiSockToHdl(sock, &back), ZUL_O_K);
+  EXPECT_EQ(back, hdl);
+  EXPECT_EQ(NiSockToHdl(peer, &back), NIEINVAL);
+  SI_SOCK copy{};
+  ASSERT_EQ(NiGetSiSocket(hdl, &copy), ZUL_O_K);
+  EXPECT_EQ(copy.socket, sock);
+  EXPECT_EQ(NiShutdownHandle(hdl, 3), NIEINVAL);
+  ASSERT_EQ(NiShutdownHandle(hdl, NI_SHUT_WR), ZUL_O_K);
+  char c;
+  EXPECT_EQ(read(peer, &c, 1), 0);  // the peer sees the end of the stream
+  ni::gTab[hdl >> 3].mType = NI_CONN_WAIT;
+  ErrClear();
+  EXPECT_EQ(NiGetSiSocket(hdl, &copy), NIEINVAL);
+  EXPECT_EQ(ErrDetail(), u"NiGetSiSocket: parameter invalid (pHdl->mType == NI_CONN_WAIT)");
+  EXPECT_EQ(NiCloseHandle(hdl), ZUL_O_K);  // a pending connect is closed all the same
+  close(peer);
+}
+
 }  // namespace
