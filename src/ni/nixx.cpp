@@ -42,9 +42,12 @@ int NiInit2(int maxHandles) noexcept {
 
 int NiInit3(int maxHandles) noexcept {
   const char *fn = "NiInit3";
-  if (maxHandles > NI_MAX_HDLS || maxHandles <= 0)
+  if (maxHandles > NI_MAX_HDLS)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (maxHandles > NI_MAX_HDLS)", fn);
+  if (maxHandles <= 0)
+    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (maxHandles <= 0)",
+                  fn);
   if (gUseCount < 0) {
     DPTRC_WARN_A7(tf, "%s: NI library use count negative (%d)\n", fn, gUseCount);
     gUseCount = 0;

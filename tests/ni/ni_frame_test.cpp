@@ -59,6 +59,8 @@ TEST(NiStart, UseCountAndLimits) {
   EXPECT_EQ(NiThrInit(), NIECALL);
   EXPECT_EQ(ErrDetail(), u"NiThrInit: NI library not initialized (0)");
   EXPECT_EQ(NiInit3(NI_MAX_HDLS + 1), NIEINVAL);
+  EXPECT_EQ(ErrDetail(), u"NiInit3: parameter invalid (maxHandles > NI_MAX_HDLS)");
+  EXPECT_EQ(NiInit3(-1), NIEINVAL);
   EXPECT_EQ(NiInit2(0), NIEINVAL);
   EXPECT_EQ(ErrDetail(), u"NiInit2: parameter invalid (maxHandles <= 0)");
   ASSERT_EQ(NiInit3(NI_MAX_HDLS), ZUL_O_K);
