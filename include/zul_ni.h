@@ -266,6 +266,9 @@ ZUL_API int NiSockToHdl(int socketNo, int *pHandle) ZUL_NOTHROW;
  * record is the layer's: don't close it. SI_SOCK comes from zul_si.h. */
 struct SI_SOCK;
 ZUL_API int NiGetSiSocket(int hdl, struct SI_SOCK *pSocket) ZUL_NOTHROW;
+/* The protocols a handle serves as an NI_PROTO_FAM mask: a listener adds NI_PROTO_FAM_LOCAL for
+ * its local socket and the families its IP socket is bound for; a connection its peer's. */
+ZUL_API int NiGetHdlProto(int hdl) ZUL_NOTHROW;
 /* The handle's table index, -1 for an invalid handle. */
 ZUL_API int NiGetHdlTblIdx(int hdl) ZUL_NOTHROW;
 /* The handle's state, 0 for an invalid handle. */

@@ -1,7 +1,11 @@
 // Between handles and their sockets: the mapping both ways and the half-close.
 #define DPTRC_MODULE u"nixx"
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include <cerrno>
+#include <cstring>
 
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
@@ -94,4 +98,32 @@ int NiShutdownHandle(int hdl, int howto) noexcept {
   return Refuse(kModPublic, __LINE__, sirc == SI_EINVAL_SOCK ? NIEINVAL : NIEINTERN, 1,
                 "%s: SiShutdown failed for hdl %d (sirc=%d; errno=%u)", fn, hdl, sirc,
                 p->con.mSocket.lastError);
+}
+
+int NiGetHdlProto(int hdl) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiGetHdlProto");
+  if (p == nullptr) return NIEINVAL;
+  // An IPv6 address says by its form which protocols it serves.
+  auto v6Mask = [](const uint8_t *a) -> int {
+    if (std::memcmp(a, NI_ADDR_ANY_I6_INIT.addr, 16) == 0)
+      return NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6;
+    if (std::memcmp(a, NI_ADDR_ANY_I4_INIT.addr, 12) == 0) return NI_PROTO_FAM_IPv4;
+    return NI_PROTO_FAM_IPv6;
+  };
+  if (p->mType == NI_RI_LISTEN) return v6Mask(p->con.mPeerAddr.addr);
+  if ((p->mType & 15) == 1) {
+    int mask = p->lis.mUDSocket.socket != NI_INVALID_SOCK ? NI_PROTO_FAM_LOCAL : 0;
+    const SI_SOCK &ip = p->lis.mIPSocket;
+    if (ip.socket == NI_INVALID_SOCK) return mask;
+    if (ip.family == SI_AF_INET) return mask | NI_PROTO_FAM_IPv4;
+    sockaddr_in6 bound{};
+    socklen_t len = sizeof bound;
+    if (getsockname(ip.socket, reinterpret_cast<sockaddr *>(&bound), &len) != 0) return mask;
+    return mask | v6Mask(bound.sin6_addr.s6_addr);
+  }
+  const SI_SOCK &s = p->con.mSocket;
+  if (s.family == SI_AF_UNIX) return NI_PROTO_FAM_LOCAL;
+  if (s.family == SI_AF_INET) return NI_PROTO_FAM_IPv4;
+  return std::memcmp(p->con.mPeerAddr.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0 ? NI_PROTO_FAM_IPv4
+                                                                               : NI_PROTO_FAM_IPv6;
 }

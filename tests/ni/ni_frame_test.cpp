@@ -2,6 +2,7 @@
 // table's life cycle, with real sockets attached where a close must close something.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -164,6 +165,19 @@ TEST_F(NiHandles, ListenerClosesBothSocketsAndDatagramsAreRefused) {
   ASSERT_EQ(NiICreateHandle(&dg, NI_INITIAL_CON, nullptr), ZUL_O_K);
   dg->mType = NI_DG_UNCONNECTED;
   EXPECT_EQ(NiCloseHandle(dg->handle), NIEINVAL);
+  EXPECT_EQ(NiGetHdlProto(p->handle), NI_PROTO_FAM_IPv4);
+  int v6 = socket(AF_INET6, SOCK_STREAM, 0);
+  if (v6 >= 0) {  // a wildcard IPv6 listener serves both families
+    sockaddr_in6 any{};
+    any.sin6_family = AF_INET6;
+    ASSERT_EQ(bind(v6, reinterpret_cast<sockaddr *>(&any), sizeof any), 0);
+    NITAB *l6 = nullptr;
+    ASSERT_EQ(NiICreateHandle(&l6, NI_INITIAL_LIS, nullptr), ZUL_O_K);
+    l6->lis.mIPSocket = SI_SOCK{v6, AF_INET6, SOCK_STREAM, 0};
+    l6->mType = NI_LISTEN;
+    EXPECT_EQ(NiGetHdlProto(l6->handle), NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6);
+    EXPECT_EQ(NiCloseHandle(l6->handle), ZUL_O_K);
+  }
   EXPECT_EQ(NiCloseHandle(p->handle), ZUL_O_K);
   EXPECT_EQ(fcntl(tcp, F_GETFD), -1);
   EXPECT_EQ(std::u16string(NiGetProtoName(6)), u"IPv4,IPv6");
