@@ -3,8 +3,9 @@
 // only, so that no name server is asked) and the password hiding of route strings.
 //
 // Rules: every result is ZUL_O_K or a refusal code; a parsed address with a contiguous mask
-// prints and parses back to itself; the plain parser agrees with the mask parser; the hidden
-// route string fits its buffer, which is exactly as long as the call is told.
+// prints and parses back to itself (a mapped one only with its 96 leading mask bits); the plain
+// parser agrees with the mask parser; the hidden route string fits its buffer, which is exactly
+// as long as the call is told.
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -15,6 +16,9 @@
 #include "zul_u16string.h"
 
 namespace {
+
+const uint8_t kOnes12[12] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                             0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
 // Leading ones, then zeros only.
 bool Contiguous(const NI_NODEADDR &m) {
@@ -39,7 +43,10 @@ void CheckMask(const std::u16string &text) {
   if (rc != ZUL_O_K) return;
   FUZZ_REQUIRE(hasMask == 0 || hasMask == 1);
   if (plainRc == ZUL_O_K) FUZZ_REQUIRE(std::memcmp(&plain, &addr, sizeof addr) == 0);
-  if (!Contiguous(mask)) return;
+  // A mapped address prints as IPv4 text, which reads back with the 96 leading mask bits set:
+  // a shorter mask on it (as "::ffff:1.2.3/4" gives) has no text of its own.
+  bool mapped = std::memcmp(addr.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
+  if (!Contiguous(mask) || (mapped && std::memcmp(mask.addr, kOnes12, 12) != 0)) return;
   std::vector<ZUL_UTF16> out(NI_ADDRMASK_STR_LEN);
   FUZZ_REQUIRE(NiAddrMaskToStr(&addr, &mask, out.data(), NI_ADDRMASK_STR_LEN) == ZUL_O_K);
   NI_NODEADDR addr2, mask2;
