@@ -29,16 +29,24 @@ void PrefixMask(int prefix, uint8_t out[16]) {
 
 // One parse: the text, where it stands, and what it has found so far.
 struct Parse {
-  const char *fn;
-  char16_t buf[kMaxLen + 1];
-  char text8[kMaxLen + 1];  // the whole input for messages
+  const char *fn = nullptr;
+  const ZUL_UTF16 *in = nullptr;  // the caller's text, for messages
+  char16_t buf[kMaxLen + 1];      // the working copy, cut at the slash
   int p = 0;
   int prefix = -1;
   bool wildcard = false;
-  uint8_t *addr;
-  uint8_t *mask;
+  uint8_t *addr = nullptr;
+  uint8_t *mask = nullptr;
 
+  // The input as 8-bit text, cut at kMaxLen units; made only when a message needs it.
+  void Text8(char *out) const {
+    size_t k = 0;
+    for (; in[k] != 0 && k < kMaxLen; ++k) out[k] = in[k] < 0x80 ? static_cast<char>(in[k]) : '?';
+    out[k] = '\0';
+  }
   int Fail(int line, const char *format, int a = 0, int b = 0) {
+    char text8[kMaxLen + 1];
+    Text8(text8);
     return Refuse(kModPublic, line, NIEINVAL, 2, format, fn, text8, a, b);
   }
   int LengthError(int line, int i) { return Fail(line, "%s: invalid length of '%s' (%d)", i); }
@@ -225,12 +233,12 @@ int NiStrToAddrMask(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *
   NI_NODEADDR addr, mask;
   std::memset(addr.addr, 0xAB, 16);
   std::memset(mask.addr, 0xFF, 16);
-  Parse ps{fn, {}, {}, 0, -1, false, addr.addr, mask.addr};
+  Parse ps;
+  ps.fn = fn;
+  ps.in = pStr;
+  ps.addr = addr.addr;
+  ps.mask = mask.addr;
   size_t len = strlenU16(pStr);
-  size_t shown = len < kMaxLen ? len : kMaxLen;
-  for (size_t k = 0; k < shown; ++k)
-    ps.text8[k] = pStr[k] < 0x80 ? static_cast<char>(pStr[k]) : '?';
-  ps.text8[shown] = '\0';
   if (len < 2 || len > kMaxLen)
     return ps.Fail(__LINE__, "%s: invalid string length of '%s' (%d)", static_cast<int>(len));
   std::memcpy(ps.buf, pStr, len * sizeof(char16_t));
@@ -241,7 +249,11 @@ int NiStrToAddrMask(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *
   *pNodeAddr = addr;
   *pMask = mask;
   if (pHasMask != nullptr) *pHasMask = ps.prefix >= 0 || ps.wildcard ? 1 : 0;
-  DPTRC_A7(3, tf, "%s: '%s' -> (%d/%d)\n", fn, ps.text8, ps.prefix, ps.wildcard ? 1 : 0);
+  if (ct_level >= 3) {
+    char text8[kMaxLen + 1];
+    ps.Text8(text8);
+    DPTRC_A7(3, tf, "%s: '%s' -> (%d/%d)\n", fn, text8, ps.prefix, ps.wildcard ? 1 : 0);
+  }
   return ZUL_O_K;
 }
 
