@@ -275,6 +275,18 @@ ZUL_API int NiGetHdlTblIdx(int hdl) ZUL_NOTHROW;
 ZUL_API uint8_t NiHdlGetConStat(int hdl) ZUL_NOTHROW;
 /* The handle's creation time, 0 for an invalid handle. */
 ZUL_API time_t NiHdlGetStartTime(int hdl) ZUL_NOTHROW;
+/* Messages and bytes of complete messages received and sent; 0 for an invalid handle and for a
+ * listener. */
+ZUL_API uint32_t NiHdlGetInMsgs(int hdl) ZUL_NOTHROW;
+ZUL_API uint32_t NiHdlGetOutMsgs(int hdl) ZUL_NOTHROW;
+ZUL_API uint64_t NiHdlGetInOctets(int hdl) ZUL_NOTHROW;
+ZUL_API uint64_t NiHdlGetOutOctets(int hdl) ZUL_NOTHROW;
+/* The handle's trace flag (1: its lines are written at level 1); NiSetTraceAll and
+ * NiClearTraceAll change it on every handle in use. */
+ZUL_API int NiHdlGetTrace(int hdl) ZUL_NOTHROW;
+ZUL_API int NiHdlSetTrace(int hdl, int on) ZUL_NOTHROW;
+ZUL_API void NiSetTraceAll(void) ZUL_NOTHROW;
+ZUL_API void NiClearTraceAll(void) ZUL_NOTHROW;
 /* 1 when IPv6 is in use, else 0. */
 ZUL_API int NiIsIPv6Activated(void) ZUL_NOTHROW;
 /* The text of a protocol mask ("IPv4", "UDS,IPv6", "unknown" above 7). */

@@ -46,8 +46,7 @@ int NiInit3(int maxHandles) noexcept {
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (maxHandles > NI_MAX_HDLS)", fn);
   if (maxHandles <= 0)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (maxHandles <= 0)",
-                  fn);
+    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (maxHandles <= 0)", fn);
   if (gUseCount < 0) {
     DPTRC_WARN_A7(tf, "%s: NI library use count negative (%d)\n", fn, gUseCount);
     gUseCount = 0;
@@ -131,3 +130,48 @@ const ZUL_UTF16 *NiGetProtoName(int mask) noexcept {
                                                u"IPv4,IPv6", u"UDS,IPv4,IPv6"};
   return mask >= 0 && mask <= 7 ? kNames[mask] : u"unknown";
 }
+
+// The counters of complete messages; a listener has none.
+uint32_t NiHdlGetInMsgs(int hdl) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiHdlGetInMsgs");
+  return p != nullptr && (p->mType & 15) != 1 ? p->mInMsgs : 0;
+}
+
+uint32_t NiHdlGetOutMsgs(int hdl) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiHdlGetOutMsgs");
+  return p != nullptr && (p->mType & 15) != 1 ? p->mOutMsgs : 0;
+}
+
+uint64_t NiHdlGetInOctets(int hdl) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiHdlGetInOctets");
+  return p != nullptr && (p->mType & 15) != 1 ? p->mInOctets : 0;
+}
+
+uint64_t NiHdlGetOutOctets(int hdl) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiHdlGetOutOctets");
+  return p != nullptr && (p->mType & 15) != 1 ? p->mOutOctets : 0;
+}
+
+int NiHdlGetTrace(int hdl) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiHdlGetTrace");
+  return p != nullptr ? p->mTrace : NIEINVAL;
+}
+
+int NiHdlSetTrace(int hdl, int on) noexcept {
+  NITAB *p = CheckHdl(hdl, "NiHdlSetTrace");
+  if (p == nullptr) return NIEINVAL;
+  p->mTrace = on != 0 ? 1 : 0;
+  return ZUL_O_K;
+}
+
+// Sets or clears the trace flag of every used entry, under the handle lock.
+static void TraceAll(uint8_t on) noexcept {
+  if (gTab == nullptr) return;
+  ThrRecMtxLock(&gHdlLock);
+  for (int i = 0; i < gMaxHdls; ++i)
+    if (gTab[i].mType != NI_FREE) gTab[i].mTrace = on;
+  ThrRecMtxUnlock(&gHdlLock);
+}
+
+void NiSetTraceAll() noexcept { TraceAll(1); }
+void NiClearTraceAll() noexcept { TraceAll(0); }

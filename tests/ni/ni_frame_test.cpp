@@ -195,6 +195,14 @@ TEST_F(NiHandles, SocketMappingAndHalfClose) {
   SI_SOCK copy{};
   ASSERT_EQ(NiGetSiSocket(hdl, &copy), ZUL_O_K);
   EXPECT_EQ(copy.socket, sock);
+  ni::gTab[hdl >> 3].mInMsgs = 2;
+  ni::gTab[hdl >> 3].mOutOctets = 1ull << 40;
+  EXPECT_EQ(NiHdlGetInMsgs(hdl), 2u);
+  EXPECT_EQ(NiHdlGetOutOctets(hdl), 1ull << 40);
+  NiSetTraceAll();
+  EXPECT_EQ(NiHdlGetTrace(hdl), 1);
+  NiClearTraceAll();
+  EXPECT_EQ(NiHdlGetTrace(hdl), 0);
   EXPECT_EQ(NiShutdownHandle(hdl, 3), NIEINVAL);
   ASSERT_EQ(NiShutdownHandle(hdl, NI_SHUT_WR), ZUL_O_K);
   char c;
