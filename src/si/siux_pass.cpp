@@ -70,6 +70,16 @@ int DropExtraInfo(SI_SOCK *via, unsigned extra) {
   return SI_OK;
 }
 
+// A message of one data buffer and a control buffer of controlLen bytes.
+msghdr OneBufferMessage(iovec &iov, unsigned char *control, size_t controlLen) {
+  msghdr msg{};
+  msg.msg_iov = &iov;
+  msg.msg_iovlen = 1;
+  msg.msg_control = control;
+  msg.msg_controllen = controlLen;
+  return msg;
+}
+
 }  // namespace
 
 extern "C" {
@@ -85,11 +95,7 @@ int SiSendSocket(SI_SOCK *via, const SI_SOCK *sock) noexcept {
   PutBe32(data + 11, static_cast<uint32_t>(sock->type));
   iovec iov{data, sizeof data};
   alignas(cmsghdr) unsigned char control[kControlSpace] = {};
-  msghdr msg{};
-  msg.msg_iov = &iov;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = kControlLen;
+  msghdr msg = OneBufferMessage(iov, control, kControlLen);
   cmsghdr *c = CMSG_FIRSTHDR(&msg);
   c->cmsg_level = SOL_SOCKET;
   c->cmsg_type = SCM_RIGHTS;
@@ -113,11 +119,7 @@ int SiRecvSocket(SI_SOCK *via, SI_SOCK *sock) noexcept {
   unsigned char data[kInfoLen + 1] = {};
   iovec iov{data, sizeof data};
   alignas(cmsghdr) unsigned char control[kControlSpace] = {};
-  msghdr msg{};
-  msg.msg_iov = &iov;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
+  msghdr msg = OneBufferMessage(iov, control, sizeof control);
   ssize_t n = recvmsg(via->socket, &msg, 0);
   if (n < 0) return si::Fail(via, si::ErrMap::kRecvSocket);
   if (static_cast<size_t>(n) != kInfoLen) {

@@ -44,61 +44,61 @@ SISEL_IMPL *SISEL_IMPL::createSet(const int *type) noexcept {
 }
 
 SI_RC SISEL_IMPL::addSpecImpl(const int *type) noexcept {
-  SISEL_SPEC *spec = nullptr;
+  SISEL_SPEC *made = nullptr;
   if (type == nullptr || *type == POLL || *type == F_CONN) {
-    spec = new (std::nothrow) SISEL_POLL;
+    made = new (std::nothrow) SISEL_POLL;
   } else if (*type == SELECT) {
-    spec = new (std::nothrow) SISEL_SELECT;
+    made = new (std::nothrow) SISEL_SELECT;
   } else {
     DPTRC_ERR_A7(tf, "%s: invalid implementation type %d\n", "SISEL_IMPL::addSpecImpl", *type);
     return SI_EINVAL;
   }
-  if (spec == nullptr) {
+  if (made == nullptr) {
     DPTRC_ERR_A7(tf, "%s: failed to create specialized class\n", "SISEL_IMPL::addSpecImpl");
     return SI_EMEMORY;
   }
-  delete spec_;
-  spec_ = spec;
+  delete specialised_;
+  specialised_ = made;
   return SI_OK;
 }
 
-SISEL_IMPL::~SISEL_IMPL() { delete spec_; }
+SISEL_IMPL::~SISEL_IMPL() { delete specialised_; }
 
-SI_RC SISEL_IMPL::init(uint32_t maxSockets) noexcept { return spec_->init(maxSockets); }
+SI_RC SISEL_IMPL::init(uint32_t maxSockets) noexcept { return specialised_->init(maxSockets); }
 SI_RC SISEL_IMPL::set(SI_SOCK *sock, uint8_t events, void *data, uint8_t replace) noexcept {
-  return spec_->set(sock, events, data, replace);
+  return specialised_->set(sock, events, data, replace);
 }
 SI_RC SISEL_IMPL::clear(SI_SOCK *sock, uint8_t events) noexcept {
-  return spec_->clear(sock, events);
+  return specialised_->clear(sock, events);
 }
-SI_RC SISEL_IMPL::clearSet() noexcept { return spec_->clearSet(); }
+SI_RC SISEL_IMPL::clearSet() noexcept { return specialised_->clearSet(); }
 SI_RC SISEL_IMPL::remove(SI_SOCK *sock, uint8_t optimize) noexcept {
-  return spec_->remove(sock, optimize);
+  return specialised_->remove(sock, optimize);
 }
-SI_RC SISEL_IMPL::removeAll() noexcept { return spec_->removeAll(); }
+SI_RC SISEL_IMPL::removeAll() noexcept { return specialised_->removeAll(); }
 SI_RC SISEL_IMPL::select(int32_t timeout, int *selected) noexcept {
-  return spec_->select(timeout, selected);
+  return specialised_->select(timeout, selected);
 }
-SI_RC SISEL_IMPL::startLoop() noexcept { return spec_->startLoop(); }
+SI_RC SISEL_IMPL::startLoop() noexcept { return specialised_->startLoop(); }
 SI_RC SISEL_IMPL::next(uint8_t *read, uint8_t *readPri, uint8_t *write, SI_SOCK **sock,
                        void **data) noexcept {
-  return spec_->next(read, readPri, write, sock, data);
+  return specialised_->next(read, readPri, write, sock, data);
 }
 SI_RC SISEL_IMPL::getMode(SI_SOCK *sock, uint8_t *events) noexcept {
-  return spec_->getMode(sock, events);
+  return specialised_->getMode(sock, events);
 }
 SI_RC SISEL_IMPL::getStat(SI_SOCK *sock, uint8_t *status) noexcept {
-  return spec_->getStat(sock, status);
+  return specialised_->getStat(sock, status);
 }
-uint32_t SISEL_IMPL::getMaxSockNo() noexcept { return spec_->getMaxSockNo(); }
-bool SISEL_IMPL::isMember(SI_SOCK *sock) noexcept { return spec_->isMember(sock); }
+uint32_t SISEL_IMPL::getMaxSockNo() noexcept { return specialised_->getMaxSockNo(); }
+bool SISEL_IMPL::isMember(SI_SOCK *sock) noexcept { return specialised_->isMember(sock); }
 SI_RC SISEL_IMPL::getData(SI_SOCK *sock, void **data) noexcept {
-  return spec_->getData(sock, data);
+  return specialised_->getData(sock, data);
 }
 SI_RC SISEL_IMPL::setData(SI_SOCK *sock, void *data) noexcept {
-  return spec_->setData(sock, data);
+  return specialised_->setData(sock, data);
 }
-SI_RC SISEL_IMPL::dump(FILE *file) noexcept { return spec_->dump(file); }
+SI_RC SISEL_IMPL::dump(FILE *file) noexcept { return specialised_->dump(file); }
 
 // The C entry points: each forwards to the set's operation; a null set is SI_EINVAL.
 extern "C" {

@@ -70,7 +70,7 @@ struct SISEL_IMPL final : SISEL {
   static SISEL_IMPL *createSet(const int *type) noexcept;
   // Creates the implementation: SI_EINVAL for an unknown type, SI_EMEMORY when it can't be made.
   SI_RC addSpecImpl(const int *type) noexcept;
-  SISEL_SPEC *spec() const noexcept { return spec_; }
+  SISEL_SPEC *specialised() const noexcept { return specialised_; }
 
   SI_RC init(uint32_t maxSockets) noexcept override;
   SI_RC set(SI_SOCK *sock, uint8_t events, void *data, uint8_t replace) noexcept override;
@@ -92,7 +92,7 @@ struct SISEL_IMPL final : SISEL {
   ~SISEL_IMPL() override;
 
  private:
-  SISEL_SPEC *spec_ = nullptr;
+  SISEL_SPEC *specialised_ = nullptr;
 };
 
 // ---- Poll: a dense poll array with holes, membership in a fast index ----

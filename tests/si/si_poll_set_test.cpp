@@ -121,7 +121,7 @@ TEST(SiSelPoll, CEntryPointsAndImplementationTypes) {
   EXPECT_EQ(SiSelNewSet(&set, 32769), SI_EINVAL);
   EXPECT_EQ(set, nullptr);
   ASSERT_EQ(SiSelNewSet(&set, 0), SI_OK);
-  EXPECT_NE(dynamic_cast<SISEL_POLL *>(static_cast<SISEL_IMPL *>(set)->spec()), nullptr);
+  EXPECT_NE(dynamic_cast<SISEL_POLL *>(static_cast<SISEL_IMPL *>(set)->specialised()), nullptr);
   EXPECT_EQ(SiSelGetMaxSockNo(set), 2u);
   si_test::Pair p;
   ASSERT_EQ(SiSelSet(set, &p.a, SISEL_READ, nullptr), SI_OK);
@@ -166,8 +166,8 @@ TEST(SiSelPoll, CEntryPointsAndImplementationTypes) {
     std::unique_ptr<SISEL_IMPL> frame(SISEL_IMPL::createSet(&t.type));
     ASSERT_EQ(frame != nullptr, t.made) << t.type;
     if (!frame) continue;
-    EXPECT_EQ(dynamic_cast<SISEL_POLL *>(frame->spec()) != nullptr, t.poll);
-    EXPECT_EQ(dynamic_cast<SISEL_SELECT *>(frame->spec()) != nullptr, !t.poll);
+    EXPECT_EQ(dynamic_cast<SISEL_POLL *>(frame->specialised()) != nullptr, t.poll);
+    EXPECT_EQ(dynamic_cast<SISEL_SELECT *>(frame->specialised()) != nullptr, !t.poll);
   }
 }
 
