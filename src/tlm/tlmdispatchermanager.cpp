@@ -7,6 +7,7 @@
 #include "tlm/tlmdispatchermanager.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "zul_dptrace.h"
+#include "zul_ni.h"
 
 namespace {
 
@@ -18,10 +19,10 @@ constexpr int kDispatcherLeaveLimitMs = 5000;
 bool isSocketMethod() { return Param::GetDataSendingMethod() == u"socket"; }
 
 // The socket agent writes over the network interface, which is set up once per process before
-// the first connection and taken down at the end. This tree has no network interface yet: the
-// two hooks do nothing, and the set-up counts as successful.
-bool initNetworkInterface() { return true; }
-void exitNetworkInterface() {}
+// the first connection and taken down at the end. Its start is use-counted, so a host that uses
+// the interface itself keeps its own start.
+bool initNetworkInterface() { return NiInit() == ZUL_O_K; }
+void exitNetworkInterface() { NiExit(); }
 
 }  // namespace
 
