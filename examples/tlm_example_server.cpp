@@ -1,18 +1,20 @@
 // An example server instrumented with tlm.so.
 //
-//   tlm_example_server [--logdir DIR] [--seconds N] [--workers N]
+//   tlm_example_server [--logdir DIR] [--seconds N] [--workers N] [--agent-port PORT]
 //
 // Worker threads handle simulated requests for N seconds (default 20). Each request is one
 // transaction with nested components. Every third one arrives with a passport from its caller
 // that asks for a trace, and about once a second such a request calls a backend process and hands
 // it the transaction's passport. The backend is this program again, started as
 //
-//   tlm_example_server --backend PASSPORT [--logdir DIR]
+//   tlm_example_server --backend PASSPORT [--logdir DIR] [--agent-port PORT]
 //
 // It continues the same transaction under its own component name, so it writes a log of its own
 // whose trace carries the caller's transaction id.
 // Both write their metrics and traces to DIR/<component>_mtdata.log; DIR is --logdir, else the
 // environment variable TLM_EXAMPLE_LOGDIR, else the working directory. Show a log with tlm-view.
+// With --agent-port both send them over TCP to a monitoring agent on localhost:PORT instead (the
+// library's default way), for instance to tlm-agent.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -84,16 +86,23 @@ struct Options {
   int seconds = 20;
   int workers = 3;
   std::string backendPassport;  // set: run as the backend
+  std::string agentPort;        // set: send to the agent on this port instead of the log file
 };
 
-// Starts the library for component, writing to a log file in logdir. Metric names carry
+// Starts the library for component, writing to a log file in logdir, or to the agent on
+// localhost:agentPort if one is given. Metric names carry
 // pidOption after the component: -1 for the process id, otherwise the number itself. A short
 // sending interval (15 s is the shortest) and trace check interval let a run of a few seconds show
 // every kind of text; the last metrics and traces are written by TLM_ProcExit.
-void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdir) {
+void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdir,
+                  const Text &agentPort) {
+  const bool toAgent = !agentPort.empty();
   const ZUL_UTF16 *config[][2] = {
       {u"logdir", logdir.c_str()},
-      {u"datasending_method", u"file"},  // a log file instead of monitoring agents
+      // A log file instead of monitoring agents, unless an agent port is given.
+      {u"datasending_method", toAgent ? u"socket" : u"file"},
+      {u"agent_host", u"localhost"},
+      {u"agent_port", toAgent ? agentPort.c_str() : u"59818"},
       {u"datasending_interval", u"15"},
       {u"tracecheck_interval", u"2"},
       {u"instrument_level_threshold", u"10"},        // components of level 0 to 9 are measured
@@ -109,6 +118,10 @@ void StartLibrary(const ZUL_UTF16 *component, short pidOption, const Text &logdi
 int CallBackendProcess(const Options &options, const std::string &passport) {
   std::vector<std::string> args = {options.program, "--backend", passport, "--logdir",
                                    options.logdir};
+  if (!options.agentPort.empty()) {
+    args.push_back("--agent-port");
+    args.push_back(options.agentPort);
+  }
   std::vector<char *> argv;
   for (std::string &arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
@@ -127,7 +140,7 @@ int CallBackendProcess(const Options &options, const std::string &passport) {
 // backend traces this transaction too, and its trace shows the passport as
 // "request.header.ZUL-PASSPORT".
 int RunBackend(const Options &options) {
-  StartLibrary(u"ExampleBackend", 1, FromUtf8(options.logdir));
+  StartLibrary(u"ExampleBackend", 1, FromUtf8(options.logdir), FromUtf8(options.agentPort));
   Text passport = FromUtf8(options.backendPassport);
   TLM_initContext(passport.c_str());
 
@@ -288,7 +301,7 @@ void RunWorker(const Options &options, int worker) {
 }
 
 int RunServer(const Options &options) {
-  StartLibrary(u"ExampleServer", -1, FromUtf8(options.logdir));
+  StartLibrary(u"ExampleServer", -1, FromUtf8(options.logdir), FromUtf8(options.agentPort));
 
   // Resources: a gauge that keeps its value, and a count that starts at 0 in each interval.
   TLM_initializeResource(u"Open Requests", 0, 0);
@@ -323,6 +336,8 @@ bool ParseOptions(int argc, char **argv, Options &options) {
       options.seconds = std::atoi(value.c_str());
     } else if (option == "--workers") {
       options.workers = std::atoi(value.c_str());
+    } else if (option == "--agent-port") {
+      options.agentPort = value;
     } else if (option == "--backend") {
       options.backendPassport = value;
     } else {
@@ -338,8 +353,8 @@ int main(int argc, char **argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) {
     std::fprintf(stderr,
-                 "usage: %s [--logdir DIR] [--seconds N] [--workers N]\n"
-                 "       %s --backend PASSPORT [--logdir DIR]\n",
+                 "usage: %s [--logdir DIR] [--seconds N] [--workers N] [--agent-port PORT]\n"
+                 "       %s --backend PASSPORT [--logdir DIR] [--agent-port PORT]\n",
                  argv[0], argv[0]);
     return 2;
   }
