@@ -305,4 +305,80 @@ ZUL_API const ZUL_UTF16 *NiIErrorText(int rc) ZUL_NOTHROW;
  * replace the code and component of the present information. */
 ZUL_API int NiErrSet(int rc) ZUL_NOTHROW;
 
+/* ---- Rest of the frame: per-handle parameters, dumps, trace masks, diagnostics ---- */
+
+/* Closes like NiCloseHandle but keeps a listener's local socket file. */
+ZUL_API int NiCloseHandleKP(int hdl) ZUL_NOTHROW;
+
+/* Per-handle parameter numbers. 50 and 51 belong to every connection, 60 to 66 to buffered
+ * handles; NIHP_BUFSTAT with NI_BUFSTAT_ON makes an unbuffered handle buffered. */
+enum {
+  NIHP_SINGLE_READ = 50, /* BOOL: NiSetSingleRead */
+  NIHP_CHECK_PEER = 51,  /* BOOL: the handle is checked with NiCheck */
+  NIHP_TALKMODE = 60,    /* RAW */
+  NIHP_BUFSTAT = 61,     /* RAW: NI_BUFSTAT_ON or NI_BUFSTAT_OFF */
+  NIHP_QUEUE_MOVED = 62, /* RAW */
+  NIHP_ALLOC_FUNC = 63,  /* NI_DT_ALLOCFUNC */
+  NIHP_MAX_QUEUE = 64,   /* UINT */
+  NIHP_WARN_QUEUE = 65,  /* UINT */
+  NIHP_MAX_MSG_LEN = 66  /* UINT */
+};
+enum { NI_BUFSTAT_OFF = 0, NI_BUFSTAT_ON = 1 };
+/* The data type of an allocation function; the value goes in voidptr_val. */
+#define NI_DT_ALLOCFUNC 8
+
+/* Set or read one parameter of a handle; refused for reverse-invoke listeners. The short forms
+ * take pValue as a pointer to a uint8_t for 50, 51, 60 and 61, to a uint32_t for 64 and 65, and
+ * for 63 as the function pointer itself. */
+ZUL_API int NiSetHdlParamEx(int hdl, NI_PARAM_DATA *pParamData) ZUL_NOTHROW;
+ZUL_API int NiGetHdlParamEx(int hdl, NI_PARAM_DATA *pParamData) ZUL_NOTHROW;
+ZUL_API int NiSetHdlParam(int hdl, int param, void *pValue) ZUL_NOTHROW;
+ZUL_API int NiGetHdlParam(int hdl, int param, void *pValue) ZUL_NOTHROW;
+/* Single read: a read returns what one receive brings instead of a whole message. Refused for
+ * listeners. NiGetSingleRead answers 0 or 1, or NIEINVAL. */
+ZUL_API int NiSetSingleRead(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetSingleRead(int hdl) ZUL_NOTHROW;
+/* The blocking mode of the handle's sockets: 1 blocking (the mode of a new handle), 0 not.
+ * NiHdlGetBlockmode answers the mode, or NIEINVAL. */
+ZUL_API int NiHdlGetBlockmode(int hdl) ZUL_NOTHROW;
+ZUL_API int NiHdlSetBlockmode(int hdl, int on) ZUL_NOTHROW;
+/* The socket number as it stands, without completing a pending connect. */
+ZUL_API int NiGetRawSocket(int hdl, int *pSocketNo) ZUL_NOTHROW;
+/* The local (NiHdlGetName) or remote (NiHdlGetPeer) end of a handle: address, port in host
+ * order, and for a local socket its path (NI_UDS_PATH_LEN units; the address is then
+ * NI_ADDR_LOCAL_INIT and the port 0). Each output may be null. NiHdlGetPeer refuses listeners. */
+ZUL_API int NiHdlGetName(int hdl, NI_NODEADDR *pAddr, uint16_t *pServNo,
+                         ZUL_UTF16 *pUDSPath) ZUL_NOTHROW;
+ZUL_API int NiHdlGetPeer(int hdl, NI_NODEADDR *pAddr, uint16_t *pServNo,
+                         ZUL_UTF16 *pUDSPath) ZUL_NOTHROW;
+/* A text of one handle (number, creation time, sockets, state, protocols, counters, ends and
+ * options) into pBuffer (NIETOO_SMALL when it doesn't fit) or, with a null pBuffer, to the
+ * trace. NiHdlDump2 accepts any used entry, also one not yet connected or listening.
+ * NiDumpNiHdls traces every used handle. */
+ZUL_API int NiHdlDump(int hdl, ZUL_UTF16 *pBuffer, int bufferLen) ZUL_NOTHROW;
+ZUL_API int NiHdlDump2(int hdl, ZUL_UTF16 *pBuffer, int bufferLen) ZUL_NOTHROW;
+ZUL_API void NiDumpNiHdls(void) ZUL_NOTHROW;
+/* The masks that decide which socket failures are errors and which are traced: niTraceMask
+ * (bits 39, 40, 50, 60 and 61) and siTraceMask (one bit per socket code). */
+ZUL_API void NiEnableTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiDisableTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiEnableSiTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiDisableSiTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiSetSiTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API uint64_t NiGetSiTrace(void) ZUL_NOTHROW;
+/* Diagnostic: how many IPv4 stream sockets up to limit could be opened at once (all are closed
+ * again); -1 when no memory was left for counting. */
+ZUL_API int NiGetMaxSockets(int limit) ZUL_NOTHROW;
+/* Equal leading bits of the addresses of two hosts (128 for the same address), or -1 when one
+ * can't be resolved. */
+ZUL_API int NiGuessDistance(const ZUL_UTF16 *pHost1, const ZUL_UTF16 *pHost2) ZUL_NOTHROW;
+/* The address of "localhost", resolved on the first success and kept for the process's life. */
+ZUL_API int NiGetLoopbackAddr(NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* Copies between an address or a 32-bit IPv4 address (network order) and raw storage of its
+ * size: 16 and 4 bytes. */
+ZUL_API void NiTransRawToNode(const ZUL_RAW *pRaw, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+ZUL_API void NiTransNodeToRaw(const NI_NODEADDR *pNodeAddr, ZUL_RAW *pRaw) ZUL_NOTHROW;
+ZUL_API uint32_t NiTransRawToIPv4(const ZUL_RAW *pRaw) ZUL_NOTHROW;
+ZUL_API void NiTransIPv4ToRaw(uint32_t ipv4, ZUL_RAW *pRaw) ZUL_NOTHROW;
+
 #endif /* ZUL_NI_H */

@@ -65,25 +65,6 @@ struct ParamLock {
   ~ParamLock() { ThrMtxUnlock(&gParamLock); }
 };
 
-// The buffered layer takes its own numbers first; until it exists, its one parameter is kept
-// here. Answers 1 when the request was consumed, with *rc its result.
-bool BufParam(NI_PARAM_DATA *p, bool set, int *rc) noexcept {
-  if (p->param != NIP_BUF_MAX_HEAP) return false;
-  if (p->datatype != NI_DT_UINT) {
-    *rc = Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                 "%s: parameter invalid (pParamData->datatype != NI_DT_UINT)",
-                 set ? "NiBufSetParam" : "NiBufGetParam");
-    return true;
-  }
-  ParamLock lock;
-  if (set)
-    gParams.bufMaxHeap = p->value.uint_val;
-  else
-    p->value.uint_val = gParams.bufMaxHeap;
-  *rc = ZUL_O_K;
-  return true;
-}
-
 const char *OnOff(uint8_t v) { return v != 0 ? "on" : "off"; }
 
 void SwitchBool(uint8_t *field, const NI_PARAM_DATA *p, const ParamRow &row) noexcept {
@@ -270,8 +251,9 @@ const ParamRow *CheckRequest(NI_PARAM_DATA *p, bool set, int *rc) noexcept {
 
 int NiSetParamEx(NI_PARAM_DATA *pParamData) noexcept {
   if (gUseCount <= 0 && NiInit() != ZUL_O_K) return NIEINTERN;
-  int rc = ZUL_O_K;
-  if (pParamData != nullptr && BufParam(pParamData, true, &rc)) return rc;
+  int rc = ZUL_O_K, done = 0;
+  // The buffered layer takes its own numbers first.
+  if (pParamData != nullptr && (rc = NiBufISetParam(pParamData, &done), done != 0)) return rc;
   if (pParamData != nullptr && pParamData->param == NIP_LOCAL_ADDR &&
       pParamData->datatype == NI_DT_NODEADDR) {
     ThrGlob *g = IGetThrGlob("NiSetParamEx");
@@ -287,8 +269,8 @@ int NiSetParamEx(NI_PARAM_DATA *pParamData) noexcept {
 
 int NiGetParamEx(NI_PARAM_DATA *pParamData) noexcept {
   if (gUseCount <= 0 && NiInit() != ZUL_O_K) return NIEINTERN;
-  int rc = ZUL_O_K;
-  if (pParamData != nullptr && BufParam(pParamData, false, &rc)) return rc;
+  int rc = ZUL_O_K, done = 0;
+  if (pParamData != nullptr && (rc = NiBufIGetParam(pParamData, &done), done != 0)) return rc;
   const ParamRow *row = CheckRequest(pParamData, false, &rc);
   if (row == nullptr) return rc;
   if (row->no == NIP_LOCAL_ADDR) {

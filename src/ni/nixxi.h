@@ -3,6 +3,7 @@
 #ifndef NI_NIXXI_H
 #define NI_NIXXI_H
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -30,9 +31,16 @@ struct NITAB {
     NI_NODEADDR mPeerAddr;
     uint16_t mPeerServ;
     SI_SOCK mSocket;
+    // Per-handle switches and the accept list mark.
+    uint8_t mSingleRead;    // NIHP_SINGLE_READ
+    uint8_t mCheckStat;     // 1: the handle is checked with NiCheck
+    uint8_t mInAcceptList;  // 1: counted in the accept list
   } con;
   uint64_t mOutOctets, mInOctets;
   uint32_t mOutMsgs, mInMsgs;
+  // The extension of the buffered layer, null for an unbuffered handle, and its operations.
+  struct NI_XHDL *mpXhdl;
+  const struct NI_XHDL_OPS *mpXhdlOps;
 };
 
 namespace ni {
@@ -138,5 +146,123 @@ ZUL_UTF16 NiIGetAddrPortSep(const ZUL_UTF16 *pAddrStr) noexcept;
 // active, link-local ones only withLinkLocal.
 int NiPGetNodeAddrList(NI_NODEADDR *pAddrs, uint8_t *pUpFlags, int max, int withLinkLocal,
                        int *pCount) noexcept;
+
+// ---- Rest of the handle-table frame: thread records, trace masks, system errors, walks and
+// the hooks of the layers above ----
+
+// The operations of a buffered handle's extension, filled by the buffered layer.
+struct NI_XHDL_OPS {
+  void (*close)(NITAB *pHdl, struct NI_XHDL *pXhdl) noexcept;  // frees the extension
+};
+
+namespace ni {
+
+// niTraceMask: the bits that make a socket failure an error, and bit 61 that always records it.
+// siTraceMask: one bit per socket code, a cleared bit silences its trace. Changed by
+// NiEnableTrace and its relatives while other threads read them.
+extern std::atomic<uint64_t> gNiTraceMask;
+extern std::atomic<uint64_t> gSiTraceMask;
+inline constexpr int kBitConnRefused = 39;   // a refused connect is an error
+inline constexpr int kBitSendBroken = 40;    // a broken connection on a send is an error
+inline constexpr int kBitRecvBroken = 50;    // a broken connection on a receive is an error
+inline constexpr int kBitShutdownInval = 60; // a shutdown of a gone socket is an error
+inline constexpr int kBitAlwaysErrInfo = 61; // every socket failure is recorded
+
+extern int gOwnHigh;  // the highest socket number the layer has seen
+
+// Holds one of the layer's locks for a scope.
+class MtxGuard {
+ public:
+  explicit MtxGuard(THR_MTX &m) noexcept : m_(m) { ThrMtxLock(&m_); }
+  ~MtxGuard() { ThrMtxUnlock(&m_); }
+  MtxGuard(const MtxGuard &) = delete;
+  MtxGuard &operator=(const MtxGuard &) = delete;
+
+ private:
+  THR_MTX &m_;
+};
+class RecMtxGuard {
+ public:
+  explicit RecMtxGuard(THR_REC_MTX &m) noexcept : m_(m) { ThrRecMtxLock(&m_); }
+  ~RecMtxGuard() { ThrRecMtxUnlock(&m_); }
+  RecMtxGuard(const RecMtxGuard &) = delete;
+  RecMtxGuard &operator=(const RecMtxGuard &) = delete;
+
+ private:
+  THR_REC_MTX &m_;
+};
+extern THR_MTX gAcceptListLock;  // "NI accept-list mutex"
+extern THR_REC_MTX gTcLock;      // "NI traffic control mutex"
+
+// Test hook: step N of the start (1 to 11 of IInit, 12 the buffered layer's start, 13 the
+// access lists') fails with NIEINTERN. 0: none. Hidden from the shared library's users.
+extern int gFaultStep;
+inline int FaultAt(int step) noexcept { return gFaultStep == step ? NIEINTERN : ZUL_O_K; }
+
+// The records of all threads: NiIGetThrGlob adds, NiThrExit and the key's destructor free one,
+// the last end frees those of threads still running.
+ThrGlob *AddThrGlob() noexcept;
+bool FreeThrGlob(void *record) noexcept;  // false when the record isn't held
+void FreeAllThrGlobs() noexcept;
+size_t ThrGlobCount() noexcept;
+
+// The protocol mask of an entry, as NiGetHdlProto answers it, without the validity test.
+int IGetHdlProto(const NITAB *p) noexcept;
+// One end of a socket (the peer's with peer), quietly: the address, the port in host order and,
+// for a local socket, the path (109 bytes). Answers the socket layer's code.
+int IQueryEnd(SI_SOCK *sock, bool peer, NI_NODEADDR *pAddr, uint16_t *pServNo,
+              char *pPath) noexcept;
+// The dump text of one entry into out (size bytes); false when it doesn't fit.
+bool IHdlDumpText(const NITAB *p, char *out, size_t size) noexcept;
+
+// ErrSetSys with the component, texts given as they should read; the system call's name and
+// errno as the socket layer reports them.
+void SetSysError(const char16_t *module, int line, int rc, const char *text, const char *detail,
+                 const ZUL_UTF16 *syscall, int errNo) noexcept;
+// A line to the error trace (isError) or to the level 1 trace, naming module and line.
+void TraceAt(const char16_t *module, int line, bool isError, const char *text) noexcept;
+
+}  // namespace ni
+
+// The only writer of a state after creation; traced at level 2, or 1 for a traced handle.
+void NiISetStat(NITAB *pHdl, int newStat, const char *pFuncName) noexcept;
+// Half-close with retries on interruption; a socket that is gone counts as shut.
+int NiIShutdownHandle(NITAB *pHdl, int howTo) noexcept;
+// Puts the handle's sockets in blocking (1) or non-blocking (0) mode and records it.
+int NiIBlockMode(NITAB *pHdl, int on) noexcept;
+// Calls func for each entry of the used chain under the handle lock; NIEINTERN when the chain
+// holds a free entry.
+typedef void (*NI_WALK_FUNC)(NITAB *pHdl, void *pArg);
+int NiIWalkNitab(NI_WALK_FUNC func, void *pArg) noexcept;
+// Maps a socket failure to an NI code, records it and traces it (see the code table). siFunc is
+// the socket call's id; pHdl, pSock, pExtraText, pSockAddr and pPort (network order) may be null.
+int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int errNo,
+                   const char *pExtraText, const NI_NODEADDR *pSockAddr, const uint16_t *pPort,
+                   const char *pFuncName, const char16_t *pFile, int line, int isError) noexcept;
+// Appends the separator between an address text and a port; NIETOO_SMALL without room.
+int NiIAddAddrPortSep(ZUL_UTF16 *pAddrStr, size_t size) noexcept;
+
+// Hooks of the layers above the frame. Stand-ins in nixx_hooks.cpp succeed until those layers
+// replace them.
+// Buffered layer: start and end, its global parameters (*pDone 1 when it took the request),
+// turning a handle buffered, its per-handle parameters and its text for dumps.
+int NiBufIInit() noexcept;
+void NiBufIExit() noexcept;
+int NiBufISetParam(NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+int NiBufIGetParam(NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+int NiBufIHdlInit(NITAB *pHdl) noexcept;
+int NiBufISetHdlParam(NITAB *pHdl, NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+int NiBufIGetHdlParam(NITAB *pHdl, NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+const char *NiBufIGetExtText(const NITAB *pHdl) noexcept;
+// Access lists: start and end, and the list of a listener that closes.
+int NiIAclInit() noexcept;
+void NiIAclExit() noexcept;
+void NiIAclDelete(NITAB *pHdl) noexcept;
+// Accept list: a counted connection closes (the accept-list lock held); the list's end.
+void NiIAlHdlClosed(NITAB *pHdl) noexcept;
+void NiIAlExit() noexcept;
+// Traffic control list: a handle leaves it; the list's end.
+void NiITcDelHdl(NITAB *pHdl) noexcept;
+void NiITcExit() noexcept;
 
 #endif  // NI_NIXXI_H

@@ -87,7 +87,9 @@ TEST(NiStrToAddrMask, Rows) {
     EXPECT_EQ(hasMask, r.hasMask) << in;
     char16_t out[NI_ADDRMASK_STR_LEN];
     ASSERT_EQ(NiAddrMaskToStr(&addr, &mask, out, NI_ADDRMASK_STR_LEN), ZUL_O_K) << in;
-    if (r.detail != nullptr) EXPECT_EQ(std::u16string(out), r.detail) << in;
+    if (r.detail != nullptr) {
+      EXPECT_EQ(std::u16string(out), r.detail) << in;
+    }
     // What the printer writes reads back as the same address and mask.
     NI_NODEADDR addr2, mask2;
     ASSERT_EQ(NiStrToAddrMask(out, &addr2, &mask2, nullptr), ZUL_O_K) << in;
@@ -153,7 +155,9 @@ TEST(NiStrToAddrAndPort, Forms) {
     std::string in(r.in, r.in + std::char_traits<char16_t>::length(r.in));
     ASSERT_EQ(rc, r.rc) << in;
     if (rc != ZUL_O_K) continue;
-    if (!r.addr.empty()) EXPECT_EQ(Hex(addr), r.addr) << in;
+    if (!r.addr.empty()) {
+      EXPECT_EQ(Hex(addr), r.addr) << in;
+    }
     EXPECT_EQ(port, r.port) << in;
   }
   NI_NODEADDR addr, mask;
