@@ -170,6 +170,31 @@ TEST(NiStrToAddrAndPort, Forms) {
   NiExit();
 }
 
+TEST(NiGuessDistance, LeadingEqualBitsOfTwoHosts) {
+  struct Row {
+    const char16_t *a, *b;
+    int bits;
+  } rows[] = {{u"10.1.2.3", u"10.1.2.3", 128},  {u"10.1.2.3", u"10.1.2.2", 127},
+              {u"10.0.0.0", u"138.0.0.0", 96}, {u"::1", u"127.0.0.1", 80},
+              {u"localhost", u"localhost", 128}, {u"10.0.0.1", u"h\u00e9", -1}};
+  for (const Row &r : rows) EXPECT_EQ(NiGuessDistance(r.a, r.b), r.bits);
+  NI_NODEADDR loop, viaRaw;
+  ASSERT_EQ(NiGetLoopbackAddr(&loop), ZUL_O_K);
+  EXPECT_TRUE(std::memcmp(&loop, &NI_ADDR_LOCAL_I4_INIT, 16) == 0 ||
+              std::memcmp(&loop, &NI_ADDR_LOCAL_I6_INIT, 16) == 0);
+  ZUL_RAW raw[16];
+  NiTransNodeToRaw(&loop, raw);
+  NiTransRawToNode(raw, &viaRaw);
+  EXPECT_EQ(Hex(viaRaw), Hex(loop));
+  NiTransIPv4ToRaw(0x0100007f, raw);
+  EXPECT_EQ(NiTransRawToIPv4(raw), 0x0100007fu);
+  char16_t text[8] = u"fe80::";
+  EXPECT_EQ(NiIAddAddrPortSep(text, 8), ZUL_O_K);
+  EXPECT_EQ(std::u16string(text), u"fe80::.");
+  EXPECT_EQ(NiIAddAddrPortSep(text, 8), NIETOO_SMALL);
+  NiExit();
+}
+
 TEST(NiSecStr2, HidesPasswordsWhereRoomAllows) {
   char16_t out[64];
   EXPECT_EQ(NiSecStr2(u"/H/host/P/secret/H/x", out, 64), ZUL_O_K);
