@@ -257,8 +257,7 @@ int NiStrToAddrMask(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *
     size_t k = 0;
     for (; result[k] != 0; ++k) result8[k] = static_cast<char>(result[k]);
     result8[k] = '\0';
-    DPTRC_A7(3, tf, "%s: '%s' -> %s (%d/%d)\n", fn, text8, result8, ps.prefix,
-             ps.wildcard ? 1 : 0);
+    DPTRC_A7(3, tf, "%s: '%s' -> %s (%d/%d)\n", fn, text8, result8, ps.prefix, ps.wildcard ? 1 : 0);
   }
   return ZUL_O_K;
 }

@@ -39,8 +39,7 @@ void EndText(const SI_SOCK &sock, bool peer, char *out, size_t size, char *path)
 int Dump(NITAB *p, ZUL_UTF16 *pBuffer, int bufferLen, const char *fn) noexcept {
   char text[1024];
   if (!IHdlDumpText(p, text, sizeof text))
-    return Refuse(kModPublic, __LINE__, NIEINTERN, 1, "%s: dump of hdl %d too long", fn,
-                  p->handle);
+    return Refuse(kModPublic, __LINE__, NIEINTERN, 1, "%s: dump of hdl %d too long", fn, p->handle);
   if (pBuffer == nullptr) {
     DPTRC_A7(1, tf, "%s", text);
     return ZUL_O_K;
@@ -65,15 +64,14 @@ bool ni::IHdlDumpText(const NITAB *p, char *out, size_t size) noexcept {
   if (localtime_r(&p->mStartTime, &t) != nullptr)
     std::strftime(when, sizeof when, "%a %b %e %H:%M:%S %Y\n", &t);
   if (listener)
-    std::snprintf(sock, sizeof sock, "%d - %d", p->lis.mIPSocket.socket,
-                  p->lis.mUDSocket.socket);
+    std::snprintf(sock, sizeof sock, "%d - %d", p->lis.mIPSocket.socket, p->lis.mUDSocket.socket);
   else
     std::snprintf(sock, sizeof sock, "%d", p->con.mSocket.socket);
   Narrow(NiGetProtoName(IGetHdlProto(p)), proto, sizeof proto);
   if (listener) {
     EndText(p->lis.mIPSocket, false, local, sizeof local, ignored);
     EndText(p->lis.mUDSocket, false, remote, sizeof remote, path);  // only its path counts
-    std::snprintf(remote, sizeof remote, "-");  // a listener has no peer
+    std::snprintf(remote, sizeof remote, "-");                      // a listener has no peer
   } else {
     EndText(p->con.mSocket, false, local, sizeof local, path);
     EndText(p->con.mSocket, true, remote, sizeof remote, ignored);
@@ -88,8 +86,7 @@ bool ni::IHdlDumpText(const NITAB *p, char *out, size_t size) noexcept {
       static_cast<unsigned long>(listener ? 0 : p->mOutOctets),
       static_cast<unsigned long>(listener ? 0 : p->mInMsgs),
       static_cast<unsigned long>(listener ? 0 : p->mInOctets), local, path, remote,
-      p->mTrace != 0 ? "TRACE " : "", p->mpXhdl != nullptr ? "BUFFERED " : "",
-      NiBufIGetExtText(p));
+      p->mTrace != 0 ? "TRACE " : "", p->mpXhdl != nullptr ? "BUFFERED " : "", NiBufIGetExtText(p));
   return n >= 0 && static_cast<size_t>(n) < size;
 }
 

@@ -55,14 +55,10 @@ int RefuseListener(const NITAB *p, const char *fn) noexcept {
   return ZUL_O_K;
 }
 
-constexpr const char *kTypeNames[] = {"",           "NI_DT_BOOL",     "NI_DT_RAW",
-                                      "NI_DT_USHORT", "NI_DT_UINT",   "NI_DT_NODEADDR",
-                                      "NI_DT_VOIDPTR", "NI_DT_UCPTR", "NI_DT_ALLOCFUNC"};
-
 int CheckType(const NI_PARAM_DATA *p, int type, const char *fn) noexcept {
   if (p->datatype == type) return ZUL_O_K;
   return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                "%s: parameter invalid (pParamData->datatype != %s)", fn, kTypeNames[type]);
+                "%s: parameter invalid (pParamData->datatype != %s)", fn, DataTypeName(type));
 }
 
 // The handle and request checks both directions share; null with *rc set when refused.

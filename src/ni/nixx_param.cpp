@@ -12,7 +12,20 @@ using namespace ni;
 
 namespace ni {
 Params gParams;
+
+const char *DataTypeName(int type) noexcept {
+  static constexpr const char *kNames[] = {"",
+                                           "NI_DT_BOOL",
+                                           "NI_DT_RAW",
+                                           "NI_DT_USHORT",
+                                           "NI_DT_UINT",
+                                           "NI_DT_NODEADDR",
+                                           "NI_DT_VOIDPTR",
+                                           "NI_DT_UCPTR",
+                                           "NI_DT_ALLOCFUNC"};
+  return type >= 0 && type <= NI_DT_ALLOCFUNC ? kNames[type] : "";
 }
+}  // namespace ni
 
 namespace {
 
@@ -49,10 +62,6 @@ constexpr ParamRow kParams[] = {
     {NIP_HOSTBUF_TIMEOUT_INVALID, "NIP_HOSTBUF_TIMEOUT_INVALID", NI_DT_UINT, kWrite},
     {NIP_SOCKET_BUFFER_SIZE, "NIP_SOCKET_BUFFER_SIZE", NI_DT_UINT, kWrite},
 };
-
-constexpr const char *kTypeNames[] = {
-    "",           "NI_DT_BOOL",     "NI_DT_RAW",     "NI_DT_USHORT",
-    "NI_DT_UINT", "NI_DT_NODEADDR", "NI_DT_VOIDPTR", "NI_DT_UCPTR"};
 
 const ParamRow *FindParam(int no) noexcept {
   for (const ParamRow &r : kParams)
@@ -241,7 +250,7 @@ const ParamRow *CheckRequest(NI_PARAM_DATA *p, bool set, int *rc) noexcept {
     return nullptr;
   } else if (row->type != 0 && p->datatype != row->type) {
     *rc = Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                 "%s: parameter invalid (pParamData->datatype != %s)", fn, kTypeNames[row->type]);
+                 "%s: parameter invalid (pParamData->datatype != %s)", fn, DataTypeName(row->type));
     return nullptr;
   }
   return row;

@@ -184,8 +184,8 @@ int GetEnd(NITAB *p, SI_SOCK *sock, bool peer, NI_NODEADDR *pAddr, uint16_t *pSe
   char path[109];
   int sirc = IQueryEnd(sock, peer, &addr, &port, path);
   if (sirc != SI_OK)
-    return NiISystemError(sirc, peer ? 31 : 29, p, sock, static_cast<int>(sock->lastError),
-                          nullptr, nullptr, nullptr, fn, kModPublic, __LINE__, 1);
+    return NiISystemError(sirc, peer ? 31 : 29, p, sock, static_cast<int>(sock->lastError), nullptr,
+                          nullptr, nullptr, fn, kModPublic, __LINE__, 1);
   if (pAddr != nullptr) *pAddr = addr;
   if (pServNo != nullptr) *pServNo = port;
   if (pUDSPath != nullptr) {

@@ -147,7 +147,8 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
     port = pHdl->con.mPeerServ;
   }
   if (peer != nullptr) AddrText(peer, addr, sizeof addr);
-  if (peer != nullptr || pPort != nullptr) std::snprintf(serv, sizeof serv, "%u", NiHostServno(port));
+  if (peer != nullptr || pPort != nullptr)
+    std::snprintf(serv, sizeof serv, "%u", NiHostServno(port));
   if (peer != nullptr) std::snprintf(partner, sizeof partner, "%s:%s", addr, serv);
   const char *what = subject == Subject::kPartner   ? partner
                      : subject == Subject::kService ? serv
@@ -166,13 +167,14 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
     char family[16], type[16];
     Narrow(SiGetFamilyName(pSock->family), family, sizeof family);
     Narrow(SiGetTypeName(pSock->type), type, sizeof type);
-    std::snprintf(line1, sizeof line1, "%s: %s failed for hdl %d/sock %d\n    (%s/%d; %s; %s%s%s%s)\n",
-                  fn, siName, hdl, pSock->socket, errText, errNo, family, type, addrPart,
-                  extraPart, special);
+    std::snprintf(line1, sizeof line1,
+                  "%s: %s failed for hdl %d/sock %d\n    (%s/%d; %s; %s%s%s%s)\n", fn, siName, hdl,
+                  pSock->socket, errText, errNo, family, type, addrPart, extraPart, special);
   } else if (pHdl != nullptr) {
-    std::snprintf(line1, sizeof line1, "%s: %s failed for hdl %d / sock %d - sock %d\n    (%s/%d%s%s%s)\n",
-                  fn, siName, hdl, pHdl->lis.mIPSocket.socket, pHdl->lis.mUDSocket.socket,
-                  errText, errNo, addrPart, extraPart, special);
+    std::snprintf(line1, sizeof line1,
+                  "%s: %s failed for hdl %d / sock %d - sock %d\n    (%s/%d%s%s%s)\n", fn, siName,
+                  hdl, pHdl->lis.mIPSocket.socket, pHdl->lis.mUDSocket.socket, errText, errNo,
+                  addrPart, extraPart, special);
   } else {
     std::snprintf(line1, sizeof line1, "%s: %s failed (%s/%d%s%s%s)\n", fn, siName, errText, errNo,
                   addrPart, extraPart, special);

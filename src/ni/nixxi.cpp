@@ -73,9 +73,10 @@ int BuildFreeList(int count) noexcept {
     return Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: malloc failed for %zu bytes",
                   "NiIInit", size);
   gNodes = static_cast<void **>(std::calloc(static_cast<size_t>(count), sizeof(void *)));
-  int rc = gNodes == nullptr || FaultAt(5) != ZUL_O_K ? -1
-                             : FtInit(gFreeList, u"NITAB_FREE", 0, static_cast<uint32_t>(count),
-                                      sizeof(int32_t), nullptr);
+  int rc = gNodes == nullptr || FaultAt(5) != ZUL_O_K
+               ? -1
+               : FtInit(gFreeList, u"NITAB_FREE", 0, static_cast<uint32_t>(count), sizeof(int32_t),
+                        nullptr);
   for (int i = 0; rc == 0 && i < count; ++i) {
     rc = FtAlloc(gFreeList, &gNodes[i]);
     if (rc == 0) *static_cast<int32_t *>(gNodes[i]) = i;
@@ -100,8 +101,8 @@ int CloseSock(NITAB *pHdl, SI_SOCK *sock) noexcept {
   while (sirc == SI_EINTR);
   sock->socket = NI_INVALID_SOCK;
   if (sirc == SI_OK) return ZUL_O_K;
-  return NiISystemError(sirc, 7, pHdl, &before, static_cast<int>(sock->lastError), nullptr,
-                        nullptr, nullptr, "NiICloseHandle", kModInternal, __LINE__, 1);
+  return NiISystemError(sirc, 7, pHdl, &before, static_cast<int>(sock->lastError), nullptr, nullptr,
+                        nullptr, "NiICloseHandle", kModInternal, __LINE__, 1);
 }
 
 // Removes the file a listener's local socket is bound to; a file gone already is no fault.
@@ -199,9 +200,9 @@ int IInit(int maxHandles) noexcept {
   const uint8_t connectLocal = gConnectLocal;
   const int useIpProto = gUseIpProto;
   size_t bytes = sizeof(NITAB) * static_cast<size_t>(maxHandles);  // step 4
-  gTab = FaultAt(4) != ZUL_O_K ? nullptr
-                               : static_cast<NITAB *>(std::calloc(static_cast<size_t>(maxHandles),
-                                                                  sizeof(NITAB)));
+  gTab = FaultAt(4) != ZUL_O_K
+             ? nullptr
+             : static_cast<NITAB *>(std::calloc(static_cast<size_t>(maxHandles), sizeof(NITAB)));
   rc = gTab == nullptr ? Refuse(kModInternal, __LINE__, NIEINTERN, 1,
                                 "%s: malloc failed for %zu bytes", fn, bytes)
                        : BuildFreeList(maxHandles);  // step 5
@@ -214,8 +215,7 @@ int IInit(int maxHandles) noexcept {
   // result NIECALL of either (started before by the application) lets the start go on.
   for (int step = 7; rc == ZUL_O_K && step <= 9; ++step) rc = FaultAt(step);
   if (rc == ZUL_O_K && SI_FD_SETSIZE < maxHandles)  // step 10
-    DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", fn, SI_FD_SETSIZE,
-                  maxHandles);
+    DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", fn, SI_FD_SETSIZE, maxHandles);
   if (rc == ZUL_O_K) rc = FaultAt(10);
   if (rc == ZUL_O_K && (rc = FaultAt(11)) == ZUL_O_K) {  // step 11
     MtxGuard lock(gParamLock);
@@ -343,7 +343,8 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
     // Reverse invoke is inactive; its pseudo listener only holds a socket.
     rc = CloseSock(pHdl, &pHdl->lis.mIPSocket);
   } else {
-    if (pHdl->mpXhdl != nullptr && pHdl->mpXhdlOps != nullptr) pHdl->mpXhdlOps->close(pHdl, pHdl->mpXhdl);
+    if (pHdl->mpXhdl != nullptr && pHdl->mpXhdlOps != nullptr)
+      pHdl->mpXhdlOps->close(pHdl, pHdl->mpXhdl);
     if (pHdl->con.mInAcceptList != 0) {
       MtxGuard lock(gAcceptListLock);
       NiIAlHdlClosed(pHdl);

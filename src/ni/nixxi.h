@@ -162,11 +162,11 @@ namespace ni {
 // NiEnableTrace and its relatives while other threads read them.
 extern std::atomic<uint64_t> gNiTraceMask;
 extern std::atomic<uint64_t> gSiTraceMask;
-inline constexpr int kBitConnRefused = 39;   // a refused connect is an error
-inline constexpr int kBitSendBroken = 40;    // a broken connection on a send is an error
-inline constexpr int kBitRecvBroken = 50;    // a broken connection on a receive is an error
-inline constexpr int kBitShutdownInval = 60; // a shutdown of a gone socket is an error
-inline constexpr int kBitAlwaysErrInfo = 61; // every socket failure is recorded
+inline constexpr int kBitConnRefused = 39;    // a refused connect is an error
+inline constexpr int kBitSendBroken = 40;     // a broken connection on a send is an error
+inline constexpr int kBitRecvBroken = 50;     // a broken connection on a receive is an error
+inline constexpr int kBitShutdownInval = 60;  // a shutdown of a gone socket is an error
+inline constexpr int kBitAlwaysErrInfo = 61;  // every socket failure is recorded
 
 extern int gOwnHigh;  // the highest socket number the layer has seen
 
@@ -206,6 +206,8 @@ bool FreeThrGlob(void *record) noexcept;  // false when the record isn't held
 void FreeAllThrGlobs() noexcept;
 size_t ThrGlobCount() noexcept;
 
+// The name of a parameter's data type, as refusals quote it ("NI_DT_BOOL").
+const char *DataTypeName(int type) noexcept;
 // The protocol mask of an entry, as NiGetHdlProto answers it, without the validity test.
 int IGetHdlProto(const NITAB *p) noexcept;
 // One end of a socket (the peer's with peer), quietly: the address, the port in host order and,

@@ -174,8 +174,8 @@ TEST(NiGuessDistance, LeadingEqualBitsOfTwoHosts) {
   struct Row {
     const char16_t *a, *b;
     int bits;
-  } rows[] = {{u"10.1.2.3", u"10.1.2.3", 128},  {u"10.1.2.3", u"10.1.2.2", 127},
-              {u"10.0.0.0", u"138.0.0.0", 96}, {u"::1", u"127.0.0.1", 80},
+  } rows[] = {{u"10.1.2.3", u"10.1.2.3", 128},   {u"10.1.2.3", u"10.1.2.2", 127},
+              {u"10.0.0.0", u"138.0.0.0", 96},   {u"::1", u"127.0.0.1", 80},
               {u"localhost", u"localhost", 128}, {u"10.0.0.1", u"h\u00e9", -1}};
   for (const Row &r : rows) EXPECT_EQ(NiGuessDistance(r.a, r.b), r.bits);
   NI_NODEADDR loop, viaRaw;

@@ -53,7 +53,8 @@ TEST(NiHandlesMt, CreateAndCloseNeverShareANumber) {
 
 // Polls cond for up to five seconds.
 bool Eventually(const std::function<bool()> &cond) {
-  for (int i = 0; i < 500 && !cond(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  for (int i = 0; i < 500 && !cond(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   return cond();
 }
 

@@ -53,8 +53,8 @@ TEST(NiISystemError, MasksDecideWhatIsRecordedAndTraced) {
     uint64_t niOff, siOff;
     bool info, errorLine, anyLine;
   } rows[] = {
-      {0, 0, true, true, true},                  // defaults: an error, recorded and traced
-      {kAlways, 0, true, true, true},            // still an error at trace level 1
+      {0, 0, true, true, true},                     // defaults: an error, recorded and traced
+      {kAlways, 0, true, true, true},               // still an error at trace level 1
       {kAlways | kRefused, 0, false, false, true},  // not an error: a plain level 1 line
       {kAlways, kRefusedSi, false, false, false},   // the code's bit silences it
       {kRefused, kRefusedSi, true, false, false},   // bit 61 records it all the same
