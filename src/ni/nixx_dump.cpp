@@ -58,6 +58,8 @@ void DumpToTrace(NITAB *p, void *) { Dump(p, nullptr, 0, "NiDumpNiHdls"); }
 
 bool ni::IHdlDumpText(const NITAB *p, char *out, size_t size) noexcept {
   const bool listener = (p->mType & 15) == 1;
+  // A reverse-invoke pseudo listener keeps its socket where a listener keeps its IP socket.
+  const SI_SOCK &own = (p->mType & 15) == 2 ? p->lis.mIPSocket : p->con.mSocket;
   char when[32] = "\n", sock[32], proto[32], local[NI_NODEADDR_STR_LEN + 8], remote[sizeof local];
   char path[109], ignored[109];
   tm t{};
@@ -66,15 +68,15 @@ bool ni::IHdlDumpText(const NITAB *p, char *out, size_t size) noexcept {
   if (listener)
     std::snprintf(sock, sizeof sock, "%d - %d", p->lis.mIPSocket.socket, p->lis.mUDSocket.socket);
   else
-    std::snprintf(sock, sizeof sock, "%d", p->con.mSocket.socket);
+    std::snprintf(sock, sizeof sock, "%d", own.socket);
   Narrow(NiGetProtoName(IGetHdlProto(p)), proto, sizeof proto);
   if (listener) {
     EndText(p->lis.mIPSocket, false, local, sizeof local, ignored);
     EndText(p->lis.mUDSocket, false, remote, sizeof remote, path);  // only its path counts
     std::snprintf(remote, sizeof remote, "-");                      // a listener has no peer
   } else {
-    EndText(p->con.mSocket, false, local, sizeof local, path);
-    EndText(p->con.mSocket, true, remote, sizeof remote, ignored);
+    EndText(own, false, local, sizeof local, path);
+    EndText(own, true, remote, sizeof remote, ignored);
   }
   int n = std::snprintf(
       out, size,
