@@ -2,6 +2,7 @@
 #define DPTRC_MODULE u"nixxi"
 
 #include "ni/nixxi.h"
+#include "ni/nixxi_con.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -264,9 +265,9 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
     DPTRC_A7(2, tf, "%s: shutdown and close hdl %d/sock %d\n", fn, hdl, pHdl->con.mSocket.socket);
   }
   if (cls == 1) {
-    // The listening socket files and the access lists come with listen; the socket is closed.
-    (void)removeUdsPath;
+    // The access lists come with their layer.
     rc = CloseSock(&pHdl->lis.mIPSocket, hdl);
+    if (removeUdsPath == 1) RemoveUdsFile(pHdl);
     (void)CloseSock(&pHdl->lis.mUDSocket, hdl);
   } else if (cls == 2) {
     rc = CloseSock(&pHdl->lis.mIPSocket, hdl);
