@@ -183,10 +183,9 @@ int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_
     if (!two) {
       int rc = SiPeek(from, SI_PEEK_RD, deadline.Left());
       if (rc == SI_ETIMEOUT) return AcceptTimeout(pL, timeout);
-      // A failure of the wait shows again in the accept that follows.
+      if (rc != SI_OK && rc != SI_EINTR)
+        return ConnSysError(rc, kSiPoll, pL, from, nullptr, nullptr, nullptr, fn, __LINE__, 1);
       waited = rc == SI_OK;
-      if (rc != SI_OK && rc != SI_EINTR && deadline.Left() == 0)
-        return AcceptTimeout(pL, timeout);
     }
   }
 }
