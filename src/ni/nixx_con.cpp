@@ -29,8 +29,8 @@ int ParamInvalid(const char *fn, const char *condition,
 }
 
 bool ProtocolInvalid(int protocol) {
-  return (protocol & ~(NI_PROTO_FAM_UNSPEC | NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4 |
-                       NI_PROTO_FAM_IPv6)) != 0;
+  return (protocol &
+          ~(NI_PROTO_FAM_UNSPEC | NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0;
 }
 
 constexpr const char *kProtocolCondition =
@@ -49,8 +49,8 @@ int Connect(const char *fn, const ZUL_UTF16 *host, const ZUL_UTF16 *serv,
   }
   if (ProtocolInvalid(protocol)) return ParamInvalid(fn, kProtocolCondition);
   NITAB *p = nullptr;
-  int rc = NiBufIConnect(host, serv, pNodeAddr, NiNetServno(port), protocol, timeout, raw,
-                         buffered, ppTrcFile, &p);
+  int rc = NiBufIConnect(host, serv, pNodeAddr, NiNetServno(port), protocol, timeout, raw, buffered,
+                         ppTrcFile, &p);
   if (rc == ZUL_O_K || (rc == NIECONN_PENDING && acceptPending && p != nullptr))
     *pHandle = p->handle;
   return rc;
@@ -63,8 +63,8 @@ int ConnectByAddr(const char *fn, const NI_NODEADDR *pNodeAddr, uint16_t port, i
     if (pHandle != nullptr) *pHandle = -1;
     return ParamInvalid(fn, "pNodeAddr == NULL");
   }
-  return Connect(fn, nullptr, nullptr, pNodeAddr, port, protocol, raw, buffered, timeout,
-                 ppTrcFile, acceptPending, pHandle);
+  return Connect(fn, nullptr, nullptr, pNodeAddr, port, protocol, raw, buffered, timeout, ppTrcFile,
+                 acceptPending, pHandle);
 }
 
 int Listen(const char *fn, const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int protocol,
@@ -198,8 +198,8 @@ int NiRawHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
 
 int NiHandleEx(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol, int raw, int buffered,
                int timeout, FILE **ppTrcFile, int *pHandle) noexcept {
-  return Connect("NiHandleEx", host, serv, nullptr, 0, protocol, raw, buffered, timeout,
-                 ppTrcFile, true, pHandle);
+  return Connect("NiHandleEx", host, serv, nullptr, 0, protocol, raw, buffered, timeout, ppTrcFile,
+                 true, pHandle);
 }
 
 int NiHandleForAddrEx(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int raw,
@@ -253,8 +253,7 @@ int NiAcceptEx2(int hdl, int timeout, FILE **ppTrcFile, int *pOutHandle, NI_NODE
   if (pL == nullptr) return NIEINVAL;
   if (pOutHandle == nullptr) return ParamInvalid(fn, "pOutHandle == NULL");
   if (pL->mType != NI_LISTEN && pL->mType != NI_RI_LISTEN)
-    return ParamInvalid(fn,
-                        "pListenHdl->mType != NI_LISTEN && pListenHdl->mType != NI_RI_LISTEN");
+    return ParamInvalid(fn, "pListenHdl->mType != NI_LISTEN && pListenHdl->mType != NI_RI_LISTEN");
   NITAB *p = nullptr;
   int rc = pL->mType == NI_RI_LISTEN ? NiIRiSrvAccept(pL, timeout, ppTrcFile, &p)
                                      : NiIAccept(pL, timeout, ppTrcFile, &p);
@@ -297,9 +296,11 @@ int NiConvSiAddr(int family, const ZUL_RAW *pAddr, int addrLen, uint16_t port,
                  int pathLen) noexcept {
   const char *fn = "NiConvSiAddr";
   if (pAddr == nullptr) return ParamInvalid(fn, "pAddr == NULL");
-  if (pPath != nullptr && pathLen < kUdsPathLen) return ParamInvalid(fn, "pathLen < SI_UDS_PATH_LEN");
+  if (pPath != nullptr && pathLen < kUdsPathLen)
+    return ParamInvalid(fn, "pathLen < SI_UDS_PATH_LEN");
   int need = family == SI_AF_INET ? 4 : family == SI_AF_INET6 ? 16 : family == SI_AF_UNIX ? 108 : 0;
-  if (need == 0) return ParamInvalid(fn, "family != AF_INET && family != AF_INET6 && family != AF_UNIX");
+  if (need == 0)
+    return ParamInvalid(fn, "family != AF_INET && family != AF_INET6 && family != AF_UNIX");
   if (addrLen < need) {
     return ParamInvalid(fn, family == SI_AF_INET    ? "addrLen < SI_INADDR_LEN"
                             : family == SI_AF_INET6 ? "addrLen < SI_IN6ADDR_LEN"
@@ -327,16 +328,16 @@ int NiConvSiAddr(int family, const ZUL_RAW *pAddr, int addrLen, uint16_t port,
   return ZUL_O_K;
 }
 
-int NiConvSiAddr2(const void *pSockAddr, int sockAddrLen, NI_NODEADDR *pNodeAddr,
-                  uint16_t *pServNo, ZUL_UTF16 *pPath, int pathLen) noexcept {
+int NiConvSiAddr2(const void *pSockAddr, int sockAddrLen, NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
+                  ZUL_UTF16 *pPath, int pathLen) noexcept {
   const char *fn = "NiConvSiAddr2";
   if (pSockAddr == nullptr) return ParamInvalid(fn, "pSockAddr == NULL");
   if (sockAddrLen < static_cast<int>(sizeof(sa_family_t)))
     return ParamInvalid(fn, "sockAddrLen < sizeof(sa_family_t)");
   sockaddr_storage sa{};
-  std::memcpy(&sa, pSockAddr,
-              static_cast<size_t>(sockAddrLen) < sizeof sa ? static_cast<size_t>(sockAddrLen)
-                                                           : sizeof sa);
+  std::memcpy(
+      &sa, pSockAddr,
+      static_cast<size_t>(sockAddrLen) < sizeof sa ? static_cast<size_t>(sockAddrLen) : sizeof sa);
   ZUL_RAW raw[kUdsPathLen] = {};
   uint16_t port = 0;
   SI_SOCK s{NI_INVALID_SOCK, sa.ss_family, SI_SOCK_STREAM, 0};

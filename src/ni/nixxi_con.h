@@ -38,8 +38,7 @@ int NiIBindSocket(NITAB *pHdl, SI_SOCK *pSock, const NI_NODEADDR *pNodeAddr, uin
 
 // Binds a new handle: NI_FINDSERV searches the port range, a listener's local socket follows on
 // the same port (its failure is fatal only with mustBindUds). *pServNo gets the port taken.
-int NiIBind(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
-            int mustBindUds) noexcept;
+int NiIBind(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int mustBindUds) noexcept;
 
 // A listener on the address (null: any) and *pServNo for the NI_PROTO_FAM mask (0: the IP family
 // in use, plus a local socket without an address). tries counts the rounds already made.
@@ -72,8 +71,8 @@ int NiIMyAddrVerify(const ZUL_UTF16 *pHostName, int timeout, NI_NODEADDR *pNodeA
 // The one client connect, by name (pHost, pServ) or by address. A connect still pending after
 // timeout (0: none) is NIECONN_REFUSED and the handle is closed.
 int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEADDR *pNodeAddr,
-                  uint16_t port, int protocol, int timeout, int raw, int buffered,
-                  FILE **ppTrcFile, NITAB **ppHdl) noexcept;
+                  uint16_t port, int protocol, int timeout, int raw, int buffered, FILE **ppTrcFile,
+                  NITAB **ppHdl) noexcept;
 
 // One socket option of a handle: its connection socket, or a listener's IP socket if it has one
 // and else its local one. pValueText names level and option in reports ("SOL_SOCKET-SO_RCVBUF").

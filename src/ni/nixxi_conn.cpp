@@ -147,8 +147,8 @@ int AcceptTimeout(NITAB *pL, int timeout) {
 int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_t *peerPort,
                    SI_SOCK **ppFrom) {
   const char *fn = "NiIAccept";
-  bool two = pL->lis.mIPSocket.socket != NI_INVALID_SOCK &&
-             pL->lis.mUDSocket.socket != NI_INVALID_SOCK;
+  bool two =
+      pL->lis.mIPSocket.socket != NI_INVALID_SOCK && pL->lis.mUDSocket.socket != NI_INVALID_SOCK;
   SI_SOCK *from =
       pL->lis.mIPSocket.socket != NI_INVALID_SOCK ? &pL->lis.mIPSocket : &pL->lis.mUDSocket;
   Deadline deadline(timeout);
@@ -197,13 +197,12 @@ int NiIConnectSocket(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t port, i
   const char *fn = "NiIConnectSocket";
   ZUL_RAW buf[108];
   int len = 0;
-  if (int rc = NiIMakeSockAddr(pHdl, &pHdl->con.mSocket, pNodeAddr, port, buf, &len);
-      rc != ZUL_O_K)
+  if (int rc = NiIMakeSockAddr(pHdl, &pHdl->con.mSocket, pNodeAddr, port, buf, &len); rc != ZUL_O_K)
     return rc;
   char partner[NI_NODEADDR_STR_LEN + 8];
   AddrPortText(pNodeAddr, port, partner, sizeof partner);
-  DPTRC_A7(3, tf, "%s: connect hdl %d/sock %d to %s\n", fn, pHdl->handle,
-           pHdl->con.mSocket.socket, partner);
+  DPTRC_A7(3, tf, "%s: connect hdl %d/sock %d to %s\n", fn, pHdl->handle, pHdl->con.mSocket.socket,
+           partner);
   int sirc;
   int rounds = 0;
   do {
@@ -301,8 +300,7 @@ int NiIConnect(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int ti
       // The entry stays in its initial state until NiCloseAll.
       char target[32];
       std::snprintf(target, sizeof target, "localhost:%u", static_cast<unsigned>(ntohs(port)));
-      DPTRC_A7(1, tf, "%s: force UDS connect to '%s' failed (%d; %d)\n", fn, target, rc,
-               p->handle);
+      DPTRC_A7(1, tf, "%s: force UDS connect to '%s' failed (%d; %d)\n", fn, target, rc, p->handle);
       return Refuse(kModInternal, __LINE__, NIECONN_REFUSED, 1, "%s: UDS connect only to %s", fn,
                     target);
     }
@@ -455,8 +453,8 @@ int NiIMyAddrVerify(const ZUL_UTF16 *pHostName, int timeout, NI_NODEADDR *pNodeA
     return Refuse(kModInternal, __LINE__, rc, 1, "%s: host invalid or unknown '%s' (rc=%d)", fn,
                   name, rc);
   if (connectTest != 0 && IsLoopback(addr))
-    return Refuse(kModInternal, __LINE__, NIEMYHOST_VERIFY, 1, "%s: verify own hostname '%s' failed",
-                  fn, name);
+    return Refuse(kModInternal, __LINE__, NIEMYHOST_VERIFY, 1,
+                  "%s: verify own hostname '%s' failed", fn, name);
   NITAB *lis = nullptr;
   uint16_t port = 0;
   if ((rc = NiIListen(&addr, &port, NI_PROTO_FAM_UNSPEC, 0, 0, &lis)) != ZUL_O_K) return rc;

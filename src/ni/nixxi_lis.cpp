@@ -197,12 +197,11 @@ int NiIBind(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
     if (rc != ZUL_O_K) {
       if (mustBindUds != 0) return rc;
       CloseSocket(&pHdl->lis.mUDSocket);
-      DPTRC_WARN_A7(tf, "%s: Could not bind local domain socket, only listening on internet socket\n",
-                    fn);
+      DPTRC_WARN_A7(
+          tf, "%s: Could not bind local domain socket, only listening on internet socket\n", fn);
     }
   }
-  if (listener)
-    what = pHdl->lis.mUDSocket.socket != NI_INVALID_SOCK ? " (inc. UDS)" : " (IP only)";
+  if (listener) what = pHdl->lis.mUDSocket.socket != NI_INVALID_SOCK ? " (inc. UDS)" : " (IP only)";
   char bound[NI_NODEADDR_STR_LEN + 8];
   AddrPortText(pNodeAddr != nullptr ? pNodeAddr : &NI_ADDR_ANY_INIT, *pServNo, bound, sizeof bound);
   DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: hdl %d bound to %s%s\n", fn, pHdl->handle, bound, what);

@@ -129,8 +129,7 @@ bool LocalAddrByBind(const NI_NODEADDR &addr) noexcept {
 
 void AddrPortText(const NI_NODEADDR *pAddr, uint16_t port, char *out, size_t size) noexcept {
   ZUL_UTF16 text[NI_NODEADDR_STR_LEN];
-  if (pAddr == nullptr || NiAddrToStr(pAddr, text, NI_NODEADDR_STR_LEN, 0) != ZUL_O_K)
-    text[0] = 0;
+  if (pAddr == nullptr || NiAddrToStr(pAddr, text, NI_NODEADDR_STR_LEN, 0) != ZUL_O_K) text[0] = 0;
   char host[NI_NODEADDR_STR_LEN];
   Narrow(text, host, sizeof host);
   std::snprintf(out, size, "%s%c%u", host, static_cast<char>(NiIGetAddrPortSep(text)),
@@ -248,8 +247,9 @@ int ConnSysError(int siRc, int siFunc, NITAB *pHdl, SI_SOCK *pSock, const char *
   const char *extra = extraText != nullptr ? extraText : "";
   char text[512];
   if (pSock != nullptr && pHdl != nullptr)
-    std::snprintf(text, sizeof text, "%s: %s failed for hdl %d/sock %d\n    (%s/%u; %s; %s; %s%s%s)\n",
-                  funcName, wrapper, pHdl->handle, pSock->socket, siName, lastError,
+    std::snprintf(text, sizeof text,
+                  "%s: %s failed for hdl %d/sock %d\n    (%s/%u; %s; %s; %s%s%s)\n", funcName,
+                  wrapper, pHdl->handle, pSock->socket, siName, lastError,
                   FamilyName(pSock->family), TypeName(pSock->type), partner, sep, extra);
   else
     std::snprintf(text, sizeof text, "%s: %s failed (%s/%u; %s%s%s)\n", funcName, wrapper, siName,

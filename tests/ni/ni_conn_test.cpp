@@ -117,9 +117,9 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
       {0, false, 0, ZUL_O_K, NI_PROTO_FAM_LOCAL},  // local partner: UDS first
       {0, false, 2, ZUL_O_K, NI_PROTO_FAM_IPv4},   // IP asked for
       {0, false, 1, ZUL_O_K, NI_PROTO_FAM_LOCAL},
-      {2, false, 0, ZUL_O_K, NI_PROTO_FAM_IPv4},   // no UDS listener: silent fall-back
-      {2, false, 1, NIECONN_REFUSED, 0},           // UDS only, and there is none
-      {3, true, 1, ZUL_O_K, NI_PROTO_FAM_LOCAL},   // UDS and IPv4 on the loopback address
+      {2, false, 0, ZUL_O_K, NI_PROTO_FAM_IPv4},  // no UDS listener: silent fall-back
+      {2, false, 1, NIECONN_REFUSED, 0},          // UDS only, and there is none
+      {3, true, 1, ZUL_O_K, NI_PROTO_FAM_LOCAL},  // UDS and IPv4 on the loopback address
       {3, true, 2, ZUL_O_K, NI_PROTO_FAM_IPv4},
   };
   uint16_t next = 29001;
@@ -134,7 +134,8 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
     int c = Connect(lis, port, r.cliProto, &srv, &peer);
     if (r.rc != ZUL_O_K) {
       EXPECT_EQ(c, r.rc);
-      EXPECT_EQ(ConnDetail(), u"NiIConnect: UDS connect only to localhost:" + U16(std::to_string(port)));
+      EXPECT_EQ(ConnDetail(),
+                u"NiIConnect: UDS connect only to localhost:" + U16(std::to_string(port)));
       EXPECT_EQ(CountState(NI_INITIAL_CON), 1);  // left for NiCloseAll
       NiCloseAll();
       continue;
@@ -162,7 +163,7 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
 }
 
 TEST_F(NiConn, SocketFileOfAListener) {
-  struct stat st{};
+  struct stat st {};
   // NiCloseHandle removes the file, NiCloseHandleKP keeps it; a new listener replaces a kept one,
   // and a missing file sends clients over IP.
   for (auto closeFn : {NiCloseHandle, NiCloseHandleKP}) {
@@ -188,10 +189,10 @@ TEST_F(NiConn, ObstaclesAtTheSocketPath) {
     bool dir;  // a non-empty directory, else a regular file
     int protocol, rc, proto;
   } rows[] = {
-      {false, 3, ZUL_O_K, 3},       // a stale file is removed
-      {true, 3, NIESERV_USED, 0},   // must bind the UDS: fails
-      {true, 2 | 0, ZUL_O_K, 2},    // IP only was asked for
-      {true, 0, ZUL_O_K, 2},        // the UDS is given up, IP serves alone
+      {false, 3, ZUL_O_K, 3},      // a stale file is removed
+      {true, 3, NIESERV_USED, 0},  // must bind the UDS: fails
+      {true, 2 | 0, ZUL_O_K, 2},   // IP only was asked for
+      {true, 0, ZUL_O_K, 2},       // the UDS is given up, IP serves alone
   };
   uint16_t port = 29201;
   for (const Row &r : rows) {
@@ -315,7 +316,8 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
        u"NiSetTCP_NoDelay: parameter invalid (pHdl->mType == NI_LISTEN)", false},
       {[&] { return NiHdlGetSavedPeer(lis, &addr, &p0); }, NIEINVAL,
        u"NiHdlGetSavedPeer: parameter invalid (pHdl->mType == NI_LISTEN || pHdl->mType == "
-       u"NI_RI_LISTEN)", false},
+       u"NI_RI_LISTEN)",
+       false},
   };
   for (const Row &r : rows) {
     SCOPED_TRACE(std::string(r.detail.begin(), r.detail.end()));
@@ -428,8 +430,10 @@ TEST_F(NiConn, DefaultsAndOptionsOfSockets) {
     int (*set)(int, int);
     int (*get)(int, int *);
     int value;
-  } rows[] = {{NiSetTCP_NoDelay, NiGetTCP_NoDelay, 0}, {NiSetSO_KeepAlive, NiGetSO_KeepAlive, 1},
-              {NiSetSO_RcvBuf, NiGetSO_RcvBuf, 65536}, {NiSetSO_SndBuf, NiGetSO_SndBuf, 65536}};
+  } rows[] = {{NiSetTCP_NoDelay, NiGetTCP_NoDelay, 0},
+              {NiSetSO_KeepAlive, NiGetSO_KeepAlive, 1},
+              {NiSetSO_RcvBuf, NiGetSO_RcvBuf, 65536},
+              {NiSetSO_SndBuf, NiGetSO_SndBuf, 65536}};
   for (const Row &r : rows) {
     int v = -1;
     EXPECT_EQ(r.set(c, r.value), ZUL_O_K);
