@@ -11,6 +11,7 @@
 #define ZUL_NI_H
 
 #include <stdint.h>
+#include <stdio.h>
 #include <time.h>
 
 #include "zul_base.h"
@@ -380,5 +381,95 @@ ZUL_API void NiTransRawToNode(const ZUL_RAW *pRaw, NI_NODEADDR *pNodeAddr) ZUL_N
 ZUL_API void NiTransNodeToRaw(const NI_NODEADDR *pNodeAddr, ZUL_RAW *pRaw) ZUL_NOTHROW;
 ZUL_API uint32_t NiTransRawToIPv4(const ZUL_RAW *pRaw) ZUL_NOTHROW;
 ZUL_API void NiTransIPv4ToRaw(uint32_t ipv4, ZUL_RAW *pRaw) ZUL_NOTHROW;
+
+/* ---- Connect, listen and accept ---- */
+/* Port values of a listener: NI_FINDSERV_OS lets the system pick one, NI_FINDSERV searches the
+ * port range (NIP_PORTRANGE, NIP_INC_SERV_NO, NIP_CONT_IN_RANGE). */
+#define NI_FINDSERV_OS 0
+#define NI_FINDSERV 65535
+
+/* A connection to host and service (names or numeric texts) or to an address and a port (host
+ * order). *pHandle is set to -1 first and gets the handle. A partner on this host is reached over
+ * its local socket where it has one (NIP_CONNLOCAL), else over IP without notice. protocol is an
+ * NI_PROTO_FAM mask (0: any; NI_PROTO_FAM_LOCAL alone: the local socket or NIECONN_REFUSED).
+ * timeout in milliseconds; 0 and negative wait for ever; a connect still under way after it is
+ * NIECONN_REFUSED. raw has no effect without the buffered layer; buffered must be 0. ppTrcFile
+ * may be null. NIECONN_REFUSED when nobody listens. */
+ZUL_API int NiHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                     int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiRawHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                        int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                             int timeout, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiRawHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                                int timeout, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                            int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiRawHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                               int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleEx(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol, int raw,
+                       int buffered, int timeout, FILE **ppTrcFile, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleForAddrEx(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int raw,
+                              int buffered, int timeout, FILE **ppTrcFile,
+                              int *pHandle) ZUL_NOTHROW;
+
+/* A listener on a service name, on *pServNo (host order, in and out: NI_FINDSERV_OS and
+ * NI_FINDSERV give the port taken) and optionally an address (null: any). Without an address the
+ * listener also takes the local socket of its port (NIP_UDS_PATH) when NIP_CONNLOCAL is on; a
+ * local socket that can't be bound leaves it on IP only. NiServerHandleEx takes the protocols:
+ * NI_PROTO_FAM_LOCAL must come with an IP bit, needs a port other than NI_FINDSERV_OS, and then
+ * must bind (an address given must be a loopback one). NIESERV_USED for a port in use,
+ * NIENOFREEPORT when the search finds none. buffered must be 0. */
+ZUL_API int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiServerHandleForPort(uint16_t *pServNo, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiServerHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
+                                  int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiServerHandleEx(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int protocol,
+                             int buffered, int *pHandle) ZUL_NOTHROW;
+
+/* Takes one connection from a listener within timeout (the local socket first) into *pOutHandle
+ * (-1 on failure). The peer's address and port (host order) go to pPeerAddr and pPeerServ when
+ * not null; a local peer is NI_ADDR_LOCAL_INIT, port 0. NIETIMEOUT when nobody came. */
+ZUL_API int NiAcceptEx(int hdl, int timeout, int *pOutHandle, NI_NODEADDR *pPeerAddr,
+                       uint16_t *pPeerServ) ZUL_NOTHROW;
+ZUL_API int NiAcceptEx2(int hdl, int timeout, FILE **ppTrcFile, int *pOutHandle,
+                        NI_NODEADDR *pPeerAddr, uint16_t *pPeerServ) ZUL_NOTHROW;
+
+/* The partner stored at connect or accept (port in host order); listeners are refused. Either
+ * output may be null. */
+ZUL_API int NiHdlGetSavedPeer(int hdl, NI_NODEADDR *pNodeAddr, uint16_t *pServNo) ZUL_NOTHROW;
+
+/* Whether a host name (null: this host's, at most 63 units) is this host: NiMyAddrCheck listens
+ * on its address, NiMyAddrVerify also connects to it within timeout and refuses the loopback
+ * addresses. *pNodeAddr gets the address; NIEMYHOST_VERIFY when it isn't this host's. */
+ZUL_API int NiMyAddrCheck(const ZUL_UTF16 *pMyHostName, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+ZUL_API int NiMyAddrVerify(const ZUL_UTF16 *pMyHostName, int timeout,
+                           NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+
+/* A socket layer's address into node address, port (host order) and, for a local socket, its
+ * path (pPath, when not null, holds pathLen >= 108 units). NiConvSiAddr takes the bytes of the
+ * family (addrLen at least 4, 16 or 108) and the port in network order; NiConvSiAddr2 a system
+ * sockaddr. Either output may be null. */
+ZUL_API int NiConvSiAddr(int family, const ZUL_RAW *pAddr, int addrLen, uint16_t port,
+                         NI_NODEADDR *pNodeAddr, uint16_t *pServNo, ZUL_UTF16 *pPath,
+                         int pathLen) ZUL_NOTHROW;
+ZUL_API int NiConvSiAddr2(const void *pSockAddr, int sockAddrLen, NI_NODEADDR *pNodeAddr,
+                          uint16_t *pServNo, ZUL_UTF16 *pPath, int pathLen) ZUL_NOTHROW;
+
+/* Socket options of a connection (a listener is refused, but for the SO_REUSEADDR pair, which
+ * acts on its IP socket, else its local one). Sizes in bytes as the system counts them; flags
+ * read back as 0 or 1. */
+ZUL_API int NiSetTCP_NoDelay(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetTCP_NoDelay(int hdl, int *pOn) ZUL_NOTHROW;
+ZUL_API int NiSetSO_RcvBuf(int hdl, int size) ZUL_NOTHROW;
+ZUL_API int NiGetSO_RcvBuf(int hdl, int *pSize) ZUL_NOTHROW;
+ZUL_API int NiSetSO_SndBuf(int hdl, int size) ZUL_NOTHROW;
+ZUL_API int NiGetSO_SndBuf(int hdl, int *pSize) ZUL_NOTHROW;
+ZUL_API int NiSetSO_Linger(int hdl, int onOff, int seconds) ZUL_NOTHROW;
+ZUL_API int NiGetSO_Linger(int hdl, int *pOnOff, int *pSeconds) ZUL_NOTHROW;
+ZUL_API int NiSetSO_KeepAlive(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetSO_KeepAlive(int hdl, int *pOn) ZUL_NOTHROW;
+ZUL_API int NiSetSO_ReuseAddr(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetSO_ReuseAddr(int hdl, int *pOn) ZUL_NOTHROW;
 
 #endif /* ZUL_NI_H */

@@ -11,6 +11,7 @@
 #include <new>
 
 #include "ni/nixxi.h"
+#include "ni/nixxi_con.h"
 #include "zul_dptrace.h"
 
 using namespace ni;
@@ -32,7 +33,8 @@ int NiHdlToSock(int hdl, int *pSocketNo) noexcept {
   if (pSocketNo == nullptr)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pSocketNo == NULL)",
                   "NiHdlToSock");
-  // A pending connect is completed here once connect exists; until then no handle waits.
+  // The socket of a pending connect is only worth having once the connection stands.
+  if (p->mType == NI_CONN_WAIT) NiICheckPendConnection(p, -1, 1);
   *pSocketNo = SockOf(p)->socket;
   return ZUL_O_K;
 }

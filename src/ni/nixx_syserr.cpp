@@ -13,7 +13,7 @@
 namespace ni {
 std::atomic<uint64_t> gNiTraceMask{0x3004018000100001ull};
 std::atomic<uint64_t> gSiTraceMask{0xFFFFull};
-int gOwnHigh = 0;
+std::atomic<int> gOwnHigh{0};
 }  // namespace ni
 
 using namespace ni;
@@ -133,7 +133,7 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
       break;
     case SI_EMFILE:
       rc = NIEINVAL;
-      std::snprintf(special, sizeof special, "; own high %d; max hds %d", gOwnHigh, gMaxHdls);
+      std::snprintf(special, sizeof special, "; own high %d; max hds %d", gOwnHigh.load(std::memory_order_relaxed), gMaxHdls);
       break;
     default:  // SI_EINVAL_OPT, SI_EINTR, SI_ESYSCALL and the rest: internal errors
       break;

@@ -2,6 +2,7 @@
 #define DPTRC_MODULE u"nixxi"
 
 #include "ni/nixxi.h"
+#include "ni/nixxi_con.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -168,7 +168,7 @@ inline constexpr int kBitRecvBroken = 50;     // a broken connection on a receiv
 inline constexpr int kBitShutdownInval = 60;  // a shutdown of a gone socket is an error
 inline constexpr int kBitAlwaysErrInfo = 61;  // every socket failure is recorded
 
-extern int gOwnHigh;  // the highest socket number the layer has seen
+extern std::atomic<int> gOwnHigh;  // the highest socket number the layer has seen
 
 // Holds one of the layer's locks for a scope.
 class MtxGuard {
