@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ni/nixxhs.h"
 #include "zul_dptrace.h"
 #include "zul_fi.h"
 
@@ -164,7 +165,23 @@ int IInit(int maxHandles) noexcept {
   gMaxHdls = maxHandles;
   gUsed = nullptr;
   ISetIPProtoUsage();
-  // The name caches and the local host table come with their layer.
+  // Name caches and the local host name.
+  rc = NiIHSBufInit(100, 0, 600, 600, 0, 600, 600);
+  if (rc != ZUL_O_K && rc != NIECALL) {  // NIECALL: the application built them before
+    std::free(gTab);
+    gTab = nullptr;
+    gMaxHdls = 0;
+    FtDestroy(gFreeList);
+    std::free(gFreeList);
+    std::free(gNodes);
+    gFreeList = nullptr;
+    gNodes = nullptr;
+    gUseIpProto = 0;
+    SiExit();
+    DeleteLocks();
+    return rc;
+  }
+  if (NiILHInit() == NIECALL) DPTRC_WARN_A7(tf, "%s: NiILHInit: NIECALL\n", "NiIInit");
   if (SI_FD_SETSIZE < maxHandles)
     DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", "NiIInit", SI_FD_SETSIZE,
                   maxHandles);
@@ -173,6 +190,8 @@ int IInit(int maxHandles) noexcept {
 
 void IExit() noexcept {
   NiCloseAll();
+  NiIHSBufRelease();  // name caches
+  NiILHRelease();
   DeleteLocks();
   SiExit();
   if (gFreeList != nullptr) FtDestroy(gFreeList);

@@ -135,7 +135,7 @@ TEST(NiStrToAddrAndPort, Forms) {
     uint16_t port;
   } rows[] = {
       {u"[::1]:3200", true, 0, std::string(31, '0') + "1", 3200},
-      {u"[::1]", false, 0, std::string(31, '0') + "1", 0},
+      {u"[::1]", true, 0, std::string(31, '0') + "1", 0},
       {u"::1:3200", true, 0, std::string(24, '0') + "00013200", 0},
       {u"[::1]x", true, NIEINVAL, "", 0},
       {u"::1]:5", true, NIEINVAL, "", 0},
