@@ -236,7 +236,7 @@ TEST_F(NiHSLayer, ServicesDigitsNamesAndNumbers) {
 }
 
 TEST_F(NiHSLayer, RefusalsQuoteTheirCondition) {
-  std::u16string n63(63, u'a'), n64(64, u'a');
+  std::u16string n64(64, u'a');
   struct Row {
     int form;  // 1, 2 or 3: NiHostToAddr, NiHostToAddr2, NiHostToAddr3
     const char16_t *host;
@@ -293,6 +293,8 @@ TEST_F(NiHSLayer, NamesOfAddressesAndOfThisMachine) {
   EXPECT_EQ(std::u16string(NiAddrToHost(&NI_ADDR_ANY_I4_INIT)), u"0.0.0.0");
   EXPECT_EQ(std::u16string(NiAddrToHost(nullptr)), u"localhost");
   char16_t buf[NI_MAX_HOSTNAME_LEN];
+  EXPECT_EQ(NiAddrToHost2(&NI_ADDR_LOCAL_I4_INIT, nullptr, 9), NIEINVAL);
+  EXPECT_EQ(NiAddrToHost2(&NI_ADDR_LOCAL_I4_INIT, buf, -1), NIEINVAL);
   EXPECT_EQ(NiAddrToHost2(&NI_ADDR_LOCAL_I4_INIT, buf, 9), NIETOO_SMALL);
   EXPECT_EQ(Detail(), u"NIHIMPL_LINEAR::getHostName: buffer too small for 'localhost' (9<10)");
   // The IPv4 cache holds no IPv6 address; the number stands in the buffer.
@@ -433,13 +435,13 @@ TEST(NiHSEnvironment, UnknownNamesCachedUntilTheyExpire) {
   InChild({{"RES_OPTIONS", "timeout:1 attempts:1"}}, [] {
     ASSERT_EQ(NiInit(), ZUL_O_K);
     ASSERT_EQ(SetUint(NIP_HOSTBUF_TIMEOUT_INVALID, 1), ZUL_O_K);
-    for (size_t len : {59u, 60u}) {
+    for (size_t len : {59u, 60u, 63u}) {
       std::u16string name = std::u16string(len - 8, u'n') + u".invalid";
       NI_NODEADDR a;
       uint64_t before = Lookups();
       EXPECT_EQ(NiHostToAddr(name.c_str(), &a), NIEHOST_UNKNOWN);
       EXPECT_EQ(NiHostToAddr(name.c_str(), &a), NIEHOST_UNKNOWN);
-      EXPECT_EQ(Lookups() - before, len < 60 ? 1u : 2u) << len;  // 60 units aren't cached
+      EXPECT_EQ(Lookups() - before, len < 60 ? 1u : 2u) << len;  // 60 and more aren't cached
       if (len < 60) {
         usleep(1100 * 1000);
         EXPECT_EQ(NiHostToAddr(name.c_str(), &a), NIEHOST_UNKNOWN);
