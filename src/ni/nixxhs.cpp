@@ -93,6 +93,13 @@ void CopyIfFits(const ZUL_UTF16 *text, ZUL_UTF16 *out, int bufferLen) {
   if (static_cast<long>(n) < bufferLen) std::memcpy(out, text, (n + 1) * sizeof(ZUL_UTF16));
 }
 
+// A name that may be an address literal: it starts with a digit or holds a colon.
+bool LooksNumeric(const ZUL_UTF16 *name) {
+  bool colon = false;
+  for (const ZUL_UTF16 *c = name; *c != 0; ++c) colon = colon || *c == u':';
+  return colon || (name[0] >= u'0' && name[0] <= u'9');
+}
+
 // The checks all NiHostToAddr forms share.
 int CheckHost(const char *fn, const ZUL_UTF16 *pHostName, int protocol) {
   if (protocol != 0 && protocol != 2 && protocol != 4 && protocol != 6)
@@ -523,9 +530,7 @@ int NiIGetNodeAddr(const ZUL_UTF16 *pHostName, int protocol, NI_NODEADDR *pNodeA
   }
   char name8[NI_MAX_HOSTNAME_LEN * 3];
   NiIToUtf8(pHostName, name8, sizeof name8);
-  bool hasColon = false;
-  for (const ZUL_UTF16 *c = pHostName; *c != 0; ++c) hasColon = hasColon || *c == u':';
-  if ((pHostName[0] >= u'0' && pHostName[0] <= u'9') || hasColon) {
+  if (LooksNumeric(pHostName)) {
     NI_NODEADDR a;
     if (NiStrToAddr(pHostName, &a) == ZUL_O_K) {
       // A literal needs no look-up, but it must fit the protocol.
@@ -731,9 +736,13 @@ int NiHostToAddr3(const ZUL_UTF16 *pHostName, int protocol, NI_NODEADDR **ppList
   std::vector<NI_NODEADDR> addrs(kMax);
   int count = kMax;
   NI_NODEADDR one;
-  if (pHostName == nullptr || NiStrToAddr(pHostName, &one) == ZUL_O_K) {
-    // The loopback and literals go the cached way, which asks no one for them.
+  bool literal = pHostName == nullptr;
+  if (!literal && LooksNumeric(pHostName)) {
+    literal = NiStrToAddr(pHostName, &one) == ZUL_O_K;
     ErrClear();
+  }
+  if (literal) {
+    // The loopback and literals go the cached way, which asks no one for them.
     rc = NiIGetNodeAddr(pHostName, protocol, &addrs[0], NIHS_MODE_NORMAL, nullptr);
     count = 1;
   } else {
