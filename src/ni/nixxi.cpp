@@ -177,6 +177,8 @@ int IInit(int maxHandles) noexcept {
     gFreeList = nullptr;
     gNodes = nullptr;
     gUseIpProto = 0;
+    NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;
+    NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I4_INIT;
     SiExit();
     DeleteLocks();
     return rc;
