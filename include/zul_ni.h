@@ -472,4 +472,61 @@ ZUL_API int NiGetSO_KeepAlive(int hdl, int *pOn) ZUL_NOTHROW;
 ZUL_API int NiSetSO_ReuseAddr(int hdl, int on) ZUL_NOTHROW;
 ZUL_API int NiGetSO_ReuseAddr(int hdl, int *pOn) ZUL_NOTHROW;
 
+/* ---- Host and service caches, name look-ups ---- */
+
+/* The clock of the name caches (NIP_HSBUF_TIME_FUNC): microseconds from any fixed point. It
+ * times slow look-ups against NIP_HSBUF_TRACE_LIMIT; entries age by the calendar clock. */
+typedef uint64_t (*NI_HSBUF_TIME_FUNC)(void);
+
+/* Builds the host and service caches with size entries each and the time-outs in seconds (0 or
+ * above 86400 count as 86400); NIECALL when they exist. NiInit builds them with
+ * (100, 0, 600, 600, 0, 600, 600). */
+ZUL_API int NiHSBufInit(int size, int hostValid, int hostUnknownName, int hostUnknownAddr,
+                        int servValid, int servUnknownName, int servUnknownPort) ZUL_NOTHROW;
+/* The host cache's time-outs for valid entries and for failures (NIP_HOSTBUF_TIMEOUT and
+ * NIP_HOSTBUF_TIMEOUT_INVALID), at most 86400 s. The reads answer the seconds or a negative
+ * code. */
+ZUL_API int NiSetHostBufTimeout(uint32_t seconds) ZUL_NOTHROW;
+ZUL_API int NiSetHostBufTimeoutInvalid(uint32_t seconds) ZUL_NOTHROW;
+ZUL_API int NiGetHostBufTimeout(void) ZUL_NOTHROW;
+ZUL_API int NiGetHostBufTimeoutInvalid(void) ZUL_NOTHROW;
+/* NiHostToAddr restricted to a protocol: 0 any, 2 IPv4, 4 IPv6, 6 either. A null host is the
+ * loopback; host names of 64 units or more and route strings ("/H/...") are refused. */
+ZUL_API int NiHostToAddr2(const ZUL_UTF16 *pHostName, int protocol,
+                          NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* All addresses of a host (at most 256) in a block the caller frees with free(); bypasses the
+ * caches. */
+ZUL_API int NiHostToAddr3(const ZUL_UTF16 *pHostName, int protocol, NI_NODEADDR **ppList,
+                          int *pCount) ZUL_NOTHROW;
+/* The name of an address in the calling thread's buffer, valid until its next call; the numeric
+ * text when the address has no name; "*** ERROR ***" on failure. */
+ZUL_API const ZUL_UTF16 *NiAddrToHost(const NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* The name of an address into pBuffer (len units); the Canon form asks for the fully qualified
+ * name. On failure the numeric text stands in the buffer. */
+ZUL_API int NiAddrToHost2(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pBuffer, int len) ZUL_NOTHROW;
+ZUL_API int NiAddrToHostCanon2(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pBuffer,
+                               int len) ZUL_NOTHROW;
+/* A service's port and a port's service name, ports in host order. Names of 32 units or more
+ * are refused; digits alone are the port itself. NiNoToServ2 leaves the number on failure. */
+ZUL_API int NiServToNo(const ZUL_UTF16 *pServName, uint16_t *pServNo) ZUL_NOTHROW;
+ZUL_API int NiNoToServ2(uint16_t servNo, ZUL_UTF16 *pBuffer, int len) ZUL_NOTHROW;
+/* This machine's name; and its fully qualified name with *ppDomain (may be null) pointing at the
+ * domain part in pBuffer, or null when the name has none. */
+ZUL_API int NiMyHostName(ZUL_UTF16 *pBuffer, int len) ZUL_NOTHROW;
+ZUL_API int NiGetOwnFQDN(ZUL_UTF16 *pBuffer, int len, ZUL_UTF16 **ppDomain) ZUL_NOTHROW;
+/* 1 when the address belongs to this machine, else 0. */
+ZUL_API int NiLocalCheck(const NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* The addresses of the interfaces that are up (IPv6 ones while IPv6 is in use, link-local ones
+ * left out), and their hardware addresses (NI_MAC_ADDR_LEN bytes each). At most max are stored;
+ * *pCount counts all. */
+#define NI_MAC_ADDR_LEN 6
+ZUL_API int NiGetNodeAddrList(NI_NODEADDR *pAddrs, int max, int *pCount) ZUL_NOTHROW;
+ZUL_API int NiGetMacAddrList(uint8_t *pMacs, int max, int *pCount) ZUL_NOTHROW;
+/* Prints both caches into pBuffer (*pBufferLen units). *pDone gets 1 when all fitted, else 0;
+ * *pBufferLen gets the units used (terminator not counted). */
+ZUL_API int NiHBufPrintBuf(ZUL_UTF16 *pBuffer, int *pBufferLen, int *pDone) ZUL_NOTHROW;
+/* Both caches, tab separated, in a new block the caller frees with free(); *pDataLen gets its
+ * length in units. */
+ZUL_API int NiHSBufGetAll(ZUL_UTF16 **ppData, int *pDataLen) ZUL_NOTHROW;
+
 #endif /* ZUL_NI_H */

@@ -353,8 +353,12 @@ int NiGetLoopbackAddr(NI_NODEADDR *pNodeAddr) noexcept {
                   "NiGetLoopbackAddr");
   std::lock_guard lock(mutex);
   if (!known) {
-    int rc = NiHostToAddr(NI_LOCALHOST_STR, &loopback);
-    if (rc != ZUL_O_K) return rc;
+    // Asked of the system directly: the name caches start with it and must not hold it.
+    NI_NODEADDR addrs[4];
+    int count = 4;
+    int rc = NiPGetHostByName("localhost", NiIsIPv6Activated() == 0 ? 1 : 0, 0, addrs, &count);
+    if (rc != ZUL_O_K && rc != NIETOO_SMALL) return rc;
+    loopback = addrs[0];
     known = true;
   }
   *pNodeAddr = loopback;

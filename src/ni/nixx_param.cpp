@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "ni/nixxhs.h"
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
 #include "zul_u16string.h"
@@ -107,14 +108,16 @@ int SetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
       g.minPort = p->value.ushort_val == 0 ? 1 : p->value.ushort_val;
       break;
     case NIP_HSBUF_OPCODE:
-      // The name caches come with their layer; printing and flushing nothing succeeds.
       if (p->value.raw_val > 1)
         return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: opcode %d unknown", fn,
                       p->value.raw_val);
-      break;
-    case NIP_HSBUF_SIZE:
+      return p->value.raw_val == 0 ? NiIHSBufTrace() : NiIHSBufFlush();
+    case NIP_HSBUF_SIZE: {
+      int rc = NiISetHSBufIndexSize(static_cast<int>(p->value.uint_val));
+      if (rc != ZUL_O_K) return rc;
       g.hsBufSize = p->value.uint_val;
       break;
+    }
     case NIP_FRAGTEST:
       g.fragTest = p->value.uint_val;
       break;
@@ -141,10 +144,10 @@ int SetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
       break;
     case NIP_HSBUF_TRACE_LIMIT:
       g.hsBufTraceLimit = p->value.uint_val;
-      break;
+      return NiISetHSBufTraceLimit(static_cast<int>(p->value.uint_val));
     case NIP_HSBUF_TIME_FUNC:
       g.hsBufTimeFunc = p->value.voidptr_val;
-      break;
+      return NiISetHSBufTimeFunc(reinterpret_cast<NI_HSBUF_TIME_FUNC>(p->value.voidptr_val));
     case NIP_TRACE_ALL:
       SwitchBool(&gTraceAll, p, row);
       break;
@@ -158,11 +161,15 @@ int SetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
       g.pollTraceLimit = p->value.uint_val;
       break;
     case NIP_HOSTBUF_TIMEOUT:
-      g.hostBufTimeout = p->value.uint_val;
+    case NIP_HOSTBUF_TIMEOUT_INVALID: {
+      // Valid entries, or both kinds of failures.
+      bool valid = row.no == NIP_HOSTBUF_TIMEOUT;
+      uint32_t v = p->value.uint_val;
+      int rc = NiISetHBufTimeout(v > 86400 ? -1 : static_cast<int>(v), valid ? 1 : 2 | 4);
+      if (rc != ZUL_O_K) return rc;
+      (valid ? g.hostBufTimeout : g.hostBufTimeoutInvalid) = v;
       break;
-    case NIP_HOSTBUF_TIMEOUT_INVALID:
-      g.hostBufTimeoutInvalid = p->value.uint_val;
-      break;
+    }
     case NIP_SOCKET_BUFFER_SIZE:
       g.socketBufferSize = p->value.uint_val;
       break;
@@ -184,9 +191,12 @@ int GetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
     case NIP_MINPORT:
       p->value.ushort_val = g.minPort;
       break;
-    case NIP_HSBUF_SIZE:
-      p->value.uint_val = g.hsBufSize;
+    case NIP_HSBUF_SIZE: {
+      int size = static_cast<int>(g.hsBufSize);
+      NiIGetHSBufIndexSize(&size);  // the caches' own, which ZUL_NI_CACHE_DISABLED may have cut
+      p->value.uint_val = static_cast<uint32_t>(size);
       break;
+    }
     case NIP_VERSION:
       p->value.uint_val = 40;
       break;

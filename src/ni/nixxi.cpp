@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ni/nixxhs.h"
 #include "zul_dptrace.h"
 #include "zul_fi.h"
 #include "zul_u16string.h"
@@ -212,9 +213,20 @@ int IInit(int maxHandles) noexcept {
     gUsed = nullptr;
     if ((rc = FaultAt(6)) == ZUL_O_K) ISetIPProtoUsage();  // steps 6 and 7
   }
-  // Step 8 starts the name caches and step 9 the local host table, when their layer comes: a
-  // result NIECALL of either (started before by the application) lets the start go on.
-  for (int step = 7; rc == ZUL_O_K && step <= 9; ++step) rc = FaultAt(step);
+  if (rc == ZUL_O_K) rc = FaultAt(7);
+  // Step 8: the name caches. NIECALL means the application built them before: the start goes on,
+  // and a later failure leaves them to it.
+  bool cachesBuilt = false;
+  if (rc == ZUL_O_K && (rc = FaultAt(8)) == ZUL_O_K) {
+    rc = NiIHSBufInit(100, 0, 600, 600, 0, 600, 600);
+    cachesBuilt = rc == ZUL_O_K;
+    if (rc == NIECALL) rc = ZUL_O_K;
+  }
+  // Step 9: the local host name; NIECALL is only a warning.
+  if (rc == ZUL_O_K && (rc = FaultAt(9)) == ZUL_O_K && (rc = NiILHInit()) == NIECALL) {
+    DPTRC_WARN_A7(tf, "%s: NiILHInit: NIECALL\n", fn);
+    rc = ZUL_O_K;
+  }
   if (rc == ZUL_O_K && SI_FD_SETSIZE < maxHandles)  // step 10
     DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", fn, SI_FD_SETSIZE, maxHandles);
   if (rc == ZUL_O_K) rc = FaultAt(10);
@@ -223,6 +235,8 @@ int IInit(int maxHandles) noexcept {
     strcpyU16(gParams.udsPath, u"/tmp/.zulstream%d");
   }
   if (rc != ZUL_O_K) {
+    if (cachesBuilt) NiIHSBufRelease();
+    NiILHRelease();
     UndoStart();
     gConnectLocal = connectLocal;
     gUseIpProto = useIpProto;
@@ -233,12 +247,13 @@ int IInit(int maxHandles) noexcept {
 }
 
 void IExit() noexcept {
-  // Reverse invoke closes first and the name caches are released after the handles, when their
-  // layers come.
+  NiRiClose();
   NiCloseAll();
+  NiIHSBufRelease();
   ThrKeyVarSet(&gThrKey, nullptr);
   FreeAllThrGlobs();
   UndoStart();
+  NiILHRelease();
   NiIAlExit();
   NiITcExit();
   NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;

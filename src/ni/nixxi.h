@@ -127,13 +127,17 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int ignored) noexcept;
 // Closes every used entry under the handle lock.
 void NiCloseAll() noexcept;
 
-// Look-ups through the operating system, uncached. NiPGetHostByName stores at most *pCount
-// addresses and sets it to the number found (NIETOO_SMALL when more were found than room);
-// NiPGetHostByAddr writes the name (numeric: the numeric text) as 8-bit text.
+// Look-ups through the operating system (UTF-8 names). NiPGetHostByName stores at most *pCount
+// addresses and sets it to the number found (NIETOO_SMALL when more were found than room), with
+// the canonical name when pCanonName is given; NiPGetHostByAddr writes the name (numeric: the
+// numeric text).
 int NiPGetHostByName(const char *pName, int ipv4Only, int numericOnly, NI_NODEADDR *pAddrs,
-                     int *pCount) noexcept;
-int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t len) noexcept;
-// A host's first address; a service's port in network order (digits are taken as they are).
+                     int *pCount, char *pCanonName = nullptr, size_t canonLen = 0,
+                     FILE **ppTrcFile = nullptr) noexcept;
+int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t len,
+                     FILE **ppTrcFile = nullptr) noexcept;
+// A host's address and a service's port (network order) through the caches, in normal mode for
+// any protocol; the full forms are in nixxhs.h.
 int NiIGetNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept;
 int NiIGetServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo) noexcept;
 

@@ -137,7 +137,7 @@ TEST(NiStrToAddrAndPort, Forms) {
     uint16_t port;
   } rows[] = {
       {u"[::1]:3200", true, 0, std::string(31, '0') + "1", 3200},
-      {u"[::1]", false, 0, std::string(31, '0') + "1", 0},
+      {u"[::1]", true, 0, std::string(31, '0') + "1", 0},
       {u"::1:3200", true, 0, std::string(24, '0') + "00013200", 0},
       {u"[::1]x", true, NIEINVAL, "", 0},
       {u"::1]:5", true, NIEINVAL, "", 0},
@@ -175,7 +175,7 @@ TEST(NiGuessDistance, LeadingEqualBitsOfTwoHosts) {
     const char16_t *a, *b;
     int bits;
   } rows[] = {{u"10.1.2.3", u"10.1.2.3", 128},   {u"10.1.2.3", u"10.1.2.2", 127},
-              {u"10.0.0.0", u"138.0.0.0", 96},   {u"::1", u"127.0.0.1", 80},
+              {u"10.0.0.0", u"138.0.0.0", 96},   {u"10.0.0.1", u"10.128.0.1", 104},
               {u"localhost", u"localhost", 128}, {u"10.0.0.1", u"h\u00e9", -1}};
   for (const Row &r : rows) EXPECT_EQ(NiGuessDistance(r.a, r.b), r.bits);
   NI_NODEADDR loop, viaRaw;
