@@ -25,10 +25,10 @@ NITAB *Connection(int hdl, const char *fn) {
 // The checks of a read's or write's arguments; names are the parameters' as the texts quote them.
 int CheckArgs(const char *fn, const void *buffer, int length, const int *pDone, bool write) {
   if (length < 0)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  write ? "%s: parameter invalid (dataLen < 0)"
-                        : "%s: parameter invalid (bufferLen < 0)",
-                  fn);
+    return Refuse(
+        kModPublic, __LINE__, NIEINVAL, 1,
+        write ? "%s: parameter invalid (dataLen < 0)" : "%s: parameter invalid (bufferLen < 0)",
+        fn);
   if (buffer == nullptr && length != 0)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   write ? "%s: parameter invalid (pData == NULL && dataLen != 0)"
@@ -42,8 +42,7 @@ int CheckArgs(const char *fn, const void *buffer, int length, const int *pDone, 
   return ZUL_O_K;
 }
 
-int Read(const char *fn, int hdl, void *pBuffer, int bufferLen, int timeout, int *pRead,
-         int mode) {
+int Read(const char *fn, int hdl, void *pBuffer, int bufferLen, int timeout, int *pRead, int mode) {
   NITAB *p = Connection(hdl, fn);
   if (p == nullptr) return NIEINVAL;
   if (int rc = CheckArgs(fn, pBuffer, bufferLen, pRead, false); rc != ZUL_O_K) return rc;

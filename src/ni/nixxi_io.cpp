@@ -3,6 +3,8 @@
 // on with the same message, in the middle of its length bytes if need be.
 #define DPTRC_MODULE u"nixxi"
 
+#include "ni/nixxi_io.h"
+
 #include <sched.h>
 
 #include <algorithm>
@@ -12,7 +14,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "ni/nixxi_io.h"
 #include "zul_dptrace.h"
 #include "zul_err.h"
 
@@ -116,8 +117,8 @@ int SetError(int rc, int line, const char *format, ...) noexcept {
   return rc;
 }
 
-int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra,
-                const char *func, int line, bool isError) noexcept {
+int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra, const char *func,
+                int line, bool isError) noexcept {
   int rc = CodeOf(siRc);
   char peer[NI_NODEADDR_STR_LEN + 8];
   PeerText(p, peer, sizeof peer);
@@ -131,8 +132,8 @@ int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra
   WidenAsFormat(message, text, std::size(text));
   char name[40], detail8[300];
   Narrow(SiGetFuncName(siFunc), name, sizeof name);
-  std::snprintf(detail8, sizeof detail8, "%s: %s failed for hdl %d/sock %d", func, name,
-                p->handle, sock->socket);
+  std::snprintf(detail8, sizeof detail8, "%s: %s failed for hdl %d/sock %d", func, name, p->handle,
+                sock->socket);
   WidenAsFormat(detail8, detail, std::size(detail));
   char lib[40];
   Narrow(SiGetLibFuncName(siFunc), lib, sizeof lib);
@@ -265,8 +266,7 @@ int ReadTimedOut(NITAB *p, int mode, int timeout, int r, int read) {
              kHdrLen - c.mPendHdrLenToRead, c.mPendHdrLenToRead);
   } else {
     DPTRC_A7(lvl, tf, "%s: hdl %d received incomplete data (rcd=%d,pnd=%d,pac=%d,%s,%dms)\n", fn,
-             p->handle, read, static_cast<int>(c.mPendDataLenToRead), r, ModeName(mode),
-             timeout);
+             p->handle, read, static_cast<int>(c.mPendDataLenToRead), r, ModeName(mode), timeout);
   }
   return NIETIMEOUT;
 }
@@ -297,8 +297,7 @@ int TooSmall(NITAB *p, int bufferLen) {
 
 }  // namespace
 
-int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode,
-            int *pRead) noexcept {
+int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode, int *pRead) noexcept {
   const char *fn = "NiIRead";
   auto &c = p->con;
   *pRead = 0;
@@ -358,8 +357,8 @@ int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode,
     if (sirc != SI_OK) {
       if (c.mSocket.lastError == EFAULT)
         DPTRC_ERR_A7(tf, "%s: SiRecv(sock %d, %p, %zu) caused EFAULT (buffer %p, len %d)\n", fn,
-                     c.mSocket.socket, static_cast<void *>(to), len,
-                     static_cast<void *>(pBuffer), bufferLen);
+                     c.mSocket.socket, static_cast<void *>(to), len, static_cast<void *>(pBuffer),
+                     bufferLen);
       int rc = SystemError(sirc, kSiRecv, p, &c.mSocket, nullptr, fn, __LINE__, true);
       *pRead = -1;
       return rc == NIEINVAL ? NIEINTERN : rc;
@@ -507,11 +506,16 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
         char peer[NI_NODEADDR_STR_LEN + 8], family[16], type[16];
         Narrow(SiGetFamilyName(c.mSocket.family), family, sizeof family);
         Narrow(SiGetTypeName(c.mSocket.type), type, sizeof type);
-        DPTRC_A7(1, tf, "%s: hdl %d %s failed (errno=%u; hdlLen=%d; dataLen=%d; %s; %s; %s)\n",
-                 fn, p->handle, op, c.mSocket.lastError, static_cast<int>(hdrPart),
+        DPTRC_A7(1, tf, "%s: hdl %d %s failed (errno=%u; hdlLen=%d; dataLen=%d; %s; %s; %s)\n", fn,
+                 p->handle, op, c.mSocket.lastError, static_cast<int>(hdrPart),
                  static_cast<int>(dataPart), family, type, PeerText(p, peer, sizeof peer));
       }
-      size_t next = t > 4096 ? 4096 : t > 1024 ? 1024 : t > 512 ? 512 : t > 128 ? 128 : t > 32 ? 32 : 0;
+      size_t next = t > 4096   ? 4096
+                    : t > 1024 ? 1024
+                    : t > 512  ? 512
+                    : t > 128  ? 128
+                    : t > 32   ? 32
+                               : 0;
       if (next == 0) {
         DPTRC_ERR_A7(tf, "%s: MTU size reached (%d+%d<=%d) for hdl %d; flag connection as broken\n",
                      fn, static_cast<int>(hdrPart), static_cast<int>(dataPart), 32, p->handle);
@@ -526,8 +530,8 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
       continue;
     }
     if (sirc != SI_OK) {
-      int rc = SystemError(sirc, withHdr ? kSiSendV : kSiSend, p, &c.mSocket, nullptr, fn,
-                           __LINE__, true);
+      int rc = SystemError(sirc, withHdr ? kSiSendV : kSiSend, p, &c.mSocket, nullptr, fn, __LINE__,
+                           true);
       return rc == NIEINVAL ? NIEINTERN : rc;
     }
     if (sent > hdrPart + dataPart)
@@ -554,8 +558,8 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
                *pWritten, c.mPendHdrLenToWrite);
     else
       DPTRC_A7(Lvl(p, 2), tf, "%s: hdl %d sent incomplete data (wrt=%d,pnd=%d,pac=%d,%s,%dms)\n",
-               fn, p->handle, *pWritten, static_cast<int>(c.mPendDataLenToWrite), w,
-               ModeName(mode), timeout);
+               fn, p->handle, *pWritten, static_cast<int>(c.mPendDataLenToWrite), w, ModeName(mode),
+               timeout);
     return NIETIMEOUT;
   }
   ++p->mOutMsgs;  // the whole message, as for reading

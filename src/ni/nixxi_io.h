@@ -26,8 +26,7 @@ inline int64_t NowMs() noexcept {
 // that trickles bytes can't stretch the call.
 class Deadline {
  public:
-  explicit Deadline(int timeout) noexcept
-      : timeout_(timeout), start_(timeout > 0 ? NowMs() : 0) {}
+  explicit Deadline(int timeout) noexcept : timeout_(timeout), start_(timeout > 0 ? NowMs() : 0) {}
   // What is left: negative for no limit, else 0 or more.
   int Remaining() const noexcept {
     if (timeout_ <= 0) return timeout_;
@@ -85,8 +84,8 @@ const char *PeerText(const NITAB *p, char *buf, size_t size) noexcept;
 // NIE code, and the message of that code with the peer filled in. sock is the socket that failed,
 // siFunc the socket layer's call id (SI_FUNC_MAP). isError false writes the trace line at level 1
 // instead of the error trace. extra (may be null) is added to the trace line.
-int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra,
-                const char *func, int line, bool isError) noexcept;
+int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra, const char *func,
+                int line, bool isError) noexcept;
 
 // Error information alone, without a trace line: the code's text and the condition (a format
 // filled with the arguments), from the internal module at line. Answers rc.
@@ -98,7 +97,9 @@ int SetError(int rc, int line, const char *format, ...) noexcept
 // socket); TryClaimWrite gives up at once.
 void ClaimWrite(NITAB *p) noexcept;
 bool TryClaimWrite(NITAB *p) noexcept;
-inline void ReleaseWrite(NITAB *p) noexcept { __atomic_store_n(&p->mWriteBusy, 0, __ATOMIC_RELEASE); }
+inline void ReleaseWrite(NITAB *p) noexcept {
+  __atomic_store_n(&p->mWriteBusy, 0, __ATOMIC_RELEASE);
+}
 // NiIWrite for a caller that holds the write claim.
 int WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeout, int mode,
                  int *pWritten) noexcept;

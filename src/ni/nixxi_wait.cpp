@@ -148,8 +148,7 @@ int NiISelect(SI_FDSET *pReadMask, SI_FDSET *pWriteMask, int timeout, int *pRead
   int selected = 0, error = 0;
   int sirc;
   for (;;) {
-    sirc = SiSelect(width, pReadMask, pWriteMask, nullptr, deadline.Remaining(), &selected,
-                    &error);
+    sirc = SiSelect(width, pReadMask, pWriteMask, nullptr, deadline.Remaining(), &selected, &error);
     if (sirc != SI_EINTR) break;
     if (pReadMask != nullptr) *pReadMask = saved[0];
     if (pWriteMask != nullptr) *pWriteMask = saved[1];

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int kMessages = 2000;
-constexpr int kPingEvery = 25;
+constexpr int kPingEvery = 10;
 
 std::string MtFrame(const std::string &data) {
   uint32_t n = htonl(static_cast<uint32_t>(data.size()));
@@ -20,12 +20,7 @@ std::string MtFrame(const std::string &data) {
 }
 
 bool MtSendAll(int fd, const std::string &b) {
-  for (size_t off = 0; off < b.size();) {
-    ssize_t n = send(fd, b.data() + off, b.size() - off, 0);
-    if (n <= 0) return false;
-    off += static_cast<size_t>(n);
-  }
-  return true;
+  return send(fd, b.data(), b.size(), 0) == static_cast<ssize_t>(b.size());  // blocking
 }
 
 // The peer: parses the handle's stream into frames until it ends, echoes data, counts pongs and
@@ -36,14 +31,12 @@ struct EchoPeer {
   void Run() {
     std::string in;
     pollfd p{fd, POLLIN, 0};
-    while (poll(&p, 1, 5000) == 1) {
-      char buf[4096];
-      ssize_t n = recv(fd, buf, sizeof buf, 0);
-      if (n <= 0) return;
+    char buf[4096];
+    for (ssize_t n; poll(&p, 1, 5000) == 1 && (n = recv(fd, buf, sizeof buf, 0)) > 0;) {
       in.append(buf, static_cast<size_t>(n));
       while (in.size() >= 4) {
         uint32_t len = ntohl(*reinterpret_cast<const uint32_t *>(in.data()));
-        if (len > 1000) {
+        if (len > 1000) {  // a frame broken by another one written into it
           ++bad;
           return;
         }
@@ -52,12 +45,13 @@ struct EchoPeer {
         in.erase(0, 4 + len);
         if (msg == std::string("NI_PONG\0", 8)) {
           ++pongs;
-          continue;
+        } else {
+          bad += msg != "msg " + std::to_string(echoed);
+          if (++echoed % kPingEvery == 0 && echoed < kMessages &&
+              MtSendAll(fd, MtFrame(std::string("NI_PING\0", 8))))
+            ++pings;
+          MtSendAll(fd, MtFrame(msg));
         }
-        if (msg != "msg " + std::to_string(echoed)) ++bad;
-        if (++echoed % kPingEvery == 0 && echoed < kMessages && MtSendAll(fd, MtFrame(std::string("NI_PING\0", 8))))
-          ++pings;
-        if (!MtSendAll(fd, MtFrame(msg))) return;
       }
     }
   }
@@ -74,7 +68,10 @@ TEST(NiIoMt, ReaderAndWriterShareAHandle) {
     for (int i = 0; i < kMessages; ++i) {
       std::string m = "msg " + std::to_string(i);
       int w = 0;
-      if (NiWrite(c.hdl, m.data(), static_cast<int>(m.size()), 5000, &w) != ZUL_O_K) ++writeFaults;
+      if (NiWrite(c.hdl, m.data(), static_cast<int>(m.size()), 5000, &w) != ZUL_O_K) {
+        ++writeFaults;
+        return;
+      }
     }
   });
   std::thread reader([&] {
@@ -84,9 +81,10 @@ TEST(NiIoMt, ReaderAndWriterShareAHandle) {
       int rc = NiRead(c.hdl, buf, sizeof buf, 5000, &n);
       if (rc == NIEPING) {
         ++checks;
-      } else if (rc != ZUL_O_K || std::string(buf, static_cast<size_t>(n)) !=
-                                      "msg " + std::to_string(got++)) {
+      } else if (rc != ZUL_O_K ||
+                 std::string(buf, static_cast<size_t>(n)) != "msg " + std::to_string(got++)) {
         ++readFaults;
+        return;
       }
     }
   });

@@ -78,11 +78,6 @@ struct Conn {
   int peer = -1;
   Conn() = default;
   Conn(Conn &&o) noexcept : hdl(o.hdl), peer(std::exchange(o.peer, -1)) {}
-  Conn &operator=(Conn &&o) noexcept {
-    std::swap(hdl, o.hdl);
-    std::swap(peer, o.peer);
-    return *this;
-  }
   ~Conn() {
     if (peer >= 0) close(peer);
   }
@@ -93,8 +88,7 @@ inline Conn Connect(Link link, bool blocking = true) {
   int fds[2];
   if (!StreamPair(link, fds)) return c;
   c.peer = fds[1];
-  c.hdl = Attach(fds[0], blocking);
-  if (c.hdl < 0) close(fds[0]);
+  if ((c.hdl = Attach(fds[0], blocking)) < 0) close(fds[0]);
   return c;
 }
 
