@@ -4,12 +4,15 @@
 //     then the data;
 //   - 64-byte ping-pong: the measured thread writes and reads the answer, an echo thread reads
 //     and writes back; NI on both ends against raw on both ends.
-// NI's sockets are non-blocking, as connect and accept leave them; the raw ones block. Each item
-// is one message (one way) or one round trip.
+// The argument is the sockets' mode on both sides alike: 0 non-blocking (as NI's connect and
+// accept leave them; a raw call that finds nothing waits in poll and tries again), 1 blocking.
+// NI calls wait without limit (NI_BLOCK). Each item is one message (one way) or one round trip.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <poll.h>
 #include <sys/uio.h>
 
+#include <cerrno>
 #include <string>
 #include <thread>
 
@@ -21,11 +24,18 @@ namespace {
 constexpr int kFrame1K = 1024;
 constexpr int kFrame64 = 64;
 
+// After EAGAIN on a non-blocking socket: wait until it is ready for events.
+bool RawWait(int fd, short events) {
+  if (errno != EAGAIN) return false;
+  pollfd p{fd, events, 0};
+  return poll(&p, 1, -1) == 1;
+}
+
 bool RawRecvAll(int fd, char *buf, size_t n) {
   for (size_t off = 0; off < n;) {
     ssize_t r = recv(fd, buf + off, n - off, 0);
-    if (r <= 0) return false;
-    off += static_cast<size_t>(r);
+    if (r == 0 || (r < 0 && !RawWait(fd, POLLIN))) return false;
+    if (r > 0) off += static_cast<size_t>(r);
   }
   return true;
 }
@@ -36,6 +46,7 @@ bool RawWriteFrame(int fd, const char *data, uint32_t len) {
   size_t total = 4 + len;
   while (total > 0) {
     ssize_t w = writev(fd, iov, 2);
+    if (w < 0 && RawWait(fd, POLLOUT)) continue;
     if (w <= 0) return false;
     total -= static_cast<size_t>(w);
     for (iovec &v : iov) {  // step over what went out
@@ -48,6 +59,13 @@ bool RawWriteFrame(int fd, const char *data, uint32_t len) {
   return true;
 }
 
+void SetMode(const int fds[2], bool blocking) {
+  for (int i = 0; i < 2; ++i) {
+    int flags = fcntl(fds[i], F_GETFL);
+    fcntl(fds[i], F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+  }
+}
+
 bool RawReadFrame(int fd, char *buf, uint32_t size) {
   uint32_t be = 0;
   if (!RawRecvAll(fd, reinterpret_cast<char *>(&be), 4)) return false;
@@ -58,13 +76,13 @@ bool RawReadFrame(int fd, char *buf, uint32_t size) {
 // Two NI handles over one TCP connection; closed at the end.
 struct NiPair {
   int a = -1, b = -1;
-  NiPair() {
+  explicit NiPair(bool blocking) {
     ct_level = 1;
     NiInit();
     int fds[2];
     if (!ni_test::StreamPair(ni_test::Link::kTcp, fds)) return;
-    a = ni_test::Attach(fds[0], false);
-    b = ni_test::Attach(fds[1], false);
+    a = ni_test::Attach(fds[0], blocking);
+    b = ni_test::Attach(fds[1], blocking);
   }
   ~NiPair() {
     NiCloseHandle(a);
@@ -74,7 +92,7 @@ struct NiPair {
 };
 
 void BM_NiOneWay1K(benchmark::State &state) {
-  NiPair pair;
+  NiPair pair(state.range(0) != 0);
   const int64_t n = state.max_iterations;
   std::thread writer([&] {
     std::string msg(kFrame1K, 'w');
@@ -93,11 +111,12 @@ void BM_NiOneWay1K(benchmark::State &state) {
   writer.join();
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_NiOneWay1K)->UseRealTime();
+BENCHMARK(BM_NiOneWay1K)->Arg(0)->Arg(1)->UseRealTime();
 
 void BM_RawOneWay1K(benchmark::State &state) {
   int fds[2];
   if (!ni_test::StreamPair(ni_test::Link::kTcp, fds)) return state.SkipWithError("no pair");
+  SetMode(fds, state.range(0) != 0);
   const int64_t n = state.max_iterations;
   std::thread writer([&] {
     std::string msg(kFrame1K, 'w');
@@ -116,10 +135,10 @@ void BM_RawOneWay1K(benchmark::State &state) {
   close(fds[1]);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_RawOneWay1K)->UseRealTime();
+BENCHMARK(BM_RawOneWay1K)->Arg(0)->Arg(1)->UseRealTime();
 
 void BM_NiPingPong64(benchmark::State &state) {
-  NiPair pair;
+  NiPair pair(state.range(0) != 0);
   const int64_t n = state.max_iterations;
   std::thread echo([&] {
     char buf[kFrame64];
@@ -141,11 +160,12 @@ void BM_NiPingPong64(benchmark::State &state) {
   echo.join();
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_NiPingPong64)->UseRealTime();
+BENCHMARK(BM_NiPingPong64)->Arg(0)->Arg(1)->UseRealTime();
 
 void BM_RawPingPong64(benchmark::State &state) {
   int fds[2];
   if (!ni_test::StreamPair(ni_test::Link::kTcp, fds)) return state.SkipWithError("no pair");
+  SetMode(fds, state.range(0) != 0);
   const int64_t n = state.max_iterations;
   std::thread echo([&] {
     char buf[kFrame64];
@@ -164,7 +184,7 @@ void BM_RawPingPong64(benchmark::State &state) {
   close(fds[1]);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_RawPingPong64)->UseRealTime();
+BENCHMARK(BM_RawPingPong64)->Arg(0)->Arg(1)->UseRealTime();
 
 }  // namespace
 
