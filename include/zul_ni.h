@@ -529,4 +529,59 @@ ZUL_API int NiHBufPrintBuf(ZUL_UTF16 *pBuffer, int *pBufferLen, int *pDone) ZUL_
  * length in units. */
 ZUL_API int NiHSBufGetAll(ZUL_UTF16 **ppData, int *pDataLen) ZUL_NOTHROW;
 
+/* ---- Framed I/O ----
+ * A framed message is a 4-byte big-endian length (top bit clear) followed by that many bytes; raw
+ * calls move bytes without a frame. A call that times out keeps what it moved in the handle, and
+ * the next call on the handle goes on with the same message, in the middle of the length if need
+ * be. A time-out is in milliseconds and bounds the whole call: NI_BLOCK (negative) waits for ever,
+ * 0 only tries. NIETIMEOUT means: call again, the handle is intact. NIECONN_BROKEN means: close
+ * the handle. One thread may read while another writes on the same handle; two readers or two
+ * writers are not supported. */
+enum { NI_READ = 1, NI_WRITE = 2 };        /* directions of NiPeekEx */
+enum { NI_MESG_IO = 0, NI_RAW_IO = 1, NI_ROUT_IO = 2 };
+
+/* Reads one message into pBuffer (bufferLen bytes); *pRead gets its length. A message longer than
+ * the buffer fills it and answers NIETOO_SMALL, and the next call returns the rest. Check messages
+ * never reach the caller: a ping is answered with a pong at once (unless a write is pending) and
+ * answers NIEPING with *pRead 0, as does the pong that answers NiCheckEx. */
+ZUL_API int NiRead(int hdl, void *pBuffer, int bufferLen, int timeout, int *pRead) ZUL_NOTHROW;
+/* Reads the bytes that one receive gives, at most bufferLen (which must not be 0). */
+ZUL_API int NiRawRead(int hdl, void *pBuffer, int bufferLen, int timeout, int *pRead) ZUL_NOTHROW;
+/* Writes one message of dataLen bytes; *pWritten gets the data bytes this call sent. After
+ * NIETIMEOUT the caller sends the rest of the same message: pData at the unsent part, dataLen its
+ * length (anything else is NIEINVAL). */
+ZUL_API int NiWrite(int hdl, const void *pData, int dataLen, int timeout,
+                    int *pWritten) ZUL_NOTHROW;
+/* Writes dataLen bytes without a frame, until all are out or the time-out has passed. */
+ZUL_API int NiRawWrite(int hdl, const void *pData, int dataLen, int timeout,
+                       int *pWritten) ZUL_NOTHROW;
+/* Waits until the handle can be read (mode NI_READ; for a listener: a connection can be accepted)
+ * or written (NI_WRITE): ZUL_O_K or NIETIMEOUT. A hung-up or failed socket counts as ready, so
+ * that the next read or write reports it. NiPeek and NiRawPeek wait for reading, NiWriteOK and
+ * NiRawWriteOK for writing. */
+ZUL_API int NiPeekEx(int hdl, int mode, int raw, int timeout) ZUL_NOTHROW;
+ZUL_API int NiPeek(int hdl, int timeout) ZUL_NOTHROW;
+ZUL_API int NiRawPeek(int hdl, int timeout) ZUL_NOTHROW;
+ZUL_API int NiWriteOK(int hdl, int timeout) ZUL_NOTHROW;
+ZUL_API int NiRawWriteOK(int hdl, int timeout) ZUL_NOTHROW;
+/* Sends a ping (isPing 1) or a pong (0); a ping waits for its pong, which NiRead reports as
+ * NIEPING. pSent may be null; else it counts the check's bytes sent so far (start at 0), so that
+ * a call again after NIETIMEOUT with the same pointer finishes the same check. */
+ZUL_API int NiCheckEx(int hdl, int timeout, int isPing, int *pSent) ZUL_NOTHROW;
+/* A counting check. The first call sends a ping (*pFailCount 0). Each later call takes one pong
+ * that NiRead has consumed since: NIENO_ANSWER when none came, else ZUL_O_K with *pFailCount the
+ * pongs still uncollected; when none is left the next call pings again. Mixing it with a running
+ * NiCheckEx is NIEINVAL. NiCheck2Cancel ends a counting check. */
+ZUL_API int NiCheck2(int hdl, int timeout, int *pFailCount) ZUL_NOTHROW;
+ZUL_API int NiCheck2Cancel(int hdl) ZUL_NOTHROW;
+/* Data bytes of the message in progress in each direction; -1 for an invalid handle or a
+ * listener. */
+ZUL_API int NiReadPending(int hdl) ZUL_NOTHROW;
+ZUL_API int NiWritePending(int hdl) ZUL_NOTHROW;
+/* The peer's state without consuming data: ZUL_O_K when data waits, NIETIMEOUT when none does,
+ * NIECONN_BROKEN when the peer has closed, NIEINVAL on a pending socket error. */
+ZUL_API int NiHdlGetStatus(int hdl) ZUL_NOTHROW;
+/* Sleeps milliSec milliseconds; answers NIETIMEOUT, and NIEINVAL for a negative time. */
+ZUL_API int NiWait(int milliSec) ZUL_NOTHROW;
+
 #endif /* ZUL_NI_H */

@@ -32,15 +32,29 @@ struct NITAB {
     uint16_t mPeerServ;
     SI_SOCK mSocket;
     // Per-handle switches and the accept list mark.
-    uint8_t mSingleRead;    // NIHP_SINGLE_READ
-    uint8_t mCheckStat;     // 1: the handle is checked with NiCheck
+    uint8_t mSingleRead;    // NIHP_SINGLE_READ: a read that has moved bytes never waits again
     uint8_t mInAcceptList;  // 1: counted in the accept list
+    // Framed I/O: the message in progress in each direction (all zero when none is) and the
+    // state of the in-band checks. The read fields belong to the reading thread, the write
+    // fields to the holder of mWriteBusy; mCheckStat and mCheckPend are touched by both.
+    uint32_t mPendDataLenToRead;  // data bytes of the message still to come
+    uint8_t mPendHdrLenToRead;    // length bytes still to come, 0 to 4
+    uint8_t mHdrRead[4];          // the length as it arrives
+    uint32_t mPendDataLenToWrite;
+    uint8_t mPendHdrLenToWrite;
+    uint8_t mHdrWrite[4];
+    uint8_t mCheckStat;   // 0 none, 1 NiCheckEx ping out, 2 counting check (NI_CHECKINT)
+    uint32_t mCheckPend;  // pongs received that NiCheck2 has not collected
   } con;
   uint64_t mOutOctets, mInOctets;
   uint32_t mOutMsgs, mInMsgs;
   // The extension of the buffered layer, null for an unbuffered handle, and its operations.
   struct NI_XHDL *mpXhdl;
   const struct NI_XHDL_OPS *mpXhdlOps;
+  // Framed I/O: bit 0 switches SO_KEEPALIVE on at the next write; mWriteBusy is held by the one
+  // writer of the handle, so that a pong sent from a read never interleaves with its message.
+  uint8_t mSetKeepAlive;
+  uint8_t mWriteBusy;
 };
 
 namespace ni {
@@ -270,5 +284,40 @@ void NiIAlExit() noexcept;
 // Traffic control list: a handle leaves it; the list's end.
 void NiITcDelHdl(NITAB *pHdl) noexcept;
 void NiITcExit() noexcept;
+
+// ---- Framed I/O ----
+// mode is NI_MESG_IO, NI_RAW_IO or NI_ROUT_IO (framed as NI_MESG_IO); the handle is valid and
+// connected. Results as the public calls; *pRead is -1 after a failed receive.
+int NiIRead(NITAB *pHdl, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode,
+            int *pRead) noexcept;
+int NiIWrite(NITAB *pHdl, const ZUL_RAW *pData, int dataLen, int timeout, int mode,
+             int *pWritten) noexcept;
+// Waits for the handle's socket; siMode is SI_PEEK_RD or SI_PEEK_WR. A hang-up, a closed socket
+// or a pending error counts as ready, so that the next read or write reports it.
+int NiIPeek(NITAB *pHdl, int siMode, int timeout) noexcept;
+// Waits for a connection on a listener's sockets, the local one first when both are ready; the
+// ready socket goes to *ppSock when ppSock isn't null.
+int NiIPeekListen(NITAB *pHdl, int timeout, SI_SOCK **ppSock) noexcept;
+// poll and select for handle sets: ZUL_O_K with *pReady the ready count, NIETIMEOUT when
+// nothing is ready, NIEINTERN on failure. NiISelect changes the masks as select does.
+int NiIPoll(SI_POLLFD *pPollFds, int count, int timeout, int *pReady) noexcept;
+int NiISelect(SI_FDSET *pReadMask, SI_FDSET *pWriteMask, int timeout, int *pReady) noexcept;
+// Sends a ping or a pong from byte *pSent on (pSent may be null); after NIETIMEOUT *pSent has
+// grown by what went out.
+int NiICheck(NITAB *pHdl, int timeout, int isPing, int *pSent) noexcept;
+int NiICheck2(NITAB *pHdl, int timeout, int *pFailCount) noexcept;
+int NiICheck2Cancel(NITAB *pHdl) noexcept;
+int NiIHdlGetStatus(NITAB *pHdl) noexcept;
+// Data bytes in progress for NI_READ, else for writing.
+int NiIPending(NITAB *pHdl, int mode, int raw) noexcept;
+// Looks at a message that NiIRead completed: 0 for user data; a check message is consumed
+// (*pLen 0) with NIEOPCODE, or NIEPING for the pong that answers NiCheckEx; *pPeerRc gets a code
+// the peer sent (0: none). pXhdl and pPeerVersion may be null.
+struct NI_XHDL;
+int NiBufIProcMsg(NITAB *pHdl, NI_XHDL *pXhdl, ZUL_RAW *pData, int *pLen, int *pPeerRc,
+                  uint8_t *pPeerVersion) noexcept;
+namespace ni {
+extern const char *const NI_MODE_STR[3];  // "MESG_IO", "RAW_IO", "ROUT_IO"
+}
 
 #endif  // NI_NIXXI_H
