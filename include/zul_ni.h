@@ -11,6 +11,7 @@
 #define ZUL_NI_H
 
 #include <stdint.h>
+#include <stdio.h>
 #include <time.h>
 
 #include "zul_base.h"
@@ -304,5 +305,283 @@ ZUL_API const ZUL_UTF16 *NiIErrorText(int rc) ZUL_NOTHROW;
  * or one of this location with the same component and code, alone. The two SNC codes only
  * replace the code and component of the present information. */
 ZUL_API int NiErrSet(int rc) ZUL_NOTHROW;
+
+/* ---- Rest of the frame: per-handle parameters, dumps, trace masks, diagnostics ---- */
+
+/* Closes like NiCloseHandle but keeps a listener's local socket file. */
+ZUL_API int NiCloseHandleKP(int hdl) ZUL_NOTHROW;
+
+/* Per-handle parameter numbers. 50 and 51 belong to every connection, 60 to 66 to buffered
+ * handles; NIHP_BUFSTAT with NI_BUFSTAT_ON makes an unbuffered handle buffered. */
+enum {
+  NIHP_SINGLE_READ = 50, /* BOOL: NiSetSingleRead */
+  NIHP_CHECK_PEER = 51,  /* BOOL: the handle is checked with NiCheck */
+  NIHP_TALKMODE = 60,    /* RAW */
+  NIHP_BUFSTAT = 61,     /* RAW: NI_BUFSTAT_ON or NI_BUFSTAT_OFF */
+  NIHP_QUEUE_MOVED = 62, /* RAW */
+  NIHP_ALLOC_FUNC = 63,  /* NI_DT_ALLOCFUNC */
+  NIHP_MAX_QUEUE = 64,   /* UINT */
+  NIHP_WARN_QUEUE = 65,  /* UINT */
+  NIHP_MAX_MSG_LEN = 66  /* UINT */
+};
+enum { NI_BUFSTAT_OFF = 0, NI_BUFSTAT_ON = 1 };
+/* The data type of an allocation function; the value goes in voidptr_val. */
+#define NI_DT_ALLOCFUNC 8
+
+/* Set or read one parameter of a handle; refused for reverse-invoke listeners. The short forms
+ * take pValue as a pointer to a uint8_t for 50, 51, 60 and 61, to a uint32_t for 64 and 65, and
+ * for 63 as the function pointer itself. */
+ZUL_API int NiSetHdlParamEx(int hdl, NI_PARAM_DATA *pParamData) ZUL_NOTHROW;
+ZUL_API int NiGetHdlParamEx(int hdl, NI_PARAM_DATA *pParamData) ZUL_NOTHROW;
+ZUL_API int NiSetHdlParam(int hdl, int param, void *pValue) ZUL_NOTHROW;
+ZUL_API int NiGetHdlParam(int hdl, int param, void *pValue) ZUL_NOTHROW;
+/* Single read: a read returns what one receive brings instead of a whole message. Refused for
+ * listeners. NiGetSingleRead answers 0 or 1, or NIEINVAL. */
+ZUL_API int NiSetSingleRead(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetSingleRead(int hdl) ZUL_NOTHROW;
+/* The blocking mode of the handle's sockets: 1 blocking (the mode of a new handle), 0 not.
+ * NiHdlGetBlockmode answers the mode, or NIEINVAL. */
+ZUL_API int NiHdlGetBlockmode(int hdl) ZUL_NOTHROW;
+ZUL_API int NiHdlSetBlockmode(int hdl, int on) ZUL_NOTHROW;
+/* The socket number as it stands, without completing a pending connect. */
+ZUL_API int NiGetRawSocket(int hdl, int *pSocketNo) ZUL_NOTHROW;
+/* The local (NiHdlGetName) or remote (NiHdlGetPeer) end of a handle: address, port in host
+ * order, and for a local socket its path (NI_UDS_PATH_LEN units; the address is then
+ * NI_ADDR_LOCAL_INIT and the port 0). Each output may be null. NiHdlGetPeer refuses listeners. */
+ZUL_API int NiHdlGetName(int hdl, NI_NODEADDR *pAddr, uint16_t *pServNo,
+                         ZUL_UTF16 *pUDSPath) ZUL_NOTHROW;
+ZUL_API int NiHdlGetPeer(int hdl, NI_NODEADDR *pAddr, uint16_t *pServNo,
+                         ZUL_UTF16 *pUDSPath) ZUL_NOTHROW;
+/* A text of one handle (number, creation time, sockets, state, protocols, counters, ends and
+ * options) into pBuffer (NIETOO_SMALL when it doesn't fit) or, with a null pBuffer, to the
+ * trace. NiHdlDump2 accepts any used entry, also one not yet connected or listening.
+ * NiDumpNiHdls traces every used handle. */
+ZUL_API int NiHdlDump(int hdl, ZUL_UTF16 *pBuffer, int bufferLen) ZUL_NOTHROW;
+ZUL_API int NiHdlDump2(int hdl, ZUL_UTF16 *pBuffer, int bufferLen) ZUL_NOTHROW;
+ZUL_API void NiDumpNiHdls(void) ZUL_NOTHROW;
+/* The masks that decide which socket failures are errors and which are traced: niTraceMask
+ * (bits 39, 40, 50, 60 and 61) and siTraceMask (one bit per socket code). */
+ZUL_API void NiEnableTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiDisableTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiEnableSiTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiDisableSiTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API void NiSetSiTrace(uint64_t mask) ZUL_NOTHROW;
+ZUL_API uint64_t NiGetSiTrace(void) ZUL_NOTHROW;
+/* Diagnostic: how many IPv4 stream sockets up to limit could be opened at once (all are closed
+ * again); -1 when no memory was left for counting. */
+ZUL_API int NiGetMaxSockets(int limit) ZUL_NOTHROW;
+/* Equal leading bits of the addresses of two hosts (128 for the same address), or -1 when one
+ * can't be resolved. */
+ZUL_API int NiGuessDistance(const ZUL_UTF16 *pHost1, const ZUL_UTF16 *pHost2) ZUL_NOTHROW;
+/* The address of "localhost", resolved on the first success and kept for the process's life. */
+ZUL_API int NiGetLoopbackAddr(NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* Copies between an address or a 32-bit IPv4 address (network order) and raw storage of its
+ * size: 16 and 4 bytes. */
+ZUL_API void NiTransRawToNode(const ZUL_RAW *pRaw, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+ZUL_API void NiTransNodeToRaw(const NI_NODEADDR *pNodeAddr, ZUL_RAW *pRaw) ZUL_NOTHROW;
+ZUL_API uint32_t NiTransRawToIPv4(const ZUL_RAW *pRaw) ZUL_NOTHROW;
+ZUL_API void NiTransIPv4ToRaw(uint32_t ipv4, ZUL_RAW *pRaw) ZUL_NOTHROW;
+
+/* ---- Connect, listen and accept ---- */
+/* Port values of a listener: NI_FINDSERV_OS lets the system pick one, NI_FINDSERV searches the
+ * port range (NIP_PORTRANGE, NIP_INC_SERV_NO, NIP_CONT_IN_RANGE). */
+#define NI_FINDSERV_OS 0
+#define NI_FINDSERV 65535
+
+/* A connection to host and service (names or numeric texts) or to an address and a port (host
+ * order). *pHandle is set to -1 first and gets the handle. A partner on this host is reached over
+ * its local socket where it has one (NIP_CONNLOCAL), else over IP without notice. protocol is an
+ * NI_PROTO_FAM mask (0: any; NI_PROTO_FAM_LOCAL alone: the local socket or NIECONN_REFUSED).
+ * timeout in milliseconds; 0 and negative wait for ever; a connect still under way after it is
+ * NIECONN_REFUSED. raw has no effect without the buffered layer; buffered must be 0. ppTrcFile
+ * may be null. NIECONN_REFUSED when nobody listens. */
+ZUL_API int NiHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                     int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiRawHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                        int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                             int timeout, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiRawHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                                int timeout, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                            int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiRawHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                               int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleEx(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol, int raw,
+                       int buffered, int timeout, FILE **ppTrcFile, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiHandleForAddrEx(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int raw,
+                              int buffered, int timeout, FILE **ppTrcFile,
+                              int *pHandle) ZUL_NOTHROW;
+
+/* A listener on a service name, on *pServNo (host order, in and out: NI_FINDSERV_OS and
+ * NI_FINDSERV give the port taken) and optionally an address (null: any). Without an address the
+ * listener also takes the local socket of its port (NIP_UDS_PATH) when NIP_CONNLOCAL is on; a
+ * local socket that can't be bound leaves it on IP only. NiServerHandleEx takes the protocols:
+ * NI_PROTO_FAM_LOCAL must come with an IP bit, needs a port other than NI_FINDSERV_OS, and then
+ * must bind (an address given must be a loopback one). NIESERV_USED for a port in use,
+ * NIENOFREEPORT when the search finds none. buffered must be 0. */
+ZUL_API int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiServerHandleForPort(uint16_t *pServNo, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiServerHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
+                                  int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiServerHandleEx(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int protocol,
+                             int buffered, int *pHandle) ZUL_NOTHROW;
+
+/* Takes one connection from a listener within timeout (the local socket first) into *pOutHandle
+ * (-1 on failure). The peer's address and port (host order) go to pPeerAddr and pPeerServ when
+ * not null; a local peer is NI_ADDR_LOCAL_INIT, port 0. NIETIMEOUT when nobody came. */
+ZUL_API int NiAcceptEx(int hdl, int timeout, int *pOutHandle, NI_NODEADDR *pPeerAddr,
+                       uint16_t *pPeerServ) ZUL_NOTHROW;
+ZUL_API int NiAcceptEx2(int hdl, int timeout, FILE **ppTrcFile, int *pOutHandle,
+                        NI_NODEADDR *pPeerAddr, uint16_t *pPeerServ) ZUL_NOTHROW;
+
+/* The partner stored at connect or accept (port in host order); listeners are refused. Either
+ * output may be null. */
+ZUL_API int NiHdlGetSavedPeer(int hdl, NI_NODEADDR *pNodeAddr, uint16_t *pServNo) ZUL_NOTHROW;
+
+/* Whether a host name (null: this host's, at most 63 units) is this host: NiMyAddrCheck listens
+ * on its address, NiMyAddrVerify also connects to it within timeout and refuses the loopback
+ * addresses. *pNodeAddr gets the address; NIEMYHOST_VERIFY when it isn't this host's. */
+ZUL_API int NiMyAddrCheck(const ZUL_UTF16 *pMyHostName, NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+ZUL_API int NiMyAddrVerify(const ZUL_UTF16 *pMyHostName, int timeout,
+                           NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+
+/* A socket layer's address into node address, port (host order) and, for a local socket, its
+ * path (pPath, when not null, holds pathLen >= 108 units). NiConvSiAddr takes the bytes of the
+ * family (addrLen at least 4, 16 or 108) and the port in network order; NiConvSiAddr2 a system
+ * sockaddr. Either output may be null. */
+ZUL_API int NiConvSiAddr(int family, const ZUL_RAW *pAddr, int addrLen, uint16_t port,
+                         NI_NODEADDR *pNodeAddr, uint16_t *pServNo, ZUL_UTF16 *pPath,
+                         int pathLen) ZUL_NOTHROW;
+ZUL_API int NiConvSiAddr2(const void *pSockAddr, int sockAddrLen, NI_NODEADDR *pNodeAddr,
+                          uint16_t *pServNo, ZUL_UTF16 *pPath, int pathLen) ZUL_NOTHROW;
+
+/* Socket options of a connection (a listener is refused, but for the SO_REUSEADDR pair, which
+ * acts on its IP socket, else its local one). Sizes in bytes as the system counts them; flags
+ * read back as 0 or 1. */
+ZUL_API int NiSetTCP_NoDelay(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetTCP_NoDelay(int hdl, int *pOn) ZUL_NOTHROW;
+ZUL_API int NiSetSO_RcvBuf(int hdl, int size) ZUL_NOTHROW;
+ZUL_API int NiGetSO_RcvBuf(int hdl, int *pSize) ZUL_NOTHROW;
+ZUL_API int NiSetSO_SndBuf(int hdl, int size) ZUL_NOTHROW;
+ZUL_API int NiGetSO_SndBuf(int hdl, int *pSize) ZUL_NOTHROW;
+ZUL_API int NiSetSO_Linger(int hdl, int onOff, int seconds) ZUL_NOTHROW;
+ZUL_API int NiGetSO_Linger(int hdl, int *pOnOff, int *pSeconds) ZUL_NOTHROW;
+ZUL_API int NiSetSO_KeepAlive(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetSO_KeepAlive(int hdl, int *pOn) ZUL_NOTHROW;
+ZUL_API int NiSetSO_ReuseAddr(int hdl, int on) ZUL_NOTHROW;
+ZUL_API int NiGetSO_ReuseAddr(int hdl, int *pOn) ZUL_NOTHROW;
+
+/* ---- Host and service caches, name look-ups ---- */
+
+/* The clock of the name caches (NIP_HSBUF_TIME_FUNC): microseconds from any fixed point. It
+ * times slow look-ups against NIP_HSBUF_TRACE_LIMIT; entries age by the calendar clock. */
+typedef uint64_t (*NI_HSBUF_TIME_FUNC)(void);
+
+/* Builds the host and service caches with size entries each and the time-outs in seconds (0 or
+ * above 86400 count as 86400); NIECALL when they exist. NiInit builds them with
+ * (100, 0, 600, 600, 0, 600, 600). */
+ZUL_API int NiHSBufInit(int size, int hostValid, int hostUnknownName, int hostUnknownAddr,
+                        int servValid, int servUnknownName, int servUnknownPort) ZUL_NOTHROW;
+/* The host cache's time-outs for valid entries and for failures (NIP_HOSTBUF_TIMEOUT and
+ * NIP_HOSTBUF_TIMEOUT_INVALID), at most 86400 s. The reads answer the seconds or a negative
+ * code. */
+ZUL_API int NiSetHostBufTimeout(uint32_t seconds) ZUL_NOTHROW;
+ZUL_API int NiSetHostBufTimeoutInvalid(uint32_t seconds) ZUL_NOTHROW;
+ZUL_API int NiGetHostBufTimeout(void) ZUL_NOTHROW;
+ZUL_API int NiGetHostBufTimeoutInvalid(void) ZUL_NOTHROW;
+/* NiHostToAddr restricted to a protocol: 0 any, 2 IPv4, 4 IPv6, 6 either. A null host is the
+ * loopback; host names of 64 units or more and route strings ("/H/...") are refused. */
+ZUL_API int NiHostToAddr2(const ZUL_UTF16 *pHostName, int protocol,
+                          NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* All addresses of a host (at most 256) in a block the caller frees with free(); bypasses the
+ * caches. */
+ZUL_API int NiHostToAddr3(const ZUL_UTF16 *pHostName, int protocol, NI_NODEADDR **ppList,
+                          int *pCount) ZUL_NOTHROW;
+/* The name of an address in the calling thread's buffer, valid until its next call; the numeric
+ * text when the address has no name; "*** ERROR ***" on failure. */
+ZUL_API const ZUL_UTF16 *NiAddrToHost(const NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* The name of an address into pBuffer (len units); the Canon form asks for the fully qualified
+ * name. On failure the numeric text stands in the buffer. */
+ZUL_API int NiAddrToHost2(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pBuffer, int len) ZUL_NOTHROW;
+ZUL_API int NiAddrToHostCanon2(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pBuffer,
+                               int len) ZUL_NOTHROW;
+/* A service's port and a port's service name, ports in host order. Names of 32 units or more
+ * are refused; digits alone are the port itself. NiNoToServ2 leaves the number on failure. */
+ZUL_API int NiServToNo(const ZUL_UTF16 *pServName, uint16_t *pServNo) ZUL_NOTHROW;
+ZUL_API int NiNoToServ2(uint16_t servNo, ZUL_UTF16 *pBuffer, int len) ZUL_NOTHROW;
+/* This machine's name; and its fully qualified name with *ppDomain (may be null) pointing at the
+ * domain part in pBuffer, or null when the name has none. */
+ZUL_API int NiMyHostName(ZUL_UTF16 *pBuffer, int len) ZUL_NOTHROW;
+ZUL_API int NiGetOwnFQDN(ZUL_UTF16 *pBuffer, int len, ZUL_UTF16 **ppDomain) ZUL_NOTHROW;
+/* 1 when the address belongs to this machine, else 0. */
+ZUL_API int NiLocalCheck(const NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* The addresses of the interfaces that are up (IPv6 ones while IPv6 is in use, link-local ones
+ * left out), and their hardware addresses (NI_MAC_ADDR_LEN bytes each). At most max are stored;
+ * *pCount counts all. */
+#define NI_MAC_ADDR_LEN 6
+ZUL_API int NiGetNodeAddrList(NI_NODEADDR *pAddrs, int max, int *pCount) ZUL_NOTHROW;
+ZUL_API int NiGetMacAddrList(uint8_t *pMacs, int max, int *pCount) ZUL_NOTHROW;
+/* Prints both caches into pBuffer (*pBufferLen units). *pDone gets 1 when all fitted, else 0;
+ * *pBufferLen gets the units used (terminator not counted). */
+ZUL_API int NiHBufPrintBuf(ZUL_UTF16 *pBuffer, int *pBufferLen, int *pDone) ZUL_NOTHROW;
+/* Both caches, tab separated, in a new block the caller frees with free(); *pDataLen gets its
+ * length in units. */
+ZUL_API int NiHSBufGetAll(ZUL_UTF16 **ppData, int *pDataLen) ZUL_NOTHROW;
+
+/* ---- Framed I/O ----
+ * A framed message is a 4-byte big-endian length (top bit clear) followed by that many bytes; raw
+ * calls move bytes without a frame. A call that times out keeps what it moved in the handle, and
+ * the next call on the handle goes on with the same message, in the middle of the length if need
+ * be. A time-out is in milliseconds and bounds the whole call: NI_BLOCK (negative) waits for ever,
+ * 0 only tries. NIETIMEOUT means: call again, the handle is intact. NIECONN_BROKEN means: close
+ * the handle. One thread may read while another writes on the same handle; two readers or two
+ * writers are not supported. */
+enum { NI_READ = 1, NI_WRITE = 2 };        /* directions of NiPeekEx */
+enum { NI_MESG_IO = 0, NI_RAW_IO = 1, NI_ROUT_IO = 2 };
+
+/* Reads one message into pBuffer (bufferLen bytes); *pRead gets its length. A message longer than
+ * the buffer fills it and answers NIETOO_SMALL, and the next call returns the rest. Check messages
+ * never reach the caller: a ping is answered with a pong at once (unless a write is pending) and
+ * answers NIEPING with *pRead 0, as does the pong that answers NiCheckEx. */
+ZUL_API int NiRead(int hdl, void *pBuffer, int bufferLen, int timeout, int *pRead) ZUL_NOTHROW;
+/* Reads the bytes that one receive gives, at most bufferLen (which must not be 0). */
+ZUL_API int NiRawRead(int hdl, void *pBuffer, int bufferLen, int timeout, int *pRead) ZUL_NOTHROW;
+/* Writes one message of dataLen bytes; *pWritten gets the data bytes this call sent. After
+ * NIETIMEOUT the caller sends the rest of the same message: pData at the unsent part, dataLen its
+ * length (anything else is NIEINVAL). */
+ZUL_API int NiWrite(int hdl, const void *pData, int dataLen, int timeout,
+                    int *pWritten) ZUL_NOTHROW;
+/* Writes dataLen bytes without a frame, until all are out or the time-out has passed. */
+ZUL_API int NiRawWrite(int hdl, const void *pData, int dataLen, int timeout,
+                       int *pWritten) ZUL_NOTHROW;
+/* Waits until the handle can be read (mode NI_READ; for a listener: a connection can be accepted)
+ * or written (NI_WRITE): ZUL_O_K or NIETIMEOUT. A hung-up or failed socket counts as ready, so
+ * that the next read or write reports it. NiPeek and NiRawPeek wait for reading, NiWriteOK and
+ * NiRawWriteOK for writing. */
+ZUL_API int NiPeekEx(int hdl, int mode, int raw, int timeout) ZUL_NOTHROW;
+ZUL_API int NiPeek(int hdl, int timeout) ZUL_NOTHROW;
+ZUL_API int NiRawPeek(int hdl, int timeout) ZUL_NOTHROW;
+ZUL_API int NiWriteOK(int hdl, int timeout) ZUL_NOTHROW;
+ZUL_API int NiRawWriteOK(int hdl, int timeout) ZUL_NOTHROW;
+/* Sends a ping (isPing 1) or a pong (0); a ping waits for its pong, which NiRead reports as
+ * NIEPING. pSent may be null; else it counts the check's bytes sent so far (start at 0), so that
+ * a call again after NIETIMEOUT with the same pointer finishes the same check. */
+ZUL_API int NiCheckEx(int hdl, int timeout, int isPing, int *pSent) ZUL_NOTHROW;
+/* A counting check. The first call sends a ping (*pFailCount 0). Each later call takes one pong
+ * that NiRead has consumed since: NIENO_ANSWER when none came, else ZUL_O_K with *pFailCount the
+ * pongs still uncollected; when none is left the next call pings again. Mixing it with a running
+ * NiCheckEx is NIEINVAL. NiCheck2Cancel ends a counting check. */
+ZUL_API int NiCheck2(int hdl, int timeout, int *pFailCount) ZUL_NOTHROW;
+ZUL_API int NiCheck2Cancel(int hdl) ZUL_NOTHROW;
+/* Data bytes of the message in progress in each direction; -1 for an invalid handle or a
+ * listener. */
+ZUL_API int NiReadPending(int hdl) ZUL_NOTHROW;
+ZUL_API int NiWritePending(int hdl) ZUL_NOTHROW;
+/* The peer's state without consuming data: ZUL_O_K when data waits, NIETIMEOUT when none does,
+ * NIECONN_BROKEN when the peer has closed, NIEINVAL on a pending socket error. */
+ZUL_API int NiHdlGetStatus(int hdl) ZUL_NOTHROW;
+/* Sleeps milliSec milliseconds; answers NIETIMEOUT, and NIEINVAL for a negative time. */
+ZUL_API int NiWait(int milliSec) ZUL_NOTHROW;
 
 #endif /* ZUL_NI_H */

@@ -1,5 +1,5 @@
 // The operating system side of the network interface: the environment read at start, the
-// decision for IPv6 and the list of the machine's interface addresses.
+// decision for IPv6 and the lists of the machine's interface addresses and hardware addresses.
 #define DPTRC_MODULE u"niuxi"
 
 #include <net/if.h>
@@ -14,6 +14,7 @@
 #include <cstring>
 #include <vector>
 
+#include "ni/nixxhs.h"
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
 
@@ -50,26 +51,32 @@ int InterfaceUp(int sock, const char *name) {
   return (req.ifr_flags & IFF_UP) != 0 ? 1 : 0;
 }
 
-void ReadIPv4(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int *count) {
-  // Grow the buffer until two answers have the same length: then nothing was cut off.
+// The interface list, with a buffer grown from first in steps of step bytes until two answers
+// have the same length: then nothing was cut off. Empty when the system refuses.
+std::vector<ifreq> InterfaceList(int sock, size_t first, size_t step) {
   std::vector<char> buf;
   int last = -1;
-  for (size_t size = 4000;; size += 400) {
+  for (size_t size = first; size < (1u << 24); size += step) {
     buf.assign(size, 0);
     ifconf conf{};
     conf.ifc_len = static_cast<int>(size);
     conf.ifc_buf = buf.data();
-    if (ioctl(sock, SIOCGIFCONF, &conf) != 0) return;
+    if (ioctl(sock, SIOCGIFCONF, &conf) != 0) return {};
     if (conf.ifc_len == last) break;
     last = conf.ifc_len;
   }
-  auto *req = reinterpret_cast<ifreq *>(buf.data());
-  for (int i = 0; i < last / static_cast<int>(sizeof(ifreq)); ++i) {
-    if (req[i].ifr_addr.sa_family != AF_INET) continue;
-    int up = InterfaceUp(sock, req[i].ifr_name);
+  std::vector<ifreq> list(static_cast<size_t>(last > 0 ? last : 0) / sizeof(ifreq));
+  if (!list.empty()) std::memcpy(list.data(), buf.data(), list.size() * sizeof(ifreq));
+  return list;
+}
+
+void ReadIPv4(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int *count) {
+  for (ifreq &req : InterfaceList(sock, 4000, 400)) {
+    if (req.ifr_addr.sa_family != AF_INET) continue;
+    int up = InterfaceUp(sock, req.ifr_name);
     if (up == 0 && upFlags == nullptr) continue;
     NI_NODEADDR a = NI_ADDR_ANY_I4_INIT;
-    std::memcpy(a.addr + 12, &reinterpret_cast<sockaddr_in *>(&req[i].ifr_addr)->sin_addr, 4);
+    std::memcpy(a.addr + 12, &reinterpret_cast<sockaddr_in *>(&req.ifr_addr)->sin_addr, 4);
     Add(a, static_cast<uint8_t>(up == 1), addrs, upFlags, max, count);
   }
 }
@@ -78,12 +85,11 @@ void ReadIPv6(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int withL
               int *count) {
   FILE *f = std::fopen("/proc/net/if_inet6", "r");
   if (f == nullptr) return;
-  unsigned w[4], idx, plen, scope, flags;
+  char line[256];
   char name[21];
-  while (std::fscanf(f, "%08x%08x%08x%08x %02x %02x %02x %02x %20s\n", &w[0], &w[1], &w[2], &w[3],
-                     &idx, &plen, &scope, &flags, name) == 9) {
-    NI_NODEADDR a;
-    for (int i = 0; i < 16; ++i) a.addr[i] = static_cast<uint8_t>(w[i / 4] >> (24 - 8 * (i % 4)));
+  NI_NODEADDR a;
+  while (std::fgets(line, sizeof line, f) != nullptr) {
+    if (NiIParseIfInet6Line(line, &a, name, sizeof name) == 0) continue;
     if (!withLinkLocal && a.addr[0] == 0xfe && a.addr[1] == 0x80) continue;
     int up = InterfaceUp(sock, name);
     if (up == 0 && upFlags == nullptr) continue;
@@ -93,6 +99,37 @@ void ReadIPv6(int sock, NI_NODEADDR *addrs, uint8_t *upFlags, int max, int withL
 }
 
 }  // namespace
+
+int NiIParseIfInet6Line(const char *pLine, NI_NODEADDR *pAddr, char *pName,
+                        size_t nameLen) noexcept {
+  unsigned w[4], idx, plen, scope, flags;
+  char name[21];
+  if (std::sscanf(pLine, "%08x%08x%08x%08x %02x %02x %02x %02x %20s\n", &w[0], &w[1], &w[2],
+                  &w[3], &idx, &plen, &scope, &flags, name) != 9)
+    return 0;
+  for (int i = 0; i < 16; ++i)
+    pAddr->addr[i] = static_cast<uint8_t>(w[i / 4] >> (24 - 8 * (i % 4)));
+  std::snprintf(pName, nameLen, "%s", name);
+  return 1;
+}
+
+int NiPGetMacAddrList(uint8_t *pMacs, int max, int *pCount) noexcept {
+  *pCount = 0;
+  int sock = socket(AF_INET, SOCK_DGRAM, 0);
+  if (sock < 0)
+    return Refuse(kModOs, __LINE__, NIEINTERN, 1, "%s: socket failed (errno=%d)",
+                  "NiPGetMacAddrList", errno);
+  static const uint8_t kZero[NI_MAC_ADDR_LEN] = {};
+  for (ifreq &req : InterfaceList(sock, 400, 400)) {
+    if (ioctl(sock, SIOCGIFHWADDR, &req) != 0) continue;
+    const auto *hw = reinterpret_cast<const uint8_t *>(req.ifr_hwaddr.sa_data);
+    if (std::memcmp(hw, kZero, NI_MAC_ADDR_LEN) == 0) continue;  // loopback and the like
+    if (*pCount < max) std::memcpy(pMacs + *pCount * NI_MAC_ADDR_LEN, hw, NI_MAC_ADDR_LEN);
+    ++*pCount;
+  }
+  close(sock);
+  return ZUL_O_K;
+}
 
 // Part of the host look-ups: the machine's addresses, IPv6 ones only with IPv6 active.
 int NiPGetNodeAddrList(NI_NODEADDR *pAddrs, uint8_t *pUpFlags, int max, int withLinkLocal,

@@ -3,17 +3,78 @@
 #define DPTRC_MODULE u"nixx"
 
 #include <cstdlib>
+#include <mutex>
+#include <type_traits>
 
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
 
 using namespace ni;
 
+namespace {
+
+// One thread's record with its links in the list of all records.
+struct ThrGlobNode {
+  ThrGlob glob;  // first, so that the record's address is the node's
+  ThrGlobNode *next, *prev;
+};
+
+// Owns the records of all threads. Its own mutex, not one of the layer's locks, guards it: a
+// thread's key destructor may run while the layer starts or ends. Nothing here needs a
+// constructor or destructor to run, so a thread that ends late still finds it intact.
+struct ThrGlobList {
+  std::mutex mutex;
+  ThrGlobNode *head = nullptr;
+  size_t count = 0;
+};
+static_assert(std::is_trivially_destructible_v<std::mutex>);
+constinit ThrGlobList gThrGlobs;
+
+void Unlink(ThrGlobNode *n) noexcept {
+  (n->prev != nullptr ? n->prev->next : gThrGlobs.head) = n->next;
+  if (n->next != nullptr) n->next->prev = n->prev;
+  --gThrGlobs.count;
+  std::free(n);
+}
+
+}  // namespace
+
+ThrGlob *ni::AddThrGlob() noexcept {
+  auto *n = static_cast<ThrGlobNode *>(std::calloc(1, sizeof(ThrGlobNode)));
+  if (n == nullptr) return nullptr;
+  std::lock_guard lock(gThrGlobs.mutex);
+  n->next = gThrGlobs.head;
+  if (n->next != nullptr) n->next->prev = n;
+  gThrGlobs.head = n;
+  ++gThrGlobs.count;
+  return &n->glob;
+}
+
+bool ni::FreeThrGlob(void *record) noexcept {
+  std::lock_guard lock(gThrGlobs.mutex);
+  for (ThrGlobNode *n = gThrGlobs.head; n != nullptr; n = n->next)
+    if (&n->glob == record) {
+      Unlink(n);
+      return true;
+    }
+  return false;
+}
+
+void ni::FreeAllThrGlobs() noexcept {
+  std::lock_guard lock(gThrGlobs.mutex);
+  while (gThrGlobs.head != nullptr) Unlink(gThrGlobs.head);
+}
+
+size_t ni::ThrGlobCount() noexcept {
+  std::lock_guard lock(gThrGlobs.mutex);
+  return gThrGlobs.count;
+}
+
 ThrGlob *ni::IGetThrGlob(const char *func) noexcept {
   if (gUseCount <= 0 && NiInit() != ZUL_O_K) return nullptr;
   auto *g = static_cast<ThrGlob *>(ThrKeyVarGet(&gThrKey));
   if (g != nullptr) return g;
-  g = static_cast<ThrGlob *>(std::calloc(1, sizeof(ThrGlob)));
+  g = AddThrGlob();
   if (g == nullptr) {
     Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: NiIGetThrGlob failed", func);
     return nullptr;
@@ -63,8 +124,17 @@ int NiInit3(int maxHandles) noexcept {
   }
   gUseCount = 1;  // nested starts from the steps below pass
   int rc = IInit(maxHandles);
-  // The buffered layer and the access lists hook in here when they come.
-  if (rc != ZUL_O_K) gUseCount = 0;
+  if (rc != ZUL_O_K) {
+    gUseCount = 0;
+    return rc;
+  }
+  if ((rc = FaultAt(12)) == ZUL_O_K) rc = NiBufIInit();
+  if (rc == ZUL_O_K && ((rc = FaultAt(13)) != ZUL_O_K || (rc = NiIAclInit()) != ZUL_O_K))
+    NiBufIExit();
+  if (rc != ZUL_O_K) {
+    IExit();
+    gUseCount = 0;
+  }
   return rc;
 }
 
@@ -78,7 +148,8 @@ int NiExit() noexcept {
     DPTRC_A7(2, tf, "%s: NI library still in use (%d)\n", fn, gUseCount);
     return ZUL_O_K;
   }
-  NiThrExit(nullptr);
+  NiBufIExit();
+  NiIAclExit();
   IExit();
   return ZUL_O_K;
 }
@@ -91,22 +162,28 @@ int NiThrInit() noexcept {
 }
 
 void NiThrExit(void *record) noexcept {
-  if (record == nullptr && gThrKey == THR_INVALID_KEY) return;
   if (record == nullptr) {
+    if (gThrKey == THR_INVALID_KEY) return;  // not started
     record = ThrKeyVarGet(&gThrKey);
-    if (record != nullptr) ThrKeyVarSet(&gThrKey, nullptr);
+    if (record == nullptr) return;
+    ThrKeyVarSet(&gThrKey, nullptr);
   }
-  std::free(record);
+  // Only a record still held is freed: the last end may have freed it already.
+  FreeThrGlob(record);
 }
 
-int NiCloseHandle(int hdl) noexcept {
-  NITAB *p = CheckHdl(hdl, "NiCloseHandle");
+// The public closes: datagram handles are refused.
+static int CloseChecked(int hdl, const char *fn, int removeUdsPath) noexcept {
+  NITAB *p = CheckHdl(hdl, fn);
   if (p == nullptr) return NIEINVAL;
   if (p->mType == NI_DG_CONNECTED || p->mType == NI_DG_UNCONNECTED)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHdl->mType == NI_DG_(UN)CONNECTED)", "NiCloseHandle");
-  return NiICloseHandle(p, 1, 0);
+                  "%s: parameter invalid (pHdl->mType == NI_DG_(UN)CONNECTED)", fn);
+  return NiICloseHandle(p, removeUdsPath, 0);
 }
+
+int NiCloseHandle(int hdl) noexcept { return CloseChecked(hdl, "NiCloseHandle", 1); }
+int NiCloseHandleKP(int hdl) noexcept { return CloseChecked(hdl, "NiCloseHandleKP", 0); }
 
 int NiGetHdlTblIdx(int hdl) noexcept {
   return CheckHdl(hdl, "NiGetHdlTblIdx") != nullptr ? hdl >> 3 : -1;
@@ -154,7 +231,7 @@ uint64_t NiHdlGetOutOctets(int hdl) noexcept {
 
 int NiHdlGetTrace(int hdl) noexcept {
   NITAB *p = CheckHdl(hdl, "NiHdlGetTrace");
-  return p != nullptr ? p->mTrace : NIEINVAL;
+  return p != nullptr ? p->mTrace : static_cast<int>(NIEINVAL);
 }
 
 int NiHdlSetTrace(int hdl, int on) noexcept {

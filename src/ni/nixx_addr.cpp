@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
@@ -19,8 +20,9 @@ ZUL_API const NI_NODEADDR NI_ADDR_LOCAL_I4_INIT = {
 ZUL_API const NI_NODEADDR NI_ADDR_ANY_I6_INIT = {};
 ZUL_API const NI_NODEADDR NI_ADDR_LOCAL_I6_INIT = {
     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
-ZUL_API NI_NODEADDR NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;
-ZUL_API NI_NODEADDR NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I4_INIT;
+// Defined without ZUL_API: the declarations in zul_ni.h give them their linkage.
+NI_NODEADDR NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;
+NI_NODEADDR NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I4_INIT;
 ZUL_API const ZUL_UTF16 NI_ADDR_ANY_STR_I4[] = u"0.0.0.0";
 ZUL_API const ZUL_UTF16 NI_ADDR_LOCAL_STR_I4[] = u"127.0.0.1";
 ZUL_API const ZUL_UTF16 NI_ADDR_ANY_STR_I6[] = u"::";
@@ -146,6 +148,14 @@ ZUL_UTF16 NiIGetAddrPortSep(const ZUL_UTF16 *pAddrStr) noexcept {
   return !dot && colon ? u'.' : u':';
 }
 
+int NiIAddAddrPortSep(ZUL_UTF16 *pAddrStr, size_t size) noexcept {
+  size_t n = strlenU16(pAddrStr);
+  if (n + 2 > size) return NIETOO_SMALL;
+  pAddrStr[n] = NiIGetAddrPortSep(pAddrStr);
+  pAddrStr[n + 1] = 0;
+  return ZUL_O_K;
+}
+
 int NiStrToAddrAndPort(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *pMask,
                        uint16_t *pServNo) noexcept {
   const char *fn = "NiStrToAddrAndPort";
@@ -207,7 +217,9 @@ int NiStrToAddrAndPort(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADD
     if (pMask == nullptr || NiStrToAddrMask(host, pNodeAddr, pMask, &hasMask) != ZUL_O_K) {
       int rc = NiIGetNodeAddr(host, pNodeAddr);
       if (rc != ZUL_O_K) {
-        DPTRC_A7(2, tf, "%s: host invalid or unknown '%s' (%s; rc=%d; %p)\n", fn, text8, text8, rc,
+        char host8[kMax + 1];
+        Narrow(host, host8, sizeof host8);
+        DPTRC_A7(2, tf, "%s: host invalid or unknown '%s' (%s; rc=%d; %p)\n", fn, host8, text8, rc,
                  static_cast<const void *>(pMask));
         return rc;
       }
@@ -293,4 +305,62 @@ uint32_t NiTransNodeToIPv4(const NI_NODEADDR *pNodeAddr) noexcept {
   uint32_t v;
   std::memcpy(&v, pNodeAddr->addr + 12, 4);
   return v;
+}
+
+void NiTransRawToNode(const ZUL_RAW *pRaw, NI_NODEADDR *pNodeAddr) noexcept {
+  std::memcpy(pNodeAddr->addr, pRaw, 16);
+}
+
+void NiTransNodeToRaw(const NI_NODEADDR *pNodeAddr, ZUL_RAW *pRaw) noexcept {
+  std::memcpy(pRaw, pNodeAddr->addr, 16);
+}
+
+uint32_t NiTransRawToIPv4(const ZUL_RAW *pRaw) noexcept {
+  uint32_t v;
+  std::memcpy(&v, pRaw, 4);
+  return v;
+}
+
+void NiTransIPv4ToRaw(uint32_t ipv4, ZUL_RAW *pRaw) noexcept { std::memcpy(pRaw, &ipv4, 4); }
+
+int NiGuessDistance(const ZUL_UTF16 *pHost1, const ZUL_UTF16 *pHost2) noexcept {
+  const char *fn = "NiGuessDistance";
+  NI_NODEADDR a, b;
+  int rc = NiHostToAddr(pHost1, &a);
+  if (rc == ZUL_O_K) rc = NiHostToAddr(pHost2, &b);
+  if (rc != ZUL_O_K) {
+    DPTRC_A7(1, tf, "%s: NiHostToAddr failed (rc=%d)\n", fn, rc);
+    return -1;
+  }
+  int bits = 0;
+  while (bits < 128 && ((a.addr[bits / 8] ^ b.addr[bits / 8]) & (0x80 >> (bits % 8))) == 0) ++bits;
+  if (ct_level >= 2) {
+    char h1[NI_MAX_HOSTNAME_LEN], h2[NI_MAX_HOSTNAME_LEN];
+    Narrow(pHost1, h1, sizeof h1);
+    Narrow(pHost2, h2, sizeof h2);
+    DPTRC_A7(2, tf, "%s: distance of %s and %s is %d\n", fn, h1, h2, bits);
+  }
+  return bits;
+}
+
+int NiGetLoopbackAddr(NI_NODEADDR *pNodeAddr) noexcept {
+  // Resolved on the first success, then kept: the loopback address doesn't change.
+  static std::mutex mutex;
+  static bool known = false;
+  static NI_NODEADDR loopback;
+  if (pNodeAddr == nullptr)
+    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pNodeAddr == NULL)",
+                  "NiGetLoopbackAddr");
+  std::lock_guard lock(mutex);
+  if (!known) {
+    // Asked of the system directly: the name caches start with it and must not hold it.
+    NI_NODEADDR addrs[4];
+    int count = 4;
+    int rc = NiPGetHostByName("localhost", NiIsIPv6Activated() == 0 ? 1 : 0, 0, addrs, &count);
+    if (rc != ZUL_O_K && rc != NIETOO_SMALL) return rc;
+    loopback = addrs[0];
+    known = true;
+  }
+  *pNodeAddr = loopback;
+  return ZUL_O_K;
 }

@@ -250,9 +250,14 @@ int NiStrToAddrMask(const ZUL_UTF16 *pStr, NI_NODEADDR *pNodeAddr, NI_NODEADDR *
   *pMask = mask;
   if (pHasMask != nullptr) *pHasMask = ps.prefix >= 0 || ps.wildcard ? 1 : 0;
   if (ct_level >= 3) {
-    char text8[kMaxLen + 1];
+    char text8[kMaxLen + 1], result8[NI_ADDRMASK_STR_LEN];
+    ZUL_UTF16 result[NI_ADDRMASK_STR_LEN];
     ps.Text8(text8);
-    DPTRC_A7(3, tf, "%s: '%s' -> (%d/%d)\n", fn, text8, ps.prefix, ps.wildcard ? 1 : 0);
+    if (NiAddrMaskToStr(&addr, &mask, result, NI_ADDRMASK_STR_LEN) != ZUL_O_K) result[0] = 0;
+    size_t k = 0;
+    for (; result[k] != 0; ++k) result8[k] = static_cast<char>(result[k]);
+    result8[k] = '\0';
+    DPTRC_A7(3, tf, "%s: '%s' -> %s (%d/%d)\n", fn, text8, result8, ps.prefix, ps.wildcard ? 1 : 0);
   }
   return ZUL_O_K;
 }

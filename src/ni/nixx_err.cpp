@@ -56,6 +56,23 @@ void TextAsFormat(int rc, char16_t *out, size_t size) noexcept {
   out[n] = 0;
 }
 
+// An error or warning line at level 1 that names the caller's source and line, not this file's.
+void TraceLocated(const char16_t *module, int line, int (*writer)(CTRC_HDL, const char *, ...),
+                  const char *text) noexcept {
+  if (ct_level < 1) return;
+  char16_t traceModule[16];
+  size_t n = 0;
+  for (; module[n] != 0 && module[n] != u'.' && n + 1 < std::size(traceModule); ++n)
+    traceModule[n] = module[n];
+  traceModule[n] = 0;
+  DpLock();
+  EntLev = 1;
+  CTrcSaveLocation(traceModule, line);
+  writer(tf, "%s", text);
+  EntLev = 2;
+  DpUnlock();
+}
+
 }  // namespace
 
 namespace ni {
@@ -72,23 +89,26 @@ int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char 
   char16_t codeText[128];
   TextAsFormat(rc, codeText, std::size(codeText));
   ErrSet(kComponent, kComponentVersion, module, line, codeText, rc, detail);
-  if (traceLevel > 1) {
+  if (traceLevel > 1)
     DPTRC_A7(traceLevel, tf, "%s\n", text);
-  } else if (ct_level >= 1) {
-    // The warning names the caller's source and line, not this function's.
-    char16_t traceModule[16];
-    size_t n = 0;
-    for (; module[n] != 0 && module[n] != u'.' && n + 1 < std::size(traceModule); ++n)
-      traceModule[n] = module[n];
-    traceModule[n] = 0;
-    DpLock();
-    EntLev = 1;
-    CTrcSaveLocation(traceModule, line);
-    DpTrcWarnA7(tf, "%s\n", text);
-    EntLev = 2;
-    DpUnlock();
-  }
+  else
+    TraceLocated(module, line, DpTrcWarnA7, text);
   return rc;
+}
+
+void SetSysError(const char16_t *module, int line, int rc, const char *text, const char *detail,
+                 const ZUL_UTF16 *syscall, int errNo) noexcept {
+  char16_t text16[512], detail16[1024];
+  WidenAsFormat(text, text16, std::size(text16));
+  WidenAsFormat(detail, detail16, std::size(detail16));
+  ErrSetSys(kComponent, kComponentVersion, module, line, 0, text16, rc, detail16, syscall, errNo);
+}
+
+void TraceAt(const char16_t *module, int line, bool isError, const char *text) noexcept {
+  if (isError)
+    TraceLocated(module, line, DpTrcErrA7, text);
+  else
+    DPTRC_A7(1, tf, "%s", text);
 }
 
 }  // namespace ni

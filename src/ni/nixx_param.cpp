@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "ni/nixxhs.h"
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
 #include "zul_u16string.h"
@@ -12,7 +13,20 @@ using namespace ni;
 
 namespace ni {
 Params gParams;
+
+const char *DataTypeName(int type) noexcept {
+  static constexpr const char *kNames[] = {"",
+                                           "NI_DT_BOOL",
+                                           "NI_DT_RAW",
+                                           "NI_DT_USHORT",
+                                           "NI_DT_UINT",
+                                           "NI_DT_NODEADDR",
+                                           "NI_DT_VOIDPTR",
+                                           "NI_DT_UCPTR",
+                                           "NI_DT_ALLOCFUNC"};
+  return type >= 0 && type <= NI_DT_ALLOCFUNC ? kNames[type] : "";
 }
+}  // namespace ni
 
 namespace {
 
@@ -50,10 +64,6 @@ constexpr ParamRow kParams[] = {
     {NIP_SOCKET_BUFFER_SIZE, "NIP_SOCKET_BUFFER_SIZE", NI_DT_UINT, kWrite},
 };
 
-constexpr const char *kTypeNames[] = {
-    "",           "NI_DT_BOOL",     "NI_DT_RAW",     "NI_DT_USHORT",
-    "NI_DT_UINT", "NI_DT_NODEADDR", "NI_DT_VOIDPTR", "NI_DT_UCPTR"};
-
 const ParamRow *FindParam(int no) noexcept {
   for (const ParamRow &r : kParams)
     if (r.no == no) return &r;
@@ -64,25 +74,6 @@ struct ParamLock {
   ParamLock() { ThrMtxLock(&gParamLock); }
   ~ParamLock() { ThrMtxUnlock(&gParamLock); }
 };
-
-// The buffered layer takes its own numbers first; until it exists, its one parameter is kept
-// here. Answers 1 when the request was consumed, with *rc its result.
-bool BufParam(NI_PARAM_DATA *p, bool set, int *rc) noexcept {
-  if (p->param != NIP_BUF_MAX_HEAP) return false;
-  if (p->datatype != NI_DT_UINT) {
-    *rc = Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                 "%s: parameter invalid (pParamData->datatype != NI_DT_UINT)",
-                 set ? "NiBufSetParam" : "NiBufGetParam");
-    return true;
-  }
-  ParamLock lock;
-  if (set)
-    gParams.bufMaxHeap = p->value.uint_val;
-  else
-    p->value.uint_val = gParams.bufMaxHeap;
-  *rc = ZUL_O_K;
-  return true;
-}
 
 const char *OnOff(uint8_t v) { return v != 0 ? "on" : "off"; }
 
@@ -117,14 +108,16 @@ int SetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
       g.minPort = p->value.ushort_val == 0 ? 1 : p->value.ushort_val;
       break;
     case NIP_HSBUF_OPCODE:
-      // The name caches come with their layer; printing and flushing nothing succeeds.
       if (p->value.raw_val > 1)
         return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: opcode %d unknown", fn,
                       p->value.raw_val);
-      break;
-    case NIP_HSBUF_SIZE:
+      return p->value.raw_val == 0 ? NiIHSBufTrace() : NiIHSBufFlush();
+    case NIP_HSBUF_SIZE: {
+      int rc = NiISetHSBufIndexSize(static_cast<int>(p->value.uint_val));
+      if (rc != ZUL_O_K) return rc;
       g.hsBufSize = p->value.uint_val;
       break;
+    }
     case NIP_FRAGTEST:
       g.fragTest = p->value.uint_val;
       break;
@@ -151,10 +144,10 @@ int SetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
       break;
     case NIP_HSBUF_TRACE_LIMIT:
       g.hsBufTraceLimit = p->value.uint_val;
-      break;
+      return NiISetHSBufTraceLimit(static_cast<int>(p->value.uint_val));
     case NIP_HSBUF_TIME_FUNC:
       g.hsBufTimeFunc = p->value.voidptr_val;
-      break;
+      return NiISetHSBufTimeFunc(reinterpret_cast<NI_HSBUF_TIME_FUNC>(p->value.voidptr_val));
     case NIP_TRACE_ALL:
       SwitchBool(&gTraceAll, p, row);
       break;
@@ -168,11 +161,15 @@ int SetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
       g.pollTraceLimit = p->value.uint_val;
       break;
     case NIP_HOSTBUF_TIMEOUT:
-      g.hostBufTimeout = p->value.uint_val;
+    case NIP_HOSTBUF_TIMEOUT_INVALID: {
+      // Valid entries, or both kinds of failures.
+      bool valid = row.no == NIP_HOSTBUF_TIMEOUT;
+      uint32_t v = p->value.uint_val;
+      int rc = NiISetHBufTimeout(v > 86400 ? -1 : static_cast<int>(v), valid ? 1 : 2 | 4);
+      if (rc != ZUL_O_K) return rc;
+      (valid ? g.hostBufTimeout : g.hostBufTimeoutInvalid) = v;
       break;
-    case NIP_HOSTBUF_TIMEOUT_INVALID:
-      g.hostBufTimeoutInvalid = p->value.uint_val;
-      break;
+    }
     case NIP_SOCKET_BUFFER_SIZE:
       g.socketBufferSize = p->value.uint_val;
       break;
@@ -194,9 +191,12 @@ int GetRow(NI_PARAM_DATA *p, const ParamRow &row) noexcept {
     case NIP_MINPORT:
       p->value.ushort_val = g.minPort;
       break;
-    case NIP_HSBUF_SIZE:
-      p->value.uint_val = g.hsBufSize;
+    case NIP_HSBUF_SIZE: {
+      int size = static_cast<int>(g.hsBufSize);
+      NiIGetHSBufIndexSize(&size);  // the caches' own, which ZUL_NI_CACHE_DISABLED may have cut
+      p->value.uint_val = static_cast<uint32_t>(size);
       break;
+    }
     case NIP_VERSION:
       p->value.uint_val = 40;
       break;
@@ -260,7 +260,7 @@ const ParamRow *CheckRequest(NI_PARAM_DATA *p, bool set, int *rc) noexcept {
     return nullptr;
   } else if (row->type != 0 && p->datatype != row->type) {
     *rc = Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                 "%s: parameter invalid (pParamData->datatype != %s)", fn, kTypeNames[row->type]);
+                 "%s: parameter invalid (pParamData->datatype != %s)", fn, DataTypeName(row->type));
     return nullptr;
   }
   return row;
@@ -270,8 +270,9 @@ const ParamRow *CheckRequest(NI_PARAM_DATA *p, bool set, int *rc) noexcept {
 
 int NiSetParamEx(NI_PARAM_DATA *pParamData) noexcept {
   if (gUseCount <= 0 && NiInit() != ZUL_O_K) return NIEINTERN;
-  int rc = ZUL_O_K;
-  if (pParamData != nullptr && BufParam(pParamData, true, &rc)) return rc;
+  int rc = ZUL_O_K, done = 0;
+  // The buffered layer takes its own numbers first.
+  if (pParamData != nullptr && (rc = NiBufISetParam(pParamData, &done), done != 0)) return rc;
   if (pParamData != nullptr && pParamData->param == NIP_LOCAL_ADDR &&
       pParamData->datatype == NI_DT_NODEADDR) {
     ThrGlob *g = IGetThrGlob("NiSetParamEx");
@@ -287,8 +288,8 @@ int NiSetParamEx(NI_PARAM_DATA *pParamData) noexcept {
 
 int NiGetParamEx(NI_PARAM_DATA *pParamData) noexcept {
   if (gUseCount <= 0 && NiInit() != ZUL_O_K) return NIEINTERN;
-  int rc = ZUL_O_K;
-  if (pParamData != nullptr && BufParam(pParamData, false, &rc)) return rc;
+  int rc = ZUL_O_K, done = 0;
+  if (pParamData != nullptr && (rc = NiBufIGetParam(pParamData, &done), done != 0)) return rc;
   const ParamRow *row = CheckRequest(pParamData, false, &rc);
   if (row == nullptr) return rc;
   if (row->no == NIP_LOCAL_ADDR) {

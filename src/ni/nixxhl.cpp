@@ -1,134 +1,264 @@
-// Host and service look-ups through the operating system, uncached; names cross as UTF-8 and
-// only ASCII is passed on here.
+// The IPv4 host cache. Entries fill the array from the front; the position of the next new entry
+// grows until it reaches the size, and then the whole cache empties at once.
 #define DPTRC_MODULE u"nixxhl"
 
-#include <arpa/inet.h>
-#include <netdb.h>
-#include <sys/socket.h>
-
-#include <cstdio>
 #include <cstring>
+#include <new>
 
+#include "ni/nixxhs.h"
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
 #include "zul_u16string.h"
 
 using namespace ni;
 
-namespace ni {
-bool gNumericHostsOnly = false;
-}
-
 namespace {
 
-// ASCII copy of a 16-bit name; false when it holds anything else or doesn't fit.
-bool Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in[n] != 0; ++n) {
-    if (n + 1 >= size || in[n] >= 0x80) return false;
-    out[n] = static_cast<char>(in[n]);
-  }
-  out[n] = '\0';
-  return true;
+bool IsMapped(const NI_NODEADDR &a) {
+  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
 }
 
-void FromSockaddr(const sockaddr *sa, NI_NODEADDR *out) {
-  if (sa->sa_family == AF_INET) {
-    *out = NI_ADDR_ANY_I4_INIT;
-    std::memcpy(out->addr + 12, &reinterpret_cast<const sockaddr_in *>(sa)->sin_addr, 4);
-  } else {
-    std::memcpy(out->addr, &reinterpret_cast<const sockaddr_in6 *>(sa)->sin6_addr, 16);
-  }
+bool SameAddr(const NI_NODEADDR &a, const NI_NODEADDR &b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 }  // namespace
 
-int NiPGetHostByName(const char *pName, int ipv4Only, int numericOnly, NI_NODEADDR *pAddrs,
-                     int *pCount) noexcept {
-  addrinfo hints{};
-  hints.ai_family = ipv4Only ? AF_INET : AF_UNSPEC;
-  hints.ai_socktype = SOCK_RAW;  // every address once
-  hints.ai_flags = numericOnly ? AI_NUMERICHOST : 0;
-  addrinfo *res = nullptr;
-  int gai = getaddrinfo(pName, nullptr, &hints, &res);
-  if (gai != 0) {
-    DPTRC_A7(2, tf, "%s: '%s' not found\n", "NiPGetHostByName", pName);
-    return gai == EAI_NONAME ? NIEHOST_UNKNOWN : NIEINTERN;
-  }
-  int n = 0, room = *pCount;
-  for (addrinfo *r = res; r != nullptr; r = r->ai_next) {
-    if (r->ai_family != AF_INET && r->ai_family != AF_INET6) continue;
-    if (n < room) FromSockaddr(r->ai_addr, &pAddrs[n]);
-    ++n;
-  }
-  freeaddrinfo(res);
-  *pCount = n;
-  if (n == 0) return NIEHOST_UNKNOWN;
-  return n > room ? NIETOO_SMALL : ZUL_O_K;
+NIHIMPL_LINEAR::NIHIMPL_LINEAR() noexcept : NIHIMPL(u"NI host section I4") {}
+
+NIHIMPL_LINEAR::~NIHIMPL_LINEAR() = default;
+
+int NIHIMPL_LINEAR::allocate(int size) noexcept {
+  mBuf.reset(size > 0 ? new (std::nothrow) HOSTBUF[static_cast<size_t>(size)]() : nullptr);
+  if (size > 0 && mBuf == nullptr)
+    return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries",
+                  "NIHIMPL_LINEAR::init", size);
+  mIndexSize = size;
+  mPos = 0;
+  ++mGen;
+  return ZUL_O_K;
 }
 
-int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t len) noexcept {
-  sockaddr_in6 sa{};
-  sa.sin6_family = AF_INET6;
-  std::memcpy(&sa.sin6_addr, pAddr->addr, 16);
-  int rc =
-      getnameinfo(reinterpret_cast<sockaddr *>(&sa), sizeof sa, pName, static_cast<socklen_t>(len),
-                  nullptr, 0, numeric ? NI_NUMERICHOST : NI_NAMEREQD);
-  return rc == 0 ? ZUL_O_K : NIEHOST_UNKNOWN;
+int NIHIMPL_LINEAR::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
+  Guard g(mMtx);
+  if (mInitialized)
+    return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)", "NIHIMPL_LINEAR::init");
+  int rc = allocate(size);
+  if (rc != ZUL_O_K) return rc;
+  validTimeout = valid;
+  unknownNameTimeout = unknownName;
+  unknownAddrTimeout = unknownAddr;
+  mInitialized = true;
+  return ZUL_O_K;
 }
 
-int NiIGetNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept {
-  char name[NI_MAX_HOSTNAME_LEN];
-  if (!Narrow(pHostName, name, sizeof name)) return NIEHOST_UNKNOWN;
+int NIHIMPL_LINEAR::setIndexSize(int size) noexcept {
+  Guard g(mMtx);
+  return allocate(size);
+}
+
+void NIHIMPL_LINEAR::clearAll() noexcept {
+  for (int i = 0; i < mIndexSize; ++i) mBuf[i].type = NIHS_FREE;
+  mPos = 0;
+  ++mGen;
+}
+
+void NIHIMPL_LINEAR::flush() noexcept {
+  Guard g(mMtx);
+  clearAll();
+  mLastFlush = time(nullptr);
+}
+
+void NIHIMPL_LINEAR::store(int slot, uint32_t gen, const HOSTBUF &e, bool byName) noexcept {
+  if (mIndexSize == 0) return;
+  // The mutex was dropped for the system call: the remembered slot counts only while it still
+  // holds the same key.
+  if (slot >= 0 && gen == mGen && slot < mPos &&
+      (byName ? strcmpU16(mBuf[slot].name, e.name) == 0 : SameAddr(mBuf[slot].addr, e.addr))) {
+    mBuf[slot] = e;
+    return;
+  }
+  if (mPos >= mIndexSize) clearAll();
+  mBuf[mPos++] = e;
+  if (mPos >= mIndexSize) {
+    clearAll();
+    DPTRC_A7(2, tf, "%s: hostbuf overflow\n", "NIHIMPL_LINEAR::store");
+  }
+}
+
+int NIHIMPL_LINEAR::getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr, int mode, int,
+                                FILE **ppTrcFile) noexcept {
+  const char *fn = "NIHIMPL_LINEAR::getNodeAddr";
+  size_t len = strlenU16(pHostName);
+  if (len == 0) return NIEHOST_UNKNOWN;
+  char name8[BUF_SIZE];
+  if (!NiIToUtf8(pHostName, name8, sizeof name8)) return NIEHOST_UNKNOWN;
+  bool cached = mode != NIHS_MODE_NOBUF;
+  if (cached && len >= static_cast<size_t>(NAME_LEN)) {
+    DPTRC_A7(2, tf, "%s: hostname '%s' too long for buffer (%d>=%d)\n", fn, name8,
+             static_cast<int>(len), NAME_LEN);
+    if (mode == NIHS_MODE_BUFONLY) return NIEHOST_UNKNOWN;
+    cached = false;
+  }
+  int slot = -1, limit;
+  uint32_t gen = 0;
+  {
+    Guard g(mMtx);
+    limit = mTraceLimit;
+    cached = cached && mIndexSize > 0 && validTimeout != 0;
+    if (cached) {
+      time_t now = time(nullptr);
+      for (int i = 0; i < mPos && mBuf[i].type != NIHS_FREE; ++i) {
+        const HOSTBUF &e = mBuf[i];
+        if ((e.type & (NIHS_UNKNOWN_NAME | NIHS_VALID_NAME)) == 0 ||
+            strcmpU16(e.name, pHostName) != 0)
+          continue;
+        if ((e.type & NIHS_VALID_NAME) != 0 && now - e.time < validTimeout) {
+          *pNodeAddr = e.addr;
+          return ZUL_O_K;
+        }
+        if ((e.type & NIHS_VALID_NAME) == 0 && now - e.time < unknownNameTimeout)
+          return NIEHOST_UNKNOWN;
+        slot = i;
+        DPTRC_A7(2, tf, "%s: retrying to get address for '%s'\n", fn, name8);
+        break;
+      }
+      if (mode == NIHS_MODE_BUFONLY) {
+        DPTRC_A7(2, tf, "%s: hostname not cached\n", fn);
+        return NIEHOST_UNKNOWN;
+      }
+      gen = mGen;
+    }
+  }
   NI_NODEADDR addrs[48];
   int count = 48;
-  int rc = NiPGetHostByName(name, 0, gNumericHostsOnly ? 1 : 0, addrs,
-                            &count);     // the system's order decides
-  if (rc == NIETOO_SMALL) rc = ZUL_O_K;  // the first ones will do
+  char canon[BUF_SIZE] = "";
+  int64_t start = limit > 0 ? iClock() : 0;
+  int rc = NiPGetHostByName(name8, 1, 0, addrs, &count, canon, sizeof canon, ppTrcFile);
+  if (rc == NIETOO_SMALL) {
+    DPTRC_A7(2, tf, "%s: more than %d interfaces found (%d)\n", fn, 48, count);
+    rc = ZUL_O_K;
+  }
+  if (limit > 0) traceSlow(fn, name8, "address", rc == ZUL_O_K, start, limit);
+  if (rc != ZUL_O_K && rc != NIEHOST_UNKNOWN) {
+    DPTRC_ERR_A7(tf, "%s: NiPGetHostByName failed (rc=%d)\n", fn, rc);
+    rc = NIEHOST_UNKNOWN;
+  }
+  if (cached) {
+    HOSTBUF e{};
+    // A name that is its own canonical name serves the reverse look-up too.
+    int type = NIHS_VALID_NAME | (std::strcmp(canon, name8) == 0 ? NIHS_VALID_ADDR : 0);
+    e.type = static_cast<uint8_t>(rc != ZUL_O_K ? static_cast<int>(NIHS_UNKNOWN_NAME) : type);
+    strcpyU16(e.name, pHostName);
+    if (rc == ZUL_O_K) e.addr = addrs[0];
+    e.time = time(nullptr);
+    Guard g(mMtx);
+    store(slot, gen, e, true);
+  }
   if (rc == ZUL_O_K) *pNodeAddr = addrs[0];
   return rc;
 }
 
-int NiIGetServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo) noexcept {
-  char name[NI_MAX_SERVNAME_LEN];
-  if (!Narrow(pServName, name, sizeof name) || name[0] == '\0') return NIESERV_UNKNOWN;
-  bool digits = true;
-  long v = 0;
-  for (const char *c = name; *c != '\0'; ++c) {
-    digits = digits && *c >= '0' && *c <= '9';
-    if (digits && v <= 65535) v = v * 10 + (*c - '0');
+int NIHIMPL_LINEAR::getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostName, int bufferLen,
+                                int fq, int mode, FILE **ppTrcFile) noexcept {
+  const char *fn = "NIHIMPL_LINEAR::getHostName";
+  if (!IsMapped(*pNodeAddr))
+    return Refuse(kModHs, __LINE__, NIEINVAL, 1, "%s: implementation doesn't support IPv6", fn);
+  char addr8[NI_NODEADDR_STR_LEN];
+  AddrText(*pNodeAddr, addr8, sizeof addr8);
+  bool cached = mode != NIHS_MODE_NOBUF;
+  int slot = -1, limit;
+  uint32_t gen = 0;
+  {
+    Guard g(mMtx);
+    limit = mTraceLimit;
+    cached = cached && mIndexSize > 0 && validTimeout != 0;
+    if (cached) {
+      time_t now = time(nullptr);
+      for (int i = 0; i < mPos && mBuf[i].type != NIHS_FREE; ++i) {
+        const HOSTBUF &e = mBuf[i];
+        if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 || !SameAddr(e.addr, *pNodeAddr))
+          continue;
+        if ((e.type & NIHS_VALID_ADDR) != 0 && now - e.time < validTimeout)
+          return CopyName(e.name, pHostName, bufferLen, fq, fn);
+        if ((e.type & NIHS_VALID_ADDR) == 0 && now - e.time < unknownAddrTimeout)
+          return NIEHOST_UNKNOWN;
+        slot = i;
+        DPTRC_A7(2, tf, "%s: retrying to get hostname for '%s'\n", fn, addr8);
+        break;
+      }
+      if (mode == NIHS_MODE_BUFONLY) {
+        DPTRC_A7(2, tf, "%s: address not cached\n", fn);
+        return NIEHOST_UNKNOWN;
+      }
+      gen = mGen;
+    }
   }
-  if (digits) {
-    if (v > 65535) return NIESERV_UNKNOWN;
-    *pServNo = htons(static_cast<uint16_t>(v));
-    return ZUL_O_K;
+  char name8[BUF_SIZE];
+  int64_t start = limit > 0 ? iClock() : 0;
+  int rc = NiPGetHostByAddr(pNodeAddr, 0, name8, sizeof name8, ppTrcFile);
+  if (limit > 0) traceSlow(fn, addr8, "hostname", rc == ZUL_O_K, start, limit);
+  if (rc != ZUL_O_K && rc != NIEHOST_UNKNOWN) {
+    DPTRC_ERR_A7(tf, "%s: NiPGetHostByAddr failed (rc=%d)\n", fn, rc);
+    rc = NIEHOST_UNKNOWN;
   }
-  addrinfo hints{};
-  hints.ai_flags = AI_PASSIVE;
-  hints.ai_socktype = SOCK_STREAM;
-  addrinfo *res = nullptr;
-  if (getaddrinfo(nullptr, name, &hints, &res) != 0) return NIESERV_UNKNOWN;
-  int rc = NIESERV_UNKNOWN;
-  if (res->ai_family == AF_INET) {
-    *pServNo = reinterpret_cast<sockaddr_in *>(res->ai_addr)->sin_port;
-    rc = ZUL_O_K;
-  } else if (res->ai_family == AF_INET6) {
-    *pServNo = reinterpret_cast<sockaddr_in6 *>(res->ai_addr)->sin6_port;
-    rc = ZUL_O_K;
+  ZUL_UTF16 name[BUF_SIZE] = {};
+  if (rc == ZUL_O_K) NiIFromUtf8(name8, name, BUF_SIZE);
+  size_t len = strlenU16(name);
+  if (cached && len < static_cast<size_t>(NAME_LEN)) {
+    HOSTBUF e{};
+    e.type = static_cast<uint8_t>(rc == ZUL_O_K ? NIHS_VALID_ADDR | NIHS_VALID_NAME
+                                                : static_cast<int>(NIHS_UNKNOWN_ADDR));
+    strcpyU16(e.name, name);
+    e.addr = *pNodeAddr;
+    e.time = time(nullptr);
+    Guard g(mMtx);
+    store(slot, gen, e, false);
   }
-  freeaddrinfo(res);
-  return rc;
+  return rc == ZUL_O_K ? CopyName(name, pHostName, bufferLen, fq, fn) : rc;
 }
 
-int NiHostToAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept {
-  if (pHostName == nullptr || pNodeAddr == nullptr)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHostName == NULL || pNodeAddr == NULL)", "NiHostToAddr");
-  if (gUseCount <= 0 && NiInit() != ZUL_O_K) return NIEINTERN;
-  NI_NODEADDR mask;
-  int hasMask = 0;
-  // Numeric texts need no look-up.
-  if (NiStrToAddrMask(pHostName, pNodeAddr, &mask, &hasMask) == ZUL_O_K && hasMask == 0)
+int NIHIMPL_LINEAR::setHostInvalid(const ZUL_UTF16 *pHostName, FILE **) noexcept {
+  if (strlenU16(pHostName) >= static_cast<size_t>(NAME_LEN)) return NIEHOST_UNKNOWN;
+  Guard g(mMtx);
+  for (int i = 0; i < mPos; ++i) {
+    if ((mBuf[i].type & (NIHS_UNKNOWN_NAME | NIHS_VALID_NAME)) == 0 ||
+        strcmpU16(mBuf[i].name, pHostName) != 0)
+      continue;
+    // The last used entry fills the hole, so the used entries stay together at the front.
+    mBuf[i] = mBuf[mPos - 1];
+    mBuf[--mPos].type = NIHS_FREE;
+    ++mGen;
     return ZUL_O_K;
-  return NiIGetNodeAddr(pHostName, pNodeAddr);
+  }
+  return NIEHOST_UNKNOWN;
+}
+
+int NIHIMPL_LINEAR::setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr,
+                                 int entryType, time_t timestamp) noexcept {
+  HOSTBUF e{};
+  bool hasAddr = false;
+  int rc = seedEntry(pHostName, pAddrStr, entryType, timestamp, &e, &hasAddr);
+  if (rc != ZUL_O_K) return rc;
+  Guard g(mMtx);
+  int slot = findSeedSlot(mBuf.get(), mPos, e, hasAddr);
+  if (slot < 0) {
+    if (mPos >= mIndexSize) return ZUL_O_K;  // full: nothing happens
+    slot = mPos++;
+    mBuf[slot] = HOSTBUF{};
+  }
+  applySeed(&mBuf[slot], e, hasAddr);
+  return ZUL_O_K;
+}
+
+int NIHIMPL_LINEAR::dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone,
+                                int format) noexcept {
+  while (mDumpPos < mPos && mBuf[mDumpPos].type == NIHS_FREE) ++mDumpPos;
+  if (mDumpPos >= mPos) {
+    *pDone = 1;
+    return 0;
+  }
+  int n = dumpHostLine(mBuf[mDumpPos], mDumpPos, pBuffer, bufferLen, format);
+  if (n >= 0) ++mDumpPos;
+  return n;
 }

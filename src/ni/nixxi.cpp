@@ -2,12 +2,17 @@
 #define DPTRC_MODULE u"nixxi"
 
 #include "ni/nixxi.h"
+#include "ni/nixxi_con.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "ni/nixxhs.h"
 #include "zul_dptrace.h"
 #include "zul_fi.h"
+#include "zul_u16string.h"
 
 namespace ni {
 
@@ -20,11 +25,14 @@ THR_KEY gThrKey = THR_INVALID_KEY;
 int gUseIpProto = 0;
 uint8_t gTraceAll = 0;
 
+THR_MTX gAcceptListLock;
+THR_REC_MTX gTcLock;
+int gFaultStep = 0;
+
 namespace {
 
 // The locks other than the handle and parameter locks; their users come with later layers.
-THR_MTX gWakeupLock, gTrcPeerLock, gAcceptListLock;
-THR_REC_MTX gTcLock;
+THR_MTX gWakeupLock, gTrcPeerLock;
 void *gFreeList = nullptr;  // Ft block "NITAB_FREE"; each record holds its entry's index
 void **gNodes = nullptr;    // the free list's record of each entry, by index
 NITAB *gUsed = nullptr;     // head of the used chain
@@ -67,9 +75,10 @@ int BuildFreeList(int count) noexcept {
     return Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: malloc failed for %zu bytes",
                   "NiIInit", size);
   gNodes = static_cast<void **>(std::calloc(static_cast<size_t>(count), sizeof(void *)));
-  int rc = gNodes == nullptr ? -1
-                             : FtInit(gFreeList, u"NITAB_FREE", 0, static_cast<uint32_t>(count),
-                                      sizeof(int32_t), nullptr);
+  int rc = gNodes == nullptr || FaultAt(5) != ZUL_O_K
+               ? -1
+               : FtInit(gFreeList, u"NITAB_FREE", 0, static_cast<uint32_t>(count), sizeof(int32_t),
+                        nullptr);
   for (int i = 0; rc == 0 && i < count; ++i) {
     rc = FtAlloc(gFreeList, &gNodes[i]);
     if (rc == 0) *static_cast<int32_t *>(gNodes[i]) = i;
@@ -86,16 +95,25 @@ int BuildFreeList(int count) noexcept {
 }
 
 // Closes a socket of an entry, retrying an interrupted close. Answers the NI code.
-int CloseSock(SI_SOCK *sock, int hdl) noexcept {
+int CloseSock(NITAB *pHdl, SI_SOCK *sock) noexcept {
   if (sock->socket == NI_INVALID_SOCK) return ZUL_O_K;
+  const SI_SOCK before = *sock;
   int sirc;
   do sirc = SiClose(sock);
   while (sirc == SI_EINTR);
   sock->socket = NI_INVALID_SOCK;
   if (sirc == SI_OK) return ZUL_O_K;
-  DPTRC_A7(1, tf, "%s: SiClose failed for hdl %d (sirc=%d; errno=%u)\n", "NiICloseHandle", hdl,
-           sirc, sock->lastError);
-  return sirc == SI_EINVAL || sirc == SI_EINVAL_SOCK ? NIEINVAL : NIEINTERN;
+  return NiISystemError(sirc, 7, pHdl, &before, static_cast<int>(sock->lastError), nullptr, nullptr,
+                        nullptr, "NiICloseHandle", kModInternal, __LINE__, 1);
+}
+
+// Removes the file a listener's local socket is bound to; a file gone already is no fault.
+void RemoveSocketFile(NITAB *pHdl) noexcept {
+  ZUL_RAW path[109] = {};
+  if (SiGetSockName(&pHdl->lis.mUDSocket, path, 108, nullptr) != SI_OK || path[0] == 0) return;
+  const char *name = reinterpret_cast<const char *>(path);
+  if (std::remove(name) != 0 && errno != ENOENT)
+    DPTRC_A7(1, tf, "%s: remove '%s' failed for hdl %d\n", "NiICloseHandle", name, pHdl->handle);
 }
 
 }  // namespace
@@ -139,42 +157,14 @@ NITAB *CheckHdl(int hdl, const char *func) noexcept {
   return nullptr;
 }
 
-int IInit(int maxHandles) noexcept {
-  if (gTab != nullptr) DPTRC_WARN_A7(tf, "%s: NI already initialized (%p)\n", "NiIInit", gTab);
-  CreateLocks();
-  int sysErr = 0;
-  if (SiInit(&sysErr) != SI_OK) {
-    DeleteLocks();
-    return Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: SiInit failed (errno=%d)", "NiIInit",
-                  sysErr);
-  }
-  size_t bytes = sizeof(NITAB) * static_cast<size_t>(maxHandles);
-  gTab = static_cast<NITAB *>(std::calloc(static_cast<size_t>(maxHandles), sizeof(NITAB)));
-  int rc = gTab == nullptr ? Refuse(kModInternal, __LINE__, NIEINTERN, 1,
-                                    "%s: malloc failed for %zu bytes", "NiIInit", bytes)
-                           : BuildFreeList(maxHandles);
-  if (rc != ZUL_O_K) {
-    std::free(gTab);
-    gTab = nullptr;
-    gMaxHdls = 0;
-    SiExit();
-    DeleteLocks();
-    return rc;
-  }
-  gMaxHdls = maxHandles;
-  gUsed = nullptr;
-  ISetIPProtoUsage();
-  // The name caches and the local host table come with their layer.
-  if (SI_FD_SETSIZE < maxHandles)
-    DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", "NiIInit", SI_FD_SETSIZE,
-                  maxHandles);
-  return ZUL_O_K;
+// Dumps one entry at the start of a library whose table still exists.
+void DumpEntry(NITAB *p, void *) {
+  char text[1024];
+  if (IHdlDumpText(p, text, sizeof text)) DPTRC_A7(1, tf, "%s", text);
 }
 
-void IExit() noexcept {
-  NiCloseAll();
-  DeleteLocks();
-  SiExit();
+// Undoes steps 2 to 5 of a start that failed after them.
+void UndoStart() noexcept {
   if (gFreeList != nullptr) FtDestroy(gFreeList);
   std::free(gFreeList);
   std::free(gNodes);
@@ -184,6 +174,88 @@ void IExit() noexcept {
   gTab = nullptr;
   gMaxHdls = 0;
   gUsed = nullptr;
+  SiExit();
+  DeleteLocks();
+}
+
+int IInit(int maxHandles) noexcept {
+  const char *fn = "NiIInit";
+  if (gTab != nullptr) {  // step 1
+    DPTRC_WARN_A7(tf, "%s: NI already initialized (%p)\n", fn, static_cast<void *>(gTab));
+    NiIWalkNitab(DumpEntry, nullptr);
+  }
+  int rc = FaultAt(1);
+  if (rc != ZUL_O_K) return rc;
+  CreateLocks();  // step 2
+  if ((rc = FaultAt(2)) == ZUL_O_K) {
+    int sysErr = 0;  // step 3
+    int sirc = FaultAt(3) != ZUL_O_K ? SI_ESYSCALL : SiInit(&sysErr);
+    if (sirc != SI_OK)
+      rc = NiISystemError(sirc, 1, nullptr, nullptr, sysErr, nullptr, nullptr, nullptr, fn,
+                          kModInternal, __LINE__, 1);
+  }
+  if (rc != ZUL_O_K) {
+    DeleteLocks();
+    return rc;
+  }
+  // The decisions of steps 6 and 7 are taken back when a later step fails.
+  const uint8_t connectLocal = gConnectLocal;
+  const int useIpProto = gUseIpProto;
+  size_t bytes = sizeof(NITAB) * static_cast<size_t>(maxHandles);  // step 4
+  gTab = FaultAt(4) != ZUL_O_K
+             ? nullptr
+             : static_cast<NITAB *>(std::calloc(static_cast<size_t>(maxHandles), sizeof(NITAB)));
+  rc = gTab == nullptr ? Refuse(kModInternal, __LINE__, NIEINTERN, 1,
+                                "%s: malloc failed for %zu bytes", fn, bytes)
+                       : BuildFreeList(maxHandles);  // step 5
+  if (rc == ZUL_O_K) {
+    gMaxHdls = maxHandles;
+    gUsed = nullptr;
+    if ((rc = FaultAt(6)) == ZUL_O_K) ISetIPProtoUsage();  // steps 6 and 7
+  }
+  if (rc == ZUL_O_K) rc = FaultAt(7);
+  // Step 8: the name caches. NIECALL means the application built them before: the start goes on,
+  // and a later failure leaves them to it.
+  bool cachesBuilt = false;
+  if (rc == ZUL_O_K && (rc = FaultAt(8)) == ZUL_O_K) {
+    rc = NiIHSBufInit(100, 0, 600, 600, 0, 600, 600);
+    cachesBuilt = rc == ZUL_O_K;
+    if (rc == NIECALL) rc = ZUL_O_K;
+  }
+  // Step 9: the local host name; NIECALL is only a warning.
+  if (rc == ZUL_O_K && (rc = FaultAt(9)) == ZUL_O_K && (rc = NiILHInit()) == NIECALL) {
+    DPTRC_WARN_A7(tf, "%s: NiILHInit: NIECALL\n", fn);
+    rc = ZUL_O_K;
+  }
+  if (rc == ZUL_O_K && SI_FD_SETSIZE < maxHandles)  // step 10
+    DPTRC_WARN_A7(tf, "%s: FD_SETSIZE (%d) < NI_FD_SETSIZE (%d)\n", fn, SI_FD_SETSIZE, maxHandles);
+  if (rc == ZUL_O_K) rc = FaultAt(10);
+  if (rc == ZUL_O_K && (rc = FaultAt(11)) == ZUL_O_K) {  // step 11
+    MtxGuard lock(gParamLock);
+    strcpyU16(gParams.udsPath, u"/tmp/.zulstream%d");
+  }
+  if (rc != ZUL_O_K) {
+    if (cachesBuilt) NiIHSBufRelease();
+    NiILHRelease();
+    UndoStart();
+    gConnectLocal = connectLocal;
+    gUseIpProto = useIpProto;
+    NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;
+    NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I4_INIT;
+  }
+  return rc;
+}
+
+void IExit() noexcept {
+  NiRiClose();
+  NiCloseAll();
+  NiIHSBufRelease();
+  ThrKeyVarSet(&gThrKey, nullptr);
+  FreeAllThrGlobs();
+  UndoStart();
+  NiILHRelease();
+  NiIAlExit();
+  NiITcExit();
   NI_ADDR_ANY_INIT = NI_ADDR_ANY_I4_INIT;
   NI_ADDR_LOCAL_INIT = NI_ADDR_LOCAL_I4_INIT;
   gUseIpProto = 0;
@@ -245,6 +317,19 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
   return ZUL_O_K;
 }
 
+int NiIWalkNitab(NI_WALK_FUNC func, void *pArg) noexcept {
+  if (gTab == nullptr) return ZUL_O_K;
+  Lock lock(gHdlLock);
+  for (NITAB *p = gUsed; p != nullptr; p = p->next) {
+    if (p->mType == NI_FREE) {
+      DPTRC_A7(1, tf, "%s: NI-chain destroyed\n", "NiIWalkNitab");
+      return NIEINTERN;
+    }
+    func(p, pArg);
+  }
+  return ZUL_O_K;
+}
+
 int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
   const char *fn = "NiICloseHandle";
   int hdl = pHdl->handle;
@@ -264,14 +349,30 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
     DPTRC_A7(2, tf, "%s: shutdown and close hdl %d/sock %d\n", fn, hdl, pHdl->con.mSocket.socket);
   }
   if (cls == 1) {
-    // The listening socket files and the access lists come with listen; the socket is closed.
-    (void)removeUdsPath;
-    rc = CloseSock(&pHdl->lis.mIPSocket, hdl);
-    (void)CloseSock(&pHdl->lis.mUDSocket, hdl);
+    if (pHdl->lis.mAcl != nullptr) NiIAclDelete(pHdl);
+    rc = CloseSock(pHdl, &pHdl->lis.mIPSocket);
+    if (pHdl->lis.mUDSocket.socket != NI_INVALID_SOCK) {
+      if (removeUdsPath == 1) RemoveSocketFile(pHdl);
+      (void)CloseSock(pHdl, &pHdl->lis.mUDSocket);  // doesn't change the result
+    }
   } else if (cls == 2) {
-    rc = CloseSock(&pHdl->lis.mIPSocket, hdl);
+    // Reverse invoke is inactive; its pseudo listener only holds a socket.
+    rc = CloseSock(pHdl, &pHdl->lis.mIPSocket);
   } else {
-    rc = CloseSock(&pHdl->con.mSocket, hdl);
+    if (pHdl->mpXhdl != nullptr && pHdl->mpXhdlOps != nullptr)
+      pHdl->mpXhdlOps->close(pHdl, pHdl->mpXhdl);
+    if (pHdl->con.mInAcceptList != 0) {
+      MtxGuard lock(gAcceptListLock);
+      NiIAlHdlClosed(pHdl);
+      pHdl->con.mInAcceptList = 0;
+    }
+    rc = CloseSock(pHdl, &pHdl->con.mSocket);
+  }
+  pHdl->mpXhdl = nullptr;
+  pHdl->mpXhdlOps = nullptr;
+  if (pHdl->mInTcList != 0) {
+    RecMtxGuard lock(gTcLock);
+    NiITcDelHdl(pHdl);
   }
   Lock lock(gHdlLock);
   if (pHdl->mType == NI_FREE) {

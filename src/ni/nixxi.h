@@ -3,6 +3,7 @@
 #ifndef NI_NIXXI_H
 #define NI_NIXXI_H
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -30,9 +31,30 @@ struct NITAB {
     NI_NODEADDR mPeerAddr;
     uint16_t mPeerServ;
     SI_SOCK mSocket;
+    // Per-handle switches and the accept list mark.
+    uint8_t mSingleRead;    // NIHP_SINGLE_READ: a read that has moved bytes never waits again
+    uint8_t mInAcceptList;  // 1: counted in the accept list
+    // Framed I/O: the message in progress in each direction (all zero when none is) and the
+    // state of the in-band checks. The read fields belong to the reading thread, the write
+    // fields to the holder of mWriteBusy; mCheckStat and mCheckPend are touched by both.
+    uint32_t mPendDataLenToRead;  // data bytes of the message still to come
+    uint8_t mPendHdrLenToRead;    // length bytes still to come, 0 to 4
+    uint8_t mHdrRead[4];          // the length as it arrives
+    uint32_t mPendDataLenToWrite;
+    uint8_t mPendHdrLenToWrite;
+    uint8_t mHdrWrite[4];
+    uint8_t mCheckStat;   // 0 none, 1 NiCheckEx ping out, 2 counting check (NI_CHECKINT)
+    uint32_t mCheckPend;  // pongs received that NiCheck2 has not collected
   } con;
   uint64_t mOutOctets, mInOctets;
   uint32_t mOutMsgs, mInMsgs;
+  // The extension of the buffered layer, null for an unbuffered handle, and its operations.
+  struct NI_XHDL *mpXhdl;
+  const struct NI_XHDL_OPS *mpXhdlOps;
+  // Framed I/O: bit 0 switches SO_KEEPALIVE on at the next write; mWriteBusy is held by the one
+  // writer of the handle, so that a pong sent from a read never interleaves with its message.
+  uint8_t mSetKeepAlive;
+  uint8_t mWriteBusy;
 };
 
 namespace ni {
@@ -119,13 +141,17 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int ignored) noexcept;
 // Closes every used entry under the handle lock.
 void NiCloseAll() noexcept;
 
-// Look-ups through the operating system, uncached. NiPGetHostByName stores at most *pCount
-// addresses and sets it to the number found (NIETOO_SMALL when more were found than room);
-// NiPGetHostByAddr writes the name (numeric: the numeric text) as 8-bit text.
+// Look-ups through the operating system (UTF-8 names). NiPGetHostByName stores at most *pCount
+// addresses and sets it to the number found (NIETOO_SMALL when more were found than room), with
+// the canonical name when pCanonName is given; NiPGetHostByAddr writes the name (numeric: the
+// numeric text).
 int NiPGetHostByName(const char *pName, int ipv4Only, int numericOnly, NI_NODEADDR *pAddrs,
-                     int *pCount) noexcept;
-int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t len) noexcept;
-// A host's first address; a service's port in network order (digits are taken as they are).
+                     int *pCount, char *pCanonName = nullptr, size_t canonLen = 0,
+                     FILE **ppTrcFile = nullptr) noexcept;
+int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t len,
+                     FILE **ppTrcFile = nullptr) noexcept;
+// A host's address and a service's port (network order) through the caches, in normal mode for
+// any protocol; the full forms are in nixxhs.h.
 int NiIGetNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept;
 int NiIGetServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo) noexcept;
 
@@ -138,5 +164,160 @@ ZUL_UTF16 NiIGetAddrPortSep(const ZUL_UTF16 *pAddrStr) noexcept;
 // active, link-local ones only withLinkLocal.
 int NiPGetNodeAddrList(NI_NODEADDR *pAddrs, uint8_t *pUpFlags, int max, int withLinkLocal,
                        int *pCount) noexcept;
+
+// ---- Rest of the handle-table frame: thread records, trace masks, system errors, walks and
+// the hooks of the layers above ----
+
+// The operations of a buffered handle's extension, filled by the buffered layer.
+struct NI_XHDL_OPS {
+  void (*close)(NITAB *pHdl, struct NI_XHDL *pXhdl) noexcept;  // frees the extension
+};
+
+namespace ni {
+
+// niTraceMask: the bits that make a socket failure an error, and bit 61 that always records it.
+// siTraceMask: one bit per socket code, a cleared bit silences its trace. Changed by
+// NiEnableTrace and its relatives while other threads read them.
+extern std::atomic<uint64_t> gNiTraceMask;
+extern std::atomic<uint64_t> gSiTraceMask;
+inline constexpr int kBitConnRefused = 39;    // a refused connect is an error
+inline constexpr int kBitSendBroken = 40;     // a broken connection on a send is an error
+inline constexpr int kBitRecvBroken = 50;     // a broken connection on a receive is an error
+inline constexpr int kBitShutdownInval = 60;  // a shutdown of a gone socket is an error
+inline constexpr int kBitAlwaysErrInfo = 61;  // every socket failure is recorded
+
+extern std::atomic<int> gOwnHigh;  // the highest socket number the layer has seen
+
+// Holds one of the layer's locks for a scope.
+class MtxGuard {
+ public:
+  explicit MtxGuard(THR_MTX &m) noexcept : m_(m) { ThrMtxLock(&m_); }
+  ~MtxGuard() { ThrMtxUnlock(&m_); }
+  MtxGuard(const MtxGuard &) = delete;
+  MtxGuard &operator=(const MtxGuard &) = delete;
+
+ private:
+  THR_MTX &m_;
+};
+class RecMtxGuard {
+ public:
+  explicit RecMtxGuard(THR_REC_MTX &m) noexcept : m_(m) { ThrRecMtxLock(&m_); }
+  ~RecMtxGuard() { ThrRecMtxUnlock(&m_); }
+  RecMtxGuard(const RecMtxGuard &) = delete;
+  RecMtxGuard &operator=(const RecMtxGuard &) = delete;
+
+ private:
+  THR_REC_MTX &m_;
+};
+extern THR_MTX gAcceptListLock;  // "NI accept-list mutex"
+extern THR_REC_MTX gTcLock;      // "NI traffic control mutex"
+
+// Test hook: step N of the start (1 to 11 of IInit, 12 the buffered layer's start, 13 the
+// access lists') fails with NIEINTERN. 0: none. Hidden from the shared library's users.
+extern int gFaultStep;
+inline int FaultAt(int step) noexcept { return gFaultStep == step ? NIEINTERN : ZUL_O_K; }
+
+// The records of all threads: NiIGetThrGlob adds, NiThrExit and the key's destructor free one,
+// the last end frees those of threads still running.
+ThrGlob *AddThrGlob() noexcept;
+bool FreeThrGlob(void *record) noexcept;  // false when the record isn't held
+void FreeAllThrGlobs() noexcept;
+size_t ThrGlobCount() noexcept;
+
+// The name of a parameter's data type, as refusals quote it ("NI_DT_BOOL").
+const char *DataTypeName(int type) noexcept;
+// The protocol mask of an entry, as NiGetHdlProto answers it, without the validity test.
+int IGetHdlProto(const NITAB *p) noexcept;
+// One end of a socket (the peer's with peer), quietly: the address, the port in host order and,
+// for a local socket, the path (109 bytes). Answers the socket layer's code.
+int IQueryEnd(SI_SOCK *sock, bool peer, NI_NODEADDR *pAddr, uint16_t *pServNo,
+              char *pPath) noexcept;
+// The dump text of one entry into out (size bytes); false when it doesn't fit.
+bool IHdlDumpText(const NITAB *p, char *out, size_t size) noexcept;
+
+// ErrSetSys with the component, texts given as they should read; the system call's name and
+// errno as the socket layer reports them.
+void SetSysError(const char16_t *module, int line, int rc, const char *text, const char *detail,
+                 const ZUL_UTF16 *syscall, int errNo) noexcept;
+// A line to the error trace (isError) or to the level 1 trace, naming module and line.
+void TraceAt(const char16_t *module, int line, bool isError, const char *text) noexcept;
+
+}  // namespace ni
+
+// The only writer of a state after creation; traced at level 2, or 1 for a traced handle.
+void NiISetStat(NITAB *pHdl, int newStat, const char *pFuncName) noexcept;
+// Half-close with retries on interruption; a socket that is gone counts as shut.
+int NiIShutdownHandle(NITAB *pHdl, int howTo) noexcept;
+// Puts the handle's sockets in blocking (1) or non-blocking (0) mode and records it.
+int NiIBlockMode(NITAB *pHdl, int on) noexcept;
+// Calls func for each entry of the used chain under the handle lock; NIEINTERN when the chain
+// holds a free entry.
+typedef void (*NI_WALK_FUNC)(NITAB *pHdl, void *pArg);
+int NiIWalkNitab(NI_WALK_FUNC func, void *pArg) noexcept;
+// Maps a socket failure to an NI code, records it and traces it (see the code table). siFunc is
+// the socket call's id; pHdl, pSock, pExtraText, pSockAddr and pPort (network order) may be null.
+int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int errNo,
+                   const char *pExtraText, const NI_NODEADDR *pSockAddr, const uint16_t *pPort,
+                   const char *pFuncName, const char16_t *pFile, int line, int isError) noexcept;
+// Appends the separator between an address text and a port; NIETOO_SMALL without room.
+int NiIAddAddrPortSep(ZUL_UTF16 *pAddrStr, size_t size) noexcept;
+
+// Hooks of the layers above the frame. Stand-ins in nixx_hooks.cpp succeed until those layers
+// replace them.
+// Buffered layer: start and end, its global parameters (*pDone 1 when it took the request),
+// turning a handle buffered, its per-handle parameters and its text for dumps.
+int NiBufIInit() noexcept;
+void NiBufIExit() noexcept;
+int NiBufISetParam(NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+int NiBufIGetParam(NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+int NiBufIHdlInit(NITAB *pHdl) noexcept;
+int NiBufISetHdlParam(NITAB *pHdl, NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+int NiBufIGetHdlParam(NITAB *pHdl, NI_PARAM_DATA *pParamData, int *pDone) noexcept;
+const char *NiBufIGetExtText(const NITAB *pHdl) noexcept;
+// Access lists: start and end, and the list of a listener that closes.
+int NiIAclInit() noexcept;
+void NiIAclExit() noexcept;
+void NiIAclDelete(NITAB *pHdl) noexcept;
+// Accept list: a counted connection closes (the accept-list lock held); the list's end.
+void NiIAlHdlClosed(NITAB *pHdl) noexcept;
+void NiIAlExit() noexcept;
+// Traffic control list: a handle leaves it; the list's end.
+void NiITcDelHdl(NITAB *pHdl) noexcept;
+void NiITcExit() noexcept;
+
+// ---- Framed I/O ----
+// mode is NI_MESG_IO, NI_RAW_IO or NI_ROUT_IO (framed as NI_MESG_IO); the handle is valid and
+// connected. Results as the public calls; *pRead is -1 after a failed receive.
+int NiIRead(NITAB *pHdl, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode,
+            int *pRead) noexcept;
+int NiIWrite(NITAB *pHdl, const ZUL_RAW *pData, int dataLen, int timeout, int mode,
+             int *pWritten) noexcept;
+// Waits for the handle's socket; siMode is SI_PEEK_RD or SI_PEEK_WR. A hang-up, a closed socket
+// or a pending error counts as ready, so that the next read or write reports it.
+int NiIPeek(NITAB *pHdl, int siMode, int timeout) noexcept;
+// Waits for a connection on a listener's sockets, the local one first when both are ready; the
+// ready socket goes to *ppSock when ppSock isn't null.
+int NiIPeekListen(NITAB *pHdl, int timeout, SI_SOCK **ppSock) noexcept;
+// poll and select for handle sets: ZUL_O_K with *pReady the ready count, NIETIMEOUT when
+// nothing is ready, NIEINTERN on failure. NiISelect changes the masks as select does.
+int NiIPoll(SI_POLLFD *pPollFds, int count, int timeout, int *pReady) noexcept;
+int NiISelect(SI_FDSET *pReadMask, SI_FDSET *pWriteMask, int timeout, int *pReady) noexcept;
+// Sends a ping or a pong from byte *pSent on (pSent may be null); after NIETIMEOUT *pSent has
+// grown by what went out.
+int NiICheck(NITAB *pHdl, int timeout, int isPing, int *pSent) noexcept;
+int NiICheck2(NITAB *pHdl, int timeout, int *pFailCount) noexcept;
+int NiICheck2Cancel(NITAB *pHdl) noexcept;
+int NiIHdlGetStatus(NITAB *pHdl) noexcept;
+// Data bytes in progress for NI_READ, else for writing.
+int NiIPending(NITAB *pHdl, int mode, int raw) noexcept;
+// Looks at a message that NiIRead completed: 0 for user data; a check message is consumed
+// (*pLen 0) with NIEOPCODE, or NIEPING for the pong that answers NiCheckEx; *pPeerRc gets a code
+// the peer sent (0: none). pXhdl and pPeerVersion may be null.
+struct NI_XHDL;
+int NiBufIProcMsg(NITAB *pHdl, NI_XHDL *pXhdl, ZUL_RAW *pData, int *pLen, int *pPeerRc,
+                  uint8_t *pPeerVersion) noexcept;
+namespace ni {
+extern const char *const NI_MODE_STR[3];  // "MESG_IO", "RAW_IO", "ROUT_IO"
+}
 
 #endif  // NI_NIXXI_H

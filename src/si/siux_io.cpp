@@ -2,7 +2,9 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <cerrno>
 #include <cstddef>
+#include <cstdint>
 
 #include "si/siux.h"
 
@@ -52,6 +54,8 @@ msghdr Message(const SI_IOVEC *iov, int count, void *name, socklen_t nameLen) {
 
 }  // namespace
 
+std::atomic<size_t> si::gSendVFaultAbove{SIZE_MAX};
+
 extern "C" {
 
 int SiSend(SI_SOCK *sock, const void *buffer, size_t length, int flags, size_t *done) noexcept {
@@ -61,6 +65,15 @@ int SiSend(SI_SOCK *sock, const void *buffer, size_t length, int flags, size_t *
 
 int SiSendV(SI_SOCK *sock, const SI_IOVEC *iov, int count, size_t *done) noexcept {
   if (int rc = CheckV(sock, iov, count); rc != SI_OK) return rc;
+  if (size_t limit = si::gSendVFaultAbove.load(std::memory_order_relaxed);
+      __builtin_expect(limit != SIZE_MAX, 0)) {
+    size_t total = 0;
+    for (int i = 0; i < count; ++i) total += iov[i].length;
+    if (total > limit) {
+      errno = EMSGSIZE;
+      return Done(sock, -1, ErrMap::kSend, done);
+    }
+  }
   return Done(sock, writev(sock->socket, reinterpret_cast<const iovec *>(iov), count),
               ErrMap::kSend, done);
 }

@@ -2,7 +2,9 @@
 #ifndef SI_SIXX_H
 #define SI_SIXX_H
 
+#include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 
 #include "zul_si.h"
@@ -80,6 +82,12 @@ const char *FamilyName8(int family) noexcept;
 const char *TypeName8(int type) noexcept;
 // The 8-bit name of an SI_ code ("?" when unknown).
 const char *RcName8(int rc) noexcept;
+
+// ---- Fault point for tests ----
+// SiSendV of more bytes than this fails with EMSGSIZE, which stream sockets never report, so that
+// callers' handling of it can be tried. SIZE_MAX, the default, turns it off at the cost of one
+// relaxed load. Tests only.
+extern std::atomic<size_t> gSendVFaultAbove;
 
 }  // namespace si
 

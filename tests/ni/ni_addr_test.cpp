@@ -87,7 +87,9 @@ TEST(NiStrToAddrMask, Rows) {
     EXPECT_EQ(hasMask, r.hasMask) << in;
     char16_t out[NI_ADDRMASK_STR_LEN];
     ASSERT_EQ(NiAddrMaskToStr(&addr, &mask, out, NI_ADDRMASK_STR_LEN), ZUL_O_K) << in;
-    if (r.detail != nullptr) EXPECT_EQ(std::u16string(out), r.detail) << in;
+    if (r.detail != nullptr) {
+      EXPECT_EQ(std::u16string(out), r.detail) << in;
+    }
     // What the printer writes reads back as the same address and mask.
     NI_NODEADDR addr2, mask2;
     ASSERT_EQ(NiStrToAddrMask(out, &addr2, &mask2, nullptr), ZUL_O_K) << in;
@@ -135,7 +137,7 @@ TEST(NiStrToAddrAndPort, Forms) {
     uint16_t port;
   } rows[] = {
       {u"[::1]:3200", true, 0, std::string(31, '0') + "1", 3200},
-      {u"[::1]", false, 0, std::string(31, '0') + "1", 0},
+      {u"[::1]", true, 0, std::string(31, '0') + "1", 0},
       {u"::1:3200", true, 0, std::string(24, '0') + "00013200", 0},
       {u"[::1]x", true, NIEINVAL, "", 0},
       {u"::1]:5", true, NIEINVAL, "", 0},
@@ -153,7 +155,9 @@ TEST(NiStrToAddrAndPort, Forms) {
     std::string in(r.in, r.in + std::char_traits<char16_t>::length(r.in));
     ASSERT_EQ(rc, r.rc) << in;
     if (rc != ZUL_O_K) continue;
-    if (!r.addr.empty()) EXPECT_EQ(Hex(addr), r.addr) << in;
+    if (!r.addr.empty()) {
+      EXPECT_EQ(Hex(addr), r.addr) << in;
+    }
     EXPECT_EQ(port, r.port) << in;
   }
   NI_NODEADDR addr, mask;
@@ -163,6 +167,31 @@ TEST(NiStrToAddrAndPort, Forms) {
             NiIsIPv6Activated() ? std::string(32, '0') : std::string(24, 'f') + "00000000");
   std::u16string tooLong(98, u'1');
   EXPECT_EQ(NiStrToAddrAndPort(tooLong.c_str(), &addr, nullptr, nullptr), NIEINVAL);
+  NiExit();
+}
+
+TEST(NiGuessDistance, LeadingEqualBitsOfTwoHosts) {
+  struct Row {
+    const char16_t *a, *b;
+    int bits;
+  } rows[] = {{u"10.1.2.3", u"10.1.2.3", 128},   {u"10.1.2.3", u"10.1.2.2", 127},
+              {u"10.0.0.0", u"138.0.0.0", 96},   {u"10.0.0.1", u"10.128.0.1", 104},
+              {u"localhost", u"localhost", 128}, {u"10.0.0.1", u"h\u00e9", -1}};
+  for (const Row &r : rows) EXPECT_EQ(NiGuessDistance(r.a, r.b), r.bits);
+  NI_NODEADDR loop, viaRaw;
+  ASSERT_EQ(NiGetLoopbackAddr(&loop), ZUL_O_K);
+  EXPECT_TRUE(std::memcmp(&loop, &NI_ADDR_LOCAL_I4_INIT, 16) == 0 ||
+              std::memcmp(&loop, &NI_ADDR_LOCAL_I6_INIT, 16) == 0);
+  ZUL_RAW raw[16];
+  NiTransNodeToRaw(&loop, raw);
+  NiTransRawToNode(raw, &viaRaw);
+  EXPECT_EQ(Hex(viaRaw), Hex(loop));
+  NiTransIPv4ToRaw(0x0100007f, raw);
+  EXPECT_EQ(NiTransRawToIPv4(raw), 0x0100007fu);
+  char16_t text[8] = u"fe80::";
+  EXPECT_EQ(NiIAddAddrPortSep(text, 8), ZUL_O_K);
+  EXPECT_EQ(std::u16string(text), u"fe80::.");
+  EXPECT_EQ(NiIAddAddrPortSep(text, 8), NIETOO_SMALL);
   NiExit();
 }
 

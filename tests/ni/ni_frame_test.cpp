@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <string>
 
 #include "ni/nixxi.h"
@@ -76,6 +77,22 @@ TEST(NiStart, UseCountAndLimits) {
   EXPECT_EQ(ni::gUseIpProto, 0);
   EXPECT_EQ(NiExit(), ZUL_O_K);  // below zero: only traced
   EXPECT_EQ(ni::gUseCount, 0);
+}
+
+TEST(NiStart, AFailedStepLeavesAllAsBefore) {
+  // Steps 1 to 11 of the start proper, 12 the buffered layer's, 13 the access lists'.
+  for (int step = 1; step <= 13; ++step) {
+    ni::gFaultStep = step;
+    EXPECT_EQ(NiInit3(4), NIEINTERN) << step;
+    EXPECT_TRUE(ni::gTab == nullptr && ni::gMaxHdls == 0 && ni::gUseCount == 0) << step;
+    EXPECT_TRUE(ni::gUseIpProto == 0 && ni::gThrKey == THR_INVALID_KEY) << step;
+    EXPECT_EQ(std::memcmp(&NI_ADDR_ANY_INIT, &NI_ADDR_ANY_I4_INIT, 16), 0) << step;
+  }
+  ni::gFaultStep = 0;
+  ASSERT_EQ(NiInit3(4), ZUL_O_K);
+  EXPECT_EQ(NiThrInit(), ZUL_O_K);
+  EXPECT_EQ(NiExit(), ZUL_O_K);
+  EXPECT_EQ(ni::ThrGlobCount(), 0u);
 }
 
 class NiHandles : public ::testing::Test {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -47,6 +49,36 @@ TEST(NiHandlesMt, CreateAndCloseNeverShareANumber) {
   NITAB *extra = nullptr;
   EXPECT_EQ(NiICreateHandle(&extra, NI_INITIAL_CON, nullptr), NIEINVAL);
   EXPECT_EQ(NiExit(), ZUL_O_K);
+}
+
+// Polls cond for up to five seconds.
+bool Eventually(const std::function<bool()> &cond) {
+  for (int i = 0; i < 500 && !cond(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  return cond();
+}
+
+// The last end frees the records of threads still running; a thread that ends before frees its
+// own. A record left over shows as a leak when the program ends.
+TEST(NiThrGlobMt, LastEndFreesTheRecordsOfAllThreads) {
+  ASSERT_EQ(NiInit3(8), ZUL_O_K);
+  constexpr int kLive = 4;
+  std::atomic<int> ready{0};
+  std::atomic<bool> go{false};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kLive; ++t)
+    threads.emplace_back([&] {
+      if (NiThrInit() == ZUL_O_K) ++ready;
+      Eventually([&] { return go.load(); });
+    });
+  std::thread early([] { NiThrInit(); });
+  early.join();  // its key's destructor has run
+  ASSERT_TRUE(Eventually([&] { return ready.load() == kLive; }));
+  EXPECT_EQ(ni::ThrGlobCount(), static_cast<size_t>(kLive));
+  EXPECT_EQ(NiExit(), ZUL_O_K);
+  EXPECT_EQ(ni::ThrGlobCount(), 0u);
+  go = true;
+  for (std::thread &t : threads) t.join();
 }
 
 }  // namespace

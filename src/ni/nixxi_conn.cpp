@@ -1,0 +1,481 @@
+// Connecting and accepting: connects that may stay pending, the local socket tried first for a
+// local partner, accept on one or two sockets, the unbuffered client connect by name, and the
+// check that a host name leads back to this host.
+#define DPTRC_MODULE u"nixxi"
+
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+
+#include "ni/nixxi_con.h"
+#include "zul_dptrace.h"
+#include "zul_u16string.h"
+
+using namespace ni;
+
+namespace {
+
+constexpr int kMaxConnectEaddrinuse = 20;  // NI_MAX_CONNECT_EADDRINUSE
+constexpr int kMaxAcceptEagain = 10;
+constexpr uint16_t kFindServ = 0xFFFF;
+
+using Clock = std::chrono::steady_clock;
+
+// A time-out that bounds a whole call: the milliseconds left of it, never below 0, or -1 for
+// a call without limit.
+class Deadline {
+ public:
+  explicit Deadline(int timeout)
+      : forever_(timeout < 0), end_(Clock::now() + std::chrono::milliseconds(timeout)) {}
+  int Left() const {
+    if (forever_) return -1;
+    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(end_ - Clock::now()).count();
+    return ms > 0 ? static_cast<int>(ms) : 0;
+  }
+
+ private:
+  bool forever_;
+  Clock::time_point end_;
+};
+
+// The hooks of the access control list, the accept list and the peer trace; each lets every
+// partner pass until its layer is there.
+int AclCheckHook(NITAB * /*pListenHdl*/, const NI_NODEADDR * /*pPeer*/) { return ZUL_O_K; }
+int AcceptListHook(NITAB * /*pHdl*/, const NI_NODEADDR * /*pPeer*/) { return ZUL_O_K; }
+void PeerTraceHook(NITAB * /*pHdl*/) {}
+
+bool IsAnyAddr(const NI_NODEADDR &a) {
+  return std::memcmp(&a, &NI_ADDR_ANY_I4_INIT, 16) == 0 ||
+         std::memcmp(&a, &NI_ADDR_ANY_I6_INIT, 16) == 0;
+}
+
+bool IsMapped(const NI_NODEADDR &a) {
+  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
+}
+
+void CloseSock(SI_SOCK *s) {
+  int rc;
+  do rc = SiClose(s);
+  while (rc == SI_EINTR);
+  s->socket = NI_INVALID_SOCK;
+}
+
+// The local address of a connected socket, for the trace.
+void TraceLocalAddr(NITAB *p, const char *fn, int listenHdl) {
+  if (ct_level < 2 && p->mTrace == 0) return;
+  ZUL_RAW raw[16] = {};
+  uint16_t port = 0;
+  if (p->con.mSocket.family == SI_AF_UNIX ||
+      SiGetSockName(&p->con.mSocket, raw, sizeof raw, &port) != SI_OK)
+    return;
+  NI_NODEADDR addr;
+  NiISolveSockAddr(&p->con.mSocket, raw, port, &addr, &port, nullptr, 0);
+  char text[NI_NODEADDR_STR_LEN + 8];
+  AddrPortText(&addr, port, text, sizeof text);
+  DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d took local address %s\n", fn,
+           listenHdl >= 0 ? listenHdl : p->handle, text);
+}
+
+// The connection over the local socket of the port; ZUL_O_K or NIECONN_PENDING leave it in
+// mSocket, anything else closes it again.
+int ConnectUds(NITAB *p, const NI_NODEADDR *addr, uint16_t port, int timeout) {
+  p->con.mSocket = SI_SOCK{NI_INVALID_SOCK, SI_AF_UNIX, SI_SOCK_STREAM, 0};
+  int rc = NiIInitSocket(p, &p->con.mSocket, 0);
+  if (rc == ZUL_O_K && SI_PEND_CONN_SUPPORTED == 1) rc = SetBlockMode(p, &p->con.mSocket, 0);
+  if (rc == ZUL_O_K) rc = NiIConnectSocket(p, addr, port, timeout, 0);
+  if (rc != ZUL_O_K && rc != NIECONN_PENDING && p->con.mSocket.socket != NI_INVALID_SOCK)
+    CloseSock(&p->con.mSocket);
+  return rc;
+}
+
+// The local bind of a client socket by the thread's NIP_LOCAL_ADDR and NIP_PORTRANGE.
+int BindClient(NITAB *p, const NI_NODEADDR *target, const char *fn) {
+  ThrGlob *g = IGetThrGlob(fn);
+  if (g == nullptr) return NIEINTERN;
+  NI_NODEADDR local = g->mLocalAddr;
+  bool set = !IsAnyAddr(local);
+  ThrMtxLock(&gParamLock);
+  bool range = gParams.portRange != 0;
+  ThrMtxUnlock(&gParamLock);
+  int rc = ZUL_O_K;
+  if (range) {
+    uint16_t port = kFindServ;
+    rc = NiIBind(p, set ? &local : nullptr, &port, 0);
+  } else if (set) {
+    uint16_t port = 0;
+    rc = NiIBind(p, &local, &port, 0);
+  }
+  if (set && IsMapped(local) != IsMapped(*target)) {
+    char to[NI_NODEADDR_STR_LEN + 8], over[NI_NODEADDR_STR_LEN + 8];
+    AddrPortText(target, 0, to, sizeof to);
+    AddrPortText(&local, 0, over, sizeof over);
+    DPTRC_WARN_A7(tf, "%s: hdl %d tries to connect to '%s' over interface '%s'\n", fn, p->handle,
+                  to, over);
+  }
+  return rc;
+}
+
+// Waits until one of the listener's two sockets has a connection; the local one wins a tie.
+int PeekListen(NITAB *pL, int timeout, SI_SOCK **ppReady) {
+  SI_POLLFD fds[2] = {{pL->lis.mUDSocket.socket, static_cast<int16_t>(SI_POLLIN), 0},
+                      {pL->lis.mIPSocket.socket, static_cast<int16_t>(SI_POLLIN), 0}};
+  Deadline deadline(timeout);
+  for (;;) {
+    int selected = 0, error = 0;
+    int rc = SiPoll(fds, 2, deadline.Left(), &selected, &error);
+    if (rc == SI_EINTR || (rc == SI_ETIMEOUT && deadline.Left() != 0)) continue;
+    if (rc != SI_OK) {
+      pL->lis.mIPSocket.lastError = static_cast<uint32_t>(error);
+      return ConnSysError(rc, kSiPoll, pL, &pL->lis.mIPSocket, nullptr, nullptr, nullptr,
+                          "NiIPeekListen", __LINE__, 1);
+    }
+    if (selected == 0) return NIETIMEOUT;
+    *ppReady = fds[0].revents != 0 ? &pL->lis.mUDSocket : &pL->lis.mIPSocket;
+    return ZUL_O_K;
+  }
+}
+
+int AcceptTimeout(NITAB *pL, int timeout) {
+  return Refuse(kModInternal, __LINE__, NIETIMEOUT, 2, "%s: no connection for hdl %d in %dms",
+                "NiIAccept", pL->handle, timeout);
+}
+
+// Takes one connection from the listener within the time-out into *pNew, with the peer's
+// address bytes and port.
+int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_t *peerPort,
+                   SI_SOCK **ppFrom) {
+  const char *fn = "NiIAccept";
+  bool two =
+      pL->lis.mIPSocket.socket != NI_INVALID_SOCK && pL->lis.mUDSocket.socket != NI_INVALID_SOCK;
+  SI_SOCK *from =
+      pL->lis.mIPSocket.socket != NI_INVALID_SOCK ? &pL->lis.mIPSocket : &pL->lis.mUDSocket;
+  Deadline deadline(timeout);
+  bool waited = false;
+  int eagain = 0;
+  for (;;) {
+    if (two) {
+      int rc = PeekListen(pL, deadline.Left(), &from);
+      if (rc == NIETIMEOUT) return AcceptTimeout(pL, timeout);
+      if (rc != ZUL_O_K) return rc;
+      waited = true;
+    }
+    int sirc = SiAccept(from, pNew, peer, 108, peerPort);
+    if (sirc == SI_OK) {
+      *ppFrom = from;
+      return ZUL_O_K;
+    }
+    if (sirc == SI_EINTR) continue;
+    if (sirc == SI_ECONN_BROKEN) {
+      DPTRC_A7(2, tf, "%s: hdl %d accepted already closed connection\n", fn, pL->handle);
+      continue;
+    }
+    if (sirc != SI_ETIMEOUT)
+      return ConnSysError(sirc, kSiAccept, pL, from, nullptr, nullptr, nullptr, fn, __LINE__, 1);
+    if (waited) {
+      DPTRC_A7(1, tf,
+               "%s: hdl %d %s got EAGAIN after select socket successfully; call operating "
+               "system-supplier\n",
+               fn, pL->handle, from == &pL->lis.mUDSocket ? "UDS" : "IP");
+      if (++eagain > kMaxAcceptEagain) return AcceptTimeout(pL, timeout);
+    }
+    if (!two) {
+      int rc = SiPeek(from, SI_PEEK_RD, deadline.Left());
+      if (rc == SI_ETIMEOUT) return AcceptTimeout(pL, timeout);
+      if (rc != SI_OK && rc != SI_EINTR)
+        return ConnSysError(rc, kSiPoll, pL, from, nullptr, nullptr, nullptr, fn, __LINE__, 1);
+      waited = rc == SI_OK;
+    }
+  }
+}
+
+}  // namespace
+
+int NiIConnectSocket(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                     int isError) noexcept {
+  const char *fn = "NiIConnectSocket";
+  ZUL_RAW buf[108];
+  int len = 0;
+  if (int rc = NiIMakeSockAddr(pHdl, &pHdl->con.mSocket, pNodeAddr, port, buf, &len); rc != ZUL_O_K)
+    return rc;
+  char partner[NI_NODEADDR_STR_LEN + 8];
+  AddrPortText(pNodeAddr, port, partner, sizeof partner);
+  DPTRC_A7(3, tf, "%s: connect hdl %d/sock %d to %s\n", fn, pHdl->handle, pHdl->con.mSocket.socket,
+           partner);
+  int sirc;
+  int rounds = 0;
+  do {
+    sirc = SiConnect(&pHdl->con.mSocket, buf, len, port);
+    ++rounds;
+  } while (sirc == SI_EPORT_INUSE && rounds < kMaxConnectEaddrinuse);
+  pHdl->con.mPeerAddr = *pNodeAddr;
+  pHdl->con.mPeerServ = port;
+  if (sirc == SI_OK) {
+    DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: connection of hdl %d established to %s\n", fn,
+             pHdl->handle, partner);
+    return ZUL_O_K;
+  }
+  if (sirc == SI_EINTR || sirc == SI_ECONN_INPROG) {
+    if (timeout == 0) {
+      DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: connection of hdl %d to %s in progress (timeout=0)\n",
+               fn, pHdl->handle, partner);
+      return NIECONN_PENDING;
+    }
+    int rc = NiICheckPendConnection(pHdl, timeout, 0);
+    return rc == NIETIMEOUT ? NIECONN_PENDING : rc;
+  }
+  if (sirc == SI_EPORT_INUSE && rounds >= kMaxConnectEaddrinuse) {
+    DPTRC_A7(1, tf, "%s: port still in use after %d tries\n", fn, rounds);
+  } else if (rounds >= 2) {
+    char name[24] = "";
+    const ZUL_UTF16 *n16 = SiGetSiErrorName(sirc);
+    for (size_t i = 0; n16 != nullptr && n16[i] != 0 && i + 1 < sizeof name; ++i) {
+      name[i] = static_cast<char>(n16[i]);
+      name[i + 1] = '\0';
+    }
+    DPTRC_A7(1, tf, "%s: error %s after %d SI_EPORT_INUSE\n", fn, name, rounds - 1);
+  }
+  int rc = ConnSysError(sirc, kSiConnect, pHdl, &pHdl->con.mSocket, nullptr, pNodeAddr, &port, fn,
+                        __LINE__, isError);
+  return rc == NIEINVAL ? NIEINTERN : rc;
+}
+
+int NiICheckPendConnection(NITAB *pHdl, int timeout, int setStat) noexcept {
+  const char *fn = "NiICheckPendConnection";
+  int sirc = SiPeekPendConn(&pHdl->con.mSocket, timeout);
+  if (sirc == SI_OK) {
+    if (setStat != 0) {
+      SetStat(pHdl, pHdl->con.mSocket.type == SI_SOCK_DGRAM ? NI_DG_CONNECTED : NI_CONNECTED, fn);
+      char partner[NI_NODEADDR_STR_LEN + 8];
+      AddrPortText(&pHdl->con.mPeerAddr, pHdl->con.mPeerServ, partner, sizeof partner);
+      DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: connection of hdl %d to %s established\n", fn,
+               pHdl->handle, partner);
+    }
+    return ZUL_O_K;
+  }
+  if (sirc == SI_ETIMEOUT) {
+    if (setStat != 0 && pHdl->mType != NI_CONN_WAIT) {
+      DPTRC_ERR_A7(tf, "%s: invalid state of hdl %d (%d)\n", fn, pHdl->handle, pHdl->mType);
+      SetStat(pHdl, NI_CONN_WAIT, fn);
+    }
+    return NIETIMEOUT;
+  }
+  int rc = ConnSysError(sirc, kSiPeekPendConn, pHdl, &pHdl->con.mSocket, nullptr,
+                        &pHdl->con.mPeerAddr, &pHdl->con.mPeerServ, fn, __LINE__, 1);
+  return rc == NIEINVAL ? NIEINTERN : rc;
+}
+
+int NiIConnect(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int timeout,
+               FILE **ppTrcFile, NITAB **ppHdl) noexcept {
+  const char *fn = "NiIConnect";
+  NITAB *p = nullptr;
+  if (int rc = NiICreateHandle(&p, NI_INITIAL_CON, ppTrcFile); rc != ZUL_O_K) return rc;
+  // Binding a probe socket costs a system call: asked only where the answer matters.
+  int local = -1;
+  auto isLocal = [&] {
+    if (local < 0) local = LocalAddrByBind(*pNodeAddr) ? 1 : 0;
+    return local == 1;
+  };
+  if (gConnectLocal != 0 && !isLocal()) {
+    // The entry stays in its initial state until NiCloseAll.
+    ZUL_UTF16 text[NI_NODEADDR_STR_LEN];
+    NiAddrToStr(pNodeAddr, text, NI_NODEADDR_STR_LEN, 0);
+    char addr[NI_NODEADDR_STR_LEN];
+    size_t n = 0;
+    for (; text[n] != 0 && n + 1 < sizeof addr; ++n) addr[n] = static_cast<char>(text[n]);
+    addr[n] = '\0';
+    return Refuse(kModInternal, __LINE__, NIEINVAL, 1,
+                  "%s: blocked connection to %s (ZUL_CONNECT_RESTRICTION)", fn, addr);
+  }
+  int rc = NIECONN_REFUSED;
+  bool stands = false;
+  if ((protocol == NI_PROTO_FAM_UNSPEC || (protocol & NI_PROTO_FAM_LOCAL) != 0) &&
+      NiIUseUDS(protocol == NI_PROTO_FAM_LOCAL ? 1 : 0) != 0 && isLocal()) {
+    rc = ConnectUds(p, pNodeAddr, port, timeout);
+    stands = rc == ZUL_O_K || rc == NIECONN_PENDING;
+  }
+  if (!stands) {
+    if (protocol == NI_PROTO_FAM_LOCAL) {
+      // The entry stays in its initial state until NiCloseAll.
+      char target[32];
+      std::snprintf(target, sizeof target, "localhost:%u", static_cast<unsigned>(ntohs(port)));
+      DPTRC_A7(1, tf, "%s: force UDS connect to '%s' failed (%d; %d)\n", fn, target, rc, p->handle);
+      return Refuse(kModInternal, __LINE__, NIECONN_REFUSED, 1, "%s: UDS connect only to %s", fn,
+                    target);
+    }
+    int ip = protocol & (NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6);
+    int family = ip == NI_PROTO_FAM_IPv4   ? SI_AF_INET
+                 : ip == NI_PROTO_FAM_IPv6 ? SI_AF_INET6
+                 : NiIsIPv6Activated()     ? SI_AF_INET6
+                                           : SI_AF_INET;
+    p->con.mSocket = SI_SOCK{NI_INVALID_SOCK, family, SI_SOCK_STREAM, 0};
+    rc = NiIInitSocket(p, &p->con.mSocket, 0);
+    if (rc == ZUL_O_K && SI_PEND_CONN_SUPPORTED == 1) rc = SetBlockMode(p, &p->con.mSocket, 0);
+    if (rc == ZUL_O_K) rc = BindClient(p, pNodeAddr, fn);
+    if (rc == ZUL_O_K) rc = NiIConnectSocket(p, pNodeAddr, port, timeout, 1);
+    if (rc == ZUL_O_K || rc == NIECONN_PENDING) TraceLocalAddr(p, fn, -1);
+  }
+  if (rc == NIECONN_PENDING) {
+    SetStat(p, NI_CONN_WAIT, fn);
+    *ppHdl = p;
+    return rc;
+  }
+  if (rc != ZUL_O_K) {
+    NiICloseHandle(p, 1, 0);
+    return rc;
+  }
+  SetStat(p, NI_CONNECTED, fn);
+  *ppHdl = p;
+  return ZUL_O_K;
+}
+
+int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) noexcept {
+  const char *fn = "NiIAccept";
+  if (pListenHdl->mType != NI_LISTEN)
+    return Refuse(kModInternal, __LINE__, NIEINTERN, 1, "%s: invalid type %d", fn,
+                  pListenHdl->mType);
+  SI_SOCK sock{NI_INVALID_SOCK, 0, 0, 0};
+  SI_SOCK *from = nullptr;
+  ZUL_RAW peer[108] = {};
+  uint16_t peerPort = 0;
+  if (int rc = TakeConnection(pListenHdl, timeout, &sock, peer, &peerPort, &from); rc != ZUL_O_K)
+    return rc;
+  NITAB *p = nullptr;
+  if (int rc = NiICreateHandle(&p, NI_INITIAL_CON, ppTrcFile); rc != ZUL_O_K) {
+    CloseSock(&sock);
+    return rc;
+  }
+  p->con.mSocket = sock;
+  NiISolveSockAddr(&p->con.mSocket, peer, peerPort, &p->con.mPeerAddr, &p->con.mPeerServ, nullptr,
+                   0);
+  char partner[NI_NODEADDR_STR_LEN + 8];
+  AddrPortText(&p->con.mPeerAddr, p->con.mPeerServ, partner, sizeof partner);
+  if (int rc = AclCheckHook(pListenHdl, &p->con.mPeerAddr); rc != ZUL_O_K) {
+    DPTRC_A7(1, tf, "%s: ACL permission denied for %s (rc=%d)\n", fn, partner, rc);
+    NiICloseHandle(p, 1, 0);
+    return rc;
+  }
+  if (!IsLoopback(p->con.mPeerAddr) && AcceptListHook(p, &p->con.mPeerAddr) != ZUL_O_K) {
+    NiICloseHandle(p, 1, 0);
+    return NIETIMEOUT;
+  }
+  int rc = NiIInitSocket(p, &p->con.mSocket, 0);
+  if (rc == ZUL_O_K) rc = SetBlockMode(p, &p->con.mSocket, 0);
+  if (rc != ZUL_O_K) {
+    NiICloseHandle(p, 1, 0);
+    return rc;
+  }
+  if (pListenHdl->mTrace != 0) p->mTrace = 1;
+  SetStat(p, NI_ACCEPTED, fn);
+  if (p->mTrace == 0) PeerTraceHook(p);
+  DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d accepted hdl %d from %s\n", fn, pListenHdl->handle,
+           p->handle, partner);
+  if (from == &pListenHdl->lis.mIPSocket) TraceLocalAddr(p, fn, pListenHdl->handle);
+  *ppHdl = p;
+  return ZUL_O_K;
+}
+
+int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEADDR *pNodeAddr,
+                  uint16_t port, int protocol, int timeout, int /*raw*/, int buffered,
+                  FILE **ppTrcFile, NITAB **ppHdl) noexcept {
+  const char *fn = "NiBufIConnect";
+  if ((protocol & ~(NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)
+    return Refuse(kModInternal, __LINE__, NIEINVAL, 1,
+                  "%s: parameter invalid ((protocol & ~(NI_PROTO_FAM_UNSPEC | NI_PROTO_FAM_LOCAL "
+                  "| NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)",
+                  fn);
+  // Buffered handles and routes come with the buffered layer.
+  if (buffered != 0)
+    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: parameter invalid (buffered != 0)", fn);
+  NI_NODEADDR addr{};
+  if (pHost != nullptr) {
+    char host[NI_MAX_HOSTNAME_LEN];
+    size_t n = 0;
+    for (; pHost[n] != 0 && n + 1 < sizeof host; ++n)
+      host[n] = pHost[n] < 0x80 ? static_cast<char>(pHost[n]) : '#';
+    host[n] = '\0';
+    if (strncmpU16(pHost, u"/H/", 3) == 0)
+      return Refuse(kModInternal, __LINE__, NIEHOST_UNKNOWN, 1, "%s: hostname  '%s' unknown", fn,
+                    host);
+    if (int rc = NiIGetNodeAddr(pHost, &addr); rc != ZUL_O_K)
+      return Refuse(kModInternal, __LINE__, rc, 1, "%s: host invalid or unknown '%s' (rc=%d)", fn,
+                    host, rc);
+    char serv[NI_MAX_SERVNAME_LEN];
+    for (n = 0; pServ[n] != 0 && n + 1 < sizeof serv; ++n)
+      serv[n] = pServ[n] < 0x80 ? static_cast<char>(pServ[n]) : '#';
+    serv[n] = '\0';
+    if (int rc = NiIGetServNo(pServ, &port); rc != ZUL_O_K)
+      return Refuse(kModInternal, __LINE__, rc, 1, "%s: service invalid or unknown '%s' (rc=%d)",
+                    fn, serv, rc);
+  } else {
+    addr = *pNodeAddr;
+  }
+  // An unbuffered connect has nobody to complete it later: 0 waits for ever.
+  NITAB *p = nullptr;
+  int rc = NiIConnect(&addr, port, protocol, timeout == 0 ? -1 : timeout, ppTrcFile, &p);
+  if (rc == NIECONN_PENDING) {
+    char partner[NI_NODEADDR_STR_LEN + 8];
+    AddrPortText(&addr, port, partner, sizeof partner);
+    DPTRC_A7(1, tf, "%s: non-buffered connect pending after %dms (hdl %d;%s)\n", fn, timeout,
+             p->handle, partner);
+    NiICloseHandle(p, 1, 0);
+    return Refuse(kModInternal, __LINE__, NIECONN_REFUSED, 1, "%s: connection pending after %dms",
+                  fn, timeout);
+  }
+  if (rc != ZUL_O_K) return rc;
+  *ppHdl = p;
+  return ZUL_O_K;
+}
+
+int NiIMyAddrVerify(const ZUL_UTF16 *pHostName, int timeout, NI_NODEADDR *pNodeAddr,
+                    int connectTest) noexcept {
+  const char *fn = "NiIMyAddrVerify";
+  ZUL_UTF16 own[NI_MAX_HOSTNAME_LEN];
+  char name[NI_MAX_HOSTNAME_LEN] = "";
+  if (pHostName == nullptr) {
+    if (gethostname(name, sizeof name) != 0) name[0] = '\0';
+    name[sizeof name - 1] = '\0';
+    size_t n = 0;
+    for (; name[n] != '\0'; ++n) own[n] = static_cast<unsigned char>(name[n]);
+    own[n] = 0;
+    pHostName = own;
+  } else {
+    size_t n = 0;
+    for (; pHostName[n] != 0 && n + 1 < sizeof name; ++n)
+      name[n] = pHostName[n] < 0x80 ? static_cast<char>(pHostName[n]) : '#';
+    name[n] = '\0';
+  }
+  DPTRC_A7(2, tf, "--- verify own hostname '%s' -->\n", name);
+  NI_NODEADDR addr;
+  int rc = NiIGetNodeAddr(pHostName, &addr);
+  if (rc != ZUL_O_K)
+    return Refuse(kModInternal, __LINE__, rc, 1, "%s: host invalid or unknown '%s' (rc=%d)", fn,
+                  name, rc);
+  if (connectTest != 0 && IsLoopback(addr))
+    return Refuse(kModInternal, __LINE__, NIEMYHOST_VERIFY, 1,
+                  "%s: verify own hostname '%s' failed", fn, name);
+  NITAB *lis = nullptr;
+  uint16_t port = 0;
+  if ((rc = NiIListen(&addr, &port, NI_PROTO_FAM_UNSPEC, 0, 0, &lis)) != ZUL_O_K) return rc;
+  if (connectTest != 0) {
+    NITAB *con = nullptr;
+    NITAB *acc = nullptr;
+    rc = NiIConnect(&addr, port, NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6, timeout, nullptr, &con);
+    if (rc == ZUL_O_K) {
+      rc = NiIAccept(lis, timeout, nullptr, &acc);
+      if (rc == NIETIMEOUT) rc = NIEMYHOST_VERIFY;
+    } else if (rc == NIECONN_REFUSED) {
+      rc = NIEMYHOST_VERIFY;
+    }
+    if (acc != nullptr) NiICloseHandle(acc, 1, 0);
+    if (con != nullptr) NiICloseHandle(con, 1, 0);
+    if (rc == NIEMYHOST_VERIFY)
+      Refuse(kModInternal, __LINE__, rc, 1, "%s: verify own hostname '%s' failed", fn, name);
+  }
+  NiICloseHandle(lis, 1, 0);
+  if (rc != ZUL_O_K) return rc;
+  *pNodeAddr = addr;
+  DPTRC_A7(2, tf, "<-- verify own hostname o.k. ---\n");
+  return ZUL_O_K;
+}

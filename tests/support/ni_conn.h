@@ -1,0 +1,97 @@
+// Connected network handles without the connect layer: a handle made with NiICreateHandle and
+// given one end of a real stream, either a Unix socket pair or a TCP connection over 127.0.0.1
+// (port 0, read back), in the state a connect leaves it. The other end stays a raw socket, so a
+// test can write and check the bytes on the wire itself.
+//
+//   ni_test::Conn c = ni_test::Connect(ni_test::Link::kTcp);
+//   NiWrite(c.hdl, "abc", 3, 1000, &written);   // c.peer reads 00 00 00 03 'a' 'b' 'c'
+//
+// The handle owns its end (NiCloseHandle or NiExit closes it); Conn closes the peer's.
+#ifndef TLM_TEST_NI_CONN_H
+#define TLM_TEST_NI_CONN_H
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "ni/nixxi.h"
+
+namespace ni_test {
+
+enum class Link { kUnix, kTcp };
+
+// Two connected stream sockets: fds[0] for the handle, fds[1] for the peer. TCP ends get
+// TCP_NODELAY, as the connect layer sets it.
+inline bool StreamPair(Link link, int fds[2]) {
+  if (link == Link::kUnix) return socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0;
+  int lis = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof a;
+  bool ok = lis >= 0 && bind(lis, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0 &&
+            listen(lis, 1) == 0 && getsockname(lis, reinterpret_cast<sockaddr *>(&a), &len) == 0;
+  fds[1] = ok ? socket(AF_INET, SOCK_STREAM, 0) : -1;
+  ok = ok && fds[1] >= 0 && connect(fds[1], reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
+  fds[0] = ok ? accept(lis, nullptr, nullptr) : -1;
+  if (lis >= 0) close(lis);
+  if (fds[0] < 0) {
+    if (fds[1] >= 0) close(fds[1]);
+    return false;
+  }
+  int on = 1;
+  for (int i = 0; i < 2; ++i) setsockopt(fds[i], IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  return true;
+}
+
+// A handle in state `state` over the stream socket fd, which it then owns. blocking sets the
+// socket's mode and the handle's record of it alike. -1 on failure.
+inline int Attach(int fd, bool blocking, uint8_t state = NI_CONNECTED) {
+  NITAB *p = nullptr;
+  if (NiICreateHandle(&p, NI_INITIAL_CON, nullptr) != ZUL_O_K) return -1;
+  sockaddr_storage peer{};
+  socklen_t len = sizeof peer;
+  getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &len);
+  int flags = fcntl(fd, F_GETFL);
+  fcntl(fd, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+  p->con.mSocket = SI_SOCK{fd, peer.ss_family, SOCK_STREAM, 0};
+  p->mBlockMode = blocking ? 1 : 0;
+  if (peer.ss_family == AF_INET) {
+    auto *in = reinterpret_cast<sockaddr_in *>(&peer);
+    NiTransIPv4ToNode(in->sin_addr.s_addr, &p->con.mPeerAddr);
+    p->con.mPeerServ = in->sin_port;
+  } else {
+    p->con.mPeerAddr = NI_ADDR_LOCAL_INIT;
+  }
+  p->mType = state;
+  return p->handle;
+}
+
+// A connected handle and the raw peer socket, which it closes.
+struct Conn {
+  int hdl = -1;
+  int peer = -1;
+  Conn() = default;
+  Conn(Conn &&o) noexcept : hdl(o.hdl), peer(std::exchange(o.peer, -1)) {}
+  ~Conn() {
+    if (peer >= 0) close(peer);
+  }
+};
+
+inline Conn Connect(Link link, bool blocking = true) {
+  Conn c;
+  int fds[2];
+  if (!StreamPair(link, fds)) return c;
+  c.peer = fds[1];
+  if ((c.hdl = Attach(fds[0], blocking)) < 0) close(fds[0]);
+  return c;
+}
+
+}  // namespace ni_test
+
+#endif  // TLM_TEST_NI_CONN_H
