@@ -33,7 +33,7 @@ struct NITAB {
     // Framed I/O: the message in progress in each direction (all zero when none is) and the
     // state of the in-band checks. The read fields belong to the reading thread, the write
     // fields to the holder of mWriteBusy; mCheckStat and mCheckPend are touched by both.
-    uint8_t mSingleRead;          // 1: a read that has moved bytes never waits again
+    uint8_t mSingleRead;          // 1: a read ends after any receive that leaves bytes missing
     uint32_t mPendDataLenToRead;  // data bytes of the message still to come
     uint8_t mPendHdrLenToRead;    // length bytes still to come, 0 to 4
     uint8_t mHdrRead[4];          // the length as it arrives
