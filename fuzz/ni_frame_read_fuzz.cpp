@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     size_t now = length - Unread(fds[0]);
     FUZZ_REQUIRE(now >= consumed && now - consumed >= static_cast<size_t>(got));
     FUZZ_REQUIRE(std::memcmp(buffer.data(), stream + now - got, static_cast<size_t>(got)) == 0);
-    if (rc == NIEPING) FUZZ_REQUIRE(got == 0 && now - consumed >= 12);
+    if (rc == NIEPING) FUZZ_REQUIRE(got == 0);  // its bytes may have come over several calls
     if (rc == NIETOO_SMALL) FUZZ_REQUIRE(bufferLen == 0 || got == bufferLen);
     if (rc == NIECONN_BROKEN || rc == NIEINTERN) break;
     idle = now == consumed && rc == NIETIMEOUT ? idle + 1 : 0;
