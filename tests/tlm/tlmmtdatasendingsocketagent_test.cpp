@@ -27,7 +27,7 @@ size_t Occurrences(const std::u16string &text, const std::u16string &part) {
 const std::u16string kFirstTime = u"NI raw handle gets initialized successfully for the first time";
 const std::u16string kIdleFailed =
     u"NI raw handle failed to be initilized at IDEL to CONNECTED, connection to agent destination "
-    u"failed to be established  in agent 1\n";
+    u"failed to be established  in agent 1";
 const std::u16string kRestored =
     u"NI raw handle gets restored successfully from the previous broken connection in agent 1\n";
 
@@ -72,11 +72,11 @@ TEST_F(SocketAgentTest, FailedNamesShiftTheFlagsOfLaterDestinations) {
   } cases[] = {
       {u"127.0.0.1", u"", {u"127.0.0.1"}, {1}, true, 1, nullptr},
       {u"127.0.0.1", u"/H/x", {u"127.0.0.1"}, {1, 2}, true, 1,
-       u"2nd agent failed to be initilized due to incorrect host setting!\n"},
+       u"2nd agent failed to be initilized due to incorrect host setting!"},
       {u"/H/x", u"127.0.0.1", {u"127.0.0.1"}, {2, 0}, true, 0,
-       u"Main agent failed to be initilized due to incorrect host setting!\n"},
+       u"Main agent failed to be initilized due to incorrect host setting!"},
       {u"", u"", {}, {2}, false, 0,
-       u"Main agent failed to be initilized due to incorrect host setting!\n"},
+       u"Main agent failed to be initilized due to incorrect host setting!"},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(tlm_test::Utf8(c.host1 + u"," + c.host2));
@@ -113,7 +113,7 @@ TEST_F(SocketAgentTest, SendsTheFileAgentsBytesWithoutFraming) {
   }
   agent.sendData(std::u16string(u"bad \xD800 half pair\n"));
   EXPECT_EQ(TcpPeer::ReadFor(fd, 300), expected);
-  EXPECT_EQ(Occurrences(trace_.Text(), u"UTF conversion error!\n"), 1u);
+  EXPECT_EQ(Occurrences(trace_.Text(), u"UTF conversion error!"), 1u);
 }
 
 // Down at start: one error per outage and nothing sent; back: "restored" and data flows; reset by
@@ -141,7 +141,7 @@ TEST_F(SocketAgentTest, OutagesAreReportedOnceAndRecoveredAtTheNextCheck) {
   for (int i = 0; i < 2 && agent_->connectionFlags()[0] == 1; ++i) agent_->sendData(u"lost\n");
   EXPECT_EQ(Occurrences(trace_.Text(),
                         u"Failed to send metric data through the socket interface, errorcode: "
-                        u"-6in agent 1\n"),
+                        u"-6in agent 1"),
             1u);
   trace_.Clear();
   ASSERT_TRUE(agent_->checkStatus());
@@ -172,7 +172,7 @@ TEST_F(SocketAgentTest, HungPeerCostsAtMostTheTimeoutPerWrite) {
     ++writes;
   }
   EXPECT_EQ(agent.connectionFlags()[0], 0);
-  EXPECT_EQ(Occurrences(trace_.Text(), u"errorcode: -5in agent 1\n"), 1u);
+  EXPECT_EQ(Occurrences(trace_.Text(), u"errorcode: -5in agent 1"), 1u);
 }
 
 // Fills a listener's accept queue so that the next connect gets no answer and waits.
