@@ -3,7 +3,8 @@
 // prints what arrives on standard output, whole lines at a time, so that lines of two connections
 // never mix and `tlm-agent | tlm-view` works. Modes that misbehave on purpose make it the peer of
 // the fault tests: --stall accepts and never reads, --slow reads at a fixed rate, --close-after
-// closes a connection after a number of bytes.
+// closes a connection after a number of bytes. With --prometheus it also keeps every metric line
+// as a Prometheus series and serves them at /metrics on a port of its own.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -18,8 +19,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include <prometheus/exposer.h>
+
+#include "exposition.h"
 
 namespace {
 
@@ -29,11 +35,14 @@ struct Options {
   bool stall = false;
   double slowBytesPerSecond = 0;  // 0: read as fast as data comes
   long closeAfter = 0;            // 0: never close from this side
+  std::string prometheus;         // HOST:PORT to serve /metrics on; empty: none
+  long idleSeconds = 300;         // a series without news for this long leaves /metrics
 };
 
 // One accepted connection and the part of a line it has sent so far.
 struct Connection {
   int fd;
+  std::string host;  // the peer's address, a label of its series
   std::string pending;
   long received = 0;
   double budget = 0;  // bytes it may still read under --slow
@@ -47,8 +56,12 @@ void usage() {
   std::fprintf(stderr,
                "usage: tlm-agent [--host ADDR] [--port N] [--stall] [--slow BYTES/S] "
                "[--close-after BYTES]\n"
+               "                 [--prometheus HOST:PORT [--prometheus-idle SECONDS]]\n"
                "  Listens on ADDR:N (default 127.0.0.1:59818; --port 0 takes a free port and\n"
-               "  prints it on standard error) and prints every whole line received.\n");
+               "  prints it on standard error) and prints every whole line received.\n"
+               "  --prometheus also serves the metrics received at http://HOST:PORT/metrics\n"
+               "  (PORT 0: a free port, printed on standard error); a series that gets no new\n"
+               "  value for SECONDS (default 300) is removed.\n");
 }
 
 bool parse(int argc, char **argv, Options &o) {
@@ -80,11 +93,54 @@ bool parse(int argc, char **argv, Options &o) {
       if (!(v = value("--close-after"))) return false;
       o.closeAfter = std::strtol(v, nullptr, 10);
       if (o.closeAfter <= 0) return false;
+    } else if (a == "--prometheus") {
+      if (!(v = value("--prometheus"))) return false;
+      o.prometheus = v;
+      if (o.prometheus.rfind(':') == std::string::npos) return false;
+    } else if (a == "--prometheus-idle") {
+      if (!(v = value("--prometheus-idle"))) return false;
+      char *end = nullptr;
+      o.idleSeconds = std::strtol(v, &end, 10);
+      if (*end != '\0' || o.idleSeconds <= 0) return false;
     } else {
       return false;
     }
   }
   return true;
+}
+
+// The HTTP side of --prometheus: prometheus-cpp's Exposer serving the agent's two collectables.
+// Its worker threads give up on a request that hasn't arrived in full within a few seconds, so
+// that clients which connect and send nothing can't hold all of them.
+std::unique_ptr<prometheus::Exposer> ServeMetrics(const Options &o,
+                                                  const tlmagent::MetricExposition &exposition) {
+  std::unique_ptr<prometheus::Exposer> exposer;
+  try {
+    exposer = std::make_unique<prometheus::Exposer>(std::vector<std::string>{
+        "listening_ports", o.prometheus, "num_threads", "16", "request_timeout_ms", "3000"});
+  } catch (const std::exception &e) {
+    std::fprintf(stderr, "tlm-agent: can't serve /metrics on %s: %s\n", o.prometheus.c_str(),
+                 e.what());
+    return nullptr;
+  }
+  exposer->RegisterCollectable(exposition.Registry());
+  exposer->RegisterCollectable(exposition.Summaries());
+  const std::string host = o.prometheus.substr(0, o.prometheus.rfind(':'));
+  for (int port : exposer->GetListeningPorts()) {
+    std::fprintf(stderr, "tlm-agent: serving /metrics on %s:%d\n", host.c_str(), port);
+  }
+  return exposer;
+}
+
+std::string PeerAddress(const sockaddr_storage &peer) {
+  char text[INET6_ADDRSTRLEN] = "";
+  if (peer.ss_family == AF_INET) {
+    inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in &>(peer).sin_addr, text, sizeof text);
+  } else if (peer.ss_family == AF_INET6) {
+    inet_ntop(AF_INET6, &reinterpret_cast<const sockaddr_in6 &>(peer).sin6_addr, text,
+              sizeof text);
+  }
+  return text;
 }
 
 int listenOn(const Options &o) {
@@ -110,14 +166,23 @@ int listenOn(const Options &o) {
   return fd;
 }
 
-// Prints the whole lines of a connection's text in one write, so that they stay together.
-bool printLines(Connection &c, bool all) {
+// Prints the whole lines of a connection's text in one write, so that they stay together, and
+// hands each of them to the exposition, if there is one.
+bool printLines(Connection &c, bool all, tlmagent::MetricExposition *exposition) {
   size_t end = all ? c.pending.size() : c.pending.rfind('\n');
   if (end == std::string::npos || end == 0) return true;
   if (!all) ++end;
   std::string out = c.pending.substr(0, end);
   if (out.back() != '\n') out += '\n';
   c.pending.erase(0, end);
+  if (exposition) {
+    const auto now = tlmagent::Clock::now();
+    for (size_t at = 0; at < out.size();) {
+      size_t feed = out.find('\n', at);
+      exposition->Take(std::string_view(out).substr(at, feed - at), c.host, now);
+      at = feed + 1;
+    }
+  }
   return std::fwrite(out.data(), 1, out.size(), stdout) == out.size() && std::fflush(stdout) == 0;
 }
 
@@ -138,10 +203,18 @@ bool readFrom(Connection &c, const Options &o) {
 }
 
 int run(const Options &o) {
+  std::unique_ptr<tlmagent::MetricExposition> exposition;
+  std::unique_ptr<prometheus::Exposer> exposer;  // after exposition: stops serving before it goes
+  if (!o.prometheus.empty()) {
+    exposition = std::make_unique<tlmagent::MetricExposition>(std::chrono::seconds(o.idleSeconds));
+    exposer = ServeMetrics(o, *exposition);
+    if (!exposer) return 1;
+  }
   int listener = listenOn(o);
   if (listener < 0) return 1;
   std::vector<Connection> connections;
   auto last = std::chrono::steady_clock::now();
+  auto lastExpiry = last;
   while (!gStop) {
     std::vector<pollfd> fds{{listener, POLLIN, 0}};
     for (const Connection &c : connections) {
@@ -155,16 +228,22 @@ int run(const Options &o) {
     for (Connection &c : connections) {
       c.budget = std::min(c.budget + seconds * o.slowBytesPerSecond, o.slowBytesPerSecond);
     }
+    if (exposition && now - lastExpiry >= std::chrono::seconds(1)) {
+      exposition->Expire(now);
+      lastExpiry = now;
+    }
     if (fds[0].revents & POLLIN) {
-      int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-      if (fd >= 0) connections.push_back({fd, {}, 0, 0});
+      sockaddr_storage peer{};
+      socklen_t peerLength = sizeof peer;
+      int fd = accept4(listener, reinterpret_cast<sockaddr *>(&peer), &peerLength, SOCK_CLOEXEC);
+      if (fd >= 0) connections.push_back({fd, PeerAddress(peer), {}, 0, 0});
     }
     for (size_t i = 1; i < fds.size(); ++i) {
       Connection &c = connections[i - 1];
       if (!(fds[i].revents & (POLLIN | POLLHUP | POLLERR))) continue;
       // A stalled agent reads nothing, but lets a connection go when the peer resets it.
       const bool open = o.stall ? !(fds[i].revents & (POLLHUP | POLLERR)) : readFrom(c, o);
-      if (!printLines(c, !open)) return 1;  // standard output has gone
+      if (!printLines(c, !open, exposition.get())) return 1;  // standard output has gone
       if (!open) {
         close(c.fd);
         c.fd = -1;
@@ -175,7 +254,7 @@ int run(const Options &o) {
                       connections.end());
   }
   for (Connection &c : connections) {
-    printLines(c, true);
+    printLines(c, true, exposition.get());
     close(c.fd);
   }
   close(listener);

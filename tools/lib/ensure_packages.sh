@@ -21,3 +21,7 @@ ensure_packages() {
 # What building and testing the library needs on Debian 12.
 TLM_BUILD_PACKAGES=(g++ cmake ninja-build binutils pkg-config uuid-dev uuid-runtime tzdata
                     libicu-dev libgtest-dev libgmock-dev libbenchmark-dev)
+
+# tlm-agent's Prometheus face is built on prometheus-cpp; its integration test runs Debian's
+# prometheus server (promtool comes with it) and queries it with curl.
+TLM_BUILD_PACKAGES+=(prometheus-cpp-dev prometheus curl)
