@@ -28,7 +28,7 @@ struct FamilySpec {
   Kind kind;
 };
 
-// Indexed by Family.
+// Indexed by FamilyId.
 constexpr std::array<FamilySpec, kFamilyCount> kFamilies = {{
     {"tlm_component_active", "Timings running at the end of the latest sending interval",
      Kind::kGauge},
@@ -63,19 +63,19 @@ constexpr std::array<FamilySpec, kFamilyCount> kFamilies = {{
 
 struct TimingFigure {
   std::string_view label;
-  Family family;
+  FamilyId family;
   double unitsPerSecond;  // for summaries: the figure's unit is 1/unitsPerSecond s
 };
 
 constexpr std::array<TimingFigure, 8> kTimingFigures = {{
-    {"Active Counter", Family::kActive, 0},
-    {"Finished Counter", Family::kFinished, 0},
-    {"Finished with undefined state", Family::kUndefinedState, 0},
-    {"Exception Counter", Family::kExceptions, 0},
-    {"Avg. Elapsed Time(ms)", Family::kElapsed, 1e3},
-    {"Avg. CPU Time(us)", Family::kCpu, 1e6},
-    {"Avg. Net Elapsed Time(ms)", Family::kNetElapsed, 1e3},
-    {"Avg. Net CPU Time(us)", Family::kNetCpu, 1e6},
+    {"Active Counter", FamilyId::kActive, 0},
+    {"Finished Counter", FamilyId::kFinished, 0},
+    {"Finished with undefined state", FamilyId::kUndefinedState, 0},
+    {"Exception Counter", FamilyId::kExceptions, 0},
+    {"Avg. Elapsed Time(ms)", FamilyId::kElapsed, 1e3},
+    {"Avg. CPU Time(us)", FamilyId::kCpu, 1e6},
+    {"Avg. Net Elapsed Time(ms)", FamilyId::kNetElapsed, 1e3},
+    {"Avg. Net CPU Time(us)", FamilyId::kNetCpu, 1e6},
 }};
 
 // Prometheus takes any UTF-8 in a label value and escapes \, " and the line feed. Other control
@@ -218,7 +218,7 @@ MetricExposition::MetricExposition(std::chrono::seconds idle)
 
 MetricExposition::~MetricExposition() = default;
 
-MetricExposition::Series &MetricExposition::Find(Family family, prometheus::Labels labels,
+MetricExposition::Series &MetricExposition::Find(FamilyId family, prometheus::Labels labels,
                                                  Clock::time_point now) {
   auto [it, added] = series_.try_emplace(SeriesKey{family, std::move(labels)});
   Series &series = it->second;
@@ -284,31 +284,31 @@ LineFate MetricExposition::Take(std::string_view line, const std::string &host,
     std::optional<prometheus::Labels> labels = NameLabels(Shape::kResource, parts, host);
     if (!labels) return reject();
     const auto value = static_cast<double>(*metric->number);
-    auto set = [&](Family family, double v) { Find(family, *labels, now).gauge->Set(v); };
+    auto set = [&](FamilyId family, double v) { Find(family, *labels, now).gauge->Set(v); };
     if (label == "Current Value") {
-      set(Family::kResourceValue, value);
-      if (metric->max) set(Family::kResourceHigh, static_cast<double>(*metric->max));
-      if (metric->min) set(Family::kResourceLow, static_cast<double>(*metric->min));
+      set(FamilyId::kResourceValue, value);
+      if (metric->max) set(FamilyId::kResourceHigh, static_cast<double>(*metric->max));
+      if (metric->min) set(FamilyId::kResourceLow, static_cast<double>(*metric->min));
       if (metric->count && *metric->count >= 0) {
-        Find(Family::kResourceUpdates, *labels, now)
+        Find(FamilyId::kResourceUpdates, *labels, now)
             .counter->Increment(static_cast<double>(*metric->count));
       }
     } else if (type == "PerInterval") {
       return reject();
     } else if (label == "High Watermark") {
-      set(Family::kResourceHigh, value);
+      set(FamilyId::kResourceHigh, value);
     } else if (label == "Low Watermark") {
-      set(Family::kResourceLow, value);
+      set(FamilyId::kResourceLow, value);
     } else {
       (*labels)["kpi"] = label;
-      set(Family::kKpi, value);
+      set(FamilyId::kKpi, value);
     }
   } else if (type == "StringEvent") {
     std::optional<prometheus::Labels> labels = NameLabels(Shape::kString, parts, host);
     if (!labels || !UsableLabelValue(metric->value)) return reject();
     (*labels)["name"] = label;
     (*labels)["value"] = metric->value;
-    Find(Family::kString, std::move(*labels), now).gauge->Set(1);
+    Find(FamilyId::kString, std::move(*labels), now).gauge->Set(1);
   } else {
     return reject();
   }

@@ -34,7 +34,7 @@ enum class LineFate {
 
 // Every family the text can feed. The timing figures (elapsed and CPU times) are summaries, the
 // others live in the registry.
-enum class Family : uint8_t {
+enum class FamilyId : uint8_t {
   kActive,
   kFinished,
   kUndefinedState,
@@ -51,7 +51,7 @@ enum class Family : uint8_t {
   kNetCpu,
 };
 constexpr size_t kFamilyCount = 14;
-constexpr size_t kFirstSummary = static_cast<size_t>(Family::kElapsed);
+constexpr size_t kFirstSummary = static_cast<size_t>(FamilyId::kElapsed);
 
 // Take() and Expire() are called by one thread (tlm-agent's receiving loop); the collectables
 // may be collected by any number of scraping threads meanwhile. mutex_ guards the series map and
@@ -83,7 +83,7 @@ class MetricExposition {
 
  private:
   struct SeriesKey {
-    Family family;
+    FamilyId family;
     prometheus::Labels labels;
     auto operator<=>(const SeriesKey &) const = default;
   };
@@ -97,7 +97,7 @@ class MetricExposition {
   };
   class SummaryCollectable;
 
-  Series &Find(Family family, prometheus::Labels labels, Clock::time_point now);
+  Series &Find(FamilyId family, prometheus::Labels labels, Clock::time_point now);
   void Remove(std::map<SeriesKey, Series>::iterator it);
 
   const std::chrono::seconds idle_;
