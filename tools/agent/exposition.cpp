@@ -22,14 +22,14 @@ namespace {
 
 enum class Kind { kCounter, kGauge, kSummary };
 
-struct FamilySpec {
+struct FamilyInfo {
   const char *name;
   const char *help;
   Kind kind;
 };
 
 // Indexed by FamilyId.
-constexpr std::array<FamilySpec, kFamilyCount> kFamilies = {{
+constexpr std::array<FamilyInfo, kFamilyCount> kFamilies = {{
     {"tlm_component_active", "Timings running at the end of the latest sending interval",
      Kind::kGauge},
     {"tlm_component_finished_total", "Timings that ended normally", Kind::kCounter},
@@ -197,11 +197,11 @@ MetricExposition::MetricExposition(std::chrono::seconds idle)
       registry_(std::make_shared<prometheus::Registry>()),
       summaries_(std::make_shared<SummaryCollectable>(*this)) {
   for (size_t f = 0; f < kFirstSummary; ++f) {
-    const FamilySpec &spec = kFamilies[f];
-    if (spec.kind == Kind::kCounter) {
-      counters_[f] = &prometheus::BuildCounter().Name(spec.name).Help(spec.help).Register(*registry_);
+    const FamilyInfo &info = kFamilies[f];
+    if (info.kind == Kind::kCounter) {
+      counters_[f] = &prometheus::BuildCounter().Name(info.name).Help(info.help).Register(*registry_);
     } else {
-      gauges_[f] = &prometheus::BuildGauge().Name(spec.name).Help(spec.help).Register(*registry_);
+      gauges_[f] = &prometheus::BuildGauge().Name(info.name).Help(info.help).Register(*registry_);
     }
   }
   exposedLines_ = &prometheus::BuildCounter()
