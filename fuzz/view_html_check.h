@@ -22,7 +22,7 @@ inline std::string ViewHtmlFault(std::string_view html) {
   static const std::set<std::string_view> kAttributes = {
       "class", "id",   "style",  "lang",  "charset", "name", "content", "type", "placeholder",
       "aria-label", "data-sort", "data-v", "data-d", "hidden", "viewBox", "preserveAspectRatio",
-      "role", "points", "cx", "cy", "r"};
+      "role", "points", "cx", "cy", "r", "data-tip"};
   auto entityAt = [&](size_t at) {  // "&" followed by letters, digits or "#", then ";"
     size_t end = at + 1;
     while (end < html.size() && end - at < 10 && (isalnum(static_cast<unsigned char>(html[end])) ||
@@ -53,8 +53,8 @@ inline std::string ViewHtmlFault(std::string_view html) {
         ++attrEnd;
       if (!kAttributes.contains(html.substr(pos, attrEnd - pos))) return "unknown attribute at " + std::to_string(pos);
       pos = attrEnd;
-      if (html.substr(pos, 2) != "=\"") continue;
-      size_t valueEnd = html.find('"', pos + 2);
+      if (html.substr(pos, 2) != "=\"" && html.substr(pos, 2) != "='") continue;
+      size_t valueEnd = html.find(html[pos + 1], pos + 2);
       if (valueEnd == std::string_view::npos) return "unclosed attribute";
       for (size_t v = pos + 2; v < valueEnd; ++v) {
         if (html[v] == '<' || html[v] == '>' || (html[v] == '&' && !entityAt(v))) return "raw markup in attribute at " + std::to_string(v);

@@ -1,6 +1,7 @@
 // The report page's style sheet and script. The script reads the page's own elements only: it
-// sorts and filters the component table, opens and closes waterfall rows, and pins a record's
-// details. It never turns text into markup, so nothing from the input can become an element.
+// sorts and filters the component table, opens and closes waterfall rows, and shows a record's
+// details on hover or pinned by a click. It sets text only as text, never as markup, so nothing
+// from the input can become an element.
 #include "htmlpage.h"
 
 namespace tlmview {
@@ -32,6 +33,8 @@ svg.spark polyline { fill: none; stroke: var(--bar); stroke-width: 1.5; }
 svg.spark circle { fill: var(--bar); }
 tr.kpi td:nth-child(2) { padding-left: 24px; }
 .wf { border: 1px solid var(--line); border-radius: 6px; padding: 10px 12px; margin: 12px 0; }
+/* Waterfalls out of sight are laid out only when scrolled to: a page of a thousand opens fast. */
+.wf { content-visibility: auto; contain-intrinsic-size: auto 220px; }
 .axis, .row { display: grid; grid-template-columns: minmax(14em, 38%) 1fr 6em; gap: 0 8px;
               align-items: center; }
 .axis { color: var(--muted); font-size: 11px; height: 18px; }
@@ -109,6 +112,28 @@ const std::string_view kHtmlScript = R"JS(
       if (open && r.classList.contains('closed')) skipBelow = d;
     }
   }
+  // A record's details, from the names and values in its data-tip, as text.
+  function tipOf(row) {
+    var tip = row.querySelector('.tip');
+    if (tip || !row.hasAttribute('data-tip')) return tip;
+    var pairs = JSON.parse(row.getAttribute('data-tip')), list = document.createElement('dl');
+    for (var i = 0; i + 1 < pairs.length; i += 2) {
+      var dt = document.createElement('dt'), dd = document.createElement('dd');
+      dt.textContent = pairs[i];
+      dd.textContent = pairs[i + 1];
+      list.appendChild(dt);
+      list.appendChild(dd);
+    }
+    tip = document.createElement('div');
+    tip.className = 'tip';
+    tip.appendChild(list);
+    row.appendChild(tip);
+    return tip;
+  }
+  document.addEventListener('mouseover', function (e) {
+    var row = e.target.closest && e.target.closest('.row');
+    if (row) tipOf(row);
+  });
   document.addEventListener('click', function (e) {
     var th = e.target.closest('th[data-sort]');
     if (th) { sortBy(th); return; }
@@ -116,7 +141,7 @@ const std::string_view kHtmlScript = R"JS(
     if (toggle) { var owner = toggle.closest('.row'); setOpen(owner, owner.classList.contains('closed')); return; }
     if (e.target.closest('.tip')) return;
     var row = e.target.closest('.row');
-    if (row && row.querySelector('.tip')) row.classList.toggle('open');
+    if (row && tipOf(row)) row.classList.toggle('open');
   });
   var filter = document.getElementById('filter');
   if (filter) filter.addEventListener('input', function () {

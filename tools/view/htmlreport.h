@@ -36,8 +36,9 @@ void WriteHtmlReport(const LogSummary &summary, const std::vector<HtmlInput> &in
                      const HtmlLimits &limits, std::ostream &out);
 
 // text with &, <, >, " and ' replaced by their character references: safe both as element text
-// and as a quoted attribute value.
-void AppendEscaped(std::string &out, std::string_view text);
+// and as a quoted attribute value. Without doubleQuotes, " stays as it is: safe as text and in
+// an attribute value in single quotes.
+void AppendEscaped(std::string &out, std::string_view text, bool doubleQuotes = true);
 
 // A trace start time "YYYY-MM-DD HH:MM:SS" with optional ".mmm", as milliseconds since
 // 1970-01-01 of the same (local) clock; nothing for any other text.

@@ -75,7 +75,7 @@ TEST(ViewHtml, OneTransactionInTwoProcessesIsOneWaterfall) {
   std::string page = HtmlOf({backend, server});
   EXPECT_EQ(CountOf(page, "<div class=\"wf\""), 2u);
   size_t call = page.find("A|call");
-  size_t work = page.find("<div class=\"row p1\" data-d=\"2\">");
+  size_t work = page.find("<div class=\"row p1\" data-d=\"2\" data-tip=");
   ASSERT_LT(call, work);
   EXPECT_NE(page.find("B|work<span class=\"proc\">Back_9, line 2</span>", work), std::string::npos);
   EXPECT_NE(page.find("left:20.000%;width:30.000%", work), std::string::npos);
