@@ -21,3 +21,7 @@ ensure_packages() {
 # What building and testing the library needs on Debian 12.
 TLM_BUILD_PACKAGES=(g++ cmake ninja-build binutils pkg-config uuid-dev uuid-runtime tzdata
                     libicu-dev libgtest-dev libgmock-dev libbenchmark-dev)
+
+# The viewer's page is checked in a real browser (tests/tools/view/browser_check.sh): headless
+# Chromium renders it, and Python's standard library reads the screenshot back.
+TLM_BUILD_PACKAGES+=(chromium python3)

@@ -62,8 +62,8 @@ tr.kpi td:nth-child(2) { padding-left: 24px; }
 .leaf { display: inline-block; width: 1.2em; }
 .tip { display: none; grid-column: 1 / -1; font-size: 12px; background: #fff;
        border: 1px solid var(--line); border-radius: 4px; padding: 4px 8px; margin: 2px 0 4px; }
-.tip dt { color: var(--muted); float: left; clear: left; margin-right: 6px; }
-.tip dt::after { content: " ="; }
+.tip dl { display: grid; grid-template-columns: max-content 1fr; gap: 0 8px; margin: 0; }
+.tip dt { color: var(--muted); }
 .tip dd { margin: 0; white-space: pre-wrap; overflow-wrap: anywhere; }
 .row:hover > .tip { display: block; position: absolute; top: 100%; left: 2em; z-index: 2;
                     max-width: 60em; box-shadow: 0 2px 8px rgba(0,0,0,.15); }
