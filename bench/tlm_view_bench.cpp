@@ -63,17 +63,20 @@ const std::string &Log() {
       std::string id = "T";
       id += std::to_string(n % 50000);
       std::string passport = Passport(id);
-      text += "<event resource=\"Frontend|handleRequest\" startTime=\"2026-01-02 03:04:05.678\" "
-              "duration=\"9\"><calledComponent resource=\"Auth|checkToken\" offset=\"0\" "
-              "duration=\"1\"><param name=\"CPU Time (us)\" value=\"-1\" /></calledComponent>"
-              "<calledComponent resource=\"Database|query\" offset=\"1\" duration=\"6\">"
-              "<param name=\"CPU Time (us)\" value=\"-1\" /><param name=\"SQL\" value=\"SELECT * "
-              "FROM orders WHERE id = ?\" /></calledComponent><calledComponent resource=\"Backend|"
-              "call\" offset=\"7\" duration=\"2\"><param name=\"CPU Time (us)\" value=\"-1\" />"
-              "<param name=\"outbound.ZUL-PASSPORT\" value=\"" + passport + "\" />"
-              "</calledComponent><param name=\"CPU Time (us)\" value=\"-1\" /><param name=\"User "
-              "ID\" value=\"alice\" /><param name=\"request.header.ZUL-PASSPORT\" value=\"" +
-              passport + "\" /></event>\n";
+      text +=
+          "<event resource=\"Frontend|handleRequest\" startTime=\"2026-01-02 03:04:05.678\" "
+          "duration=\"9\"><calledComponent resource=\"Auth|checkToken\" offset=\"0\" "
+          "duration=\"1\"><param name=\"CPU Time (us)\" value=\"-1\" /></calledComponent>"
+          "<calledComponent resource=\"Database|query\" offset=\"1\" duration=\"6\">"
+          "<param name=\"CPU Time (us)\" value=\"-1\" /><param name=\"SQL\" value=\"SELECT * "
+          "FROM orders WHERE id = ?\" /></calledComponent><calledComponent resource=\"Backend|"
+          "call\" offset=\"7\" duration=\"2\"><param name=\"CPU Time (us)\" value=\"-1\" />"
+          "<param name=\"outbound.ZUL-PASSPORT\" value=\"" +
+          passport +
+          "\" />"
+          "</calledComponent><param name=\"CPU Time (us)\" value=\"-1\" /><param name=\"User "
+          "ID\" value=\"alice\" /><param name=\"request.header.ZUL-PASSPORT\" value=\"" +
+          passport + "\" /></event>\n";
     }
     return text;
   }();

@@ -15,18 +15,21 @@
 // The first fault found, or empty when there is none.
 inline std::string ViewHtmlFault(std::string_view html) {
   static const std::set<std::string_view> kElements = {
-      "html", "head",  "meta",    "title",    "style", "body",  "header", "h1",     "h2",
-      "h3",   "table", "thead",   "tbody",    "tr",    "th",    "td",     "section", "div",
-      "span", "input", "button",  "p",        "svg",   "polyline", "circle", "details",
-      "summary", "ul", "li",      "dl",       "dt",    "dd",    "script"};
+      "html", "head",  "meta",   "title", "style", "body",     "header", "h1",      "h2",
+      "h3",   "table", "thead",  "tbody", "tr",    "th",       "td",     "section", "div",
+      "span", "input", "button", "p",     "svg",   "polyline", "circle", "details", "summary",
+      "ul",   "li",    "dl",     "dt",    "dd",    "script"};
   static const std::set<std::string_view> kAttributes = {
-      "class", "id",   "style",  "lang",  "charset", "name", "content", "type", "placeholder",
-      "aria-label", "data-sort", "data-v", "data-d", "hidden", "viewBox", "preserveAspectRatio",
-      "role", "points", "cx", "cy", "r", "data-tip"};
+      "class",       "id",         "style",     "lang",
+      "charset",     "name",       "content",   "type",
+      "placeholder", "aria-label", "data-sort", "data-v",
+      "data-d",      "hidden",     "viewBox",   "preserveAspectRatio",
+      "role",        "points",     "cx",        "cy",
+      "r",           "data-tip"};
   auto entityAt = [&](size_t at) {  // "&" followed by letters, digits or "#", then ";"
     size_t end = at + 1;
-    while (end < html.size() && end - at < 10 && (isalnum(static_cast<unsigned char>(html[end])) ||
-                                                  html[end] == '#'))
+    while (end < html.size() && end - at < 10 &&
+           (isalnum(static_cast<unsigned char>(html[end])) || html[end] == '#'))
       ++end;
     return end > at + 1 && end < html.size() && html[end] == ';';
   };
@@ -36,7 +39,8 @@ inline std::string ViewHtmlFault(std::string_view html) {
   int scripts = 0, styles = 0;
   for (size_t at = kStart.size(); at < html.size();) {
     char c = html[at];
-    if (c == '>' || (c == '&' && !entityAt(at))) return "raw '" + std::string(1, c) + "' in text at " + std::to_string(at);
+    if (c == '>' || (c == '&' && !entityAt(at)))
+      return "raw '" + std::string(1, c) + "' in text at " + std::to_string(at);
     if (c != '<') {
       ++at;
       continue;
@@ -49,15 +53,18 @@ inline std::string ViewHtmlFault(std::string_view html) {
     size_t pos = nameEnd;
     while (!closing && pos < html.size() && html[pos] == ' ') {
       size_t attrEnd = ++pos;
-      while (attrEnd < html.size() && (isalnum(static_cast<unsigned char>(html[attrEnd])) || html[attrEnd] == '-'))
+      while (attrEnd < html.size() &&
+             (isalnum(static_cast<unsigned char>(html[attrEnd])) || html[attrEnd] == '-'))
         ++attrEnd;
-      if (!kAttributes.contains(html.substr(pos, attrEnd - pos))) return "unknown attribute at " + std::to_string(pos);
+      if (!kAttributes.contains(html.substr(pos, attrEnd - pos)))
+        return "unknown attribute at " + std::to_string(pos);
       pos = attrEnd;
       if (html.substr(pos, 2) != "=\"" && html.substr(pos, 2) != "='") continue;
       size_t valueEnd = html.find(html[pos + 1], pos + 2);
       if (valueEnd == std::string_view::npos) return "unclosed attribute";
       for (size_t v = pos + 2; v < valueEnd; ++v) {
-        if (html[v] == '<' || html[v] == '>' || (html[v] == '&' && !entityAt(v))) return "raw markup in attribute at " + std::to_string(v);
+        if (html[v] == '<' || html[v] == '>' || (html[v] == '&' && !entityAt(v)))
+          return "raw markup in attribute at " + std::to_string(v);
       }
       pos = valueEnd + 1;
     }

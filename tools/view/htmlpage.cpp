@@ -46,11 +46,14 @@ tr.kpi td:nth-child(2) { padding-left: 24px; }
 .row[hidden] { display: none; }
 .name { white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }
 .track { position: relative; height: 14px; }
-.wf[style] .track { background: repeating-linear-gradient(90deg, #e3e8ef 0 1px, transparent 1px var(--grid)); }
+.wf[style] .track { background: repeating-linear-gradient(90deg, #e3e8ef 0 1px,
+                                                    transparent 1px var(--grid)); }
 .bar { position: absolute; top: 1px; bottom: 1px; min-width: 2px; background: var(--bar);
        border-radius: 2px; }
 .ms { text-align: right; font-variant-numeric: tabular-nums; color: var(--muted); }
-.p1 .bar { background: #e07b1a; } .p2 .bar { background: #2e9d5b; } .p3 .bar { background: #8e44ad; }
+.p1 .bar { background: #e07b1a; }
+.p2 .bar { background: #2e9d5b; }
+.p3 .bar { background: #8e44ad; }
 .fail .bar { background: var(--fail); }
 .err { color: var(--fail); margin-left: 6px; }
 .proc { font-size: 11px; padding: 0 5px; margin-left: 6px; border-radius: 8px; background: #fbe7d3;
@@ -102,7 +105,8 @@ const std::string_view kHtmlScript = R"JS(
   function setOpen(row, open) {
     row.classList.toggle('closed', !open);
     var depth = Number(row.getAttribute('data-d')), skipBelow = Infinity;
-    for (var r = row.nextElementSibling; r && r.classList.contains('row'); r = r.nextElementSibling) {
+    for (var r = row.nextElementSibling; r && r.classList.contains('row');
+         r = r.nextElementSibling) {
       var d = Number(r.getAttribute('data-d'));
       if (d <= depth) break;
       if (d > skipBelow) continue;
@@ -138,7 +142,11 @@ const std::string_view kHtmlScript = R"JS(
     var th = e.target.closest('th[data-sort]');
     if (th) { sortBy(th); return; }
     var toggle = e.target.closest('.tg');
-    if (toggle) { var owner = toggle.closest('.row'); setOpen(owner, owner.classList.contains('closed')); return; }
+    if (toggle) {
+      var owner = toggle.closest('.row');
+      setOpen(owner, owner.classList.contains('closed'));
+      return;
+    }
     if (e.target.closest('.tip')) return;
     var row = e.target.closest('.row');
     if (row && tipOf(row)) row.classList.toggle('open');

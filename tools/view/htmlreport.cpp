@@ -299,10 +299,13 @@ class Page {
     if (values.empty()) return;
     std::vector<int64_t> points;
     size_t n = std::min(values.size(), kSparkPoints);
-    for (size_t i = 0; i < n; ++i) points.push_back(values[n == 1 ? 0 : i * (values.size() - 1) / (n - 1)]);
+    for (size_t i = 0; i < n; ++i)
+      points.push_back(values[n == 1 ? 0 : i * (values.size() - 1) / (n - 1)]);
     auto [low, high] = std::minmax_element(points.begin(), points.end());
     double lowest = static_cast<double>(*low), range = static_cast<double>(*high) - lowest;
-    auto y = [&](int64_t v) { return range > 0 ? 21 - (static_cast<double>(v) - lowest) / range * 18 : 12.0; };
+    auto y = [&](int64_t v) {
+      return range > 0 ? 21 - (static_cast<double>(v) - lowest) / range * 18 : 12.0;
+    };
     char text[64];
     Raw("<svg class=\"spark\" viewBox=\"0 0 100 24\" preserveAspectRatio=\"none\" role=\"img\">"
         "<title>");
@@ -315,7 +318,8 @@ class Page {
     }
     Raw("</title>");
     if (points.size() == 1) {
-      std::snprintf(text, sizeof text, "<circle cx=\"50\" cy=\"%.1f\" r=\"2\"></circle>", y(points[0]));
+      std::snprintf(text, sizeof text, "<circle cx=\"50\" cy=\"%.1f\" r=\"2\"></circle>",
+                    y(points[0]));
       Raw(text);
     } else {
       Raw("<polyline points=\"");
@@ -343,7 +347,8 @@ class Page {
       Text(name);
       if (row.type == "PerInterval") Raw(" <span class=\"dim\">(per interval)</span>");
       Raw("</td>");
-      for (const auto *number : {&row.current, &row.high, &row.low, &row.updates}) NumberCell(*number);
+      for (const auto *number : {&row.current, &row.high, &row.low, &row.updates})
+        NumberCell(*number);
       Raw("<td>");
       Sparkline(row.history);
       Raw("</td></tr>\n");
@@ -696,15 +701,24 @@ void AppendEscaped(std::string &out, std::string_view text, bool doubleQuotes) {
   for (size_t i = 0; i < text.size(); ++i) {
     std::string_view entity;
     switch (text[i]) {
-      case '&': entity = "&amp;"; break;
-      case '<': entity = "&lt;"; break;
-      case '>': entity = "&gt;"; break;
+      case '&':
+        entity = "&amp;";
+        break;
+      case '<':
+        entity = "&lt;";
+        break;
+      case '>':
+        entity = "&gt;";
+        break;
       case '"':
         if (!doubleQuotes) continue;
         entity = "&quot;";
         break;
-      case '\'': entity = "&#39;"; break;
-      default: continue;
+      case '\'':
+        entity = "&#39;";
+        break;
+      default:
+        continue;
     }
     out.append(text.substr(plain, i - plain));
     out += entity;

@@ -116,8 +116,7 @@ int ShowText(const Options &options) {
         continue;
       }
     }
-    tlmview::PrintSummary(summary, std::cout,
-                          options.maxTraces.value_or(static_cast<size_t>(-1)));
+    tlmview::PrintSummary(summary, std::cout, options.maxTraces.value_or(static_cast<size_t>(-1)));
   }
   if (!options.transaction.empty() && found == 0) return NotFound(options.transaction);
   return status;
@@ -134,8 +133,7 @@ int WriteHtml(const Options &options) {
     read.push_back(&items[i]);
   }
   tlmview::LogSummary summary = tlmview::Summarize(read);
-  if (!options.transaction.empty() &&
-      tlmview::KeepTransaction(summary, options.transaction) == 0) {
+  if (!options.transaction.empty() && tlmview::KeepTransaction(summary, options.transaction) == 0) {
     return NotFound(options.transaction);
   }
   tlmview::HtmlLimits limits;

@@ -30,7 +30,7 @@ timeout -k 5 60 "$server" --logdir "$work/logs" --seconds 3 >/dev/null
 "$view" --html "$work/report.html" "$work"/logs/*_mtdata.log
 
 # Names that would be markup, a trace of 10,000 records, non-ASCII, lines cut in the middle.
-pwn='<img src=x onerror="top.pwned=1"><script>top.pwned=1</script>'
+pwn=$'<img src=x onerror="top.pwned=1"><script>top.pwned=1</script> \\ \t\''
 {
   echo "<metric type=\"IntAverage\" name=\"S|P_1|$pwn|\"q\" ü:Avg. Elapsed Time(ms)\" value=\"5\" count=\"1\" />"
   echo "<metric type=\"LongCounter\" name=\"S|P_1|</script>$pwn:Current Value\" value=\"3\" count=\"1\" />"
@@ -116,10 +116,17 @@ window.addEventListener('load', function () {
     say('collapse', closed && !child.hidden ? 'yes' : 'no');
     var bad = document.getElementById('bad').contentDocument;
     say('pwned', window.pwned ? 'yes' : 'no');
-    say('bad-elements', bad.querySelectorAll('img').length + '/' + bad.querySelectorAll('script').length);
-    say('bad-name', bad.querySelector('#metric-table tbody td:nth-child(2)').textContent.indexOf('<script>') >= 0 ? 'text' : 'lost');
+    say('bad-elements',
+        bad.querySelectorAll('img').length + '/' + bad.querySelectorAll('script').length);
+    var badName = bad.querySelector('#metric-table tbody td:nth-child(2)').textContent;
+    say('bad-name', badName.indexOf('<script>') >= 0 ? 'text' : 'lost');
     say('bad-rejected', bad.getElementById('count-rejected').textContent);
-    say('bad-rows', bad.querySelectorAll('.wf .row').length + '/' + bad.querySelectorAll('.wf .row:not([hidden])').length);
+    var failed = bad.querySelector('.wf .row.fail');
+    failed.click();
+    var tipText = failed.querySelector('.tip').textContent;
+    say('bad-tip', tipText.indexOf('top.pwned=1<\/script> \\ \t\'') >= 0 ? 'text' : 'lost');
+    say('bad-rows', bad.querySelectorAll('.wf .row').length + '/' +
+        bad.querySelectorAll('.wf .row:not([hidden])').length);
   } catch (e) { say('error', e); }
   document.getElementById('result').textContent = out.join('\n');
 });
@@ -143,6 +150,7 @@ expect "pwned=no"
 expect "bad-elements=0/1"
 expect "bad-name=text"
 expect "bad-rejected=2"
+expect "bad-tip=text"
 expect "bad-rows=1000/5"
 
 echo "== opening 1,000 waterfalls"
