@@ -220,7 +220,7 @@ class Page {
       std::optional<int64_t> start = ParseStartTime(root.startTime);
       if (!start) continue;
       first = std::min(first.value_or(*start), *start);
-      last = std::max(last.value_or(*start), *start + std::max<int64_t>(root.duration, 0));
+      last = std::max(last.value_or(*start), Add(*start, std::max<int64_t>(root.duration, 0)));
     }
     if (!first) {
       Raw("<span class=\"dim\">no trace with a start time</span>");
@@ -229,8 +229,9 @@ class Page {
     Text(FormatTime(*first));
     Raw(" to ");
     Text(FormatTime(*last));
-    char seconds[48];
-    std::snprintf(seconds, sizeof seconds, " (%.3f s)", static_cast<double>(*last - *first) / 1000);
+    char seconds[400];
+    std::snprintf(seconds, sizeof seconds, " (%.3f s)",
+                  (static_cast<double>(*last) - static_cast<double>(*first)) / 1000);
     Raw(seconds);
   }
 
