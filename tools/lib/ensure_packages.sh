@@ -22,6 +22,5 @@ ensure_packages() {
 TLM_BUILD_PACKAGES=(g++ cmake ninja-build binutils pkg-config uuid-dev uuid-runtime tzdata
                     libicu-dev libgtest-dev libgmock-dev libbenchmark-dev)
 
-# The viewer's page is checked in a real browser (tests/tools/view/browser_check.sh): headless
-# Chromium renders it, and Python's standard library reads the screenshot back.
-TLM_BUILD_PACKAGES+=(chromium python3)
+# The viewer's page is checked in a real browser (tests/tools/view/browser_check.sh).
+TLM_BUILD_PACKAGES+=(chromium)

@@ -24,6 +24,8 @@ constexpr size_t kRejectedShown = 200;
 // Records deeper than this are indented no further; their depth is in their details.
 constexpr size_t kDeepestIndent = 24;
 constexpr std::string_view kOutboundPassportParam = "outbound.ZUL-PASSPORT";
+// Documents drawn in one waterfall.
+constexpr size_t kMaxJoined = 64;
 
 // Offsets and durations come from outside: sums saturate instead of overflowing.
 int64_t Add(int64_t a, int64_t b) {
@@ -490,6 +492,13 @@ class Page {
   }
 
   void WriteWaterfall(Waterfall &waterfall, size_t number) {
+    // Joining costs a pass over the bars per document: a transaction id that a log repeats
+    // thousands of times is drawn from its first documents.
+    size_t unjoined = 0;
+    if (waterfall.documents.size() > kMaxJoined) {
+      unjoined = waterfall.documents.size() - kMaxJoined;
+      waterfall.documents.resize(kMaxJoined);
+    }
     std::vector<Bar> bars = Bars(waterfall.documents);
     const LogItem &first = *waterfall.documents[0];
     const TraceNode &root = std::get<TraceNode>(first.content);
@@ -542,6 +551,11 @@ class Page {
       Raw(" more records not drawn: a waterfall shows its first ");
       Number(static_cast<int64_t>(limits_.maxBars));
       Raw(" in tree order.</p>\n");
+    }
+    if (unjoined > 0) {
+      Raw("<p class=\"note\">");
+      Number(static_cast<int64_t>(unjoined));
+      Raw(" more documents of this transaction not drawn.</p>\n");
     }
     Raw("</div>\n");
   }
