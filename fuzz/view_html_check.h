@@ -14,18 +14,16 @@
 
 // The first fault found, or empty when there is none.
 inline std::string ViewHtmlFault(std::string_view html) {
+  // clang-format off
   static const std::set<std::string_view> kElements = {
-      "html", "head",  "meta",   "title", "style", "body",     "header", "h1",      "h2",
-      "h3",   "table", "thead",  "tbody", "tr",    "th",       "td",     "section", "div",
-      "span", "input", "button", "p",     "svg",   "polyline", "circle", "details", "summary",
-      "ul",   "li",    "dl",     "dt",    "dd",    "script"};
+      "html", "head", "meta", "title", "style", "body", "header", "h1", "h2", "h3", "table",
+      "thead", "tbody", "tr", "th", "td", "section", "div", "span", "input", "button", "p", "svg",
+      "polyline", "circle", "details", "summary", "ul", "li", "dl", "dt", "dd", "script", "wbr"};
   static const std::set<std::string_view> kAttributes = {
-      "class",       "id",         "style",     "lang",
-      "charset",     "name",       "content",   "type",
-      "placeholder", "aria-label", "data-sort", "data-v",
-      "data-d",      "hidden",     "viewBox",   "preserveAspectRatio",
-      "role",        "points",     "cx",        "cy",
-      "r",           "data-tip"};
+      "class", "id", "style", "lang", "charset", "name", "content", "type", "placeholder",
+      "aria-label", "data-sort", "data-v", "data-d", "hidden", "viewBox", "preserveAspectRatio",
+      "role", "points", "cx", "cy", "r", "data-tip"};
+  // clang-format on
   auto entityAt = [&](size_t at) {  // "&" followed by letters, digits or "#", then ";"
     size_t end = at + 1;
     while (end < html.size() && end - at < 10 &&
@@ -79,7 +77,7 @@ inline std::string ViewHtmlFault(std::string_view html) {
       ++(name == "script" ? scripts : styles);
       at += own.size();
       open.push_back(name);
-    } else if (name != "meta" && name != "input") {
+    } else if (name != "meta" && name != "input" && name != "wbr") {
       open.push_back(name);
     }
   }

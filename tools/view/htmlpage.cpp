@@ -16,7 +16,7 @@ h2 { font-size: 17px; margin: 28px 0 8px; border-bottom: 1px solid var(--line); 
 h3 { font-size: 14px; margin: 0 0 6px; font-weight: 600; overflow-wrap: anywhere; }
 table { border-collapse: collapse; }
 td, th { padding: 3px 8px; border-bottom: 1px solid var(--line); text-align: left;
-         vertical-align: top; overflow-wrap: anywhere; }
+         vertical-align: top; overflow-wrap: break-word; }
 td.n, th.n { text-align: right; font-variant-numeric: tabular-nums; }
 .facts th { color: var(--muted); font-weight: normal; border: 0; padding-left: 0; }
 .facts td { border: 0; }

@@ -140,6 +140,15 @@ class Page {
   void Raw(std::string_view text) { html_ += text; }
   void Text(std::string_view text) { AppendEscaped(html_, text); }
   void Number(int64_t number) { html_ += std::to_string(number); }
+  // A name in a table cell, which may break after each "|" rather than anywhere.
+  void Name(std::string_view name) {
+    for (size_t bar; (bar = name.find('|')) != std::string_view::npos;) {
+      Text(name.substr(0, bar + 1));
+      Raw("<wbr>");
+      name.remove_prefix(bar + 1);
+    }
+    Text(name);
+  }
   // A number cell that sorts by its value.
   void NumberCell(const std::optional<int64_t> &number) {
     if (!number) {
@@ -153,18 +162,25 @@ class Page {
     Raw("</td>");
   }
 
-  // The processes that wrote the metric lines, all of them and per input: a trace document is
-  // marked with the process of its input when that input holds only one.
+  // The processes that wrote the metric lines: all of them, each input's, and per input the
+  // process that timed each component|operation, when only one did. A trace document is marked
+  // with the process of its input when that holds only one, else with the one that timed its
+  // root record.
   void FindProcesses() {
     inputProcess_.resize(inputs_.size());
+    operationProcess_.resize(inputs_.size());
     for (size_t i = 0; i < inputs_.size(); ++i) {
       std::set<std::string_view> seen;
       for (const LogItem &item : *inputs_[i].items) {
         const auto *metric = std::get_if<MetricLine>(&item.content);
         if (metric == nullptr || !metric->number) continue;
-        size_t segments = metric->type == "IntAverage" ? 2 : 1;
-        std::string_view process = SplitPath(metric->path, segments).first;
-        if (!process.empty()) seen.insert(process);
+        bool timing = metric->type == "IntAverage";
+        auto [process, name] = SplitPath(metric->path, timing ? 2 : 1);
+        if (process.empty()) continue;
+        seen.insert(process);
+        if (!timing) continue;
+        auto [at, added] = operationProcess_[i].try_emplace(name, process);
+        if (!added && at->second != process) at->second = {};
       }
       if (seen.size() == 1) inputProcess_[i] = *seen.begin();
       processes_.insert(seen.begin(), seen.end());
@@ -282,9 +298,9 @@ class Page {
     for (const Operation &op : Operations()) {
       auto [process, name] = SplitPath(op.path, 2);
       Raw("<tr><td>");
-      Text(process);
+      Name(process);
       Raw("</td><td>");
-      Text(name);
+      Name(name);
       Raw("</td>");
       for (const auto *number :
            {&op.count, &op.finished, &op.terminated, &op.average, &op.min, &op.max, &op.cpu}) {
@@ -345,9 +361,9 @@ class Page {
     for (const ResourceRow &row : summary_.resources) {
       auto [process, name] = SplitPath(row.path, 1);
       Raw("<tr><td>");
-      Text(process);
+      Name(process);
       Raw("</td><td>");
-      Text(name);
+      Name(name);
       if (row.type == "PerInterval") Raw(" <span class=\"dim\">(per interval)</span>");
       Raw("</td>");
       for (const auto *number : {&row.current, &row.high, &row.low, &row.updates})
@@ -373,7 +389,7 @@ class Page {
     for (const StringRow &row : summary_.strings) {
       const MetricLine &line = *row.line;
       Raw("<tr><td>");
-      Text(line.path);
+      Name(line.path);
       Raw(":");
       Text(line.label);
       Raw("</td><td>");
@@ -477,14 +493,24 @@ class Page {
     return bars;
   }
 
-  // Where a document came from: the process of its input when the input names only one (its
-  // component and process id, without the system name), else the input; and its line.
+  // Where a document came from: its process as FindProcesses tells it (component and process
+  // id, without the system name), else the input's file name; and its line.
   std::string SourceOf(const LogItem &item) {
     std::string text;
     if (item.source < inputs_.size()) {
       std::string_view process = inputProcess_[item.source];
-      text = process.empty() ? inputs_[item.source].name
-                             : std::string(process.substr(process.find('|') + 1));
+      const auto *root = std::get_if<TraceNode>(&item.content);
+      if (process.empty() && root != nullptr) {
+        const auto &operations = operationProcess_[item.source];
+        auto found = operations.find(root->resource);
+        if (found != operations.end()) process = found->second;
+      }
+      if (process.empty()) {
+        std::string_view name = inputs_[item.source].name;
+        text = name.substr(name.rfind('/') + 1);
+      } else {
+        text = process.substr(process.find('|') + 1);
+      }
       text += ", ";
     }
     text += "line ";
@@ -707,6 +733,7 @@ class Page {
   std::string html_;
   std::set<std::string_view> processes_;
   std::vector<std::string_view> inputProcess_;
+  std::vector<std::map<std::string_view, std::string_view, std::less<>>> operationProcess_;
 };
 
 }  // namespace

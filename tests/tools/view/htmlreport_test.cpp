@@ -93,6 +93,10 @@ TEST(ViewHtml, OneTransactionInTwoProcessesIsOneWaterfall) {
       page.find("Front_7, line 2 &middot; started 2026-01-02 03:04:05.000 &middot; 2 documents"),
       std::string::npos);
 
+  // In one stream of both processes, the process that timed the document's root names it.
+  EXPECT_NE(HtmlOf({server + backend}).find("B|work<span class=\"proc\">Back_9, line 5</span>"),
+            std::string::npos);
+
   // Limited to one waterfall: the other document is counted.
   EXPECT_NE(HtmlOf({backend, server}, {1}).find("(1 more transaction trace not shown)"),
             std::string::npos);
