@@ -12,12 +12,6 @@ using namespace ni;
 
 namespace {
 
-void Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in[n] != 0 && n + 1 < size; ++n) out[n] = in[n] < 0x80 ? static_cast<char>(in[n]) : '?';
-  out[n] = '\0';
-}
-
 // "address<sep>port" of one end of a socket, and its path for a local socket; "-" when unknown.
 void EndText(const SI_SOCK &sock, bool peer, char *out, size_t size, char *path) {
   std::snprintf(out, size, "-");

@@ -23,10 +23,12 @@ int NiIBlockMode(NITAB *pHdl, int on) noexcept {
   }
   for (SI_SOCK *s : socks) {
     if (s == nullptr || s->socket == NI_INVALID_SOCK) continue;
-    int sirc = SiSetBlockMode(s, on != 0 ? 1 : 0);
+    int sirc;
+    do sirc = SiSetBlockMode(s, on != 0 ? 1 : 0);
+    while (sirc == SI_EINTR);
     if (sirc != SI_OK)
-      return NiISystemError(sirc, 38, pHdl, s, static_cast<int>(s->lastError), nullptr, nullptr,
-                            nullptr, "NiIBlockMode", kModInternal, __LINE__, 1);
+      return NiISystemError(sirc, kSiSetBlockMode, pHdl, s, static_cast<int>(s->lastError), nullptr,
+                            nullptr, nullptr, "NiIBlockMode", kModInternal, __LINE__, 1);
   }
   pHdl->mBlockMode = on != 0 ? 1 : 0;
   return ZUL_O_K;

@@ -12,17 +12,7 @@
 
 using namespace ni;
 
-namespace {
-
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-bool SameAddr(const NI_NODEADDR &a, const NI_NODEADDR &b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 NIHIMPL_LINEAR::NIHIMPL_LINEAR() noexcept : NIHIMPL(u"NI host section I4") {}
 

@@ -17,10 +17,6 @@ using namespace ni;
 
 namespace {
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
 bool Fits(const NI_NODEADDR &a, int protocol) {
   return protocol == NI_PROTO_FAM_IPv4   ? IsMapped(a)
          : protocol == NI_PROTO_FAM_IPv6 ? !IsMapped(a)
@@ -213,8 +209,7 @@ int NIHIMPL_LINEAR6::cacheLookupAddrToName(const NI_NODEADDR *pNodeAddr,
       e.type = NIHS_FREE;
       continue;
     }
-    if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 ||
-        std::memcmp(&e.addr, pNodeAddr, sizeof e.addr) != 0)
+    if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 || !SameAddr(e.addr, *pNodeAddr))
       continue;
     if ((e.type & NIHS_VALID_ADDR) == 0) return NIEHOST_UNKNOWN;
     strcpyU16(pName, e.name);

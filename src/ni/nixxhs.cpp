@@ -42,14 +42,6 @@ constexpr const char16_t *kServHead =
     u"#   status  port        service\n"
     u"---------------------------------------\n";
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-bool SameAddr(const NI_NODEADDR &a, const NI_NODEADDR &b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 time_t ExpireTime(int v) { return v <= 0 || v > NIHSIMPL::MAX_EXPIRE_TIME ? 86400 : v; }
 
 // The instances, built with the start values when they don't exist yet.
