@@ -44,10 +44,7 @@ int NiHdlSetBlockmode(int hdl, int on) noexcept {
   return p != nullptr ? NiIBlockMode(p, on) : NIEINVAL;
 }
 
-namespace {
-
-// Single read belongs to connections: listeners are refused, each state with its own text.
-int RefuseListener(const NITAB *p, const char *fn) noexcept {
+int ni::RefuseListener(const NITAB *p, const char *fn) noexcept {
   if (p->mType == NI_LISTEN)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (pHdl->mType == NI_LISTEN)", fn);
@@ -56,6 +53,8 @@ int RefuseListener(const NITAB *p, const char *fn) noexcept {
                   "%s: parameter invalid (pHdl->mType == NI_RI_LISTEN)", fn);
   return ZUL_O_K;
 }
+
+namespace {
 
 int CheckType(const NI_PARAM_DATA *p, int type, const char *fn) noexcept {
   if (p->datatype == type) return ZUL_O_K;

@@ -16,16 +16,29 @@
 
 using namespace ni;
 
-int NiHdlToSock(int hdl, int *pSocketNo) noexcept {
-  NITAB *p = CheckHdl(hdl, "NiHdlToSock");
+namespace {
+
+// The number of the socket a handle stands for; with completeConnect a pending connect is
+// completed first, as its socket is only worth having once the connection stands.
+int SocketNo(int hdl, int *pSocketNo, const char *fn, bool completeConnect) {
+  NITAB *p = CheckHdl(hdl, fn);
   if (p == nullptr) return NIEINVAL;
   if (pSocketNo == nullptr)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pSocketNo == NULL)",
-                  "NiHdlToSock");
-  // The socket of a pending connect is only worth having once the connection stands.
-  if (p->mType == NI_CONN_WAIT) NiICheckPendConnection(p, -1, 1);
+                  fn);
+  if (completeConnect && p->mType == NI_CONN_WAIT) NiICheckPendConnection(p, -1, 1);
   *pSocketNo = MainSock(p)->socket;
   return ZUL_O_K;
+}
+
+}  // namespace
+
+int NiHdlToSock(int hdl, int *pSocketNo) noexcept {
+  return SocketNo(hdl, pSocketNo, "NiHdlToSock", true);
+}
+
+int NiGetRawSocket(int hdl, int *pSocketNo) noexcept {
+  return SocketNo(hdl, pSocketNo, "NiGetRawSocket", false);
 }
 
 int NiSockToHdl(int socketNo, int *pHandle) noexcept {
@@ -54,12 +67,7 @@ int NiGetSiSocket(int hdl, SI_SOCK *pSocket) noexcept {
   if (p->mType == NI_CONN_WAIT)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (pHdl->mType == NI_CONN_WAIT)", fn);
-  if (p->mType == NI_LISTEN)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHdl->mType == NI_LISTEN)", fn);
-  if (p->mType == NI_RI_LISTEN)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHdl->mType == NI_RI_LISTEN)", fn);
+  if (int rc = RefuseListener(p, fn); rc != ZUL_O_K) return rc;
   if (p->con.mSocket.socket == NI_INVALID_SOCK)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (pHdl->con.mSocket.socket == NI_INVALID_SOCK)", fn);
@@ -126,16 +134,6 @@ int ni::IGetHdlProto(const NITAB *p) noexcept {
   if (s.family == SI_AF_UNIX) return NI_PROTO_FAM_LOCAL;
   if (s.family == SI_AF_INET) return NI_PROTO_FAM_IPv4;
   return IsMapped(p->con.mPeerAddr) ? NI_PROTO_FAM_IPv4 : NI_PROTO_FAM_IPv6;
-}
-
-int NiGetRawSocket(int hdl, int *pSocketNo) noexcept {
-  NITAB *p = CheckHdl(hdl, "NiGetRawSocket");
-  if (p == nullptr) return NIEINVAL;
-  if (pSocketNo == nullptr)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pSocketNo == NULL)",
-                  "NiGetRawSocket");
-  *pSocketNo = MainSock(p)->socket;
-  return ZUL_O_K;
 }
 
 int ni::IQueryEnd(SI_SOCK *sock, bool peer, NI_NODEADDR *pAddr, uint16_t *pServNo,

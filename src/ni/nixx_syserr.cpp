@@ -134,13 +134,12 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
       if (IsReceive(siFunc)) error = NiBit(kBitRecvBroken);
       if (pSockAddr == nullptr && pSock != nullptr) {
         // Without the partner's address, the local end tells which connection broke.
-        ZUL_RAW raw[16] = {};
         NI_NODEADDR local = NI_ADDR_ANY_I4_INIT;
         SI_SOCK copy = *pSock;
-        if (copy.family == SI_AF_INET && SiGetSockName(&copy, raw, 4, nullptr) == SI_OK)
-          std::memcpy(local.addr + 12, raw, 4);
-        else if (copy.family == SI_AF_INET6 && SiGetSockName(&copy, raw, 16, nullptr) == SI_OK)
-          std::memcpy(local.addr, raw, 16);
+        uint16_t port;
+        char path[109];
+        if (copy.family == SI_AF_UNIX || IQueryEnd(&copy, false, &local, &port, path) != SI_OK)
+          local = NI_ADDR_ANY_I4_INIT;
         char text[NI_NODEADDR_STR_LEN];
         AddrText(&local, text, sizeof text);
         std::snprintf(special, sizeof special, "; L=%s", text);

@@ -124,7 +124,8 @@ int NiIApplyAddrPolicy(const NI_NODEADDR *pAddrs, int count, int protocol, const
   return best;
 }
 
-NIHIMPL_LINEAR6::NIHIMPL_LINEAR6() noexcept : NIHIMPL(u"NI host section I6") {}
+NIHIMPL_LINEAR6::NIHIMPL_LINEAR6() noexcept
+    : NIHIMPL(u"NI host section I6", "NIHIMPL_LINEAR6::init") {}
 
 NIHIMPL_LINEAR6::~NIHIMPL_LINEAR6() = default;
 
@@ -133,36 +134,16 @@ void NIHIMPL_LINEAR6::initPolicy() noexcept {
 }
 
 int NIHIMPL_LINEAR6::allocate(int size) noexcept {
-  mBuf.reset(size > 0 ? new (std::nothrow) HOSTBUF[static_cast<size_t>(size)]() : nullptr);
-  if (size > 0 && mBuf == nullptr)
-    return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries",
-                  "NIHIMPL_LINEAR6::init", size);
-  mIndexSize = size;
+  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
   mHighWater = 0;
   ++mGen;
   return ZUL_O_K;
 }
 
 int NIHIMPL_LINEAR6::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
-  {
-    Guard g(mMtx);
-    if (mInitialized)
-      return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)",
-                    "NIHIMPL_LINEAR6::init");
-    int rc = allocate(size);
-    if (rc != ZUL_O_K) return rc;
-    validTimeout = valid;
-    unknownNameTimeout = unknownName;
-    unknownAddrTimeout = unknownAddr;
-    mInitialized = true;
-  }
-  initPolicy();
-  return ZUL_O_K;
-}
-
-int NIHIMPL_LINEAR6::setIndexSize(int size) noexcept {
-  Guard g(mMtx);
-  return allocate(size);
+  int rc = NIHIMPL::init(size, valid, unknownName, unknownAddr);
+  if (rc == ZUL_O_K) initPolicy();
+  return rc;
 }
 
 void NIHIMPL_LINEAR6::flush() noexcept {

@@ -154,12 +154,36 @@ const char *ni::TypeName(int type) noexcept {
   }
 }
 
-NIHSIMPL::NIHSIMPL(const char16_t *mutexName) noexcept : mLastFlush(time(nullptr)) {
+NIHSIMPL::NIHSIMPL(const char16_t *mutexName, const char *initName) noexcept
+    : mInitName(initName), mLastFlush(time(nullptr)) {
   ThrIProcInit();  // the mutex is deleted only by a started thread layer
   ThrMtxInit(&mMtx, mutexName);
 }
 
 NIHSIMPL::~NIHSIMPL() { ThrMtxDelete(&mMtx); }
+
+int NIHSIMPL::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
+  Guard g(mMtx);
+  if (mInitialized)
+    return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)", mInitName);
+  int rc = allocate(size);
+  if (rc != ZUL_O_K) return rc;
+  validTimeout = valid;
+  unknownNameTimeout = unknownName;
+  unknownAddrTimeout = unknownAddr;
+  mInitialized = true;
+  return ZUL_O_K;
+}
+
+int NIHSIMPL::setIndexSize(int size) noexcept {
+  Guard g(mMtx);
+  return allocate(size);
+}
+
+int NIHSIMPL::allocFailed(int size) const noexcept {
+  return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries", mInitName,
+                size);
+}
 
 void NIHSIMPL::setTimeFunc(NI_HSBUF_TIME_FUNC func) noexcept {
   Guard g(mMtx);

@@ -39,12 +39,6 @@ NITAB *gUsed = nullptr;     // head of the used chain
 
 extern "C" void ThrKeyDestructor(void *record) { NiThrExit(record); }
 
-struct Lock {
-  explicit Lock(THR_REC_MTX &m) : m_(m) { ThrRecMtxLock(&m_); }
-  ~Lock() { ThrRecMtxUnlock(&m_); }
-  THR_REC_MTX &m_;
-};
-
 void CreateLocks() noexcept {
   ThrIProcInit();  // the locks are deleted only by a started thread layer
   ThrRecMtxInit(&gHdlLock, u"NI hdl section");
@@ -281,7 +275,7 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
                   stat);
   NITAB *p;
   {
-    Lock lock(gHdlLock);
+    RecMtxGuard lock(gHdlLock);
     void *node = nullptr;
     if (FtAlloc(gFreeList, &node) != 0)
       return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: no more free handles (%d)",
@@ -314,7 +308,7 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
 
 int NiIWalkNitab(NI_WALK_FUNC func, void *pArg) noexcept {
   if (gTab == nullptr) return ZUL_O_K;
-  Lock lock(gHdlLock);
+  RecMtxGuard lock(gHdlLock);
   for (NITAB *p = gUsed; p != nullptr; p = p->next) {
     if (p->mType == NI_FREE) {
       DPTRC_A7(1, tf, "%s: NI-chain destroyed\n", "NiIWalkNitab");
@@ -369,7 +363,7 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
     RecMtxGuard lock(gTcLock);
     NiITcDelHdl(pHdl);
   }
-  Lock lock(gHdlLock);
+  RecMtxGuard lock(gHdlLock);
   if (pHdl->mType == NI_FREE) {
     return Refuse(kModInternal, __LINE__, NIEINVAL, 1,
                   "%s: hdl %d closed in the meantime; race? (old rc=%d)", fn, hdl, rc);

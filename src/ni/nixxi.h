@@ -152,6 +152,10 @@ int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char 
 // handle.
 NITAB *CheckHdl(int hdl, const char *func) noexcept;
 
+// The refusal of a connection's call on a listener: NIEINVAL with the text of NI_LISTEN or
+// NI_RI_LISTEN, else ZUL_O_K.
+int RefuseListener(const NITAB *p, const char *fn) noexcept;
+
 // The 8-bit state name ("NI_CONNECTED", "INVALID").
 const char *StatName8(int stat) noexcept;
 

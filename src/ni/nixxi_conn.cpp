@@ -31,15 +31,14 @@ void PeerTraceHook(NITAB * /*pHdl*/) {}
 // The local address of a connected socket, for the trace.
 void TraceLocalAddr(NITAB *p, const char *fn, int listenHdl) {
   if (ct_level < 2 && p->mTrace == 0) return;
-  ZUL_RAW raw[16] = {};
-  uint16_t port = 0;
-  if (p->con.mSocket.family == SI_AF_UNIX ||
-      SiGetSockName(&p->con.mSocket, raw, sizeof raw, &port) != SI_OK)
-    return;
   NI_NODEADDR addr;
-  NiISolveSockAddr(&p->con.mSocket, raw, port, &addr, &port, nullptr, 0);
+  uint16_t port = 0;
+  char path[109];
+  if (p->con.mSocket.family == SI_AF_UNIX ||
+      IQueryEnd(&p->con.mSocket, false, &addr, &port, path) != SI_OK)
+    return;
   char text[NI_NODEADDR_STR_LEN + 8];
-  AddrPortText(&addr, port, text, sizeof text);
+  AddrPortText(&addr, NiNetServno(port), text, sizeof text);
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d took local address %s\n", fn,
            listenHdl >= 0 ? listenHdl : p->handle, text);
 }
