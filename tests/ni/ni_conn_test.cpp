@@ -198,14 +198,19 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
 
 TEST_F(NiConn, SocketFileOfAListener) {
   struct stat st {};
-  // NiCloseHandle removes the file, NiCloseHandleKP keeps it; a new listener replaces a kept one,
-  // and a missing file sends clients over IP.
-  uint16_t port = 0;
+  // The listener's name has its IP port and its file's path. NiCloseHandle removes the file,
+  // NiCloseHandleKP keeps it; a new listener replaces a kept one, and a missing file sends clients
+  // over IP.
+  uint16_t port = 0, named = 0;
+  char16_t path[NI_UDS_PATH_LEN];
   for (auto closeFn : {NiCloseHandle, NiCloseHandleKP}) {
     int lis = Listen(0, &port);
     ASSERT_GE(lis, 0);
     ASSERT_EQ(stat(Uds(port).c_str(), &st), 0);
     EXPECT_TRUE(S_ISSOCK(st.st_mode));
+    ASSERT_EQ(NiHdlGetName(lis, nullptr, &named, path), ZUL_O_K);
+    EXPECT_EQ(named, port);
+    EXPECT_EQ(std::u16string(path), U16(Uds(port)));
     EXPECT_EQ(closeFn(lis), ZUL_O_K);
     EXPECT_EQ(stat(Uds(port).c_str(), &st) == 0, closeFn == NiCloseHandleKP);
   }
