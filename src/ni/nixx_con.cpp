@@ -8,7 +8,6 @@
 #include <sys/un.h>
 
 #include <cstring>
-#include <source_location>
 
 #include "ni/nixxi_con.h"
 #include "zul_dptrace.h"
@@ -21,10 +20,10 @@ namespace {
 constexpr uint16_t kFindServ = 0xFFFF;
 constexpr int kUdsPathLen = 108;
 
-// The refusal of a public call, reported at the caller's line.
-int ParamInvalid(const char *fn, const char *condition,
-                 std::source_location where = std::source_location::current()) {
-  return Refuse(kModPublic, static_cast<int>(where.line()), NIEINVAL, 1,
+// The refusal of a public call, reported at the caller's line (the builtin, since clang 14's
+// standard library, used for fuzzing, has no std::source_location).
+int ParamInvalid(const char *fn, const char *condition, int line = __builtin_LINE()) {
+  return Refuse(kModPublic, line, NIEINVAL, 1,
                 "%s: parameter invalid (%s)", fn, condition);
 }
 
