@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "tcp_peer.h"
+#include "bench_temp_dir.h"
 #include "tlm.h"
 #include "tlm/tlmdispatchermanager.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
@@ -34,22 +35,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using tlm_test::TcpPeer;
 
-class TempDir {
- public:
-  TempDir() {
-    char pattern[] = "/tmp/tlm_socket_bench.XXXXXX";
-    if (mkdtemp(pattern) == nullptr) abort();
-    path_ = pattern;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::u16string path16() const { return std::u16string(path_.begin(), path_.end()); }
-
- private:
-  std::string path_;
-};
+using bench::TempDir;
 
 // A peer that reads everything its connections send, on a thread of its own.
 class DrainingPeer {
@@ -143,7 +129,7 @@ std::vector<int64_t> TimeAgainst(uint16_t port, const TempDir &dir, int millisec
 }
 
 void AgentFaultLatency(benchmark::State &state) {
-  TempDir dir;
+  TempDir dir("tlm_socket_bench");
   CDispatcherManager::setTimerTick(20);
   std::map<Arm, std::vector<int64_t>> samples;
   for (auto _ : state) {
@@ -208,7 +194,7 @@ void TextsPerSecondSocket(benchmark::State &state) {
 BENCHMARK(TextsPerSecondSocket);
 
 void TextsPerSecondFile(benchmark::State &state) {
-  TempDir dir;
+  TempDir dir("tlm_socket_bench");
   TLMParameterHelper::CleanUp();
   zulstring names[] = {u"logdir"};
   zulstring values[] = {dir.path16()};

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench_temp_dir.h"
 #include "tlm.h"
 #include "tlm/tlmplatformhelper.h"
 
@@ -25,22 +26,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kSwitches = 5;
 constexpr uint32_t kBuckets = 13;  // the default context_map_bucket
 
-class TempDir {
- public:
-  TempDir() {
-    char pattern[] = "/tmp/tlm_stall_bench.XXXXXX";
-    if (mkdtemp(pattern) == nullptr) abort();
-    path_ = pattern;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::u16string path16() const { return std::u16string(path_.begin(), path_.end()); }
-
- private:
-  std::string path_;
-};
+using bench::TempDir;
 
 void Start(const TempDir &dir) {
   const std::u16string logdir = dir.path16();
@@ -74,7 +60,7 @@ long VoluntarySwitchesOfThisThread() {
 
 void StallUnderSwitches(benchmark::State &state) {
   const int names = static_cast<int>(state.range(0));
-  TempDir dir;
+  TempDir dir("tlm_stall_bench");
   Start(dir);
   g_appSession = SessionInOtherBucket(u"stall-app-", u"");
   g_flusherSession = SessionInOtherBucket(u"stall-flusher-", g_appSession);
@@ -134,7 +120,7 @@ BENCHMARK(StallUnderSwitches)->ArgName("names")->Arg(0)->Arg(1000)->Arg(10000)
     ->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void ProcExitWithNothingInFlight(benchmark::State &state) {
-  TempDir dir;
+  TempDir dir("tlm_stall_bench");
   for (auto _ : state) {
     Start(dir);
     const Clock::time_point start = Clock::now();

@@ -1,13 +1,16 @@
-// Arbitrary bytes as a log for the viewer: split into items, summed up and printed. Checks that
-// every input line is accounted for exactly once, in order, and that each trace document read
-// back is a closed tree.
+// Arbitrary bytes as a log for the viewer: split into items, summed up, printed and rendered as
+// the HTML page. Checks that every input line is accounted for exactly once, in order, that each
+// trace document read back is a closed tree, and that the page's structure is its own: no markup
+// from the input outside text and attribute values.
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <string>
 
+#include "htmlreport.h"
 #include "logreport.h"
 #include "logtext.h"
+#include "view_html_check.h"
 
 #define VIEW_FUZZ_CHECK(cond)                        \
   do {                                               \
@@ -57,8 +60,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   }
   VIEW_FUZZ_CHECK(next - 1 == CountLines(text));
 
+  tlmview::LogSummary summary = tlmview::Summarize(items);
   std::ostringstream out;
-  tlmview::PrintSummary(tlmview::Summarize(items), out);
+  tlmview::PrintSummary(summary, out);
   VIEW_FUZZ_CHECK(!out.str().empty());
+
+  // Small limits, so that the collapsing and the notes of left-out parts are reached too.
+  std::ostringstream page;
+  tlmview::WriteHtmlReport(summary, {{"fuzz <input>", &items}}, {2, 8, 1}, page);
+  std::string fault = ViewHtmlFault(page.str());
+  if (!fault.empty()) __builtin_printf("%s\n", fault.c_str());
+  VIEW_FUZZ_CHECK(fault.empty());
   return 0;
 }

@@ -2,7 +2,7 @@
 # Builds tlm.so, the examples and the viewer (optimised, build tree build/release), runs the example
 # server into a fresh log directory and shows what it wrote: the files, the first lines of the raw
 # log, the viewer's report of each log, and one transaction followed from the server into the
-# backend process.
+# backend process. Ends by writing the viewer's HTML page of the logs beside them.
 # Installs missing Debian packages and starts uuidd when it isn't running, first.
 #   tools/run_example.sh [--agent] [SECONDS]
 #     SECONDS    how long the server runs (default 17: one timed send of the 15 s sending
@@ -46,6 +46,15 @@ quietly cmake --build "$build" -j "$(nproc)" --target tlm tlm_example_server tlm
 
 logdir=$(mktemp -d /tmp/tlm-example.XXXXXX)
 
+# The HTML page of the given logs, beside them, and how to open it.
+write_report() {
+  local report=$logdir/report.html
+  "$view" --html "$report" "$@"
+  echo
+  echo "== the same as a page: file://${report}"
+  echo "open it in a browser, e.g. chromium file://${report} (one file: tables, sparklines, waterfalls)"
+}
+
 if [ "$agent" = 1 ]; then
   received=$logdir/agent.txt
   echo "== starting tlm-agent on a free port, printing into ${received}"
@@ -71,6 +80,7 @@ if [ "$agent" = 1 ]; then
   echo
   echo "== tlm-view ${received}"
   "$view" --traces 2 "$received"
+  write_report "$received"
   exit 0
 fi
 echo "== running examples/tlm_example_server for ${seconds} s into ${logdir}"
@@ -101,3 +111,5 @@ if [ -n "$transaction" ]; then
   "$view" --transaction "$transaction" "$logdir/ExampleServer_mtdata.log" \
     "$logdir/ExampleBackend_mtdata.log"
 fi
+
+write_report "$logdir"/*_mtdata.log

@@ -28,11 +28,6 @@ namespace {
 
 constexpr int kMaxLocalAddrs = 200;
 
-bool IsMapped(const NI_NODEADDR &a) {
-  static const uint8_t kPrefix[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
-  return std::memcmp(a.addr, kPrefix, 12) == 0;
-}
-
 // Stores one address if there is room; counts it always.
 void Add(const NI_NODEADDR &a, uint8_t up, NI_NODEADDR *addrs, uint8_t *upFlags, int max,
          int *count) {
@@ -104,8 +99,8 @@ int NiIParseIfInet6Line(const char *pLine, NI_NODEADDR *pAddr, char *pName,
                         size_t nameLen) noexcept {
   unsigned w[4], idx, plen, scope, flags;
   char name[21];
-  if (std::sscanf(pLine, "%08x%08x%08x%08x %02x %02x %02x %02x %20s\n", &w[0], &w[1], &w[2],
-                  &w[3], &idx, &plen, &scope, &flags, name) != 9)
+  if (std::sscanf(pLine, "%08x%08x%08x%08x %02x %02x %02x %02x %20s\n", &w[0], &w[1], &w[2], &w[3],
+                  &idx, &plen, &scope, &flags, name) != 9)
     return 0;
   for (int i = 0; i < 16; ++i)
     pAddr->addr[i] = static_cast<uint8_t>(w[i / 4] >> (24 - 8 * (i % 4)));
@@ -149,7 +144,7 @@ bool ni::IPv6Usable(const NI_NODEADDR *addrs, const uint8_t *up, int count) noex
   bool real = false, loopback = false;
   for (int i = 0; i < count; ++i) {
     if (up[i] == 0 || IsMapped(addrs[i])) continue;
-    if (std::memcmp(&addrs[i], &NI_ADDR_LOCAL_I6_INIT, sizeof(NI_NODEADDR)) == 0)
+    if (SameAddr(addrs[i], NI_ADDR_LOCAL_I6_INIT))
       loopback = true;
     else
       real = true;

@@ -98,7 +98,7 @@ int NiPGetHostByAddr(const NI_NODEADDR *pAddr, int numeric, char *pName, size_t 
   sockaddr *sa;
   socklen_t saLen;
   // A mapped address is asked as IPv4, where the system's tables hold it.
-  if (std::memcmp(pAddr->addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0) {
+  if (IsMapped(*pAddr)) {
     sa4.sin_family = AF_INET;
     std::memcpy(&sa4.sin_addr, pAddr->addr + 12, 4);
     sa = reinterpret_cast<sockaddr *>(&sa4);

@@ -86,10 +86,9 @@ ThrGlob *ni::IGetThrGlob(const char *func) noexcept {
 
 void NiCloseAll() noexcept {
   if (gTab == nullptr) return;
-  ThrRecMtxLock(&gHdlLock);  // recursive: the close takes it again
+  RecMtxGuard lock(gHdlLock);  // recursive: the close takes it again
   for (int i = 0; i < gMaxHdls; ++i)
     if (gTab[i].mType != NI_FREE) NiICloseHandle(&gTab[i], 1, 0);
-  ThrRecMtxUnlock(&gHdlLock);
 }
 
 int NiInit() noexcept { return NiInit3(NI_DEFAULT_HDLS); }
@@ -244,10 +243,9 @@ int NiHdlSetTrace(int hdl, int on) noexcept {
 // Sets or clears the trace flag of every used entry, under the handle lock.
 static void TraceAll(uint8_t on) noexcept {
   if (gTab == nullptr) return;
-  ThrRecMtxLock(&gHdlLock);
+  RecMtxGuard lock(gHdlLock);
   for (int i = 0; i < gMaxHdls; ++i)
     if (gTab[i].mType != NI_FREE) gTab[i].mTrace = on;
-  ThrRecMtxUnlock(&gHdlLock);
 }
 
 void NiSetTraceAll() noexcept { TraceAll(1); }

@@ -31,22 +31,6 @@ ZUL_API const ZUL_UTF16 NI_LOCALHOST_STR[] = u"localhost";
 
 namespace {
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-void Widen(const char *in, ZUL_UTF16 *out) {
-  while ((*out++ = static_cast<unsigned char>(*in++)) != 0) {
-  }
-}
-
-// 8-bit copy of a text for messages, cut at size - 1 units; other units as '?'.
-void Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in[n] != 0 && n + 1 < size; ++n) out[n] = in[n] < 0x80 ? static_cast<char>(in[n]) : '?';
-  out[n] = '\0';
-}
-
 // Leading one bits of the mask; *contiguous tells whether nothing else is set.
 int PrefixOf(const uint8_t *m, int bytes, bool *contiguous) {
   int b = 0;
@@ -85,7 +69,7 @@ int NiAddrToStr(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pStr, int bufferLen, in
                     b[10] << 8 | b[11], b[12] << 8 | b[13], b[14] << 8 | b[15]);
     }
   }
-  Widen(text, pStr);
+  Widen(text, pStr, static_cast<size_t>(bufferLen));
   return ZUL_O_K;
 }
 
@@ -127,12 +111,12 @@ int NiAddrMaskToStr(const NI_NODEADDR *pNodeAddr, const NI_NODEADDR *pMask, ZUL_
       std::snprintf(text, sizeof text, "%d", prefix - 96);
     else
       std::snprintf(text, sizeof text, "%d.%d.%d.%d", m[12], m[13], m[14], m[15]);
-    Widen(text, pStr + n);
+    Widen(text, pStr + n, static_cast<size_t>(bufferLen) - n);
     return ZUL_O_K;
   }
   if (contiguous) {
     std::snprintf(text, sizeof text, "%d", prefix);
-    Widen(text, pStr + n);
+    Widen(text, pStr + n, static_cast<size_t>(bufferLen) - n);
     return ZUL_O_K;
   }
   return NiAddrToStr(pMask, pStr + n, bufferLen - static_cast<int>(n), 0);
@@ -285,7 +269,7 @@ int NiServToStr(uint16_t servNo, ZUL_UTF16 *pServNoStr, int bufferLen) noexcept 
                   "NiServToStr");
   char text[8];
   std::snprintf(text, sizeof text, "%u", static_cast<unsigned>(servNo));
-  Widen(text, pServNoStr);
+  Widen(text, pServNoStr, static_cast<size_t>(bufferLen));
   return ZUL_O_K;
 }
 

@@ -8,7 +8,6 @@
 #include <sys/un.h>
 
 #include <cstring>
-#include <source_location>
 
 #include "ni/nixxi_con.h"
 #include "zul_dptrace.h"
@@ -21,10 +20,10 @@ namespace {
 constexpr uint16_t kFindServ = 0xFFFF;
 constexpr int kUdsPathLen = 108;
 
-// The refusal of a public call, reported at the caller's line.
-int ParamInvalid(const char *fn, const char *condition,
-                 std::source_location where = std::source_location::current()) {
-  return Refuse(kModPublic, static_cast<int>(where.line()), NIEINVAL, 1,
+// The refusal of a public call, reported at the caller's line (the builtin, since clang 14's
+// standard library, used for fuzzing, has no std::source_location).
+int ParamInvalid(const char *fn, const char *condition, int line = __builtin_LINE()) {
+  return Refuse(kModPublic, line, NIEINVAL, 1,
                 "%s: parameter invalid (%s)", fn, condition);
 }
 
@@ -119,13 +118,6 @@ int GetOpt(int hdl, const char *fn, bool listenerAllowed, int level, int option,
   return rc;
 }
 
-// The socket an option acts on.
-SI_SOCK *OptSock(NITAB *p) {
-  if ((p->mType & 15) == 1)
-    return p->lis.mIPSocket.socket != NI_INVALID_SOCK ? &p->lis.mIPSocket : &p->lis.mUDSocket;
-  return &p->con.mSocket;
-}
-
 int MyAddr(const char *fn, const ZUL_UTF16 *pMyHostName, int timeout, NI_NODEADDR *pNodeAddr,
            int connectTest) {
   if (pNodeAddr == nullptr) return ParamInvalid(fn, "pNodeAddr == NULL");
@@ -141,13 +133,13 @@ int NiISetSockOpt(NITAB *pHdl, int level, int option, const SI_OPTVAL *pValue,
   if (pHdl->mType == NI_RI_LISTEN)
     return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d",
                   "NiISetSockOpt", pHdl->handle);
-  SI_SOCK *s = OptSock(pHdl);
+  SI_SOCK *s = MainSock(pHdl);
   int rc;
   do rc = SiSetSockOpt(s, level, option, pValue);
   while (rc == SI_EINTR);
   if (rc == SI_OK) return ZUL_O_K;
-  return ConnSysError(rc, kSiSetSockOpt, pHdl, s, pValueText, nullptr, nullptr, "NiISetSockOpt",
-                      __LINE__, 1);
+  return NiISystemError(rc, kSiSetSockOpt, pHdl, s, static_cast<int>(s->lastError), pValueText,
+                        nullptr, nullptr, "NiISetSockOpt", kModInternal, __LINE__, 1);
 }
 
 int NiIGetSockOpt(NITAB *pHdl, int level, int option, SI_OPTVAL *pValue,
@@ -155,13 +147,13 @@ int NiIGetSockOpt(NITAB *pHdl, int level, int option, SI_OPTVAL *pValue,
   if (pHdl->mType == NI_RI_LISTEN)
     return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d",
                   "NiIGetSockOpt", pHdl->handle);
-  SI_SOCK *s = OptSock(pHdl);
+  SI_SOCK *s = MainSock(pHdl);
   int rc;
   do rc = SiGetSockOpt(s, level, option, pValue);
   while (rc == SI_EINTR);
   if (rc == SI_OK) return ZUL_O_K;
-  return ConnSysError(rc, kSiGetSockOpt, pHdl, s, pValueText, nullptr, nullptr, "NiIGetSockOpt",
-                      __LINE__, 1);
+  return NiISystemError(rc, kSiGetSockOpt, pHdl, s, static_cast<int>(s->lastError), pValueText,
+                        nullptr, nullptr, "NiIGetSockOpt", kModInternal, __LINE__, 1);
 }
 
 int NiHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout, int *pHandle) noexcept {
@@ -217,9 +209,7 @@ int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) noexcept {
   uint16_t net = 0;
   if (int rc = NiIGetServNo(serv, &net); rc != ZUL_O_K) {
     char name[NI_MAX_SERVNAME_LEN];
-    size_t n = 0;
-    for (; serv[n] != 0; ++n) name[n] = serv[n] < 0x80 ? static_cast<char>(serv[n]) : '#';
-    name[n] = '\0';
+    Narrow(serv, name, sizeof name);
     return Refuse(kModPublic, __LINE__, rc, 1, "%s: service invalid or unknown '%s' (rc=%d)", fn,
                   name, rc);
   }
@@ -313,9 +303,7 @@ int NiConvSiAddr(int family, const ZUL_RAW *pAddr, int addrLen, uint16_t port,
   if (pNodeAddr != nullptr) *pNodeAddr = addr;
   if (pServNo != nullptr) *pServNo = NiHostServno(net);
   if (pPath != nullptr) {
-    size_t n = 0;
-    for (; path[n] != '\0'; ++n) pPath[n] = static_cast<unsigned char>(path[n]);
-    pPath[n] = 0;
+    Widen(path, pPath, static_cast<size_t>(pathLen));
   }
   return ZUL_O_K;
 }

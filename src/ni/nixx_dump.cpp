@@ -12,12 +12,6 @@ using namespace ni;
 
 namespace {
 
-void Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in[n] != 0 && n + 1 < size; ++n) out[n] = in[n] < 0x80 ? static_cast<char>(in[n]) : '?';
-  out[n] = '\0';
-}
-
 // "address<sep>port" of one end of a socket, and its path for a local socket; "-" when unknown.
 void EndText(const SI_SOCK &sock, bool peer, char *out, size_t size, char *path) {
   std::snprintf(out, size, "-");
@@ -26,13 +20,8 @@ void EndText(const SI_SOCK &sock, bool peer, char *out, size_t size, char *path)
   SI_SOCK copy = sock;
   NI_NODEADDR addr;
   uint16_t port;
-  if (IQueryEnd(&copy, peer, &addr, &port, path) != SI_OK) return;
-  ZUL_UTF16 text[NI_NODEADDR_STR_LEN + 8];
-  if (NiAddrToStr(&addr, text, NI_NODEADDR_STR_LEN, 0) != ZUL_O_K) return;
-  NiIAddAddrPortSep(text, sizeof text / sizeof text[0]);
-  Narrow(text, out, size);
-  size_t n = std::strlen(out);
-  std::snprintf(out + n, size - n, "%u", port);
+  if (IQueryEnd(&copy, peer, &addr, &port, path) == SI_OK)
+    AddrPortText(&addr, NiNetServno(port), out, size);
 }
 
 // The dump of an entry in use; the buffer's check is the caller's.

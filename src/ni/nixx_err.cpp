@@ -35,16 +35,6 @@ const CodeEntry *FindCode(int rc) noexcept {
   return nullptr;
 }
 
-// Widens 8-bit text into a 16-bit format, doubling '%' so that the text reads as itself.
-void WidenAsFormat(const char *in, char16_t *out, size_t size) noexcept {
-  size_t n = 0;
-  for (; *in != '\0' && n + 2 < size; ++in) {
-    if (*in == '%') out[n++] = u'%';
-    out[n++] = static_cast<unsigned char>(*in);
-  }
-  out[n] = 0;
-}
-
 // A code's text as a format that prints itself: the reporter has no arguments for its "%s".
 void TextAsFormat(int rc, char16_t *out, size_t size) noexcept {
   const char16_t *in = NiIErrorText(rc);
@@ -77,6 +67,24 @@ void TraceLocated(const char16_t *module, int line, int (*writer)(CTRC_HDL, cons
 
 namespace ni {
 
+void Narrow(const ZUL_UTF16 *in, char *out, size_t size) noexcept {
+  size_t n = 0;
+  for (; in != nullptr && in[n] != 0 && n + 1 < size; ++n)
+    out[n] = in[n] < 0x80 ? static_cast<char>(in[n]) : '?';
+  out[n] = '\0';
+}
+
+void Widen(const char *in, ZUL_UTF16 *out, size_t size, bool asFormat) noexcept {
+  size_t n = 0;
+  for (; *in != '\0'; ++in) {
+    const bool doubled = asFormat && *in == '%';
+    if (n + (doubled ? 2 : 1) >= size) break;
+    if (doubled) out[n++] = u'%';
+    out[n++] = static_cast<unsigned char>(*in);
+  }
+  out[n] = 0;
+}
+
 int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char *format,
            ...) noexcept {
   char text[512];
@@ -85,13 +93,13 @@ int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char 
   std::vsnprintf(text, sizeof text, format, args);
   va_end(args);
   char16_t detail[1024];
-  WidenAsFormat(text, detail, std::size(detail));
+  Widen(text, detail, std::size(detail), true);
   char16_t codeText[128];
   TextAsFormat(rc, codeText, std::size(codeText));
   ErrSet(kComponent, kComponentVersion, module, line, codeText, rc, detail);
   if (traceLevel > 1)
     DPTRC_A7(traceLevel, tf, "%s\n", text);
-  else
+  else if (traceLevel == 1)
     TraceLocated(module, line, DpTrcWarnA7, text);
   return rc;
 }
@@ -99,8 +107,8 @@ int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char 
 void SetSysError(const char16_t *module, int line, int rc, const char *text, const char *detail,
                  const ZUL_UTF16 *syscall, int errNo) noexcept {
   char16_t text16[512], detail16[1024];
-  WidenAsFormat(text, text16, std::size(text16));
-  WidenAsFormat(detail, detail16, std::size(detail16));
+  Widen(text, text16, std::size(text16), true);
+  Widen(detail, detail16, std::size(detail16), true);
   ErrSetSys(kComponent, kComponentVersion, module, line, 0, text16, rc, detail16, syscall, errNo);
 }
 
@@ -137,7 +145,7 @@ int NiErrSet(int rc) noexcept {
     char16_t code[16];
     char buf[16];
     std::snprintf(buf, sizeof buf, "%d", rc);
-    WidenAsFormat(buf, code, std::size(code));
+    ni::Widen(buf, code, std::size(code));
     if (strcmpU16(ErrGetFld(ERR_FLD_COMPONENT), kComponent) == 0 &&
         strcmpU16(ErrGetFld(ERR_FLD_RC), code) == 0)
       return ZUL_O_K;

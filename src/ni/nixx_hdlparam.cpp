@@ -23,10 +23,12 @@ int NiIBlockMode(NITAB *pHdl, int on) noexcept {
   }
   for (SI_SOCK *s : socks) {
     if (s == nullptr || s->socket == NI_INVALID_SOCK) continue;
-    int sirc = SiSetBlockMode(s, on != 0 ? 1 : 0);
+    int sirc;
+    do sirc = SiSetBlockMode(s, on != 0 ? 1 : 0);
+    while (sirc == SI_EINTR);
     if (sirc != SI_OK)
-      return NiISystemError(sirc, 38, pHdl, s, static_cast<int>(s->lastError), nullptr, nullptr,
-                            nullptr, "NiIBlockMode", kModInternal, __LINE__, 1);
+      return NiISystemError(sirc, kSiSetBlockMode, pHdl, s, static_cast<int>(s->lastError), nullptr,
+                            nullptr, nullptr, "NiIBlockMode", kModInternal, __LINE__, 1);
   }
   pHdl->mBlockMode = on != 0 ? 1 : 0;
   return ZUL_O_K;
@@ -42,10 +44,7 @@ int NiHdlSetBlockmode(int hdl, int on) noexcept {
   return p != nullptr ? NiIBlockMode(p, on) : NIEINVAL;
 }
 
-namespace {
-
-// Single read belongs to connections: listeners are refused, each state with its own text.
-int RefuseListener(const NITAB *p, const char *fn) noexcept {
+int ni::RefuseListener(const NITAB *p, const char *fn) noexcept {
   if (p->mType == NI_LISTEN)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (pHdl->mType == NI_LISTEN)", fn);
@@ -54,6 +53,8 @@ int RefuseListener(const NITAB *p, const char *fn) noexcept {
                   "%s: parameter invalid (pHdl->mType == NI_RI_LISTEN)", fn);
   return ZUL_O_K;
 }
+
+namespace {
 
 int CheckType(const NI_PARAM_DATA *p, int type, const char *fn) noexcept {
   if (p->datatype == type) return ZUL_O_K;

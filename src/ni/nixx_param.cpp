@@ -70,11 +70,6 @@ const ParamRow *FindParam(int no) noexcept {
   return nullptr;
 }
 
-struct ParamLock {
-  ParamLock() { ThrMtxLock(&gParamLock); }
-  ~ParamLock() { ThrMtxUnlock(&gParamLock); }
-};
-
 const char *OnOff(uint8_t v) { return v != 0 ? "on" : "off"; }
 
 void SwitchBool(uint8_t *field, const NI_PARAM_DATA *p, const ParamRow &row) noexcept {
@@ -282,7 +277,7 @@ int NiSetParamEx(NI_PARAM_DATA *pParamData) noexcept {
   }
   const ParamRow *row = CheckRequest(pParamData, true, &rc);
   if (row == nullptr) return rc;
-  ParamLock lock;
+  MtxGuard lock(gParamLock);
   return SetRow(pParamData, *row);
 }
 
@@ -298,7 +293,7 @@ int NiGetParamEx(NI_PARAM_DATA *pParamData) noexcept {
     pParamData->value.nodeaddr_val = g->mLocalAddr;
     return ZUL_O_K;
   }
-  ParamLock lock;
+  MtxGuard lock(gParamLock);
   return GetRow(pParamData, *row);
 }
 

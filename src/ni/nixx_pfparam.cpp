@@ -29,14 +29,6 @@ constexpr PfRow kPfParams[] = {
 
 constexpr size_t kMaxValue = 256;
 
-// 8-bit copy of an ASCII text for the trace; other units print as '?'.
-void Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in != nullptr && *in != 0 && n + 1 < size; ++in, ++n)
-    out[n] = *in < 0x80 ? static_cast<char>(*in) : '?';
-  out[n] = '\0';
-}
-
 // Checks name and value; *row and *number get the parameter and the value when it passes.
 int Check(const char *fn, const ZUL_UTF16 *name, const ZUL_UTF16 *value, const PfRow **row,
           uint32_t *number) {

@@ -18,25 +18,27 @@ using namespace ni;
 
 namespace {
 
-// The socket a handle stands for: a listener's IP socket, or else its local one.
-const SI_SOCK *SockOf(const NITAB *p) {
-  if ((p->mType & 15) == 1)
-    return p->lis.mIPSocket.socket != NI_INVALID_SOCK ? &p->lis.mIPSocket : &p->lis.mUDSocket;
-  return &p->con.mSocket;
+// The number of the socket a handle stands for; with completeConnect a pending connect is
+// completed first, as its socket is only worth having once the connection stands.
+int SocketNo(int hdl, int *pSocketNo, const char *fn, bool completeConnect) {
+  NITAB *p = CheckHdl(hdl, fn);
+  if (p == nullptr) return NIEINVAL;
+  if (pSocketNo == nullptr)
+    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pSocketNo == NULL)",
+                  fn);
+  if (completeConnect && p->mType == NI_CONN_WAIT) NiICheckPendConnection(p, -1, 1);
+  *pSocketNo = MainSock(p)->socket;
+  return ZUL_O_K;
 }
 
 }  // namespace
 
 int NiHdlToSock(int hdl, int *pSocketNo) noexcept {
-  NITAB *p = CheckHdl(hdl, "NiHdlToSock");
-  if (p == nullptr) return NIEINVAL;
-  if (pSocketNo == nullptr)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pSocketNo == NULL)",
-                  "NiHdlToSock");
-  // The socket of a pending connect is only worth having once the connection stands.
-  if (p->mType == NI_CONN_WAIT) NiICheckPendConnection(p, -1, 1);
-  *pSocketNo = SockOf(p)->socket;
-  return ZUL_O_K;
+  return SocketNo(hdl, pSocketNo, "NiHdlToSock", true);
+}
+
+int NiGetRawSocket(int hdl, int *pSocketNo) noexcept {
+  return SocketNo(hdl, pSocketNo, "NiGetRawSocket", false);
 }
 
 int NiSockToHdl(int socketNo, int *pHandle) noexcept {
@@ -65,12 +67,7 @@ int NiGetSiSocket(int hdl, SI_SOCK *pSocket) noexcept {
   if (p->mType == NI_CONN_WAIT)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (pHdl->mType == NI_CONN_WAIT)", fn);
-  if (p->mType == NI_LISTEN)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHdl->mType == NI_LISTEN)", fn);
-  if (p->mType == NI_RI_LISTEN)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHdl->mType == NI_RI_LISTEN)", fn);
+  if (int rc = RefuseListener(p, fn); rc != ZUL_O_K) return rc;
   if (p->con.mSocket.socket == NI_INVALID_SOCK)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (pHdl->con.mSocket.socket == NI_INVALID_SOCK)", fn);
@@ -105,8 +102,8 @@ int NiIShutdownHandle(NITAB *pHdl, int howTo) noexcept {
              "NiIShutdownHandle", pHdl->handle, s->socket, howTo, sirc, s->lastError);
     return ZUL_O_K;
   }
-  return NiISystemError(sirc, 28, pHdl, s, static_cast<int>(s->lastError), nullptr, nullptr,
-                        nullptr, "NiIShutdownHandle", kModInternal, __LINE__, 1);
+  return NiISystemError(sirc, kSiShutdown, pHdl, s, static_cast<int>(s->lastError), nullptr,
+                        nullptr, nullptr, "NiIShutdownHandle", kModInternal, __LINE__, 1);
 }
 
 int NiGetHdlProto(int hdl) noexcept {
@@ -136,18 +133,7 @@ int ni::IGetHdlProto(const NITAB *p) noexcept {
   const SI_SOCK &s = p->con.mSocket;
   if (s.family == SI_AF_UNIX) return NI_PROTO_FAM_LOCAL;
   if (s.family == SI_AF_INET) return NI_PROTO_FAM_IPv4;
-  return std::memcmp(p->con.mPeerAddr.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0 ? NI_PROTO_FAM_IPv4
-                                                                               : NI_PROTO_FAM_IPv6;
-}
-
-int NiGetRawSocket(int hdl, int *pSocketNo) noexcept {
-  NITAB *p = CheckHdl(hdl, "NiGetRawSocket");
-  if (p == nullptr) return NIEINVAL;
-  if (pSocketNo == nullptr)
-    return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pSocketNo == NULL)",
-                  "NiGetRawSocket");
-  *pSocketNo = SockOf(p)->socket;
-  return ZUL_O_K;
+  return IsMapped(p->con.mPeerAddr) ? NI_PROTO_FAM_IPv4 : NI_PROTO_FAM_IPv6;
 }
 
 int ni::IQueryEnd(SI_SOCK *sock, bool peer, NI_NODEADDR *pAddr, uint16_t *pServNo,
@@ -186,8 +172,9 @@ int GetEnd(NITAB *p, SI_SOCK *sock, bool peer, NI_NODEADDR *pAddr, uint16_t *pSe
   char path[109];
   int sirc = IQueryEnd(sock, peer, &addr, &port, path);
   if (sirc != SI_OK)
-    return NiISystemError(sirc, peer ? 31 : 29, p, sock, static_cast<int>(sock->lastError), nullptr,
-                          nullptr, nullptr, fn, kModPublic, __LINE__, 1);
+    return NiISystemError(sirc, peer ? kSiGetPeerName : kSiGetSockName, p, sock,
+                          static_cast<int>(sock->lastError), nullptr, nullptr, nullptr, fn,
+                          kModPublic, __LINE__, 1);
   if (pAddr != nullptr) *pAddr = addr;
   if (pServNo != nullptr) *pServNo = port;
   if (pUDSPath != nullptr) {

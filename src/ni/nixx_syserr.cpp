@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "ni/nixxi.h"
 #include "zul_dptrace.h"
@@ -20,13 +21,39 @@ using namespace ni;
 
 namespace {
 
-// Ids of the socket calls that the mapping tells apart.
-constexpr int kSiBind = 8, kSiBind2 = 9, kSiConnect = 13, kSiConnect2 = 14, kSiShutdown = 28;
-constexpr int kSiPeekPendConn = 44;
+// The ids of SiFunc against the names the socket layer gives them, checked at compile time.
+struct FuncName {
+  int id;
+  const char *name;
+};
+#define NI_SI_FUNC_NAME(id, name, syscall) {id, name},
+constexpr FuncName kSiNames[] = {SI_FUNC_MAP(NI_SI_FUNC_NAME)};
+#undef NI_SI_FUNC_NAME
+constexpr bool NamedAs(int id, std::string_view name) {
+  for (const FuncName &f : kSiNames)
+    if (f.id == id) return name == f.name;
+  return false;
+}
+static_assert(NamedAs(kSiInit, "SiInit") && NamedAs(kSiSocket, "SiSocket") &&
+              NamedAs(kSiClose, "SiClose") && NamedAs(kSiBind, "SiBind") &&
+              NamedAs(kSiBind2, "SiBind2") && NamedAs(kSiListen, "SiListen") &&
+              NamedAs(kSiAccept, "SiAccept") && NamedAs(kSiConnect, "SiConnect") &&
+              NamedAs(kSiConnect2, "SiConnect2") && NamedAs(kSiSend, "SiSend") &&
+              NamedAs(kSiSendV, "SiSendV") && NamedAs(kSiRecv, "SiRecv") &&
+              NamedAs(kSiShutdown, "SiShutdown") && NamedAs(kSiGetSockName, "SiGetSockName") &&
+              NamedAs(kSiGetPeerName, "SiGetPeerName") && NamedAs(kSiGetSockOpt, "SiGetSockOpt") &&
+              NamedAs(kSiSetSockOpt, "SiSetSockOpt") &&
+              NamedAs(kSiSetBlockMode, "SiSetBlockMode") &&
+              NamedAs(kSiSetCloseExec, "SiSetCloseExec") && NamedAs(kSiSelect, "SiSelect") &&
+              NamedAs(kSiPoll, "SiPoll") && NamedAs(kSiPeek, "SiPeek") &&
+              NamedAs(kSiPeekPendConn, "SiPeekPendConn"));
+
 bool IsBind(int f) { return f == kSiBind || f == kSiBind2; }
 bool IsConnect(int f) { return f == kSiConnect || f == kSiConnect2 || f == kSiPeekPendConn; }
-bool IsSend(int f) { return (f >= 15 && f <= 20) || f == 45; }
-bool IsReceive(int f) { return (f >= 21 && f <= 26) || f == 46; }
+// The send calls are SiSend to SiSendMsg2 and SiSendSocket, the receive calls SiRecv to
+// SiRecvMsg2 and SiRecvSocket.
+bool IsSend(int f) { return (f >= kSiSend && f <= 20) || f == 45; }
+bool IsReceive(int f) { return (f >= kSiRecv && f <= 26) || f == 46; }
 
 bool NiBit(int bit) { return ((gNiTraceMask.load(std::memory_order_relaxed) >> bit) & 1) != 0; }
 
@@ -49,14 +76,6 @@ const char *Text8(int rc) {
   switch (rc) { NI_RC_MAP(NI_TEXT8_CASE) }
 #undef NI_TEXT8_CASE
   return NI_NO_TEXT_STR;
-}
-
-// 8-bit copy of a 16-bit name ('?' for other units).
-void Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in != nullptr && in[n] != 0 && n + 1 < size; ++n)
-    out[n] = in[n] < 0x80 ? static_cast<char>(in[n]) : '?';
-  out[n] = '\0';
 }
 
 void AddrText(const NI_NODEADDR *a, char *out, size_t size) {
@@ -115,13 +134,12 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
       if (IsReceive(siFunc)) error = NiBit(kBitRecvBroken);
       if (pSockAddr == nullptr && pSock != nullptr) {
         // Without the partner's address, the local end tells which connection broke.
-        ZUL_RAW raw[16] = {};
         NI_NODEADDR local = NI_ADDR_ANY_I4_INIT;
         SI_SOCK copy = *pSock;
-        if (copy.family == SI_AF_INET && SiGetSockName(&copy, raw, 4, nullptr) == SI_OK)
-          std::memcpy(local.addr + 12, raw, 4);
-        else if (copy.family == SI_AF_INET6 && SiGetSockName(&copy, raw, 16, nullptr) == SI_OK)
-          std::memcpy(local.addr, raw, 16);
+        uint16_t port;
+        char path[109];
+        if (copy.family == SI_AF_UNIX || IQueryEnd(&copy, false, &local, &port, path) != SI_OK)
+          local = NI_ADDR_ANY_I4_INIT;
         char text[NI_NODEADDR_STR_LEN];
         AddrText(&local, text, sizeof text);
         std::snprintf(special, sizeof special, "; L=%s", text);
@@ -133,7 +151,8 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
       break;
     case SI_EMFILE:
       rc = NIEINVAL;
-      std::snprintf(special, sizeof special, "; own high %d; max hds %d", gOwnHigh.load(std::memory_order_relaxed), gMaxHdls);
+      std::snprintf(special, sizeof special, "; own high %d; max hds %d",
+                    gOwnHigh.load(std::memory_order_relaxed), gMaxHdls);
       break;
     default:  // SI_EINVAL_OPT, SI_EINTR, SI_ESYSCALL and the rest: internal errors
       break;

@@ -12,49 +12,18 @@
 
 using namespace ni;
 
-namespace {
+namespace {}  // namespace
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-bool SameAddr(const NI_NODEADDR &a, const NI_NODEADDR &b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-}  // namespace
-
-NIHIMPL_LINEAR::NIHIMPL_LINEAR() noexcept : NIHIMPL(u"NI host section I4") {}
+NIHIMPL_LINEAR::NIHIMPL_LINEAR() noexcept
+    : NIHIMPL(u"NI host section I4", "NIHIMPL_LINEAR::init") {}
 
 NIHIMPL_LINEAR::~NIHIMPL_LINEAR() = default;
 
 int NIHIMPL_LINEAR::allocate(int size) noexcept {
-  mBuf.reset(size > 0 ? new (std::nothrow) HOSTBUF[static_cast<size_t>(size)]() : nullptr);
-  if (size > 0 && mBuf == nullptr)
-    return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries",
-                  "NIHIMPL_LINEAR::init", size);
-  mIndexSize = size;
+  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
   mPos = 0;
   ++mGen;
   return ZUL_O_K;
-}
-
-int NIHIMPL_LINEAR::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
-  Guard g(mMtx);
-  if (mInitialized)
-    return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)", "NIHIMPL_LINEAR::init");
-  int rc = allocate(size);
-  if (rc != ZUL_O_K) return rc;
-  validTimeout = valid;
-  unknownNameTimeout = unknownName;
-  unknownAddrTimeout = unknownAddr;
-  mInitialized = true;
-  return ZUL_O_K;
-}
-
-int NIHIMPL_LINEAR::setIndexSize(int size) noexcept {
-  Guard g(mMtx);
-  return allocate(size);
 }
 
 void NIHIMPL_LINEAR::clearAll() noexcept {

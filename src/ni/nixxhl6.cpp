@@ -17,10 +17,6 @@ using namespace ni;
 
 namespace {
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
 bool Fits(const NI_NODEADDR &a, int protocol) {
   return protocol == NI_PROTO_FAM_IPv4   ? IsMapped(a)
          : protocol == NI_PROTO_FAM_IPv6 ? !IsMapped(a)
@@ -128,7 +124,8 @@ int NiIApplyAddrPolicy(const NI_NODEADDR *pAddrs, int count, int protocol, const
   return best;
 }
 
-NIHIMPL_LINEAR6::NIHIMPL_LINEAR6() noexcept : NIHIMPL(u"NI host section I6") {}
+NIHIMPL_LINEAR6::NIHIMPL_LINEAR6() noexcept
+    : NIHIMPL(u"NI host section I6", "NIHIMPL_LINEAR6::init") {}
 
 NIHIMPL_LINEAR6::~NIHIMPL_LINEAR6() = default;
 
@@ -137,36 +134,16 @@ void NIHIMPL_LINEAR6::initPolicy() noexcept {
 }
 
 int NIHIMPL_LINEAR6::allocate(int size) noexcept {
-  mBuf.reset(size > 0 ? new (std::nothrow) HOSTBUF[static_cast<size_t>(size)]() : nullptr);
-  if (size > 0 && mBuf == nullptr)
-    return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries",
-                  "NIHIMPL_LINEAR6::init", size);
-  mIndexSize = size;
+  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
   mHighWater = 0;
   ++mGen;
   return ZUL_O_K;
 }
 
 int NIHIMPL_LINEAR6::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
-  {
-    Guard g(mMtx);
-    if (mInitialized)
-      return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)",
-                    "NIHIMPL_LINEAR6::init");
-    int rc = allocate(size);
-    if (rc != ZUL_O_K) return rc;
-    validTimeout = valid;
-    unknownNameTimeout = unknownName;
-    unknownAddrTimeout = unknownAddr;
-    mInitialized = true;
-  }
-  initPolicy();
-  return ZUL_O_K;
-}
-
-int NIHIMPL_LINEAR6::setIndexSize(int size) noexcept {
-  Guard g(mMtx);
-  return allocate(size);
+  int rc = NIHIMPL::init(size, valid, unknownName, unknownAddr);
+  if (rc == ZUL_O_K) initPolicy();
+  return rc;
 }
 
 void NIHIMPL_LINEAR6::flush() noexcept {
@@ -213,8 +190,7 @@ int NIHIMPL_LINEAR6::cacheLookupAddrToName(const NI_NODEADDR *pNodeAddr,
       e.type = NIHS_FREE;
       continue;
     }
-    if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 ||
-        std::memcmp(&e.addr, pNodeAddr, sizeof e.addr) != 0)
+    if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 || !SameAddr(e.addr, *pNodeAddr))
       continue;
     if ((e.type & NIHS_VALID_ADDR) == 0) return NIEHOST_UNKNOWN;
     strcpyU16(pName, e.name);

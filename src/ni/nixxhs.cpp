@@ -42,14 +42,6 @@ constexpr const char16_t *kServHead =
     u"#   status  port        service\n"
     u"---------------------------------------\n";
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-bool SameAddr(const NI_NODEADDR &a, const NI_NODEADDR &b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 time_t ExpireTime(int v) { return v <= 0 || v > NIHSIMPL::MAX_EXPIRE_TIME ? 86400 : v; }
 
 // The instances, built with the start values when they don't exist yet.
@@ -162,12 +154,36 @@ const char *ni::TypeName(int type) noexcept {
   }
 }
 
-NIHSIMPL::NIHSIMPL(const char16_t *mutexName) noexcept : mLastFlush(time(nullptr)) {
+NIHSIMPL::NIHSIMPL(const char16_t *mutexName, const char *initName) noexcept
+    : mInitName(initName), mLastFlush(time(nullptr)) {
   ThrIProcInit();  // the mutex is deleted only by a started thread layer
   ThrMtxInit(&mMtx, mutexName);
 }
 
 NIHSIMPL::~NIHSIMPL() { ThrMtxDelete(&mMtx); }
+
+int NIHSIMPL::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
+  Guard g(mMtx);
+  if (mInitialized)
+    return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)", mInitName);
+  int rc = allocate(size);
+  if (rc != ZUL_O_K) return rc;
+  validTimeout = valid;
+  unknownNameTimeout = unknownName;
+  unknownAddrTimeout = unknownAddr;
+  mInitialized = true;
+  return ZUL_O_K;
+}
+
+int NIHSIMPL::setIndexSize(int size) noexcept {
+  Guard g(mMtx);
+  return allocate(size);
+}
+
+int NIHSIMPL::allocFailed(int size) const noexcept {
+  return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries", mInitName,
+                size);
+}
 
 void NIHSIMPL::setTimeFunc(NI_HSBUF_TIME_FUNC func) noexcept {
   Guard g(mMtx);

@@ -11,7 +11,9 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <new>
 
+#include "ni/nixxi.h"
 #include "zul_ni.h"
 #include "zul_thr.h"
 
@@ -44,10 +46,11 @@ class NIHSIMPL {
   static constexpr const char *UNKNOWN_STR = "<unknown>";
   static constexpr const char *EMPTY_STR = "<empty>";
 
-  explicit NIHSIMPL(const char16_t *mutexName) noexcept;
+  // initName names init in its reports ("NIHIMPL_LINEAR::init").
+  NIHSIMPL(const char16_t *mutexName, const char *initName) noexcept;
   virtual ~NIHSIMPL();
   // Drops all entries and allocates size new ones, keeping the time-outs.
-  virtual int setIndexSize(int size) noexcept = 0;
+  int setIndexSize(int size) noexcept;
   virtual void setTimeFunc(NI_HSBUF_TIME_FUNC func) noexcept;
   // Clears every entry and the position, and notes the time.
   virtual void flush() noexcept = 0;
@@ -57,9 +60,9 @@ class NIHSIMPL {
   // Writes the next used entry as one line of the format; *pDone becomes 1 after the last one.
   // Answers the units written, or NIETOO_SMALL (nothing written) when the line doesn't fit.
   virtual int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept = 0;
-  // NIECALL when already initialised.
+  // Allocates size entries and sets the time-outs; NIECALL when already initialised.
   virtual int init(int size, time_t validTimeout, time_t unknownNameTimeout,
-                   time_t unknownAddrTimeout) noexcept = 0;
+                   time_t unknownAddrTimeout) noexcept;
 
   NI_HSBUF_TIME_FUNC getTimeFunc() noexcept;
   int getIndexSize() noexcept;
@@ -76,19 +79,25 @@ class NIHSIMPL {
   // difference of two readings corrects one wrap of the latter.
   int64_t iClock() const noexcept;
   static int64_t iClockDiff(int64_t from, int64_t to) noexcept;
+  // Replaces the entries by size empty ones and resets the position. Mutex held.
+  virtual int allocate(int size) noexcept = 0;
+  // The new entries of allocate, or NIEINTERN when there is no memory for them.
+  template <typename T>
+  int newEntries(std::unique_ptr<T[]> *pBuf, int size) noexcept {
+    pBuf->reset(size > 0 ? new (std::nothrow) T[static_cast<size_t>(size)]() : nullptr);
+    if (size > 0 && *pBuf == nullptr) return allocFailed(size);
+    mIndexSize = size;
+    return ZUL_O_K;
+  }
+  int allocFailed(int size) const noexcept;
   // Traces a system look-up slower than the trace limit.
   void traceSlow(const char *fn, const char *name, const char *what, bool ok, int64_t start,
                  int limit) const noexcept;
 
-  struct Guard {
-    explicit Guard(THR_MTX &m) : m_(m) { ThrMtxLock(&m_); }
-    ~Guard() { ThrMtxUnlock(&m_); }
-    Guard(const Guard &) = delete;
-    Guard &operator=(const Guard &) = delete;
-    THR_MTX &m_;
-  };
+  using Guard = ni::MtxGuard;
 
   THR_MTX mMtx;
+  const char *mInitName;
   NI_HSBUF_TIME_FUNC mTimeFunc = nullptr;
   time_t mLastFlush;
   int mIndexSize = 0;
@@ -142,11 +151,8 @@ class NIHIMPL_LINEAR final : public NIHIMPL {
  public:
   NIHIMPL_LINEAR() noexcept;
   ~NIHIMPL_LINEAR() override;
-  int setIndexSize(int size) noexcept override;
   void flush() noexcept override;
   int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept override;
-  int init(int size, time_t validTimeout, time_t unknownNameTimeout,
-           time_t unknownAddrTimeout) noexcept override;
   int getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr, int mode, int protocol,
                   FILE **ppTrcFile) noexcept override;
   int getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostName, int bufferLen,
@@ -157,7 +163,7 @@ class NIHIMPL_LINEAR final : public NIHIMPL {
   int isIPv6() const noexcept override { return 0; }
 
  private:
-  int allocate(int size) noexcept;
+  int allocate(int size) noexcept override;
   void clearAll() noexcept;
   // Stores at the remembered slot if it still holds the name, else at the next position, and
   // empties the cache when the position reaches the size. Mutex held.
@@ -190,7 +196,6 @@ class NIHIMPL_LINEAR6 final : public NIHIMPL {
  public:
   NIHIMPL_LINEAR6() noexcept;
   ~NIHIMPL_LINEAR6() override;
-  int setIndexSize(int size) noexcept override;
   void flush() noexcept override;
   int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept override;
   int init(int size, time_t validTimeout, time_t unknownNameTimeout,
@@ -208,7 +213,7 @@ class NIHIMPL_LINEAR6 final : public NIHIMPL {
   int policyRows() const noexcept { return mPolicyRows; }
 
  private:
-  int allocate(int size) noexcept;
+  int allocate(int size) noexcept override;
   bool expired(const HOSTBUF &e, time_t now) const noexcept;
   // Mutex held for the four below.
   int cacheLookupNameToAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept;
@@ -241,11 +246,8 @@ class NISIMPL_LINEAR final : public NISIMPL {
  public:
   NISIMPL_LINEAR() noexcept;
   ~NISIMPL_LINEAR() override;
-  int setIndexSize(int size) noexcept override;
   void flush() noexcept override;
   int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept override;
-  int init(int size, time_t validTimeout, time_t unknownNameTimeout,
-           time_t unknownPortTimeout) noexcept override;
   int getServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo, int mode,
                 FILE **ppTrcFile) noexcept override;
   int getServName(uint16_t servNo, ZUL_UTF16 *pServName, int bufferLen, int mode,
@@ -259,7 +261,7 @@ class NISIMPL_LINEAR final : public NISIMPL {
     uint16_t port;  // network order
     time_t expiry;  // when the entry ends
   };
-  int allocate(int size) noexcept;
+  int allocate(int size) noexcept override;
   void clearAll() noexcept;
   void store(int slot, const SERVBUF &e) noexcept;
   std::unique_ptr<SERVBUF[]> mBuf;

@@ -2,7 +2,6 @@
 #define DPTRC_MODULE u"nixxi"
 
 #include "ni/nixxi.h"
-#include "ni/nixxi_con.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include <cstring>
 
 #include "ni/nixxhs.h"
+#include "ni/nixxi_con.h"
 #include "zul_dptrace.h"
 #include "zul_fi.h"
 #include "zul_u16string.h"
@@ -38,12 +38,6 @@ void **gNodes = nullptr;    // the free list's record of each entry, by index
 NITAB *gUsed = nullptr;     // head of the used chain
 
 extern "C" void ThrKeyDestructor(void *record) { NiThrExit(record); }
-
-struct Lock {
-  explicit Lock(THR_REC_MTX &m) : m_(m) { ThrRecMtxLock(&m_); }
-  ~Lock() { ThrRecMtxUnlock(&m_); }
-  THR_REC_MTX &m_;
-};
 
 void CreateLocks() noexcept {
   ThrIProcInit();  // the locks are deleted only by a started thread layer
@@ -94,17 +88,13 @@ int BuildFreeList(int count) noexcept {
   return ZUL_O_K;
 }
 
-// Closes a socket of an entry, retrying an interrupted close. Answers the NI code.
+// Closes a socket of an entry and reports a failure. Answers the NI code.
 int CloseSock(NITAB *pHdl, SI_SOCK *sock) noexcept {
-  if (sock->socket == NI_INVALID_SOCK) return ZUL_O_K;
   const SI_SOCK before = *sock;
-  int sirc;
-  do sirc = SiClose(sock);
-  while (sirc == SI_EINTR);
-  sock->socket = NI_INVALID_SOCK;
+  int sirc = CloseSocket(sock);
   if (sirc == SI_OK) return ZUL_O_K;
-  return NiISystemError(sirc, 7, pHdl, &before, static_cast<int>(sock->lastError), nullptr, nullptr,
-                        nullptr, "NiICloseHandle", kModInternal, __LINE__, 1);
+  return NiISystemError(sirc, kSiClose, pHdl, &before, static_cast<int>(sock->lastError), nullptr,
+                        nullptr, nullptr, "NiICloseHandle", kModInternal, __LINE__, 1);
 }
 
 // Removes the file a listener's local socket is bound to; a file gone already is no fault.
@@ -117,6 +107,15 @@ void RemoveSocketFile(NITAB *pHdl) noexcept {
 }
 
 }  // namespace
+
+int CloseSocket(SI_SOCK *s) noexcept {
+  if (s->socket == NI_INVALID_SOCK) return SI_OK;
+  int sirc;
+  do sirc = SiClose(s);
+  while (sirc == SI_EINTR);
+  s->socket = NI_INVALID_SOCK;
+  return sirc;
+}
 
 const char *StatName8(int stat) noexcept {
   switch (stat) {
@@ -191,7 +190,7 @@ int IInit(int maxHandles) noexcept {
     int sysErr = 0;  // step 3
     int sirc = FaultAt(3) != ZUL_O_K ? SI_ESYSCALL : SiInit(&sysErr);
     if (sirc != SI_OK)
-      rc = NiISystemError(sirc, 1, nullptr, nullptr, sysErr, nullptr, nullptr, nullptr, fn,
+      rc = NiISystemError(sirc, kSiInit, nullptr, nullptr, sysErr, nullptr, nullptr, nullptr, fn,
                           kModInternal, __LINE__, 1);
   }
   if (rc != ZUL_O_K) {
@@ -276,7 +275,7 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
                   stat);
   NITAB *p;
   {
-    Lock lock(gHdlLock);
+    RecMtxGuard lock(gHdlLock);
     void *node = nullptr;
     if (FtAlloc(gFreeList, &node) != 0)
       return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: no more free handles (%d)",
@@ -296,21 +295,11 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
   p->ppTrcFile = ppTrcFile;
   p->mBlockMode = 1;
   p->mInTcList = 0;
-  switch (stat) {
-    case NI_INITIAL_LIS:
-      p->lis.mIPSocket.socket = NI_INVALID_SOCK;
-      p->lis.mUDSocket.socket = NI_INVALID_SOCK;
-      p->lis.mAcl = nullptr;
-      break;
-    case NI_INITIAL_RIL:
-      p->lis.mIPSocket.socket = NI_INVALID_SOCK;
-      p->con.mPeerAddr = NI_ADDR_ANY_INIT;
-      break;
-    default:
-      p->con.mSocket.socket = NI_INVALID_SOCK;
-      p->con.mPeerAddr = NI_ADDR_ANY_INIT;
-      break;
-  }
+  // The listener's and the connection's fields lie side by side: every socket of the entry is
+  // invalid, whatever it becomes, so that none reads as socket 0.
+  p->lis.mIPSocket = p->lis.mUDSocket = p->con.mSocket = SI_SOCK{NI_INVALID_SOCK, 0, 0, 0};
+  p->lis.mAcl = nullptr;
+  if (stat != NI_INITIAL_LIS) p->con.mPeerAddr = NI_ADDR_ANY_INIT;
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d state %s\n", "NiICreateHandle", p->handle,
            StatName8(stat));
   *ppHdl = p;
@@ -319,7 +308,7 @@ int NiICreateHandle(NITAB **ppHdl, int stat, FILE **ppTrcFile) noexcept {
 
 int NiIWalkNitab(NI_WALK_FUNC func, void *pArg) noexcept {
   if (gTab == nullptr) return ZUL_O_K;
-  Lock lock(gHdlLock);
+  RecMtxGuard lock(gHdlLock);
   for (NITAB *p = gUsed; p != nullptr; p = p->next) {
     if (p->mType == NI_FREE) {
       DPTRC_A7(1, tf, "%s: NI-chain destroyed\n", "NiIWalkNitab");
@@ -374,7 +363,7 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
     RecMtxGuard lock(gTcLock);
     NiITcDelHdl(pHdl);
   }
-  Lock lock(gHdlLock);
+  RecMtxGuard lock(gHdlLock);
   if (pHdl->mType == NI_FREE) {
     return Refuse(kModInternal, __LINE__, NIEINVAL, 1,
                   "%s: hdl %d closed in the meantime; race? (old rc=%d)", fn, hdl, rc);

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "zul_ni.h"
@@ -92,7 +93,7 @@ struct Params {
   uint32_t bufMaxHeap = 0;
 };
 extern Params gParams;
-extern uint8_t gConnectLocal;  // ZUL_CONNECT_RESTRICTION=LOCAL
+extern uint8_t gConnectLocal;   // ZUL_CONNECT_RESTRICTION=LOCAL
 extern bool gNumericHostsOnly;  // host look-ups accept numeric texts only (fuzzing)
 
 // The per-thread record, made on first use and kept under the NI thread key.
@@ -110,6 +111,31 @@ void ISetIPProtoUsage() noexcept;
 // has a real IPv6 address and ::1. Traces why not.
 bool IPv6Usable(const NI_NODEADDR *addrs, const uint8_t *up, int count) noexcept;
 
+// Node address forms: an IPv4 address in its mapped form, two equal addresses, the any addresses
+// of both families, and the loopback addresses 127.0.0.1 (mapped) and ::1.
+inline bool IsMapped(const NI_NODEADDR &a) noexcept {
+  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
+}
+inline bool SameAddr(const NI_NODEADDR &a, const NI_NODEADDR &b) noexcept {
+  return std::memcmp(a.addr, b.addr, sizeof a.addr) == 0;
+}
+inline bool IsAnyAddr(const NI_NODEADDR &a) noexcept {
+  return SameAddr(a, NI_ADDR_ANY_I4_INIT) || SameAddr(a, NI_ADDR_ANY_I6_INIT);
+}
+inline bool IsLoopback(const NI_NODEADDR &a) noexcept {
+  return SameAddr(a, NI_ADDR_LOCAL_I4_INIT) || SameAddr(a, NI_ADDR_LOCAL_I6_INIT);
+}
+
+// 8-bit copy of 16-bit text for messages and traces, cut at size - 1 bytes; units above 7 bits
+// become '?', and null reads as empty.
+void Narrow(const ZUL_UTF16 *in, char *out, size_t size) noexcept;
+// 16-bit copy of 8-bit text, cut at size - 1 units; asFormat doubles each '%' so that the copy
+// prints as itself when used as a format.
+void Widen(const char *in, ZUL_UTF16 *out, size_t size, bool asFormat = false) noexcept;
+// "address<sep>port" of an address (null: empty) and a port in network order, the separator as
+// NiIGetAddrPortSep chooses it: "10.0.0.1:3200", "fe80::1.3200".
+void AddrPortText(const NI_NODEADDR *pAddr, uint16_t port, char *out, size_t size) noexcept;
+
 // The source modules that reports name.
 inline constexpr const char16_t *kModPublic = u"nixx.c";
 inline constexpr const char16_t *kModInternal = u"nixxi.cpp";
@@ -117,13 +143,18 @@ inline constexpr const char16_t *kModOs = u"niuxi.c";
 
 // The one shape of a refused call: the error information with the code's text and the condition
 // text (format filled with the arguments), then the same line to the trace as a warning when
-// ct_level reaches traceLevel (1 for all but the frequent harmless cases). Answers rc.
+// ct_level reaches traceLevel (1 for all but the frequent harmless cases; 0 for none, where the
+// caller has traced the case in its own words). Answers rc.
 int Refuse(const char16_t *module, int line, int rc, int traceLevel, const char *format,
            ...) noexcept __attribute__((format(printf, 5, 6)));
 
 // The validity test at the top of every public call; null with the error set for an invalid
 // handle.
 NITAB *CheckHdl(int hdl, const char *func) noexcept;
+
+// The refusal of a connection's call on a listener: NIEINVAL with the text of NI_LISTEN or
+// NI_RI_LISTEN, else ZUL_O_K.
+int RefuseListener(const NITAB *p, const char *fn) noexcept;
 
 // The 8-bit state name ("NI_CONNECTED", "INVALID").
 const char *StatName8(int stat) noexcept;
@@ -187,6 +218,17 @@ inline constexpr int kBitShutdownInval = 60;  // a shutdown of a gone socket is 
 inline constexpr int kBitAlwaysErrInfo = 61;  // every socket failure is recorded
 
 extern std::atomic<int> gOwnHigh;  // the highest socket number the layer has seen
+
+// Closes a socket, retrying an interrupted close, and marks the record invalid whatever the
+// outcome. Answers the socket layer's code; a record without socket is SI_OK.
+int CloseSocket(SI_SOCK *s) noexcept;
+// The socket a handle stands for: a connection's own, or a listener's IP socket if it has one and
+// else its local one.
+inline SI_SOCK *MainSock(NITAB *p) noexcept {
+  if ((p->mType & 15) == 1)
+    return p->lis.mIPSocket.socket != NI_INVALID_SOCK ? &p->lis.mIPSocket : &p->lis.mUDSocket;
+  return &p->con.mSocket;
+}
 
 // Holds one of the layer's locks for a scope.
 class MtxGuard {
@@ -254,6 +296,35 @@ int NiIBlockMode(NITAB *pHdl, int on) noexcept;
 // holds a free entry.
 typedef void (*NI_WALK_FUNC)(NITAB *pHdl, void *pArg);
 int NiIWalkNitab(NI_WALK_FUNC func, void *pArg) noexcept;
+namespace ni {
+// The ids of the socket layer's calls that NiISystemError is given (the numbers of SI_FUNC_MAP).
+enum SiFunc : int {
+  kSiInit = 1,
+  kSiSocket = 3,
+  kSiClose = 7,
+  kSiBind = 8,
+  kSiBind2 = 9,
+  kSiListen = 10,
+  kSiAccept = 11,
+  kSiConnect = 13,
+  kSiConnect2 = 14,
+  kSiSend = 15,
+  kSiSendV = 16,
+  kSiRecv = 21,
+  kSiShutdown = 28,
+  kSiGetSockName = 29,
+  kSiGetPeerName = 31,
+  kSiGetSockOpt = 33,
+  kSiSetSockOpt = 35,
+  kSiSetBlockMode = 38,
+  kSiSetCloseExec = 40,
+  kSiSelect = 41,
+  kSiPoll = 42,
+  kSiPeek = 43,
+  kSiPeekPendConn = 44,
+};
+}  // namespace ni
+
 // Maps a socket failure to an NI code, records it and traces it (see the code table). siFunc is
 // the socket call's id; pHdl, pSock, pExtraText, pSockAddr and pPort (network order) may be null.
 int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int errNo,

@@ -149,7 +149,7 @@ int NiIHdlGetStatus(NITAB *p) noexcept {
   SI_SOCK &s = p->con.mSocket;
   // Peeking must not block: a blocking socket is switched for the one look.
   const bool blocking = p->mBlockMode != 0;
-  if (blocking && SiSetBlockMode(&s, 0) != SI_OK) {
+  if (blocking && NiIBlockMode(p, 0) != ZUL_O_K) {
     ErrClear();
     return NIEINVAL;
   }
@@ -159,7 +159,7 @@ int NiIHdlGetStatus(NITAB *p) noexcept {
   do sirc = SiRecv(&s, &byte, 1, SI_MSG_PEEK, &got);
   while (sirc == SI_EINTR);
   uint32_t lastError = s.lastError;
-  if (blocking && SiSetBlockMode(&s, 1) != SI_OK) {
+  if (blocking && NiIBlockMode(p, 1) != ZUL_O_K) {
     ErrClear();
     return NIEINVAL;
   }

@@ -95,48 +95,9 @@ void NiRiClose() noexcept;
 
 namespace ni {
 
-// The ids of the socket layer's calls, as reports name them.
-enum SiFunc {
-  kSiSocket = 3,
-  kSiBind = 8,
-  kSiListen = 10,
-  kSiAccept = 11,
-  kSiConnect = 13,
-  kSiGetSockOpt = 33,
-  kSiSetSockOpt = 35,
-  kSiSetBlockMode = 38,
-  kSiSetCloseExec = 40,
-  kSiPoll = 42,
-  kSiPeekPendConn = 44,
-};
-
-// Turns a failure of the socket layer on the connection paths into the NI code, the thread's
-// error information and a trace line: an error line with isError, else a level 1 line. pAddr and
-// pPort (network order) name the partner, or the address being bound for kSiBind.
-int ConnSysError(int siRc, int siFunc, NITAB *pHdl, SI_SOCK *pSock, const char *extraText,
-                 const NI_NODEADDR *pAddr, const uint16_t *pPort, const char *funcName, int line,
-                 int isError) noexcept;
-
 // The local socket path of a port (host order) from NIP_UDS_PATH, in 7-bit characters, cut to
 // 107. out holds 108 bytes.
 void UdsPath(uint16_t port, char *out) noexcept;
-
-
-// Text of an address and a port (network order) for traces: "10.0.0.1:3200", "fe80::1.3200".
-void AddrPortText(const NI_NODEADDR *pAddr, uint16_t port, char *out, size_t size) noexcept;
-
-// The state change of a handle after its creation, traced.
-void SetStat(NITAB *pHdl, int stat, const char *funcName) noexcept;
-
-// Non-blocking mode (blocking 0) or blocking mode (1) for a socket of the handle.
-int SetBlockMode(NITAB *pHdl, SI_SOCK *pSock, int blocking) noexcept;
-
-// 1 for 127.0.0.1 (mapped) and ::1.
-bool IsLoopback(const NI_NODEADDR &addr) noexcept;
-
-// Whether the address belongs to this host: the loopback addresses do, the any addresses don't,
-// and any other does if a datagram socket can be bound to it.
-bool LocalAddrByBind(const NI_NODEADDR &addr) noexcept;
 
 }  // namespace ni
 

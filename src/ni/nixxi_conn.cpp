@@ -4,16 +4,17 @@
 #define DPTRC_MODULE u"nixxi"
 
 #include <arpa/inet.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstring>
 
+#include "ni/nixxhs.h"
 #include "ni/nixxi_con.h"
+#include "ni/nixxi_io.h"
 #include "zul_dptrace.h"
 #include "zul_u16string.h"
 
 using namespace ni;
+using ni::io::Deadline;
 
 namespace {
 
@@ -21,59 +22,23 @@ constexpr int kMaxConnectEaddrinuse = 20;  // NI_MAX_CONNECT_EADDRINUSE
 constexpr int kMaxAcceptEagain = 10;
 constexpr uint16_t kFindServ = 0xFFFF;
 
-using Clock = std::chrono::steady_clock;
-
-// A time-out that bounds a whole call: the milliseconds left of it, never below 0, or -1 for
-// a call without limit.
-class Deadline {
- public:
-  explicit Deadline(int timeout)
-      : forever_(timeout < 0), end_(Clock::now() + std::chrono::milliseconds(timeout)) {}
-  int Left() const {
-    if (forever_) return -1;
-    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(end_ - Clock::now()).count();
-    return ms > 0 ? static_cast<int>(ms) : 0;
-  }
-
- private:
-  bool forever_;
-  Clock::time_point end_;
-};
-
 // The hooks of the access control list, the accept list and the peer trace; each lets every
 // partner pass until its layer is there.
 int AclCheckHook(NITAB * /*pListenHdl*/, const NI_NODEADDR * /*pPeer*/) { return ZUL_O_K; }
 int AcceptListHook(NITAB * /*pHdl*/, const NI_NODEADDR * /*pPeer*/) { return ZUL_O_K; }
 void PeerTraceHook(NITAB * /*pHdl*/) {}
 
-bool IsAnyAddr(const NI_NODEADDR &a) {
-  return std::memcmp(&a, &NI_ADDR_ANY_I4_INIT, 16) == 0 ||
-         std::memcmp(&a, &NI_ADDR_ANY_I6_INIT, 16) == 0;
-}
-
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-void CloseSock(SI_SOCK *s) {
-  int rc;
-  do rc = SiClose(s);
-  while (rc == SI_EINTR);
-  s->socket = NI_INVALID_SOCK;
-}
-
 // The local address of a connected socket, for the trace.
 void TraceLocalAddr(NITAB *p, const char *fn, int listenHdl) {
   if (ct_level < 2 && p->mTrace == 0) return;
-  ZUL_RAW raw[16] = {};
-  uint16_t port = 0;
-  if (p->con.mSocket.family == SI_AF_UNIX ||
-      SiGetSockName(&p->con.mSocket, raw, sizeof raw, &port) != SI_OK)
-    return;
   NI_NODEADDR addr;
-  NiISolveSockAddr(&p->con.mSocket, raw, port, &addr, &port, nullptr, 0);
+  uint16_t port = 0;
+  char path[109];
+  if (p->con.mSocket.family == SI_AF_UNIX ||
+      IQueryEnd(&p->con.mSocket, false, &addr, &port, path) != SI_OK)
+    return;
   char text[NI_NODEADDR_STR_LEN + 8];
-  AddrPortText(&addr, port, text, sizeof text);
+  AddrPortText(&addr, NiNetServno(port), text, sizeof text);
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d took local address %s\n", fn,
            listenHdl >= 0 ? listenHdl : p->handle, text);
 }
@@ -83,10 +48,9 @@ void TraceLocalAddr(NITAB *p, const char *fn, int listenHdl) {
 int ConnectUds(NITAB *p, const NI_NODEADDR *addr, uint16_t port, int timeout) {
   p->con.mSocket = SI_SOCK{NI_INVALID_SOCK, SI_AF_UNIX, SI_SOCK_STREAM, 0};
   int rc = NiIInitSocket(p, &p->con.mSocket, 0);
-  if (rc == ZUL_O_K && SI_PEND_CONN_SUPPORTED == 1) rc = SetBlockMode(p, &p->con.mSocket, 0);
+  if (rc == ZUL_O_K && SI_PEND_CONN_SUPPORTED == 1) rc = NiIBlockMode(p, 0);
   if (rc == ZUL_O_K) rc = NiIConnectSocket(p, addr, port, timeout, 0);
-  if (rc != ZUL_O_K && rc != NIECONN_PENDING && p->con.mSocket.socket != NI_INVALID_SOCK)
-    CloseSock(&p->con.mSocket);
+  if (rc != ZUL_O_K && rc != NIECONN_PENDING) CloseSocket(&p->con.mSocket);
   return rc;
 }
 
@@ -96,9 +60,11 @@ int BindClient(NITAB *p, const NI_NODEADDR *target, const char *fn) {
   if (g == nullptr) return NIEINTERN;
   NI_NODEADDR local = g->mLocalAddr;
   bool set = !IsAnyAddr(local);
-  ThrMtxLock(&gParamLock);
-  bool range = gParams.portRange != 0;
-  ThrMtxUnlock(&gParamLock);
+  bool range;
+  {
+    MtxGuard lock(gParamLock);
+    range = gParams.portRange != 0;
+  }
   int rc = ZUL_O_K;
   if (range) {
     uint16_t port = kFindServ;
@@ -117,33 +83,14 @@ int BindClient(NITAB *p, const NI_NODEADDR *target, const char *fn) {
   return rc;
 }
 
-// Waits until one of the listener's two sockets has a connection; the local one wins a tie.
-int PeekListen(NITAB *pL, int timeout, SI_SOCK **ppReady) {
-  SI_POLLFD fds[2] = {{pL->lis.mUDSocket.socket, static_cast<int16_t>(SI_POLLIN), 0},
-                      {pL->lis.mIPSocket.socket, static_cast<int16_t>(SI_POLLIN), 0}};
-  Deadline deadline(timeout);
-  for (;;) {
-    int selected = 0, error = 0;
-    int rc = SiPoll(fds, 2, deadline.Left(), &selected, &error);
-    if (rc == SI_EINTR || (rc == SI_ETIMEOUT && deadline.Left() != 0)) continue;
-    if (rc != SI_OK) {
-      pL->lis.mIPSocket.lastError = static_cast<uint32_t>(error);
-      return ConnSysError(rc, kSiPoll, pL, &pL->lis.mIPSocket, nullptr, nullptr, nullptr,
-                          "NiIPeekListen", __LINE__, 1);
-    }
-    if (selected == 0) return NIETIMEOUT;
-    *ppReady = fds[0].revents != 0 ? &pL->lis.mUDSocket : &pL->lis.mIPSocket;
-    return ZUL_O_K;
-  }
-}
-
 int AcceptTimeout(NITAB *pL, int timeout) {
   return Refuse(kModInternal, __LINE__, NIETIMEOUT, 2, "%s: no connection for hdl %d in %dms",
                 "NiIAccept", pL->handle, timeout);
 }
 
 // Takes one connection from the listener within the time-out into *pNew, with the peer's
-// address bytes and port.
+// address bytes and port. With two sockets the wait tells which one has a connection; with one
+// the accept is tried first and the wait comes only after EAGAIN.
 int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_t *peerPort,
                    SI_SOCK **ppFrom) {
   const char *fn = "NiIAccept";
@@ -152,11 +99,11 @@ int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_
   SI_SOCK *from =
       pL->lis.mIPSocket.socket != NI_INVALID_SOCK ? &pL->lis.mIPSocket : &pL->lis.mUDSocket;
   Deadline deadline(timeout);
-  bool waited = false;
+  bool wait = two, waited = false;
   int eagain = 0;
   for (;;) {
-    if (two) {
-      int rc = PeekListen(pL, deadline.Left(), &from);
+    if (wait) {
+      int rc = NiIPeekListen(pL, deadline.Remaining(), &from);
       if (rc == NIETIMEOUT) return AcceptTimeout(pL, timeout);
       if (rc != ZUL_O_K) return rc;
       waited = true;
@@ -166,13 +113,15 @@ int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_
       *ppFrom = from;
       return ZUL_O_K;
     }
-    if (sirc == SI_EINTR) continue;
-    if (sirc == SI_ECONN_BROKEN) {
-      DPTRC_A7(2, tf, "%s: hdl %d accepted already closed connection\n", fn, pL->handle);
+    if (sirc == SI_EINTR || sirc == SI_ECONN_BROKEN) {
+      if (sirc == SI_ECONN_BROKEN)
+        DPTRC_A7(2, tf, "%s: hdl %d accepted already closed connection\n", fn, pL->handle);
+      wait = two;
       continue;
     }
     if (sirc != SI_ETIMEOUT)
-      return ConnSysError(sirc, kSiAccept, pL, from, nullptr, nullptr, nullptr, fn, __LINE__, 1);
+      return NiISystemError(sirc, kSiAccept, pL, from, static_cast<int>(from->lastError), nullptr,
+                            nullptr, nullptr, fn, kModInternal, __LINE__, 1);
     if (waited) {
       DPTRC_A7(1, tf,
                "%s: hdl %d %s got EAGAIN after select socket successfully; call operating "
@@ -180,13 +129,7 @@ int TakeConnection(NITAB *pL, int timeout, SI_SOCK *pNew, ZUL_RAW *peer, uint16_
                fn, pL->handle, from == &pL->lis.mUDSocket ? "UDS" : "IP");
       if (++eagain > kMaxAcceptEagain) return AcceptTimeout(pL, timeout);
     }
-    if (!two) {
-      int rc = SiPeek(from, SI_PEEK_RD, deadline.Left());
-      if (rc == SI_ETIMEOUT) return AcceptTimeout(pL, timeout);
-      if (rc != SI_OK && rc != SI_EINTR)
-        return ConnSysError(rc, kSiPoll, pL, from, nullptr, nullptr, nullptr, fn, __LINE__, 1);
-      waited = rc == SI_OK;
-    }
+    wait = true;
   }
 }
 
@@ -228,25 +171,25 @@ int NiIConnectSocket(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t port, i
   if (sirc == SI_EPORT_INUSE && rounds >= kMaxConnectEaddrinuse) {
     DPTRC_A7(1, tf, "%s: port still in use after %d tries\n", fn, rounds);
   } else if (rounds >= 2) {
-    char name[24] = "";
-    const ZUL_UTF16 *n16 = SiGetSiErrorName(sirc);
-    for (size_t i = 0; n16 != nullptr && n16[i] != 0 && i + 1 < sizeof name; ++i) {
-      name[i] = static_cast<char>(n16[i]);
-      name[i + 1] = '\0';
-    }
+    char name[24];
+    Narrow(SiGetSiErrorName(sirc), name, sizeof name);
     DPTRC_A7(1, tf, "%s: error %s after %d SI_EPORT_INUSE\n", fn, name, rounds - 1);
   }
-  int rc = ConnSysError(sirc, kSiConnect, pHdl, &pHdl->con.mSocket, nullptr, pNodeAddr, &port, fn,
-                        __LINE__, isError);
+  int rc = NiISystemError(sirc, kSiConnect, pHdl, &pHdl->con.mSocket,
+                          static_cast<int>(pHdl->con.mSocket.lastError), nullptr, pNodeAddr, &port,
+                          fn, kModInternal, __LINE__, isError);
   return rc == NIEINVAL ? NIEINTERN : rc;
 }
 
 int NiICheckPendConnection(NITAB *pHdl, int timeout, int setStat) noexcept {
   const char *fn = "NiICheckPendConnection";
+  time_t start = io::WaitStart(timeout);
   int sirc = SiPeekPendConn(&pHdl->con.mSocket, timeout);
+  io::CheckOverslept(start, timeout);
   if (sirc == SI_OK) {
     if (setStat != 0) {
-      SetStat(pHdl, pHdl->con.mSocket.type == SI_SOCK_DGRAM ? NI_DG_CONNECTED : NI_CONNECTED, fn);
+      NiISetStat(pHdl, pHdl->con.mSocket.type == SI_SOCK_DGRAM ? NI_DG_CONNECTED : NI_CONNECTED,
+                 fn);
       char partner[NI_NODEADDR_STR_LEN + 8];
       AddrPortText(&pHdl->con.mPeerAddr, pHdl->con.mPeerServ, partner, sizeof partner);
       DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: connection of hdl %d to %s established\n", fn,
@@ -257,12 +200,14 @@ int NiICheckPendConnection(NITAB *pHdl, int timeout, int setStat) noexcept {
   if (sirc == SI_ETIMEOUT) {
     if (setStat != 0 && pHdl->mType != NI_CONN_WAIT) {
       DPTRC_ERR_A7(tf, "%s: invalid state of hdl %d (%d)\n", fn, pHdl->handle, pHdl->mType);
-      SetStat(pHdl, NI_CONN_WAIT, fn);
+      NiISetStat(pHdl, NI_CONN_WAIT, fn);
     }
     return NIETIMEOUT;
   }
-  int rc = ConnSysError(sirc, kSiPeekPendConn, pHdl, &pHdl->con.mSocket, nullptr,
-                        &pHdl->con.mPeerAddr, &pHdl->con.mPeerServ, fn, __LINE__, 1);
+  int rc =
+      NiISystemError(sirc, kSiPeekPendConn, pHdl, &pHdl->con.mSocket,
+                     static_cast<int>(pHdl->con.mSocket.lastError), nullptr, &pHdl->con.mPeerAddr,
+                     &pHdl->con.mPeerServ, fn, kModInternal, __LINE__, 1);
   return rc == NIEINVAL ? NIEINTERN : rc;
 }
 
@@ -274,17 +219,15 @@ int NiIConnect(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int ti
   // Binding a probe socket costs a system call: asked only where the answer matters.
   int local = -1;
   auto isLocal = [&] {
-    if (local < 0) local = LocalAddrByBind(*pNodeAddr) ? 1 : 0;
+    if (local < 0) local = NiILocalCheck(pNodeAddr, ppTrcFile);
     return local == 1;
   };
   if (gConnectLocal != 0 && !isLocal()) {
     // The entry stays in its initial state until NiCloseAll.
-    ZUL_UTF16 text[NI_NODEADDR_STR_LEN];
+    ZUL_UTF16 text[NI_NODEADDR_STR_LEN] = {};
     NiAddrToStr(pNodeAddr, text, NI_NODEADDR_STR_LEN, 0);
     char addr[NI_NODEADDR_STR_LEN];
-    size_t n = 0;
-    for (; text[n] != 0 && n + 1 < sizeof addr; ++n) addr[n] = static_cast<char>(text[n]);
-    addr[n] = '\0';
+    Narrow(text, addr, sizeof addr);
     return Refuse(kModInternal, __LINE__, NIEINVAL, 1,
                   "%s: blocked connection to %s (ZUL_CONNECT_RESTRICTION)", fn, addr);
   }
@@ -311,13 +254,13 @@ int NiIConnect(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int ti
                                            : SI_AF_INET;
     p->con.mSocket = SI_SOCK{NI_INVALID_SOCK, family, SI_SOCK_STREAM, 0};
     rc = NiIInitSocket(p, &p->con.mSocket, 0);
-    if (rc == ZUL_O_K && SI_PEND_CONN_SUPPORTED == 1) rc = SetBlockMode(p, &p->con.mSocket, 0);
+    if (rc == ZUL_O_K && SI_PEND_CONN_SUPPORTED == 1) rc = NiIBlockMode(p, 0);
     if (rc == ZUL_O_K) rc = BindClient(p, pNodeAddr, fn);
     if (rc == ZUL_O_K) rc = NiIConnectSocket(p, pNodeAddr, port, timeout, 1);
     if (rc == ZUL_O_K || rc == NIECONN_PENDING) TraceLocalAddr(p, fn, -1);
   }
   if (rc == NIECONN_PENDING) {
-    SetStat(p, NI_CONN_WAIT, fn);
+    NiISetStat(p, NI_CONN_WAIT, fn);
     *ppHdl = p;
     return rc;
   }
@@ -325,7 +268,7 @@ int NiIConnect(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol, int ti
     NiICloseHandle(p, 1, 0);
     return rc;
   }
-  SetStat(p, NI_CONNECTED, fn);
+  NiISetStat(p, NI_CONNECTED, fn);
   *ppHdl = p;
   return ZUL_O_K;
 }
@@ -343,7 +286,7 @@ int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) n
     return rc;
   NITAB *p = nullptr;
   if (int rc = NiICreateHandle(&p, NI_INITIAL_CON, ppTrcFile); rc != ZUL_O_K) {
-    CloseSock(&sock);
+    CloseSocket(&sock);
     return rc;
   }
   p->con.mSocket = sock;
@@ -361,13 +304,13 @@ int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) n
     return NIETIMEOUT;
   }
   int rc = NiIInitSocket(p, &p->con.mSocket, 0);
-  if (rc == ZUL_O_K) rc = SetBlockMode(p, &p->con.mSocket, 0);
+  if (rc == ZUL_O_K) rc = NiIBlockMode(p, 0);
   if (rc != ZUL_O_K) {
     NiICloseHandle(p, 1, 0);
     return rc;
   }
   if (pListenHdl->mTrace != 0) p->mTrace = 1;
-  SetStat(p, NI_ACCEPTED, fn);
+  NiISetStat(p, NI_ACCEPTED, fn);
   if (p->mTrace == 0) PeerTraceHook(p);
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d accepted hdl %d from %s\n", fn, pListenHdl->handle,
            p->handle, partner);
@@ -391,10 +334,7 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
   NI_NODEADDR addr{};
   if (pHost != nullptr) {
     char host[NI_MAX_HOSTNAME_LEN];
-    size_t n = 0;
-    for (; pHost[n] != 0 && n + 1 < sizeof host; ++n)
-      host[n] = pHost[n] < 0x80 ? static_cast<char>(pHost[n]) : '#';
-    host[n] = '\0';
+    Narrow(pHost, host, sizeof host);
     if (strncmpU16(pHost, u"/H/", 3) == 0)
       return Refuse(kModInternal, __LINE__, NIEHOST_UNKNOWN, 1, "%s: hostname  '%s' unknown", fn,
                     host);
@@ -402,9 +342,7 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
       return Refuse(kModInternal, __LINE__, rc, 1, "%s: host invalid or unknown '%s' (rc=%d)", fn,
                     host, rc);
     char serv[NI_MAX_SERVNAME_LEN];
-    for (n = 0; pServ[n] != 0 && n + 1 < sizeof serv; ++n)
-      serv[n] = pServ[n] < 0x80 ? static_cast<char>(pServ[n]) : '#';
-    serv[n] = '\0';
+    Narrow(pServ, serv, sizeof serv);
     if (int rc = NiIGetServNo(pServ, &port); rc != ZUL_O_K)
       return Refuse(kModInternal, __LINE__, rc, 1, "%s: service invalid or unknown '%s' (rc=%d)",
                     fn, serv, rc);
@@ -431,21 +369,13 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
 int NiIMyAddrVerify(const ZUL_UTF16 *pHostName, int timeout, NI_NODEADDR *pNodeAddr,
                     int connectTest) noexcept {
   const char *fn = "NiIMyAddrVerify";
-  ZUL_UTF16 own[NI_MAX_HOSTNAME_LEN];
-  char name[NI_MAX_HOSTNAME_LEN] = "";
+  ZUL_UTF16 own[NI_MAX_HOSTNAME_LEN] = {};
   if (pHostName == nullptr) {
-    if (gethostname(name, sizeof name) != 0) name[0] = '\0';
-    name[sizeof name - 1] = '\0';
-    size_t n = 0;
-    for (; name[n] != '\0'; ++n) own[n] = static_cast<unsigned char>(name[n]);
-    own[n] = 0;
+    NiIGetLocalName(own, NI_MAX_HOSTNAME_LEN);
     pHostName = own;
-  } else {
-    size_t n = 0;
-    for (; pHostName[n] != 0 && n + 1 < sizeof name; ++n)
-      name[n] = pHostName[n] < 0x80 ? static_cast<char>(pHostName[n]) : '#';
-    name[n] = '\0';
   }
+  char name[NI_MAX_HOSTNAME_LEN];
+  Narrow(pHostName, name, sizeof name);
   DPTRC_A7(2, tf, "--- verify own hostname '%s' -->\n", name);
   NI_NODEADDR addr;
   int rc = NiIGetNodeAddr(pHostName, &addr);

@@ -9,11 +9,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 
+#include "ni/nixxi_con.h"
 #include "zul_dptrace.h"
 #include "zul_err.h"
 
@@ -24,54 +23,6 @@ const char *const NI_MODE_STR[3] = {"MESG_IO", "RAW_IO", "ROUT_IO"};
 namespace ni::io {
 
 Counters gCounters;
-
-namespace {
-
-constexpr const char16_t *kComponent = u"NI (network interface)";
-constexpr int kComponentVersion = 40;
-
-// 8-bit text into a 16-bit format that prints itself ('%' doubled).
-void WidenAsFormat(const char *in, char16_t *out, size_t size) noexcept {
-  size_t n = 0;
-  for (; *in != '\0' && n + 2 < size; ++in) {
-    if (*in == '%') out[n++] = u'%';
-    out[n++] = static_cast<unsigned char>(*in);
-  }
-  out[n] = 0;
-}
-
-}  // namespace
-
-void Narrow(const char16_t *in, char *out, size_t size) noexcept {
-  size_t n = 0;
-  for (; in != nullptr && *in != 0 && n + 1 < size; ++in)
-    out[n++] = *in < 0x80 ? static_cast<char>(*in) : '?';
-  out[n] = '\0';
-}
-
-namespace {
-
-int CodeOf(int siRc) noexcept {
-  switch (siRc) {
-    case SI_EINVAL:
-    case SI_EINVAL_SOCK:
-    case SI_EMFILE:
-      return NIEINVAL;
-    case SI_EADDR_NAVAIL:
-    case SI_ECONN_REFUSE:
-      return NIECONN_REFUSED;
-    case SI_EPORT_INUSE:
-      return NIESERV_USED;
-    case SI_ECONN_BROKEN:
-      return NIECONN_BROKEN;
-    case SI_ETIMEOUT:
-      return NIETIMEOUT;
-    default:
-      return NIEINTERN;
-  }
-}
-
-}  // namespace
 
 uint32_t Rand31() noexcept {
   // splitmix64, seeded per thread from the clock and the thread's own storage.
@@ -90,75 +41,6 @@ void CheckOverslept(time_t start, int timeout) noexcept {
   if (limit != 0 && elapsed >= (timeout + 500L) / 1000 + limit)
     DPTRC_WARN_A7(tf, "passed over poll/select timeout (%lds>=%dms+%lds)\n", elapsed, timeout,
                   limit);
-}
-
-const char *PeerText(const NITAB *p, char *buf, size_t size) noexcept {
-  ZUL_UTF16 addr[NI_NODEADDR_STR_LEN];
-  if (NiAddrToStr(&p->con.mPeerAddr, addr, NI_NODEADDR_STR_LEN, 0) != ZUL_O_K) addr[0] = 0;
-  char addr8[NI_NODEADDR_STR_LEN];
-  Narrow(addr, addr8, sizeof addr8);
-  std::snprintf(buf, size, "%s%c%u", addr8, static_cast<char>(NiIGetAddrPortSep(addr)),
-                static_cast<unsigned>(NiHostServno(p->con.mPeerServ)));
-  return buf;
-}
-
-int SetError(int rc, int line, const char *format, ...) noexcept {
-  char text[512];
-  va_list args;
-  va_start(args, format);
-  std::vsnprintf(text, sizeof text, format, args);
-  va_end(args);
-  char16_t detail[1024], codeText[160];
-  WidenAsFormat(text, detail, std::size(detail));
-  char code8[160];
-  Narrow(NiIErrorText(rc), code8, sizeof code8);
-  WidenAsFormat(code8, codeText, std::size(codeText));
-  ErrSet(kComponent, kComponentVersion, kModInternal, line, codeText, rc, detail);
-  return rc;
-}
-
-int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra, const char *func,
-                int line, bool isError) noexcept {
-  int rc = CodeOf(siRc);
-  char peer[NI_NODEADDR_STR_LEN + 8];
-  PeerText(p, peer, sizeof peer);
-  char message[160], format[160];
-  Narrow(NiIErrorText(rc), format, sizeof format);
-  if (std::strstr(format, "%s") != nullptr)
-    std::snprintf(message, sizeof message, format, peer);  // the texts have at most one %s
-  else
-    std::snprintf(message, sizeof message, "%s", format);
-  char16_t text[200], detail[400], syscall[40];
-  WidenAsFormat(message, text, std::size(text));
-  char name[40], detail8[300];
-  Narrow(SiGetFuncName(siFunc), name, sizeof name);
-  std::snprintf(detail8, sizeof detail8, "%s: %s failed for hdl %d/sock %d", func, name, p->handle,
-                sock->socket);
-  WidenAsFormat(detail8, detail, std::size(detail));
-  char lib[40];
-  Narrow(SiGetLibFuncName(siFunc), lib, sizeof lib);
-  WidenAsFormat(lib, syscall, std::size(syscall));
-  ErrSetSys(kComponent, kComponentVersion, kModInternal, line, 0, text, rc, detail, syscall,
-            static_cast<int>(sock->lastError));
-  if (ct_level < 1) return rc;
-  char rcName[40], family[16], type[16];
-  Narrow(SiGetSiErrorName(siRc), rcName, sizeof rcName);
-  Narrow(SiGetFamilyName(sock->family), family, sizeof family);
-  Narrow(SiGetTypeName(sock->type), type, sizeof type);
-  const char *fmt = "%s: %s failed for hdl %d/sock %d\n    (%s/%u; %s; %s%s%s%s)\n";
-  DpLock();
-  EntLev = 1;
-  if (isError) {
-    CTrcSaveLocation(u"nixxi", line);
-    DpTrcErrA7(tf, fmt, func, name, p->handle, sock->socket, rcName, sock->lastError, family, type,
-               "; ", peer, extra != nullptr ? "; " : "", extra != nullptr ? extra : "");
-  } else {
-    DpTrcA7(tf, fmt, func, name, p->handle, sock->socket, rcName, sock->lastError, family, type,
-            "; ", peer, extra != nullptr ? "; " : "", extra != nullptr ? extra : "");
-  }
-  EntLev = 2;
-  DpUnlock();
-  return rc;
 }
 
 bool TryClaimWrite(NITAB *p) noexcept {
@@ -286,7 +168,8 @@ int InvalidLength(NITAB *p, int mode, uint32_t length) {
   DPTRC_ERR_A7(tf, "%s: invalid data (0x%x) in mode %s for hdl %d (peer %s; local port %u)\n", fn,
                length, ModeName(mode), p->handle, PeerText(p, peer, sizeof peer),
                static_cast<unsigned>(NiHostServno(localPort)));
-  return SetError(NIEINTERN, __LINE__, "%s: invalid data (0x%x); probably RAW_IO", fn, length);
+  return Refuse(kModInternal, __LINE__, NIEINTERN, 0, "%s: invalid data (0x%x); probably RAW_IO",
+                fn, length);
 }
 
 int TooSmall(NITAB *p, int bufferLen) {
@@ -295,14 +178,29 @@ int TooSmall(NITAB *p, int bufferLen) {
                 bufferLen + static_cast<int>(p->con.mPendDataLenToRead));
 }
 
+// A connect still under way is completed first, within the call's time-out.
+int FinishConnect(NITAB *p, int timeout) {
+  if (p->mType != NI_CONN_WAIT) return ZUL_O_K;
+  int rc = NiICheckPendConnection(p, timeout, 1);
+  return rc == NIESERV_USED ? NIECONN_REFUSED : rc;
+}
+
+// A failed socket call on the connection, reported; NIEINVAL means a fault of this layer here.
+int SockFailed(NITAB *p, int sirc, int siFunc, const char *fn, int line) {
+  int rc =
+      NiISystemError(sirc, siFunc, p, &p->con.mSocket, static_cast<int>(p->con.mSocket.lastError),
+                     nullptr, nullptr, nullptr, fn, kModInternal, line, 1);
+  return rc == NIEINVAL ? NIEINTERN : rc;
+}
+
 }  // namespace
 
 int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode, int *pRead) noexcept {
   const char *fn = "NiIRead";
   auto &c = p->con;
   *pRead = 0;
-  // A pending connect is completed by the connect layer before data moves; no handle of this
-  // layer waits for one.
+  Deadline deadline(timeout);
+  if (int rc = FinishConnect(p, timeout); rc != ZUL_O_K) return rc;
   const bool raw = mode == NI_RAW_IO;
   if (raw) {
     if (bufferLen == 0)
@@ -314,7 +212,6 @@ int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode, in
   } else if (bufferLen == 0 && c.mPendHdrLenToRead == 0) {
     return TooSmall(p, bufferLen);
   }
-  Deadline deadline(timeout);
   bool eagain = false;  // the last try found nothing: wait before the next
   int r = 0;            // bytes of the last pass
   for (;;) {
@@ -359,15 +256,15 @@ int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode, in
         DPTRC_ERR_A7(tf, "%s: SiRecv(sock %d, %p, %zu) caused EFAULT (buffer %p, len %d)\n", fn,
                      c.mSocket.socket, static_cast<void *>(to), len, static_cast<void *>(pBuffer),
                      bufferLen);
-      int rc = SystemError(sirc, kSiRecv, p, &c.mSocket, nullptr, fn, __LINE__, true);
       *pRead = -1;
-      return rc == NIEINVAL ? NIEINTERN : rc;
+      return SockFailed(p, sirc, kSiRecv, fn, __LINE__);
     }
     if (got == 0) {
       // The peer has closed: a normal end, reported without an error trace.
       c.mSocket.lastError = 0;
       *pRead = 0;
-      return SystemError(SI_ECONN_BROKEN, kSiRecv, p, &c.mSocket, nullptr, fn, __LINE__, false);
+      return NiISystemError(SI_ECONN_BROKEN, kSiRecv, p, &c.mSocket, 0, nullptr, nullptr, nullptr,
+                            fn, kModInternal, __LINE__, 0);
     }
     r = static_cast<int>(got);
     if (raw) {
@@ -418,6 +315,8 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
   const char *fn = "NiIWrite";
   auto &c = p->con;
   *pWritten = 0;
+  Deadline deadline(timeout);
+  if (int rc = FinishConnect(p, timeout); rc != ZUL_O_K) return rc;
   // Switched on here rather than at accept, where the caller may not want it yet.
   if ((p->mSetKeepAlive & 1) != 0 && (p->mType == NI_CONNECTED || p->mType == NI_ACCEPTED)) {
     p->mSetKeepAlive &= static_cast<uint8_t>(~1u);
@@ -444,7 +343,6 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
     c.mPendDataLenToWrite = static_cast<uint32_t>(dataLen);
     PutBE32(c.mHdrWrite, static_cast<uint32_t>(dataLen));
   }
-  Deadline deadline(timeout);
   bool eagain = false;
   size_t mtu = SIZE_MAX;  // the most one pass sends after EMSGSIZE
   int w = 0;              // bytes of the last pass
@@ -519,8 +417,9 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
       if (next == 0) {
         DPTRC_ERR_A7(tf, "%s: MTU size reached (%d+%d<=%d) for hdl %d; flag connection as broken\n",
                      fn, static_cast<int>(hdrPart), static_cast<int>(dataPart), 32, p->handle);
-        return SetError(NIECONN_BROKEN, __LINE__, "%s: MTU size reached (%d+%d<=%d;hdl %d)", fn,
-                        static_cast<int>(hdrPart), static_cast<int>(dataPart), 32, p->handle);
+        return Refuse(kModInternal, __LINE__, NIECONN_BROKEN, 0,
+                      "%s: MTU size reached (%d+%d<=%d;hdl %d)", fn, static_cast<int>(hdrPart),
+                      static_cast<int>(dataPart), 32, p->handle);
       }
       mtu = next;
       size_t nextHdr = std::min<size_t>(c.mPendHdrLenToWrite, mtu);
@@ -530,9 +429,7 @@ int ni::io::WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeou
       continue;
     }
     if (sirc != SI_OK) {
-      int rc = SystemError(sirc, withHdr ? kSiSendV : kSiSend, p, &c.mSocket, nullptr, fn, __LINE__,
-                           true);
-      return rc == NIEINVAL ? NIEINTERN : rc;
+      return SockFailed(p, sirc, withHdr ? kSiSendV : kSiSend, fn, __LINE__);
     }
     if (sent > hdrPart + dataPart)
       return Refuse(kModInternal, __LINE__, NIEINTERN, 1,

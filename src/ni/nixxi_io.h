@@ -1,6 +1,6 @@
 // What the framed I/O files share: the time-out of a whole call, the trace level of a handle's
-// lines, the rate limit of the EAGAIN reports, the test switches' random numbers and the mapping
-// of a failed socket call to a code.
+// lines, the rate limit of the EAGAIN reports, the test switches' random numbers and the write
+// claim of a handle.
 #ifndef NI_NIXXI_IO_H
 #define NI_NIXXI_IO_H
 
@@ -74,23 +74,11 @@ inline time_t WaitStart(int timeout) noexcept {
 // Warns when a wait that started at start (WaitStart) returned long after its time-out.
 void CheckOverslept(time_t start, int timeout) noexcept;
 
-// 16-bit ASCII text as 8 bits, cut to size; null is empty.
-void Narrow(const char16_t *in, char *out, size_t size) noexcept;
-
-// The peer of a connection as "address:port" (8-bit), into buf.
-const char *PeerText(const NITAB *p, char *buf, size_t size) noexcept;
-
-// Turns a failed socket call into a code, error information and a trace line: the socket code's
-// NIE code, and the message of that code with the peer filled in. sock is the socket that failed,
-// siFunc the socket layer's call id (SI_FUNC_MAP). isError false writes the trace line at level 1
-// instead of the error trace. extra (may be null) is added to the trace line.
-int SystemError(int siRc, int siFunc, NITAB *p, SI_SOCK *sock, const char *extra, const char *func,
-                int line, bool isError) noexcept;
-
-// Error information alone, without a trace line: the code's text and the condition (a format
-// filled with the arguments), from the internal module at line. Answers rc.
-int SetError(int rc, int line, const char *format, ...) noexcept
-    __attribute__((format(printf, 3, 4)));
+// The peer of a connection as "address<sep>port" (8-bit), into buf.
+inline const char *PeerText(const NITAB *p, char *buf, size_t size) noexcept {
+  AddrPortText(&p->con.mPeerAddr, p->con.mPeerServ, buf, size);
+  return buf;
+}
 
 // The write direction of a handle belongs to one caller at a time: the writing thread, or a
 // read that answers a ping. ClaimWrite waits for the other to finish (a pong never waits on the
@@ -103,10 +91,6 @@ inline void ReleaseWrite(NITAB *p) noexcept {
 // NiIWrite for a caller that holds the write claim.
 int WriteClaimed(NITAB *p, const ZUL_RAW *pData, int dataLen, int timeout, int mode,
                  int *pWritten) noexcept;
-
-// The socket layer's call ids used here.
-inline constexpr int kSiSend = 15, kSiSendV = 16, kSiRecv = 21, kSiPoll = 42, kSiPeek = 43,
-                     kSiSelect = 41;
 
 }  // namespace ni::io
 

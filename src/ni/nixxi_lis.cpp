@@ -28,7 +28,7 @@ struct SearchRange {
 
 SearchRange ReadRange() {
   SearchRange r{};
-  ThrMtxLock(&gParamLock);
+  MtxGuard lock(gParamLock);
   if (gParams.portRange != 0) {
     r.lo = gParams.minPort == 0 ? 1 : gParams.minPort;
     r.hi = gParams.maxPort;
@@ -38,7 +38,6 @@ SearchRange ReadRange() {
   }
   r.inc = gParams.incServNo != 0;
   r.cont = gParams.contInRange != 0;
-  ThrMtxUnlock(&gParamLock);
   return r;
 }
 
@@ -77,21 +76,14 @@ int SearchPort(NITAB *p, SI_SOCK *s, const NI_NODEADDR *addr, uint16_t *pServNo)
                 "%s: no free port for hdl %d within min %d max %d", fn, p->handle, r.lo, r.hi);
 }
 
-int CloseSocket(SI_SOCK *s) {
-  int rc;
-  do rc = SiClose(s);
-  while (rc == SI_EINTR);
-  s->socket = NI_INVALID_SOCK;
-  return rc;
-}
-
 int ListenOn(NITAB *p, SI_SOCK *s, int backlog) {
   if (s->socket == NI_INVALID_SOCK) return ZUL_O_K;
   int rc;
   do rc = SiListen(s, backlog);
   while (rc == SI_EINTR);
   if (rc == SI_OK) return ZUL_O_K;
-  ConnSysError(rc, kSiListen, p, s, nullptr, nullptr, nullptr, "NiIListen", __LINE__, 1);
+  NiISystemError(rc, kSiListen, p, s, static_cast<int>(s->lastError), nullptr, nullptr, nullptr,
+                 "NiIListen", kModInternal, __LINE__, 1);
   return NIEINTERN;
 }
 
@@ -150,11 +142,12 @@ Round ListenRound(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int protocol,
     *pRc = rc;
     return uds ? Round::kBindFailed : Round::kFailed;
   }
-  if (p->lis.mIPSocket.socket != NI_INVALID_SOCK) SetBlockMode(p, &p->lis.mIPSocket, 0);
-  if (p->lis.mUDSocket.socket != NI_INVALID_SOCK) SetBlockMode(p, &p->lis.mUDSocket, 0);
-  ThrMtxLock(&gParamLock);
-  int backlog = static_cast<int>(gParams.queueLen);
-  ThrMtxUnlock(&gParamLock);
+  NiIBlockMode(p, 0);  // a failure is reported, and the listener works all the same
+  int backlog;
+  {
+    MtxGuard lock(gParamLock);
+    backlog = static_cast<int>(gParams.queueLen);
+  }
   rc = ListenOn(p, &p->lis.mIPSocket, backlog);
   if (rc == ZUL_O_K) rc = ListenOn(p, &p->lis.mUDSocket, backlog);
   if (rc != ZUL_O_K) {
@@ -162,7 +155,7 @@ Round ListenRound(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int protocol,
     *pRc = -1;
     return Round::kFailed;
   }
-  SetStat(p, NI_LISTEN, fn);
+  NiISetStat(p, NI_LISTEN, fn);
   *pServNo = port;
   *ppHdl = p;
   *pRc = ZUL_O_K;

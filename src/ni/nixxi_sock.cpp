@@ -1,5 +1,5 @@
-// Socket set-up for handles: the helpers of the connection paths, the report of a socket layer
-// failure, the default options of every socket, addresses, and the local socket files.
+// Socket set-up for handles: the default options of every socket, socket addresses both ways,
+// binding one socket, and the local socket paths.
 #define DPTRC_MODULE u"nixxi"
 
 #include <arpa/inet.h>
@@ -20,39 +20,24 @@ using namespace ni;
 
 namespace {
 
-constexpr const char16_t *kComponent = u"NI (network interface)";
-constexpr int kComponentVersion = 40;
 constexpr int kUdsAddrLen = 108;
 
 std::atomic<bool> gByteOrderTraced{false};
 
-bool IsMapped(const NI_NODEADDR &a) {
-  return std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0;
-}
-
-// 8-bit copy of 16-bit text; other than 7-bit characters become '#'.
-void Narrow(const ZUL_UTF16 *in, char *out, size_t size) {
-  size_t n = 0;
-  for (; in != nullptr && in[n] != 0 && n + 1 < size; ++n)
-    out[n] = in[n] < 0x80 ? static_cast<char>(in[n]) : '#';
-  out[n] = '\0';
-}
-
-// 16-bit copy of 8-bit text; with asFormat a '%' is doubled so that the text prints as itself.
-void Widen(const char *in, ZUL_UTF16 *out, size_t size, bool asFormat) {
-  size_t n = 0;
-  for (; *in != '\0' && n + 2 < size; ++in) {
-    if (asFormat && *in == '%') out[n++] = u'%';
-    out[n++] = static_cast<unsigned char>(*in);
+// The socket's family and type as the traces name them.
+struct SockNames {
+  char family[16], type[16];
+  explicit SockNames(const SI_SOCK &s) {
+    Narrow(SiGetFamilyName(s.family), family, sizeof family);
+    Narrow(SiGetTypeName(s.type), type, sizeof type);
   }
-  out[n] = 0;
-}
+};
 
-const char *FamilyName(int family) {
-  return family == SI_AF_INET ? "AF_INET" : family == SI_AF_INET6 ? "AF_INET6" : "AF_UNIX";
+// A failure of an option of the defaults: reported, and the set-up goes on.
+void OptFailed(NITAB *p, SI_SOCK *s, int rc, int siFunc, const char *text) {
+  NiISystemError(rc, siFunc, p, s, static_cast<int>(s->lastError), text, nullptr, nullptr,
+                 "NiIInitSocket", kModInternal, __LINE__, 1);
 }
-
-const char *TypeName(int type) { return type == SI_SOCK_DGRAM ? "SOCK_DGRAM" : "SOCK_STREAM"; }
 
 int SetIntOpt(SI_SOCK *s, int level, int option, int32_t value) {
   SI_OPTVAL v{&value, 4, nullptr, 0};
@@ -76,7 +61,7 @@ void DefaultOpt(NITAB *p, SI_SOCK *s, int level, int option, int32_t value, cons
                 bool quietEinval) {
   int rc = SetIntOpt(s, level, option, value);
   if (rc == SI_OK || (rc == SI_EINVAL && quietEinval)) return;
-  ConnSysError(rc, kSiSetSockOpt, p, s, text, nullptr, nullptr, "NiIInitSocket", __LINE__, 1);
+  OptFailed(p, s, rc, kSiSetSockOpt, text);
 }
 
 // Raises a buffer to NIP_SOCKET_BUFFER_SIZE when the system's is smaller.
@@ -84,7 +69,7 @@ void RaiseBuffer(NITAB *p, SI_SOCK *s, int option, const char *text, int32_t wan
   int32_t size = 0;
   int rc = GetIntOpt(s, SI_SOL_SOCKET, option, &size);
   if (rc != SI_OK) {
-    ConnSysError(rc, kSiGetSockOpt, p, s, text, nullptr, nullptr, "NiIInitSocket", __LINE__, 1);
+    OptFailed(p, s, rc, kSiGetSockOpt, text);
     return;
   }
   if (size < wanted) DefaultOpt(p, s, SI_SOL_SOCKET, option, wanted, text, false);
@@ -93,35 +78,6 @@ void RaiseBuffer(NITAB *p, SI_SOCK *s, int option, const char *text, int32_t wan
 }  // namespace
 
 namespace ni {
-
-bool IsLoopback(const NI_NODEADDR &addr) noexcept {
-  return std::memcmp(&addr, &NI_ADDR_LOCAL_I4_INIT, 16) == 0 ||
-         std::memcmp(&addr, &NI_ADDR_LOCAL_I6_INIT, 16) == 0;
-}
-
-bool LocalAddrByBind(const NI_NODEADDR &addr) noexcept {
-  if (IsLoopback(addr)) return true;
-  if (std::memcmp(&addr, &NI_ADDR_ANY_I4_INIT, 16) == 0 ||
-      std::memcmp(&addr, &NI_ADDR_ANY_I6_INIT, 16) == 0)
-    return false;
-  bool v4 = IsMapped(addr);
-  int fd = socket(v4 ? AF_INET : AF_INET6, SOCK_DGRAM, 0);
-  if (fd < 0) return false;
-  int rc;
-  if (v4) {
-    sockaddr_in sa{};
-    sa.sin_family = AF_INET;
-    std::memcpy(&sa.sin_addr, addr.addr + 12, 4);
-    rc = bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa);
-  } else {
-    sockaddr_in6 sa{};
-    sa.sin6_family = AF_INET6;
-    std::memcpy(&sa.sin6_addr, addr.addr, 16);
-    rc = bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa);
-  }
-  close(fd);
-  return rc == 0;
-}
 
 void AddrPortText(const NI_NODEADDR *pAddr, uint16_t port, char *out, size_t size) noexcept {
   ZUL_UTF16 text[NI_NODEADDR_STR_LEN];
@@ -132,29 +88,12 @@ void AddrPortText(const NI_NODEADDR *pAddr, uint16_t port, char *out, size_t siz
                 static_cast<unsigned>(ntohs(port)));
 }
 
-void SetStat(NITAB *pHdl, int stat, const char *funcName) noexcept {
-  pHdl->mType = static_cast<uint8_t>(stat);
-  DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: state of hdl %d %s\n", funcName, pHdl->handle,
-           StatName8(stat));
-}
-
-int SetBlockMode(NITAB *pHdl, SI_SOCK *pSock, int blocking) noexcept {
-  int rc;
-  do rc = SiSetBlockMode(pSock, blocking);
-  while (rc == SI_EINTR);
-  if (rc == SI_OK) {
-    pHdl->mBlockMode = static_cast<uint8_t>(blocking);
-    return ZUL_O_K;
-  }
-  return ConnSysError(rc, kSiSetBlockMode, pHdl, pSock, nullptr, nullptr, nullptr, "NiIBlockMode",
-                      __LINE__, 1);
-}
-
 void UdsPath(uint16_t port, char *out) noexcept {
   ZUL_UTF16 format[NI_UDS_PATH_LEN];
-  ThrMtxLock(&gParamLock);
-  std::memcpy(format, gParams.udsPath, sizeof format);
-  ThrMtxUnlock(&gParamLock);
+  {
+    MtxGuard lock(gParamLock);
+    std::memcpy(format, gParams.udsPath, sizeof format);
+  }
   // The format is the user's: only "%d" and "%%" are read, so no other conversion can misfire.
   char number[8];
   int numberLen = std::snprintf(number, sizeof number, "%u", static_cast<unsigned>(port));
@@ -173,87 +112,12 @@ void UdsPath(uint16_t port, char *out) noexcept {
   out[n] = '\0';
 }
 
-int ConnSysError(int siRc, int siFunc, NITAB *pHdl, SI_SOCK *pSock, const char *extraText,
-                 const NI_NODEADDR *pAddr, const uint16_t *pPort, const char *funcName, int line,
-                 int isError) noexcept {
-  bool onBind = siFunc == kSiBind;
-  bool local = pSock != nullptr && pSock->family == SI_AF_UNIX;
-  int rc;
-  switch (siRc) {
-    case SI_EINVAL:
-    case SI_EINVAL_SOCK:
-    case SI_EMFILE:
-      rc = NIEINVAL;
-      break;
-    case SI_EADDR_NAVAIL:
-    case SI_ECONN_REFUSE:
-      rc = !onBind ? NIECONN_REFUSED : local ? NIESERV_USED : NIEMYHOST_VERIFY;
-      break;
-    case SI_EPORT_INUSE:
-      rc = NIESERV_USED;
-      break;
-    case SI_ECONN_BROKEN:
-      rc = NIECONN_BROKEN;
-      break;
-    case SI_ETIMEOUT:
-      rc = siFunc == kSiConnect || siFunc == kSiPeekPendConn ? NIECONN_REFUSED : NIETIMEOUT;
-      break;
-    default:
-      rc = NIEINTERN;
-      break;
-  }
-  // The partner (or the bound address) as the code's text names it.
-  char partner[kUdsAddrLen] = "";
-  if (pSock != nullptr && local && pPort != nullptr)
-    UdsPath(ntohs(*pPort), partner);
-  else if (pAddr != nullptr)
-    AddrPortText(pAddr, pPort != nullptr ? *pPort : 0, partner, sizeof partner);
-  ZUL_UTF16 partner16[sizeof partner];
-  Widen(partner, partner16, sizeof partner, false);
-  char wrapper[32];
-  char syscall[32];
-  Narrow(SiGetFuncName(siFunc), wrapper, sizeof wrapper);
-  Narrow(SiGetLibFuncName(siFunc), syscall, sizeof syscall);
-  unsigned lastError = pSock != nullptr ? pSock->lastError : 0;
-  char siName[24] = "?";
-  if (const ZUL_UTF16 *name = SiGetSiErrorName(siRc); name != nullptr)
-    Narrow(name, siName, sizeof siName);
-  char detail[256];
-  std::snprintf(detail, sizeof detail, "%s: %s failed (%s/%u%s%s)", funcName, wrapper, siName,
-                lastError, extraText != nullptr ? "; " : "", extraText != nullptr ? extraText : "");
-  ZUL_UTF16 detail16[sizeof detail * 2];
-  Widen(detail, detail16, sizeof detail16 / sizeof detail16[0], true);
-  ZUL_UTF16 syscall16[sizeof syscall];
-  Widen(syscall, syscall16, sizeof syscall, false);
-  // The code's text is the format of the description; those with a "%s" take the partner.
-  ErrSetSys(kComponent, kComponentVersion, kModInternal, line, 0, NiIErrorText(rc), rc, detail16,
-            syscall16, static_cast<int>(lastError), partner16);
-  const char *sep = extraText != nullptr ? "; " : "";
-  const char *extra = extraText != nullptr ? extraText : "";
-  char text[512];
-  if (pSock != nullptr && pHdl != nullptr)
-    std::snprintf(text, sizeof text,
-                  "%s: %s failed for hdl %d/sock %d\n    (%s/%u; %s; %s; %s%s%s)\n", funcName,
-                  wrapper, pHdl->handle, pSock->socket, siName, lastError,
-                  FamilyName(pSock->family), TypeName(pSock->type), partner, sep, extra);
-  else
-    std::snprintf(text, sizeof text, "%s: %s failed (%s/%u; %s%s%s)\n", funcName, wrapper, siName,
-                  lastError, partner, sep, extra);
-  if (isError)
-    DPTRC_ERR_A7(tf, "%s", text);
-  else
-    DPTRC_A7(1, tf, "%s", text);
-  return rc;
-}
-
 }  // namespace ni
 
 int NiIUseUDS(int forced) noexcept {
   if (forced == 0) {
-    ThrMtxLock(&gParamLock);
-    bool on = gParams.connLocal != 0;
-    ThrMtxUnlock(&gParamLock);
-    if (!on) return 0;
+    MtxGuard lock(gParamLock);
+    if (gParams.connLocal == 0) return 0;
   }
   return SI_UDS_SUPPORTED;
 }
@@ -266,12 +130,10 @@ int NiIInitSocket(NITAB *pHdl, SI_SOCK *pSock, int /*ignored*/) noexcept {
     do rc = SiSocket(pSock, pSock->family, pSock->type);
     while (rc == SI_EINTR);
     if (rc != SI_OK) {
-      char text[64];
-      Narrow(SiGetSiErrorName(rc), text, sizeof text);
-      DPTRC_A7(1, tf, "%s: SiSocket failed (sirc=%d; %s; %s; errno=%u: %s)\n", fn, rc,
-               FamilyName(pSock->family), TypeName(pSock->type), pSock->lastError,
-               std::strerror(static_cast<int>(pSock->lastError)));
-      ConnSysError(rc, kSiSocket, pHdl, pSock, nullptr, nullptr, nullptr, fn, __LINE__, 1);
+      SockNames names(*pSock);
+      DPTRC_A7(1, tf, "%s: SiSocket failed (sirc=%d; %s; %s; errno=%u: %s)\n", fn, rc, names.family,
+               names.type, pSock->lastError, std::strerror(static_cast<int>(pSock->lastError)));
+      OptFailed(pHdl, pSock, rc, kSiSocket, nullptr);
       pSock->socket = NI_INVALID_SOCK;
       return -1;
     }
@@ -283,11 +145,13 @@ int NiIInitSocket(NITAB *pHdl, SI_SOCK *pSock, int /*ignored*/) noexcept {
          !gOwnHigh.compare_exchange_weak(high, pSock->socket, std::memory_order_relaxed)) {
   }
   if (int rc = SiSetCloseExec(pSock, 1); rc != SI_OK)
-    ConnSysError(rc, kSiSetCloseExec, pHdl, pSock, nullptr, nullptr, nullptr, fn, __LINE__, 1);
+    OptFailed(pHdl, pSock, rc, kSiSetCloseExec, nullptr);
   if (pSock->family != SI_AF_UNIX) {
-    ThrMtxLock(&gParamLock);
-    auto wanted = static_cast<int32_t>(gParams.socketBufferSize);
-    ThrMtxUnlock(&gParamLock);
+    int32_t wanted;
+    {
+      MtxGuard lock(gParamLock);
+      wanted = static_cast<int32_t>(gParams.socketBufferSize);
+    }
     RaiseBuffer(pHdl, pSock, SI_SO_RCVBUF, "SOL_SOCKET-SO_RCVBUF", wanted);
     RaiseBuffer(pHdl, pSock, SI_SO_SNDBUF, "SOL_SOCKET-SO_SNDBUF", wanted);
   }
@@ -304,8 +168,7 @@ int NiIInitSocket(NITAB *pHdl, SI_SOCK *pSock, int /*ignored*/) noexcept {
                  "*** WARNING => %s: connection from %s has been already shut down (hdl %d)\n", fn,
                  peer, pHdl->handle);
       } else if (rc != SI_OK) {
-        ConnSysError(rc, kSiSetSockOpt, pHdl, pSock, "SOL_SOCKET-SO_KEEPALIVE", nullptr, nullptr,
-                     fn, __LINE__, 1);
+        OptFailed(pHdl, pSock, rc, kSiSetSockOpt, "SOL_SOCKET-SO_KEEPALIVE");
       }
     }
   } else if (pSock->type == SI_SOCK_DGRAM) {
@@ -313,13 +176,12 @@ int NiIInitSocket(NITAB *pHdl, SI_SOCK *pSock, int /*ignored*/) noexcept {
     DefaultOpt(pHdl, pSock, SI_SOL_SOCKET, SI_SO_REUSEADDR, 1, "SOL_SOCKET-SO_REUSEADDR", false);
   } else {
     int type = pSock->type;
-    SiClose(pSock);
-    pSock->socket = NI_INVALID_SOCK;
+    CloseSocket(pSock);
     return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: invalid socket type (%d)", fn, type);
   }
+  SockNames names(*pSock);
   DPTRC_A7(pHdl->mTrace ? 1 : 2, tf, "%s: set default settings for %shdl %d/sock %d (%s; %s)\n", fn,
-           created ? "new " : "", pHdl->handle, pSock->socket, FamilyName(pSock->family),
-           TypeName(pSock->type));
+           created ? "new " : "", pHdl->handle, pSock->socket, names.family, names.type);
   return ZUL_O_K;
 }
 
@@ -344,7 +206,7 @@ int NiIMakeSockAddr(NITAB *pHdl, SI_SOCK *pSock, const NI_NODEADDR *pNodeAddr, u
     std::memcpy(pBuffer, pNodeAddr->addr + 12, 4);
     *pLen = 4;
   } else if (pSock->family == SI_AF_INET6) {
-    if (std::memcmp(pNodeAddr, &NI_ADDR_ANY_I4_INIT, 16) == 0) {
+    if (SameAddr(*pNodeAddr, NI_ADDR_ANY_I4_INIT)) {
       char proto[32];
       Narrow(NiGetProtoName(gUseIpProto), proto, sizeof proto);
       DPTRC_WARN_A7(tf,
@@ -408,7 +270,8 @@ int NiIBindSocket(NITAB *pHdl, SI_SOCK *pSock, const NI_NODEADDR *pNodeAddr, uin
   while (rc == SI_EINTR);
   if (rc != SI_OK) {
     int err = rc == SI_EPORT_INUSE ? isError : 1;
-    int nirc = ConnSysError(rc, kSiBind, pHdl, pSock, nullptr, addr, pPort, fn, __LINE__, err);
+    int nirc = NiISystemError(rc, kSiBind, pHdl, pSock, static_cast<int>(pSock->lastError), nullptr,
+                              addr, pPort, fn, kModInternal, __LINE__, err);
     return nirc == NIEINVAL ? NIEINTERN : nirc;
   }
   if (*pPort == 0 && pSock->family != SI_AF_UNIX) SiGetSockName(pSock, buf, 16, pPort);

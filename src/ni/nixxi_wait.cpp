@@ -75,7 +75,9 @@ int NiIPeek(NITAB *p, int siMode, int timeout) noexcept {
   }
   char extra[16];
   std::snprintf(extra, sizeof extra, "%c; %d", dir, sirc);
-  return SystemError(sirc, kSiPeek, p, &p->con.mSocket, extra, fn, __LINE__, true);
+  return NiISystemError(sirc, kSiPeek, p, &p->con.mSocket,
+                        static_cast<int>(p->con.mSocket.lastError), extra, nullptr, nullptr, fn,
+                        kModInternal, __LINE__, 1);
 }
 
 int NiIPeekListen(NITAB *p, int timeout, SI_SOCK **ppSock) noexcept {
@@ -94,9 +96,9 @@ int NiIPeekListen(NITAB *p, int timeout, SI_SOCK **ppSock) noexcept {
   int sirc = PollLoop(fds, n, timeout, &selected, &error, fn);
   CheckOverslept(start, timeout);
   if (sirc != SI_OK) {
-    SI_SOCK *s = n != 0 ? socks[0] : &p->lis.mIPSocket;
-    s->lastError = static_cast<uint32_t>(error);
-    int rc = SystemError(sirc, kSiPoll, p, s, nullptr, fn, __LINE__, true);
+    // Reported as the listener's, with both its sockets.
+    int rc = NiISystemError(sirc, kSiPoll, p, nullptr, error, nullptr, nullptr, nullptr, fn,
+                            kModInternal, __LINE__, 1);
     return rc == NIEINVAL ? NIEINTERN : rc;
   }
   if (selected == 0) return NIETIMEOUT;

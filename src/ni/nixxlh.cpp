@@ -60,19 +60,15 @@ int NiIGetLocalName(ZUL_UTF16 *pBuffer, int bufferLen) noexcept {
 
 int NiILocalCheck(const NI_NODEADDR *pNodeAddr, FILE **) noexcept {
   const NI_NODEADDR &a = *pNodeAddr;
-  if (std::memcmp(&a, &NI_ADDR_LOCAL_I4_INIT, sizeof a) == 0 ||
-      std::memcmp(&a, &NI_ADDR_LOCAL_I6_INIT, sizeof a) == 0)
-    return 1;
-  if (std::memcmp(&a, &NI_ADDR_ANY_I4_INIT, sizeof a) == 0 ||
-      std::memcmp(&a, &NI_ADDR_ANY_I6_INIT, sizeof a) == 0)
-    return 0;
+  if (IsLoopback(a)) return 1;
+  if (IsAnyAddr(a)) return 0;
   // A datagram socket binds only to an address of this machine; port 0 takes no port from anyone.
   sockaddr_in sa4{};
   sockaddr_in6 sa6{};
   sockaddr *sa;
   socklen_t len;
   int family;
-  if (std::memcmp(a.addr, NI_ADDR_ANY_I4_INIT.addr, 12) == 0) {
+  if (IsMapped(a)) {
     family = AF_INET;
     sa4.sin_family = AF_INET;
     std::memcpy(&sa4.sin_addr, a.addr + 12, 4);

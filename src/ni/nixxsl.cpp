@@ -15,36 +15,14 @@
 
 using namespace ni;
 
-NISIMPL_LINEAR::NISIMPL_LINEAR() noexcept : NISIMPL(u"NI serv section") {}
+NISIMPL_LINEAR::NISIMPL_LINEAR() noexcept : NISIMPL(u"NI serv section", "NISIMPL_LINEAR::init") {}
 
 NISIMPL_LINEAR::~NISIMPL_LINEAR() = default;
 
 int NISIMPL_LINEAR::allocate(int size) noexcept {
-  mBuf.reset(size > 0 ? new (std::nothrow) SERVBUF[static_cast<size_t>(size)]() : nullptr);
-  if (size > 0 && mBuf == nullptr)
-    return Refuse(kModHs, __LINE__, NIEINTERN, 1, "%s: malloc failed for %d entries",
-                  "NISIMPL_LINEAR::init", size);
-  mIndexSize = size;
+  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
   mPos = 0;
   return ZUL_O_K;
-}
-
-int NISIMPL_LINEAR::init(int size, time_t valid, time_t unknownName, time_t unknownPort) noexcept {
-  Guard g(mMtx);
-  if (mInitialized)
-    return Refuse(kModHs, __LINE__, NIECALL, 1, "%s: already initialized)", "NISIMPL_LINEAR::init");
-  int rc = allocate(size);
-  if (rc != ZUL_O_K) return rc;
-  validTimeout = valid;
-  unknownNameTimeout = unknownName;
-  unknownAddrTimeout = unknownPort;
-  mInitialized = true;
-  return ZUL_O_K;
-}
-
-int NISIMPL_LINEAR::setIndexSize(int size) noexcept {
-  Guard g(mMtx);
-  return allocate(size);
 }
 
 void NISIMPL_LINEAR::clearAll() noexcept {

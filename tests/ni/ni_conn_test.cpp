@@ -1,6 +1,7 @@
 // Connect, listen and accept over real loopback sockets: the IP and local socket matrix, the
-// port search, the local socket files, refusals and time-outs. Each test searches its own port
-// range below the system's ephemeral ports, and local sockets live in a fresh directory.
+// port search, the local socket files, refusals and time-outs. Ports come from the system (port 0
+// read back); a port search runs in a row of ports next to one the system handed out, and local
+// sockets live in a fresh directory.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -53,6 +54,32 @@ void ExpectPair(int a, int b) {
   }
 }
 
+// Binds a TCP socket to the any address and port (0: the system's choice) and releases it:
+// the port bound, or 0 when it was taken.
+uint16_t BindAny(uint16_t port) {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_port = htons(port);
+  socklen_t len = sizeof sa;
+  bool ok = fd >= 0 && bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa) == 0 &&
+            getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len) == 0;
+  if (fd >= 0) close(fd);
+  return ok ? ntohs(sa.sin_port) : 0;
+}
+
+// The first of n ports in a row that are free just now, starting at one the system handed out;
+// a second row if a port of the first is taken, 0 if that one is too.
+uint16_t FreeRow(int n) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    uint16_t lo = BindAny(0);
+    bool free = lo != 0 && lo + n <= 65535;
+    for (int i = 0; free && i < n; ++i) free = BindAny(static_cast<uint16_t>(lo + i)) != 0;
+    if (free) return lo;
+  }
+  return 0;
+}
+
 int CountState(int stat) {
   int n = 0;
   for (int i = 0; i < ni::gMaxHdls; ++i) n += ni::gTab[i].mType == stat;
@@ -88,11 +115,19 @@ class NiConn : public ::testing::Test {
     SetParam(NIP_MAXPORT, NI_DT_USHORT, hi);
     SetParam(NIP_INC_SERV_NO, NI_DT_BOOL, inc);
   }
-  // A listener on 127.0.0.1 when withAddr, else on any; *port in and out.
+  // A listener on 127.0.0.1 when withAddr, else on any; *port in and out. Port 0 is the system's
+  // choice; with the local socket bit, which refuses port 0, a port the system just handed out,
+  // and a second one if that was taken meanwhile.
   static int Listen(int protocol, uint16_t *port, bool withAddr = false) {
-    int h = -1;
-    int rc = NiServerHandleEx(withAddr ? &NI_ADDR_LOCAL_I4_INIT : nullptr, port, protocol, 0, &h);
-    return rc == ZUL_O_K ? h : rc;
+    const bool pick = *port == 0 && (protocol & NI_PROTO_FAM_LOCAL) != 0;
+    for (int attempt = 0;; ++attempt) {
+      uint16_t p = pick ? BindAny(0) : *port;
+      int h = -1;
+      int rc = NiServerHandleEx(withAddr ? &NI_ADDR_LOCAL_I4_INIT : nullptr, &p, protocol, 0, &h);
+      if (rc == NIESERV_USED && pick && attempt == 0) continue;
+      if (rc == ZUL_O_K) *port = p;
+      return rc == ZUL_O_K ? h : rc;
+    }
   }
   // Connects to the listener and accepts; *server gets the accepted handle.
   static int Connect(int lis, uint16_t port, int protocol, int *server, NI_NODEADDR *peer) {
@@ -122,10 +157,9 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
       {3, true, 1, ZUL_O_K, NI_PROTO_FAM_LOCAL},  // UDS and IPv4 on the loopback address
       {3, true, 2, ZUL_O_K, NI_PROTO_FAM_IPv4},
   };
-  uint16_t next = 29001;
   for (const Row &r : rows) {
     SCOPED_TRACE(testing::Message() << r.lisProto << "/" << r.cliProto);
-    uint16_t port = next++;
+    uint16_t port = 0;
     int lis = Listen(r.lisProto, &port, r.lisAddr);
     ASSERT_GE(lis, 0);
     EXPECT_EQ(NiGetHdlProto(lis), r.lisProto == 0 ? 3 : r.lisProto);
@@ -164,23 +198,27 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
 
 TEST_F(NiConn, SocketFileOfAListener) {
   struct stat st {};
-  // NiCloseHandle removes the file, NiCloseHandleKP keeps it; a new listener replaces a kept one,
-  // and a missing file sends clients over IP.
+  // The listener's name has its IP port and its file's path. NiCloseHandle removes the file,
+  // NiCloseHandleKP keeps it; a new listener replaces a kept one, and a missing file sends clients
+  // over IP.
+  uint16_t port = 0, named = 0;
+  char16_t path[NI_UDS_PATH_LEN];
   for (auto closeFn : {NiCloseHandle, NiCloseHandleKP}) {
-    uint16_t port = 29101;
     int lis = Listen(0, &port);
     ASSERT_GE(lis, 0);
     ASSERT_EQ(stat(Uds(port).c_str(), &st), 0);
     EXPECT_TRUE(S_ISSOCK(st.st_mode));
+    ASSERT_EQ(NiHdlGetName(lis, nullptr, &named, path), ZUL_O_K);
+    EXPECT_EQ(named, port);
+    EXPECT_EQ(std::u16string(path), U16(Uds(port)));
     EXPECT_EQ(closeFn(lis), ZUL_O_K);
     EXPECT_EQ(stat(Uds(port).c_str(), &st) == 0, closeFn == NiCloseHandleKP);
   }
-  uint16_t port = 29101;
   int lis = Listen(0, &port);
   ASSERT_GE(lis, 0);
   ASSERT_EQ(unlink(Uds(port).c_str()), 0);
   int c = -1;
-  ASSERT_EQ(NiHandle(u"127.0.0.1", u"29101", 2000, &c), ZUL_O_K);
+  ASSERT_EQ(NiHandle(u"127.0.0.1", U16(std::to_string(port)).c_str(), 2000, &c), ZUL_O_K);
   EXPECT_EQ(NiGetHdlProto(c), NI_PROTO_FAM_IPv4);
 }
 
@@ -194,9 +232,9 @@ TEST_F(NiConn, ObstaclesAtTheSocketPath) {
       {true, 2 | 0, ZUL_O_K, 2},   // IP only was asked for
       {true, 0, ZUL_O_K, 2},       // the UDS is given up, IP serves alone
   };
-  uint16_t port = 29201;
   for (const Row &r : rows) {
     SCOPED_TRACE(r.protocol);
+    uint16_t port = BindAny(0);
     std::string path = Uds(port);
     if (r.dir) {
       std::filesystem::create_directory(path);
@@ -216,33 +254,32 @@ TEST_F(NiConn, ObstaclesAtTheSocketPath) {
       NiCloseHandle(lis);
     }
     std::filesystem::remove_all(path);
-    ++port;
   }
 }
 
 TEST_F(NiConn, PortSearchStepsWrapsAndRunsOut) {
   for (bool inc : {false, true}) {
     SCOPED_TRACE(inc);
-    uint16_t lo = inc ? 29310 : 29300;
+    uint16_t lo = FreeRow(3);
+    ASSERT_NE(lo, 0);
     Range(lo, lo + 2, inc);
-    int h[3];
-    uint16_t got[3];
-    for (int i = 0; i < 3; ++i) {
-      got[i] = NI_FINDSERV;
-      h[i] = Listen(2, &got[i]);
-      ASSERT_GE(h[i], 0);
-      EXPECT_EQ(got[i], inc ? lo + i : lo + 2 - i);
-    }
-    // The search goes on from where it stopped, past the end of the range to its start.
-    NiCloseHandle(h[0]);
-    uint16_t again = NI_FINDSERV;
-    int h4 = Listen(2, &again);
-    EXPECT_EQ(again, got[0]);
-    uint16_t none = NI_FINDSERV;
+    const int edge = inc ? lo : lo + 2, step = inc ? 1 : -1;
+    // Without NIP_CONT_IN_RANGE each search starts at the range's edge.
+    SetParam(NIP_CONT_IN_RANGE, NI_DT_BOOL, 0);
+    uint16_t a = NI_FINDSERV, b = NI_FINDSERV, c = NI_FINDSERV, d = NI_FINDSERV, none = NI_FINDSERV;
+    int ha = Listen(2, &a), hb = Listen(2, &b);
+    EXPECT_EQ(a, edge);
+    EXPECT_EQ(b, edge + step);
+    // With it, a search goes on after the last port taken, past the end to the start again.
+    SetParam(NIP_CONT_IN_RANGE, NI_DT_BOOL, 1);
+    NiCloseHandle(ha);
+    int hc = Listen(2, &c), hd = Listen(2, &d);
+    EXPECT_EQ(c, edge + 2 * step);
+    EXPECT_EQ(d, edge);
     ErrClear();
     EXPECT_EQ(Listen(2, &none), NIENOFREEPORT);
     EXPECT_EQ(ConnDetail().find(u"no free port for hdl"), 9u);
-    for (int x : {h[1], h[2], h4}) NiCloseHandle(x);
+    for (int x : {hb, hc, hd}) NiCloseHandle(x);
   }
   // Without a range the search runs down from 65000 and a second one continues below.
   SetParam(NIP_PORTRANGE, NI_DT_BOOL, 0);
@@ -255,15 +292,18 @@ TEST_F(NiConn, PortSearchStepsWrapsAndRunsOut) {
 }
 
 TEST_F(NiConn, SearchSkipsAPortWhoseSocketPathIsTaken) {
-  // A search that must bind the local socket moves on when another owns its path.
-  Range(29400, 29402, false);
-  std::filesystem::create_directories(Uds(29402) + "/busy");
+  // A search that must bind the local socket moves on when another owns its path: with the paths
+  // of both ends taken, it ends in the middle wherever it starts; with all three, it gives up.
+  uint16_t lo = FreeRow(3);
+  ASSERT_NE(lo, 0);
+  Range(lo, lo + 2, false);
+  for (int p : {lo + 0, lo + 2}) std::filesystem::create_directories(Uds(p) + "/busy");
   uint16_t port = NI_FINDSERV;
   int lis = -1;
   ASSERT_EQ(NiServerHandleEx(&NI_ADDR_LOCAL_I4_INIT, &port, 3, 0, &lis), ZUL_O_K);
-  EXPECT_EQ(port, 29401);
+  EXPECT_EQ(port, lo + 1);
   NiCloseHandle(lis);
-  for (uint16_t p : {29400, 29401}) std::filesystem::create_directories(Uds(p) + "/busy");
+  std::filesystem::create_directories(Uds(lo + 1) + "/busy");
   port = NI_FINDSERV;
   EXPECT_EQ(NiServerHandleEx(&NI_ADDR_LOCAL_I4_INIT, &port, 3, 0, &lis), NIESERV_USED);
   EXPECT_EQ(lis, -1);
@@ -271,9 +311,10 @@ TEST_F(NiConn, SearchSkipsAPortWhoseSocketPathIsTaken) {
 }
 
 TEST_F(NiConn, RefusalsQuoteTheCondition) {
-  uint16_t p0 = 0, p1 = 29501, p2 = 29502;
+  uint16_t p0 = 0, p1 = 0;
   int lis = Listen(2, &p1);
   ASSERT_GE(lis, 0);
+  uint16_t p2 = p1;  // refused before any bind
   int h = 7;
   std::u16string longServ(32, u'1'), longHost(64, u'a');
   NI_NODEADDR addr;
@@ -353,33 +394,47 @@ TEST_F(NiConn, RefusedPortAndConnectsThatStayPending) {
   EXPECT_EQ(h, -1);
   EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_TEXT)),
             u"partner '127.0.0.1:" + U16(std::to_string(port)) + u"' not reached");
+  // Internal connects of time-out 0 may stay pending (one that completed at once is set back to
+  // look so); the socket mapping, a write and a read each complete one first.
+  uint16_t lisPort = 0;
+  int lis = Listen(2, &lisPort);
+  ASSERT_GE(lis, 0);
+  char buf[4] = "abc";
+  struct Row {
+    uint16_t port;
+    std::function<int(int)> use;
+    int rc, stat;
+  } rows[] = {
+      {lisPort, [](int c) { return NiHdlToSock(c, &c); }, ZUL_O_K, NI_CONNECTED},
+      {lisPort, [&](int c) { return NiWrite(c, buf, 3, 2000, &c); }, ZUL_O_K, NI_CONNECTED},
+      {port, [&](int c) { return NiRead(c, buf, 3, 2000, &c); }, NIECONN_REFUSED, NI_CONN_WAIT},
+  };
+  for (const Row &r : rows) {
+    NITAB *p = nullptr;
+    int rc = NiIConnect(&NI_ADDR_LOCAL_I4_INIT, htons(r.port), 2, 0, nullptr, &p);
+    if (rc == r.rc && r.rc != ZUL_O_K) continue;  // refused at once
+    ASSERT_TRUE(rc == ZUL_O_K || rc == NIECONN_PENDING) << rc;
+    if (rc == ZUL_O_K) NiISetStat(p, NI_CONN_WAIT, "test");
+    EXPECT_EQ(r.use(p->handle), r.rc) << r.stat;
+    EXPECT_EQ(NiHdlGetConStat(p->handle), r.stat);
+    NiCloseHandle(p->handle);
+  }
   // A backlog of 0 takes one connection; the next SYNs wait, and the connect is given up.
   ASSERT_EQ(listen(fd, 0), 0);
   int refused = 0, connected[8];
-  int n = 0;
-  for (; n < 8 && refused == 0; ++n) {
+  for (int n = 0; n < 8 && refused == 0; ++n) {
     int rc = NiHandleForAddrEx(&NI_ADDR_LOCAL_I4_INIT, port, 2, 0, 0, 200, nullptr, &connected[n]);
     if (rc == NIECONN_REFUSED) refused = n + 1;
   }
   ASSERT_NE(refused, 0) << "every connect completed";
   EXPECT_EQ(ConnDetail(), u"NiBufIConnect: connection pending after 200ms");
   EXPECT_EQ(CountState(NI_CONN_WAIT), 0);  // the pending handle was closed
-  // An internal connect with time-out 0 may stay pending; NiHdlToSock completes it.
-  NITAB *p = nullptr;
-  uint16_t lisPort = 29601;
-  int lis = Listen(2, &lisPort);
-  int rc = NiIConnect(&NI_ADDR_LOCAL_I4_INIT, htons(lisPort), 2, 0, nullptr, &p);
-  ASSERT_TRUE(rc == ZUL_O_K || rc == NIECONN_PENDING) << rc;
-  int sock = -1;
-  EXPECT_EQ(NiHdlToSock(p->handle, &sock), ZUL_O_K);
-  EXPECT_EQ(NiHdlGetConStat(p->handle), NI_CONNECTED);
-  EXPECT_GE(lis, 0);
   close(fd);
 }
 
 TEST_F(NiConn, AcceptTimesOutOnOneOrTwoSockets) {
   for (int protocol : {2, 0}) {
-    uint16_t port = static_cast<uint16_t>(29700 + protocol);
+    uint16_t port = 0;
     int lis = Listen(protocol, &port);
     ASSERT_GE(lis, 0);
     int h = 7;
@@ -403,7 +458,7 @@ TEST_F(NiConn, RestrictionBlocksOtherHostsAndKeepsTheEntry) {
   EXPECT_EQ(NiHandleForAddr(&other, 1, 100, &h), NIEINVAL);
   EXPECT_EQ(ConnDetail(), u"NiIConnect: blocked connection to 192.0.2.1 (ZUL_CONNECT_RESTRICTION)");
   EXPECT_EQ(CountState(NI_INITIAL_CON), 1);
-  uint16_t port = 29801;
+  uint16_t port = 0;
   int lis = Listen(2, &port), srv = -1;
   EXPECT_GE(Connect(lis, port, 2, &srv, nullptr), 0);  // this host stays reachable
   NiCloseAll();
@@ -411,7 +466,7 @@ TEST_F(NiConn, RestrictionBlocksOtherHostsAndKeepsTheEntry) {
 }
 
 TEST_F(NiConn, DefaultsAndOptionsOfSockets) {
-  uint16_t port = 29901;
+  uint16_t port = 0;
   int lis = Listen(2, &port), srv = -1;
   int c = Connect(lis, port, 2, &srv, nullptr);
   ASSERT_GE(c, 0);

@@ -168,6 +168,10 @@ TEST_F(NiHandles, InvalidNumbersAndExhaustion) {
   NITAB *again = nullptr;
   ASSERT_EQ(NiICreateHandle(&again, NI_INITIAL_LIS, nullptr), ZUL_O_K);
   EXPECT_EQ(again, p[3]);
+  // Whatever an entry is made for, none of its sockets reads as socket 0.
+  for (NITAB *q : {p[0], again})
+    for (const SI_SOCK *sock : {&q->lis.mIPSocket, &q->lis.mUDSocket, &q->con.mSocket})
+      EXPECT_EQ(sock->socket, NI_INVALID_SOCK);
   EXPECT_EQ(NiICreateHandle(&extra, NI_INITIAL_CON, nullptr), NIEINVAL);
 }
 

@@ -1,10 +1,8 @@
-// One handle's settings, ends and dumps, and the closes that keep or remove a listener's socket
-// file; real sockets stand behind the handles.
+// One handle's settings, ends and dumps; real sockets stand behind the handles.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <string>
@@ -146,26 +144,6 @@ TEST_F(NiHdl, EndsAndDumpOfAConnection) {
     EXPECT_NE(trace.Text().find(u"STAT     = NI_LISTEN"), std::u16string::npos);
   }
   EXPECT_EQ(NiGetMaxSockets(3), 3);
-}
-
-TEST_F(NiHdl, CloseRemovesTheSocketFileUnlessKept) {
-  tlm_test::TempDir dir;
-  for (bool keep : {false, true}) {
-    std::string path = dir.File(keep ? "kept" : "removed");
-    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un a{};
-    a.sun_family = AF_UNIX;
-    std::snprintf(a.sun_path, sizeof a.sun_path, "%s", path.c_str());
-    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&a), sizeof a), 0);
-    int hdl = Attach(NI_LISTEN, fd, AF_UNIX)->handle;
-    EXPECT_EQ(NiGetHdlProto(hdl), NI_PROTO_FAM_LOCAL);
-    char16_t name[NI_UDS_PATH_LEN];
-    ASSERT_EQ(NiHdlGetName(hdl, nullptr, nullptr, name), ZUL_O_K);
-    EXPECT_EQ(std::u16string(name), tlm_test::Utf16(path));
-    EXPECT_EQ(keep ? NiCloseHandleKP(hdl) : NiCloseHandle(hdl), ZUL_O_K);
-    EXPECT_EQ(access(path.c_str(), F_OK) == 0, keep) << path;
-    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
-  }
 }
 
 }  // namespace

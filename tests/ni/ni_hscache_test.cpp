@@ -93,9 +93,10 @@ TEST_P(NiHostCache, SeededEntriesAgainstTimeOutsAndModes) {
     ASSERT_EQ(NiIHSBufFlush(), ZUL_O_K);
     ASSERT_EQ(SetUint(NIP_HOSTBUF_TIMEOUT, 2), ZUL_O_K);
     ASSERT_EQ(SetUint(NIP_HOSTBUF_TIMEOUT_INVALID, 2), ZUL_O_K);
-    if (r.seedType != 0)
+    if (r.seedType != 0) {
       ASSERT_EQ(NiISetHBufEntry(2, u"localhost", u"10.1.2.3", r.seedType, time(nullptr) - r.age),
                 ZUL_O_K);
+    }
     uint64_t before = Lookups();
     NI_NODEADDR a;
     int rc = NiIGetNodeAddr(u"localhost", 0, &a, r.mode, nullptr);

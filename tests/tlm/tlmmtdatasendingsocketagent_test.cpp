@@ -91,7 +91,9 @@ TEST_F(SocketAgentTest, FailedNamesShiftTheFlagsOfLaterDestinations) {
     int accepts = 0;
     while (peer.Accept(c.accepts > accepts ? 1000 : 50) >= 0) ++accepts;
     EXPECT_EQ(accepts, c.accepts);
-    if (c.message) EXPECT_EQ(Occurrences(trace_.Text(), c.message), 1u);
+    if (c.message) {
+      EXPECT_EQ(Occurrences(trace_.Text(), c.message), 1u);
+    }
   }
 }
 

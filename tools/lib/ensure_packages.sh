@@ -25,3 +25,6 @@ TLM_BUILD_PACKAGES=(g++ cmake ninja-build binutils pkg-config uuid-dev uuid-runt
 # tlm-agent's Prometheus face is built on prometheus-cpp; its integration test runs Debian's
 # prometheus server (promtool comes with it) and queries it with curl.
 TLM_BUILD_PACKAGES+=(prometheus-cpp-dev prometheus curl)
+
+# The viewer's page is checked in a real browser (tests/tools/view/browser_check.sh).
+TLM_BUILD_PACKAGES+=(chromium)

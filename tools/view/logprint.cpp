@@ -105,7 +105,7 @@ void PrintResources(const std::vector<ResourceRow> &rows, std::ostream &out) {
     CellOrDash(out, row.current);
     CellOrDash(out, row.high);
     CellOrDash(out, row.low);
-    Cell(out, row.updates);
+    CellOrDash(out, row.updates);
     if (row.type == "PerInterval") out << "  (per interval)";
     out << '\n';
     for (const auto &[name, value] : row.kpis)
@@ -143,6 +143,7 @@ void PrintNode(const TraceNode &node, bool root, size_t depth, std::ostream &out
   out << '\n';
   std::string paramIndent = indent + "      ";
   for (const TraceParam &param : node.params) {
+    if (IsUnmeasuredCpu(param)) continue;
     out << paramIndent << param.name << " = ";
     PrintIndented(ShortPassport(param.value), paramIndent + "  ", out);
     out << '\n';
@@ -169,7 +170,7 @@ std::string TraceTransaction(const TraceNode &root) {
   return {};
 }
 
-void KeepTransaction(LogSummary &summary, const std::string &transaction) {
+size_t KeepTransaction(LogSummary &summary, const std::string &transaction) {
   std::erase_if(summary.traces, [&](const LogItem *item) {
     return TraceTransaction(std::get<TraceNode>(item->content)) != transaction;
   });
@@ -177,6 +178,18 @@ void KeepTransaction(LogSummary &summary, const std::string &transaction) {
   summary.resources.clear();
   summary.strings.clear();
   summary.others.clear();
+  return summary.traces.size();
+}
+
+bool IsUnmeasuredCpu(const TraceParam &param) {
+  return param.value == "-1" && param.name == "CPU Time (us)";
+}
+
+std::string MoreTracesNote(size_t more) {
+  std::string note = "(";
+  note += std::to_string(more);
+  note += more == 1 ? " more transaction trace not shown)" : " more transaction traces not shown)";
+  return note;
 }
 
 void PrintTrace(const TraceNode &root, std::ostream &out) { PrintNode(root, true, 0, out); }
@@ -212,7 +225,7 @@ void PrintSummary(const LogSummary &summary, std::ostream &out, size_t maxTraces
   }
   if (shown < summary.traces.size()) {
     separate();
-    out << "(" << summary.traces.size() - shown << " more transaction traces not shown)\n";
+    out << MoreTracesNote(summary.traces.size() - shown) << '\n';
   }
   if (!summary.others.empty()) {
     separate();

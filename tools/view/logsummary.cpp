@@ -45,14 +45,60 @@ class Summarizer {
       TimingRow &row = summary_.timings[i];
       if (!row.counter && row.count > 0) row.average = ToInt64(weightedSums_[i] / row.count);
     }
+    AddDerivedRows();
+    summary_.counts.traces = summary_.traces.size();
+    summary_.counts.rejected = summary_.others.size();
+    summary_.counts.stringLines = 0;
+    for (const StringRow &row : summary_.strings) summary_.counts.stringLines += row.times;
     return std::move(summary_);
   }
 
  private:
+  // The samples of an average include the calls that were terminated, which the Finished
+  // Counter doesn't: without a line that counts them, the difference is shown as a row of its
+  // own after the later of the two rows.
+  void AddDerivedRows() {
+    struct Parts {
+      const TimingRow *finished = nullptr, *average = nullptr;
+      size_t last = 0;
+      bool counted = false;
+    };
+    std::map<std::string_view, Parts> byPath;
+    for (size_t i = 0; i < summary_.timings.size(); ++i) {
+      const TimingRow &row = summary_.timings[i];
+      Parts &parts = byPath[row.path];
+      if (row.label == "Finished Counter" && row.counter) {
+        parts.finished = &row;
+      } else if (row.label == "Avg. Elapsed Time(ms)" && !row.counter) {
+        parts.average = &row;
+      } else if (row.label == "Exception Counter" || row.label == "Finished with undefined state") {
+        parts.counted = true;
+      } else {
+        continue;
+      }
+      parts.last = i;
+    }
+    std::vector<std::pair<size_t, TimingRow>> added;
+    for (const auto &[path, parts] : byPath) {
+      if (parts.counted || !parts.finished || !parts.average) continue;
+      if (parts.average->count <= parts.finished->count) continue;
+      TimingRow row{parts.average->path, std::string(kDerivedTerminatedLabel),
+                    parts.average->reports, parts.average->count - parts.finished->count, true};
+      row.derived = true;
+      added.emplace_back(parts.last + 1, std::move(row));
+    }
+    // Inserted from the back, so that the positions found above stay right.
+    std::sort(added.begin(), added.end(),
+              [](const auto &a, const auto &b) { return a.first > b.first; });
+    for (auto &[at, row] : added) summary_.timings.insert(summary_.timings.begin() + at, row);
+  }
+
   void AddMetric(const MetricLine &metric) {
     if (metric.number && metric.type == "IntAverage") {
+      ++summary_.counts.metricLines;
       AddTiming(metric);
     } else if (metric.number && (metric.type == "LongCounter" || metric.type == "PerInterval")) {
+      ++summary_.counts.metricLines;
       AddResource(metric);
     } else {
       AddString(metric);
@@ -98,8 +144,9 @@ class Summarizer {
     int64_t value = *metric.number;
     if (metric.label == "Current Value") {
       row.current = value;
+      row.history.push_back(value);
       Widen(row.high, row.low, metric.max.value_or(value), metric.min.value_or(value));
-      row.updates = SaturatingAdd(row.updates, metric.count.value_or(0));
+      if (metric.count) row.updates = SaturatingAdd(row.updates.value_or(0), *metric.count);
     } else if (metric.label == "High Watermark") {
       row.high = row.high ? std::max(*row.high, value) : value;
     } else if (metric.label == "Low Watermark") {
@@ -109,8 +156,10 @@ class Summarizer {
                               [&](const auto &entry) { return entry.first == metric.label; });
       if (kpi == row.kpis.end()) {
         row.kpis.emplace_back(metric.label, value);
+        row.kpiHistory.push_back({value});
       } else {
         kpi->second = value;
+        row.kpiHistory[kpi - row.kpis.begin()].push_back(value);
       }
     }
   }
@@ -127,9 +176,13 @@ class Summarizer {
 
 }  // namespace
 
-LogSummary Summarize(const std::vector<LogItem> &items) {
+LogSummary Summarize(const std::vector<LogItem> &items) { return Summarize({&items}); }
+
+LogSummary Summarize(const std::vector<const std::vector<LogItem> *> &inputs) {
   Summarizer summarizer;
-  for (const LogItem &item : items) summarizer.Add(item);
+  for (const std::vector<LogItem> *items : inputs) {
+    for (const LogItem &item : *items) summarizer.Add(item);
+  }
   return summarizer.Finish();
 }
 

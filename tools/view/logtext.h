@@ -46,6 +46,7 @@ struct LogItem {
   size_t line = 0;  // number of its first line, from 1
   size_t lines = 1;
   std::variant<MetricLine, TraceNode, std::string> content;  // the string: an other line
+  size_t source = 0;  // which input it came from, when several are read together
 };
 
 // Documents nested deeper than this are shown as other lines: the tree is walked recursively.

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "exposition_grammar.h"
-
 namespace {
 
 using tlmagent::Clock;
@@ -64,7 +62,6 @@ TEST(AgentExposition, EachKindOfFigureBecomesItsSeries) {
       EXPECT_EQ(exposition.Take(line, kHost, Clock::now()), LineFate::kExposed) << line;
     }
     const std::string scrape = exposition.Scrape();
-    EXPECT_EQ(tlm_test::CheckExposition(scrape), "");
     for (const std::string &expected : c.expected) {
       EXPECT_NE(scrape.find("\n" + expected + "\n"), std::string::npos)
           << expected << "\nin\n" << scrape;

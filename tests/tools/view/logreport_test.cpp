@@ -78,12 +78,14 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
   std::vector<LogItem> items = Parse(
       {R"M(<metric type="StringEvent" name="SYS|Srv_9:TLM library version" value="2.3.12" />)M",
        R"M(<metric type="IntAverage" name="SYS|Srv_9|Web|get:Avg. Elapsed Time(ms)" value="20" max="31" min="9" count="2" />)M",
+       R"M(<metric type="IntAverage" name="SYS|Srv_9|Web|get:Finished Counter" value="1" />)M",
        R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Avg. Elapsed Time(ms)" value="8" max="8" min="8" count="1" />)M",
        R"M(<metric type="IntAverage" name="SYS|Srv_9|Db|query:Finished Counter" value="1" />)M",
        R"M(<metric type="LongCounter" name="SYS|Srv_9|Open:Current Value" value="1" max="2" min="0" count="3" />)M",
+       R"M(<metric type="PerInterval" name="SYS|Srv_9|Hits:Current Value" value="6" />)M",
        R"M(<event resource="Web|get" startTime="2026-01-02 03:04:05.678" duration="31">)M"
        R"M(<calledComponent resource="Db|query" offset="2" duration="8">)M"
-       R"M(<param name="CPU Time (us)" value="-1" /></calledComponent>)M"
+       R"M(<param name="CPU Time (us)" value="40" /></calledComponent>)M"
        R"M(<param name="CPU Time (us)" value="-1" /><param name="User ID" value="alice" /></event>)M",
        "not a metric"});
   std::ostringstream out;
@@ -92,29 +94,31 @@ TEST(ViewPrint, ShowsTablesTreesStringsAndOtherLines) {
             "Timed components (names below continue SYS|Srv_9|)\n"
             "  metric    value                     count       avg       min       max intervals\n"
             "  Web|get   Avg. Elapsed Time(ms)         2        20         9        31         1\n"
+            "  Web|get   Finished Counter              1         -         -         -         1\n"
+            "  Web|get   Terminated (derived)          1         -         -         -         1\n"
             "  Db|query  Avg. Elapsed Time(ms)         1         8         8         8         1\n"
             "  Db|query  Finished Counter              1         -         -         -         1\n"
             "\n"
             "Resources (names below continue SYS|Srv_9|)\n"
             "  resource     current      high       low   updates\n"
             "  Open               1         2         0         3\n"
+            "  Hits               6         6         6         -  (per interval)\n"
             "\n"
             "String events\n"
             "  SYS|Srv_9:TLM library version = 2.3.12\n"
             "\n"
-            "Transaction trace (line 6)\n"
+            "Transaction trace (line 8)\n"
             "  Web|get  31 ms  (started 2026-01-02 03:04:05.678)\n"
-            "        CPU Time (us) = -1\n"
             "        User ID = alice\n"
             "    +2 ms  Db|query  8 ms\n"
-            "          CPU Time (us) = -1\n"
+            "          CPU Time (us) = 40\n"
             "\n"
             "Other lines\n"
-            "  line 7: not a metric\n");
+            "  line 9: not a metric\n");
 
   std::ostringstream limited;
   tlmview::PrintSummary(tlmview::Summarize(items), limited, 0);
-  EXPECT_NE(limited.str().find("(1 more transaction traces not shown)\n"), std::string::npos);
+  EXPECT_NE(limited.str().find("(1 more transaction trace not shown)\n"), std::string::npos);
   EXPECT_EQ(limited.str().find("Transaction trace (line"), std::string::npos);
 }
 
@@ -154,7 +158,6 @@ TEST(ViewPrint, TraceHeadingsNameTheTransactionAndPassportsAreShortened) {
   std::string text = out.str();
   EXPECT_NE(text.find("Transaction trace (line 1)  transaction 0123456789ABCDEF0123456789ABCDEF\n"
                       "  A|run  1 ms  (started T)\n"
-                      "        CPU Time (us) = -1\n"
                       "        request.header.ZUL-PASSPORT = " +
                       passport.substr(0, 16) + "... (" + std::to_string(passport.size()) +
                       " digits, transaction 0123456789ABCDEF0123456789ABCDEF)\n"),
@@ -169,7 +172,6 @@ TEST(ViewPrint, TraceHeadingsNameTheTransactionAndPassportsAreShortened) {
   EXPECT_EQ(kept.str(),
             "Transaction trace (line 2)  transaction GUID-B\n"
             "  B|run  2 ms  (started T)\n"
-            "        CPU Time (us) = -1\n"
             "        request.header.ZUL-PASSPORT = GUID-B*1535\n");
 }
 
