@@ -1,9 +1,10 @@
 // Arbitrary bytes as the text tlm-agent receives, fed line by line from two hosts into the
-// Prometheus conversion: every line is exposed, rejected or skipped, and the agent's own counters
-// say how many of each, before and after half of the series have aged out.
+// Prometheus conversion: every line is exposed, rejected or skipped, the agent's own counters
+// say how many of each, and the scrape follows the exposition format's grammar.
 #include <string>
 
 #include "exposition.h"
+#include "exposition_grammar.h"
 #include "fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -23,13 +24,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     at = feed + 1;
   }
   const std::string scrape = exposition.Scrape();
+  const std::string fault = tlm_test::CheckExposition(scrape);
+  FUZZ_REQUIRE(fault.empty());
   FUZZ_REQUIRE(scrape.find("\ntlm_agent_exposed_lines_total " + std::to_string(exposed) + "\n") !=
                std::string::npos);
   FUZZ_REQUIRE(scrape.find("\ntlm_agent_rejected_lines_total " + std::to_string(rejected) +
                            "\n") != std::string::npos);
-  // Half of the lines are old by now: what they alone fed leaves, the counters stay.
+  // Half of the lines are old by now: what they alone fed leaves, and the text still parses.
   exposition.Expire(start + std::chrono::seconds(lines / 2 + 60));
-  FUZZ_REQUIRE(exposition.Scrape().find("\ntlm_agent_rejected_lines_total " +
-                                        std::to_string(rejected) + "\n") != std::string::npos);
+  FUZZ_REQUIRE(tlm_test::CheckExposition(exposition.Scrape()).empty());
   return 0;
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# tlm-agent --prometheus with the example server sending to it. /metrics
-# is scraped twenty times while the texts arrive; then Debian's prometheus
+# tlm-agent --prometheus with the example server sending to it. While the texts arrive, /metrics
+# is scraped a hundred times in a second beside clients that misbehave (silent, not a GET of
+# /metrics, a 100 KB request line), and every scrape must be served. Then Debian's prometheus
 # server scrapes the agent every second: the count of a known component that it answers must
 # equal the one tlm-view computes from the text the same agent printed, and promtool must accept
 # a scrape. At last the idle series leave /metrics. Everything started here is stopped here.
@@ -40,8 +41,23 @@ url=http://127.0.0.1:$metrics_port
 timeout 120 "$server" --logdir "$work" --seconds 4 --agent-port "$port" >"$work/server.err" 2>&1 &
 pids+=($!)
 server_pid=$!
-# Scrapes while the texts arrive must all be served.
-for _ in $(seq 20); do curl -sf --max-time 5 -o /dev/null "$url/metrics" || fail "a scrape failed"; sleep 0.1; done
+# Silent clients hold a worker each until the server drops them; the others are refused.
+for fd in 5 6 7 8; do eval "exec $fd<>/dev/tcp/127.0.0.1/$metrics_port"; done
+for bad in "-X POST $url/metrics" "$url/other" "$url/$(head -c 102400 /dev/zero | tr '\0' a)"; do
+  # shellcheck disable=SC2086
+  code=$(curl -s -o /dev/null -w '%{http_code}' --max-time 5 $bad || true)
+  [ "$code" != 200 ] || fail "served: curl ${bad:0:40}..."
+done
+scrapes=()
+for _ in $(seq 100); do
+  curl -sf --max-time 5 -o /dev/null "$url/metrics" &
+  scrapes+=($!)
+  sleep 0.01
+done
+served=0
+for p in "${scrapes[@]}"; do wait "$p" && served=$((served + 1)); done
+[ "$served" = 100 ] || fail "$served of 100 scrapes served"
+for fd in 5 6 7 8; do eval "exec $fd>&-"; done
 wait "$server_pid" || fail "the example server failed"
 
 has_text() { grep -q 'Database|query:Avg. Elapsed Time(ms)' "$work/agent.txt"; }
@@ -74,6 +90,7 @@ wait_for 60 ask || fail "prometheus never answered $query; its targets: $(curl -
   "http://127.0.0.1:$prometheus_port/api/v1/targets")"
 [ "$answer" = "$expected" ] || fail "prometheus counts $answer, tlm-view $expected"
 echo "prometheus and tlm-view both count $answer samples of Database|query"
+
 
 # A second agent that forgets series after a second of silence.
 "$agent" --port 0 --prometheus 127.0.0.1:0 --prometheus-idle 1 >/dev/null 2>"$work/idle.err" &
