@@ -20,45 +20,40 @@ std::u16string CompsText() {
   return text;
 }
 
-TEST(CTrcNewComp, LevelsByLetterAndTheComponentsText) {
+// Letters are upper case, levels by letter; the table fills up; nothing registers after
+// CTrcLastComp or without a global file, and a trace file that can't be opened is standard error.
+TEST(CTrcNewComp, LevelsRefusalsAndTheirAnswers) {
   TraceCapture trace;
-  CTRC_HDL m = nullptr, x = nullptr;
+  CTRC_HDL m = nullptr, x = nullptr, hdl = nullptr;
   ASSERT_EQ(CTrcNewComp(u'M', &m, nullptr), 0);
   ASSERT_EQ(CTrcNewComp(u'x', &x, nullptr), 0);
   EXPECT_EQ(CTrcCompLev(m), 3);
   EXPECT_EQ(CTrcCompLev(x), 1);
   EXPECT_EQ(static_cast<CTRC_ADM *>(x)->letter, u'X');
   EXPECT_EQ(CompsText(), u"all, M");
-}
 
-TEST(CTrcNewComp, RefusalsAndTheirAnswers) {
-  TraceCapture trace;
-  CTRC_HDL hdl = nullptr;
-  // Until CTrcLastComp every registration succeeds, up to the table's size.
-  int first = next_free_comp;
-  int registered = 0;
+  int first = next_free_comp, registered = 0;
   while (CTrcNewComp(u'Q', &hdl, nullptr) == 0) ++registered;
   EXPECT_EQ(registered, CTRC_MAX_COMPS - first);
   EXPECT_EQ(hdl, stderr);
   EXPECT_NE(trace.Text().find(u"*** ERROR => CTrcNewComp: too many comps\n"), std::u16string::npos);
-
   next_free_comp = 1;
   ASSERT_EQ(CTrcLastComp(u'L', &hdl, nullptr), 0);
   EXPECT_EQ(CTrcNewComp(u'K', &hdl, nullptr), -1);
   EXPECT_EQ(hdl, nullptr);
   EXPECT_NE(trace.Text().find(u"*** ERROR => CTrcNewComp called after CTrcLastComp [dptrace_r_mt "),
             std::u16string::npos);
-}
 
-TEST(CTrcNewComp, WithoutGlobalFileIsRefused) {
-  TraceCapture trace;
+  trace.Clear();
+  ctrc::state.last_comp_registered = false;
   ctrc::state.global_file = nullptr;
-  CTRC_HDL hdl = nullptr;
   EXPECT_EQ(CTrcNewComp(u'A', &hdl, nullptr), -1);
   EXPECT_EQ(hdl, stderr);
   EXPECT_EQ(trace.Text(), u"*** ERROR => CTrcNewComp: not initialized\n");
   EXPECT_EQ(CTrcSwitch(u"a", CTRC_SWITCH_SET, 1, nullptr, nullptr), -1);
   EXPECT_EQ(CTrcPrintAct(), -1);
+  output_func = nullptr;  // a real open is tried, and fails
+  EXPECT_EQ(CTrcInit(u"/nonexistent-dir/x.trc", 0, 1), stderr);
 }
 
 // Handles are tested by address; closing the global file invalidates every one.
@@ -137,7 +132,7 @@ TEST(CTrcSwitch, AnswersThePreviousStatePrintsAndCallsHooks) {
   EXPECT_EQ(hook_level, 1);
 }
 
-TEST(CTrcParam, LevelFilePointerAndHook) {
+TEST(CTrcParam, LevelFilePointerHookAndIndent) {
   TraceCapture trace(3);
   CTRC_HDL c = nullptr;
   CTrcNewComp(u'C', &c, nullptr);
@@ -170,18 +165,14 @@ TEST(CTrcParam, LevelFilePointerAndHook) {
     EXPECT_NE(trace.Text().find(line), std::u16string::npos) << tlm_test::Utf8(line);
   // A value that is neither a handle nor the global file is refused without a word.
   EXPECT_EQ(CTrcSetParam(nullptr, CTP_LEVEL, 3), -1);
-}
-
-TEST(CTrcIndent, NeverNegative) {
-  TraceCapture trace;
-  CTRC_HDL a = nullptr;
-  CTrcNewComp(u'A', &a, nullptr);
+  // Indents never go negative.
   CTrcSetGlobalIndent(2);
-  CTrcChangeHdlIndent(a, -5);
-  EXPECT_EQ(static_cast<CTRC_ADM *>(a)->indent, 0);
+  CTrcChangeHdlIndent(c, -5);
+  EXPECT_EQ(static_cast<CTRC_ADM *>(c)->indent, 0);
   CTrcChangeGlobalIndent(20);
-  DPTRC_STMT(1, DpTrcNoTiNoThr, a, u"deep\n");
-  EXPECT_EQ(trace.Text(), u"A  " + std::u16string(31, u' ') + u"deep\n");
+  trace.Clear();
+  DPTRC_STMT(1, DpTrcNoTiNoThr, c, u"deep\n");
+  EXPECT_EQ(trace.Text(), u"C  " + std::u16string(31, u' ') + u"deep\n");
 }
 
 TEST(CTrcPrintPgmHeader, Lines) {
@@ -242,12 +233,6 @@ TEST(CTrcInit, HeaderBlockASecondFileStaysApartAndTruncEmptiesTheFile) {
   ASSERT_EQ(CTrcFileTrunc(ctrc::state.global_file), 0);
   DPTRC_STMT(1, DpTrcNoTiNoThr, ctrc::state.global_file, u"kept\n");
   EXPECT_EQ(trace.Text(), u"kept\n");
-}
-
-TEST(CTrcInit, FailedOpenFallsBackToStandardError) {
-  TraceCapture trace;
-  output_func = nullptr;  // a real open is tried
-  EXPECT_EQ(CTrcInit(u"/nonexistent-dir/x.trc", 0, 1), stderr);
 }
 
 TEST(CTrcThrOpen, ThreadFileTakesAllOfTheThreadsOutput) {
