@@ -44,7 +44,9 @@ class RecordTable {
   void *base() const { return block_.get(); }
   size_t size() const { return size_; }
 
-  KeyRecord *Add(const std::u16string &key, uint32_t value) { return AddTo(block_.get(), key, value); }
+  KeyRecord *Add(const std::u16string &key, uint32_t value) {
+    return AddTo(block_.get(), key, value);
+  }
   // A record of key and value in the Ft table at table.
   static KeyRecord *AddTo(void *table, const std::u16string &key, uint32_t value) {
     void *p = nullptr;

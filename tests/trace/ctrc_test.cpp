@@ -14,6 +14,13 @@ using tlm_test::TraceCapture;
 using tlm_test::TraceFileCapture;
 using tlm_test::Utf16;
 
+// Registers a component; answers its handle.
+CTRC_HDL Comp(char16_t letter, CTRC_HOOK hook = nullptr) {
+  CTRC_HDL hdl = nullptr;
+  EXPECT_EQ(CTrcNewComp(letter, &hdl, hook), 0);
+  return hdl;
+}
+
 std::u16string CompsText() {
   ZUL_UTF16 text[CTRC_COMPS_TEXT_SIZE];
   CTrcSwitch(nullptr, CTRC_SWITCH_ADD, -1, text, nullptr);
@@ -24,9 +31,7 @@ std::u16string CompsText() {
 // CTrcLastComp or without a global file, and a trace file that can't be opened is standard error.
 TEST(CTrcNewComp, LevelsRefusalsAndTheirAnswers) {
   TraceCapture trace;
-  CTRC_HDL m = nullptr, x = nullptr, hdl = nullptr;
-  ASSERT_EQ(CTrcNewComp(u'M', &m, nullptr), 0);
-  ASSERT_EQ(CTrcNewComp(u'x', &x, nullptr), 0);
+  CTRC_HDL m = Comp(u'M'), x = Comp(u'x'), hdl = nullptr;
   EXPECT_EQ(CTrcCompLev(m), 3);
   EXPECT_EQ(CTrcCompLev(x), 1);
   EXPECT_EQ(static_cast<CTRC_ADM *>(x)->letter, u'X');
@@ -59,9 +64,7 @@ TEST(CTrcNewComp, LevelsRefusalsAndTheirAnswers) {
 // Handles are tested by address; closing the global file invalidates every one.
 TEST(CTrcHandles, ClosingTheGlobalFileInvalidatesEveryHandle) {
   TraceCapture trace;
-  CTRC_HDL a = nullptr, b = nullptr;
-  CTrcNewComp(u'A', &a, nullptr);
-  CTrcNewComp(u'B', &b, nullptr);
+  CTRC_HDL a = Comp(u'A'), b = Comp(u'B');
   EXPECT_TRUE(CTRC_IS_HANDLE(a));
   EXPECT_FALSE(CTRC_IS_HANDLE(&ctrcadm[0]) || CTRC_IS_HANDLE(&ctrcadm[next_free_comp]) ||
                CTRC_IS_HANDLE(stderr) || CTRC_IS_HANDLE(nullptr));
@@ -84,10 +87,7 @@ TEST(CTrcHandles, ClosingTheGlobalFileInvalidatesEveryHandle) {
 
 TEST(CTrcSwitch, ModesAndLetters) {
   TraceCapture trace;
-  CTRC_HDL a = nullptr, b = nullptr, m = nullptr;
-  CTrcNewComp(u'A', &a, nullptr);
-  CTrcNewComp(u'B', &b, nullptr);
-  CTrcNewComp(u'M', &m, nullptr);
+  for (char16_t letter : {u'A', u'B', u'M'}) Comp(letter);
   const struct {
     const char16_t *components;
     int mode, level, answer;
@@ -117,8 +117,7 @@ void Hook(int level) { hook_level = level; }
 
 TEST(CTrcSwitch, AnswersThePreviousStatePrintsAndCallsHooks) {
   TraceCapture trace(2);
-  CTRC_HDL m = nullptr;
-  CTrcNewComp(u'M', &m, Hook);
+  Comp(u'M', Hook);
   EXPECT_EQ(hook_level, 2);  // at once, the lower of 3 and ct_level
   trace.Clear();
   ZUL_UTF16 before[CTRC_COMPS_TEXT_SIZE];
@@ -134,8 +133,7 @@ TEST(CTrcSwitch, AnswersThePreviousStatePrintsAndCallsHooks) {
 
 TEST(CTrcParam, LevelFilePointerHookAndIndent) {
   TraceCapture trace(3);
-  CTRC_HDL c = nullptr;
-  CTrcNewComp(u'C', &c, nullptr);
+  CTRC_HDL c = Comp(u'C');
   trace.Clear();
   ASSERT_EQ(CTrcSetParam(c, CTP_LEVEL, 2), 0);
   const std::u16string thr = TraceCapture::ThreadPrefix();
@@ -177,8 +175,7 @@ TEST(CTrcParam, LevelFilePointerHookAndIndent) {
 
 TEST(CTrcPrintPgmHeader, Lines) {
   TraceCapture trace;
-  CTRC_HDL p = nullptr;
-  CTrcNewComp(u'P', &p, nullptr);
+  CTRC_HDL p = Comp(u'P');
   trace.Clear();
   EntLev = 1;
   ASSERT_EQ(CTrcPrintPgmHeaderExt2(p, 720, 3, 14, 1, u"00", u"TLM", u"/etc/tlm.conf"), 0);
@@ -237,8 +234,7 @@ TEST(CTrcInit, HeaderBlockASecondFileStaysApartAndTruncEmptiesTheFile) {
 
 TEST(CTrcThrOpen, ThreadFileTakesAllOfTheThreadsOutput) {
   TraceFileCapture trace(3);
-  CTRC_HDL g = nullptr;
-  CTrcNewComp(u'G', &g, nullptr);
+  CTRC_HDL g = Comp(u'G');
   static_cast<CTRC_ADM *>(g)->level = 3;
   EXPECT_EQ(CTrcThrGetTraceLevel(g), CTRC_THR_LEVEL_UNSET);
   std::string thread_file = trace.dir().File("thread.trc");

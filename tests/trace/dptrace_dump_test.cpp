@@ -32,14 +32,14 @@ TEST(PrBinAll, LinesCharsetsAndHiding) {
   const char data[] = "ABCDEFGHIJKLMNOPQ";
   PrBinAll(nullptr, u"title", data, 17, 0);
   const std::u16string thr = TraceCapture::ThreadPrefix(), pad(15, u' ');
-  EXPECT_EQ(trace.Lines(),
-            (std::vector<std::u16string>{
-                thr + u"Adresse   Offset  title", thr + kDumpRule,
-                thr + Address(data) +
-                    u"  000000  41424344 45464748 494a4b4c 4d4e4f50 |ABCDEFGHIJKLMNOP|",
-                thr + Address(data + 16) + u"  000016  51" + std::u16string(34, u' ') + u"|Q" +
-                    pad + u"|",
-                thr + kDumpRule}));
+  EXPECT_EQ(
+      trace.Lines(),
+      (std::vector<std::u16string>{
+          thr + u"Adresse   Offset  title", thr + kDumpRule,
+          thr + Address(data) + u"  000000  41424344 45464748 494a4b4c 4d4e4f50 |ABCDEFGHIJKLMNOP|",
+          thr + Address(data + 16) + u"  000016  51" + std::u16string(34, u' ') + u"|Q" + pad +
+              u"|",
+          thr + kDumpRule}));
 
   trace.Clear();
   const unsigned char ebcdic[] = {0xC1, 0xC2, 0x40, 0x15};
@@ -52,9 +52,9 @@ TEST(PrBinAll, LinesCharsetsAndHiding) {
   const char session[] = "..SID:ANON:1-ATT..";
   PrBinAll(nullptr, u"", session, 18, 0);
   EXPECT_EQ(Bodies(trace.Lines()),
-            (std::vector<std::u16string>{u"2e2exxxx xxxxxxxx xxxxxxxx xxxxxxxx |................|",
-                                         u"2e2e" + std::u16string(32, u' ') + u"|.." +
-                                             std::u16string(14, u' ') + u"|"}));
+            (std::vector<std::u16string>{
+                u"2e2exxxx xxxxxxxx xxxxxxxx xxxxxxxx |................|",
+                u"2e2e" + std::u16string(32, u' ') + u"|.." + std::u16string(14, u' ') + u"|"}));
   trace.Clear();
   dpTrcHidingActive = 0;
   PrBinAll(nullptr, u"", session, 18, 0);

@@ -22,10 +22,12 @@ std::u16string MakeBlock(std::initializer_list<std::u16string> fields) {
 
 // A complete block of 21 fields, every one with a text of its own kind.
 std::u16string SampleBlock() {
+  // clang-format off
   return MakeBlock({u"*ERR*", u"1", u"connect failed", u"-10", u"NI (network interface)", u"720",
                     u"", u"nixxi", u"1234", u"peer reset the connection",
                     u"Mon Jan  5 12:34:56 2026", u"connect", u"104", u"Connection reset by peer",
                     u"9", u"server A", u"", u"", u"", u"", u"*ERR*"});
+  // clang-format on
 }
 
 std::u16string Field(int n) { return ErrGetFld(n); }
@@ -161,14 +163,18 @@ TEST_F(ErrSetTest, ReplaceByField) {
     Fields fields;
   } cases[] = {
       {[] { return ErrReplace(ERR_FLD_RC, 42); }, ERR_OK, {{ERR_FLD_RC, u"42"}}},
-      {[] { return ErrReplace(ERR_FLD_ERRNO, 2); }, ERR_OK,
+      {[] { return ErrReplace(ERR_FLD_ERRNO, 2); },
+       ERR_OK,
        {{ERR_FLD_ERRNO, u"2"}, {ERR_FLD_ERRNO_TEXT, u"No such file or directory"}}},
-      {[] { return ErrReplace(ERR_FLD_TEXT, u"(ZZZZZ) now %s", u"x"); }, ERR_OK,
+      {[] { return ErrReplace(ERR_FLD_TEXT, u"(ZZZZZ) now %s", u"x"); },
+       ERR_OK,
        {{ERR_FLD_TEXT, u"now x"}, {ERR_FLD_DESCR_MSG_NO, u"ZZZZZ"}, {ERR_FLD_DESCR_VARGS, u"x"}}},
-      {[] { return ErrReplace(ERR_FLD_DETAIL, u"plain %d", 3); }, ERR_OK,
+      {[] { return ErrReplace(ERR_FLD_DETAIL, u"plain %d", 3); },
+       ERR_OK,
        {{ERR_FLD_DETAIL, u"plain 3"}, {ERR_FLD_DETAIL_MSG_NO, u""}, {ERR_FLD_DETAIL_VARGS, u""}}},
       {[] { return ErrReplace(ERR_FLD_MODULE, u"m%d"); }, ERR_OK, {{ERR_FLD_MODULE, u"m%d"}}},
-      {[] { return ErrReplace(ERR_FLD_LOCATION, u"at %d", 5); }, ERR_OK,
+      {[] { return ErrReplace(ERR_FLD_LOCATION, u"at %d", 5); },
+       ERR_OK,
        {{ERR_FLD_LOCATION, u"at 5"}}},
       {[] { return ErrReplace(20, u"x"); }, ERR_UNKNOWN_FIELD, {}},  // the eyecatcher
       {[] { return ErrReplace(ERR_FLD_TIME, u"x"); }, ERR_UNKNOWN_FIELD, {}},
@@ -427,8 +433,8 @@ TEST_F(ErrNetTest, DamagedNetworkFormsGetTheirCodesAndTraces) {
   twenty.erase(twenty.find(u"server A"), 9);  // the location with its terminator
   const struct {
     std::string bytes;
-    int net_rc;  // of ErrCpNetToInt
-    int get_rc;  // of ErrGet afterwards
+    int net_rc;                       // of ErrCpNetToInt
+    int get_rc;                       // of ErrGet afterwards
     const char16_t *error = nullptr;  // the error line the trace starts with
   } cases[] = {
       {good, ERR_OK, ERR_OK},

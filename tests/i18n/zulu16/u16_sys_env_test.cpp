@@ -31,7 +31,9 @@ TEST(GetenvU16, ResultsAndTheirTable) {
   EXPECT_EQ(zulu16::GetenvTableUse(), used);
 
   ASSERT_EQ(putenvU16(u"TLM_U16SYS_VALUE=Gr\u00fc\u00dfe \u20ac"), 0);
-  EXPECT_STREQ(getenv("TLM_U16SYS_VALUE"), "Gr\xc3\xbc\xc3\x9f" "e \xe2\x82\xac");
+  EXPECT_STREQ(getenv("TLM_U16SYS_VALUE"),
+               "Gr\xc3\xbc\xc3\x9f"
+               "e \xe2\x82\xac");
   TraceCapture trace(16);
   while (zulu16::GetenvTableUse() < zulu16::kGetenvTableLines)
     ASSERT_NE(getenvU16(u"TLM_U16SYS_VALUE"), nullptr);

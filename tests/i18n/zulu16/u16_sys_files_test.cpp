@@ -265,7 +265,9 @@ TEST(StreamUnits, ReadAndWriteBeyondTheBasicPlane) {
   EXPECT_EQ(errno, EILSEQ);
   EXPECT_EQ(fgetcU16(in.get()), '(');
   EXPECT_EQ(fgetcU16(in.get()), EOF);
-  File more = Input("ab\xe2\x82\xac" "cde");
+  File more = Input(
+      "ab\xe2\x82\xac"
+      "cde");
   ZUL_UTF16 units[8] = {};
   EXPECT_EQ(freadU16(units, 2, 4, more.get()), 3u);  // six units, the last element incomplete
   EXPECT_EQ(std::u16string(units, 6), u"ab\u20accde");
@@ -363,8 +365,9 @@ class FgetcErrorLimit : public ::testing::Test {
 };
 
 constexpr char kInvalid[] = "Invalid UTF-8 encountered by fgetcU16 (fileno 0x";
-constexpr char kSilence[] = "Too many invalid UTF-8 in fgetcU16, no more error message will be "
-                            "written for %d seconds\n";
+constexpr char kSilence[] =
+    "Too many invalid UTF-8 in fgetcU16, no more error message will be "
+    "written for %d seconds\n";
 constexpr char kReset[] = "fgetcU16 error counter reset\n";
 
 std::string Silence(int seconds) {
@@ -432,6 +435,7 @@ TEST(ResultWrappers, EqualTheSystemsAnswers) {
   ASSERT_EQ(gethostnameU16(host16, 256), 0);
   ASSERT_EQ(ctime_rU16(&clock, ctime16), ctime16);
   ZUL_UTF16 *allocated = getcwdU16(nullptr, 0);
+  ASSERT_NE(allocated, nullptr);
   errno = EAGAIN;
   const std::pair<std::u16string, std::string> pairs[] = {
       {cwd16, cwd},
@@ -542,19 +546,21 @@ TEST(ExecWrappers, ArgumentsAndEnvironmentArriveAsUtf8) {
                         envp);
             }),
             8);
-  EXPECT_EQ(InChild([] {
-              std::u16string words[] = {u"sh", u"-c", u"exit 9"};
-              ZUL_UTF16 *const argv[] = {words[0].data(), words[1].data(), words[2].data(),
-                                         nullptr};
-              execvpU16(u"sh", argv);
-            }),
-            9);
+  EXPECT_EQ(
+      InChild([] {
+        std::u16string words[] = {u"sh", u"-c", u"exit 9"};
+        ZUL_UTF16 *const argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+        execvpU16(u"sh", argv);
+      }),
+      9);
   EXPECT_EQ(WEXITSTATUS(systemU16(u"[ \"\u00e4\" = \"$(printf '\\303\\244')\" ] && exit 3")), 3);
   FILE *pipe = popenU16(u"printf 'Gr\u00fc\u00dfe'", u"r");
   ASSERT_NE(pipe, nullptr);
   char bytes[16] = {};
   EXPECT_EQ(fread(bytes, 1, sizeof bytes, pipe), 7u);
-  EXPECT_STREQ(bytes, "Gr\xc3\xbc\xc3\x9f" "e");
+  EXPECT_STREQ(bytes,
+               "Gr\xc3\xbc\xc3\x9f"
+               "e");
   pclose(pipe);
 }
 
