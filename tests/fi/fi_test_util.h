@@ -45,11 +45,17 @@ class RecordTable {
   size_t size() const { return size_; }
 
   KeyRecord *Add(const std::u16string &key, uint32_t value) {
+    return AddTo(block_.get(), key, value);
+  }
+  // A record of key and value in the Ft table at table.
+  static KeyRecord *AddTo(void *table, const std::u16string &key, uint32_t value) {
     void *p = nullptr;
-    EXPECT_EQ(FtAlloc(block_.get(), &p), FI_OK);
+    EXPECT_EQ(FtAlloc(table, &p), FI_OK);
     auto *r = static_cast<KeyRecord *>(p);
-    std::memcpy(r->key, key.data(), sizeof r->key);
-    r->value = value;
+    if (r != nullptr) {
+      std::memcpy(r->key, PadKey(key).data(), sizeof r->key);
+      r->value = value;
+    }
     return r;
   }
   void Drop(KeyRecord *r) { EXPECT_EQ(FtFree(block_.get(), r), FI_OK); }

@@ -1,9 +1,6 @@
-// The index tree: duplicate keys, emptying, longest paths, indexes, initialisation and printers;
-// full blocks and arguments that don't fit; a filled region (an Fi block followed by the Ft table
-// of its records, keys relative to the region's start) searched at other addresses; the Ft slot
+// The index tree, its capacities and a region relocated and shared through a file; the Ft slot
 // table. Every block is a heap allocation of exactly the size asked for, so that ASan reports any
 // write past its end.
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -20,28 +17,26 @@ constexpr uint32_t kKeys = 64;
 class FiTree : public ::testing::Test {
  protected:
   void SetUp() override {
-    size_t size = FiGetAdmSize(2, kKeys, sizeof(KeyRecord), 0);
-    ASSERT_GT(size, 0u);
-    block_ = ExactBlock(size);
+    block_ = ExactBlock(FiGetAdmSize(2, kKeys, sizeof(KeyRecord), 0));
     ASSERT_EQ(FiInit(block_.get(), u"tree", 0, 2, kKeys, sizeof(KeyRecord), u' ', u'*', nullptr),
               FI_OK);
     ASSERT_EQ(FiOpenIndex(block_.get(), 1, 0, records_.base(), kKeyUnits, &hdl_), FI_OK);
   }
   void TearDown() override { EXPECT_EQ(FiDestroy(block_.get()), FI_OK); }
 
-  FI_NODE *Insert(const std::u16string &text, uint32_t value) {
+  FI_NODE *Insert(const std::u16string &text, uint32_t value, int rc = FI_OK) {
     FI_NODE *node = nullptr;
     KeyRecord *r = records_.Add(PadKey(text), value);
-    EXPECT_EQ(FiInsert(hdl_, r->key, r, &node), FI_OK) << std::string(text.begin(), text.end());
+    EXPECT_EQ(FiInsert(hdl_, r->key, r, &node), rc) << std::string(text.begin(), text.end());
     return node;
   }
   uint32_t Value(const FI_NODE *node) {
     return static_cast<KeyRecord *>(FI_NODE_RECORD(records_.base(), node))->value;
   }
-  uint32_t FreeLeaves() {
-    FI_PSTAT s;
+  FI_PSTAT Stat() {
+    FI_PSTAT s{};
     EXPECT_EQ(FiGetPstat(block_.get(), &s), FI_OK);
-    return s.free_leaves;
+    return s;
   }
 
   RecordTable records_{2 * kKeys};
@@ -49,60 +44,43 @@ class FiTree : public ::testing::Test {
   FI_HDL hdl_ = nullptr;
 };
 
-TEST_F(FiTree, SameKeyTwiceAnswersExistsWithTheFirstNode) {
-  FI_NODE *first = Insert(u"alpha", 1);
-  KeyRecord *again = records_.Add(PadKey(u"alpha"), 2);
-  FI_NODE *node = nullptr;
-  EXPECT_EQ(FiInsert(hdl_, again->key, again, &node), FI_EXISTS);
-  EXPECT_EQ(node, first);
-  EXPECT_EQ(FreeLeaves(), kKeys - 1);
-}
-
-TEST_F(FiTree, RemovingTheLastKeyEmptiesTheTreeForReuse) {
+// A second insert of a key answers the first node; removing every key gives back every node.
+TEST_F(FiTree, DuplicateKeysAndEmptyingTheTree) {
   std::vector<FI_NODE *> nodes = {Insert(u"ab", 1), Insert(u"ac", 2), Insert(u"b", 3)};
+  EXPECT_EQ(Insert(u"ab", 9, FI_EXISTS), nodes[0]);
+  EXPECT_EQ(Stat().free_leaves, kKeys - 3);
   for (FI_NODE *n : nodes) EXPECT_EQ(FiRemove(hdl_, n), FI_OK);
   EXPECT_EQ(FiRemove(hdl_, nodes[0]), FI_NOT_FOUND);
-  std::u16string key = PadKey(u"ab");
-  EXPECT_EQ(FiFindExact(hdl_, key.data(), nullptr), FI_NOT_FOUND);
   FI_NODE *found[4];
   uint32_t count = 9, cont = FI_FIND_START;
   EXPECT_EQ(FiFind(hdl_, PadKey(u"").data(), 4, found, &count, &cont), FI_NOT_FOUND);
-  EXPECT_EQ(count, 0u);
-  EXPECT_EQ(cont, 0u);
-  FI_PSTAT s;
-  ASSERT_EQ(FiGetPstat(block_.get(), &s), FI_OK);
+  EXPECT_EQ(count + cont, 0u);
+  FI_PSTAT s = Stat();
   EXPECT_EQ(s.free_leaves, s.leaves);
   EXPECT_EQ(s.free_inner_nodes, s.inner_nodes);
-  Insert(u"ab", 4);
-  FI_NODE *node = nullptr;
-  ASSERT_EQ(FiFindExact(hdl_, key.data(), &node), FI_OK);
-  EXPECT_EQ(Value(node), 4u);
 }
 
-struct LongestPathCase {
-  const char16_t *key;
-  uint32_t length;
-  int rc;
-  uint32_t value;
-};
-
 TEST_F(FiTree, LongestPathTakesTheLongestStoredPrefixEndingAtASeparator) {
-  Insert(u"10", 1);
-  Insert(u"10.1", 2);
-  Insert(u"10.1.2", 3);
-  Insert(u"10.15", 4);
-  const LongestPathCase cases[] = {
+  const std::pair<const char16_t *, uint32_t> stored[] = {
+      {u"10", 1}, {u"10.1", 2}, {u"10.1.2", 3}, {u"10.15", 4}};
+  for (const auto &[text, value] : stored) Insert(text, value);
+  const struct {
+    const char16_t *key;
+    uint32_t length;
+    int rc;
+    uint32_t value;
+  } cases[] = {
       {u"10.1.2.3", 8, FI_OK, 3},   {u"10.1.5.1", 8, FI_OK, 2},    {u"10.1/7", 6, FI_OK, 2},
       {u"10.1", 4, FI_OK, 2},       {u"10.15", 5, FI_OK, 4},       {u"10.16", 5, FI_OK, 1},
       {u"10x", 3, FI_NOT_FOUND, 0}, {u"11.1", 4, FI_NOT_FOUND, 0},
   };
-  for (const LongestPathCase &c : cases) {
+  for (const auto &c : cases) {
     std::u16string key = PadKey(c.key);
+    SCOPED_TRACE(std::string(key.begin(), key.end()));
     FI_NODE *node = nullptr;
-    ASSERT_EQ(FiFindLongestPath(hdl_, key.data(), c.length, u'.', u'/', &node), c.rc)
-        << std::string(key.begin(), key.end());
+    ASSERT_EQ(FiFindLongestPath(hdl_, key.data(), c.length, u'.', u'/', &node), c.rc);
     if (c.rc == FI_OK) {
-      EXPECT_EQ(Value(node), c.value) << std::string(key.begin(), key.end());
+      EXPECT_EQ(Value(node), c.value);
     }
   }
   std::u16string key = PadKey(u"10.1/7");
@@ -133,25 +111,42 @@ TEST_F(FiTree, IndexesOpenAttachAndClose) {
   EXPECT_EQ(FiFindExact(attached, key.data(), nullptr), FI_BAD_ARG);
   EXPECT_EQ(FiDetachIndex(attached), FI_OK);
   EXPECT_EQ(FiDetachIndex(attached), FI_BAD_ARG);
-  EXPECT_EQ(FreeLeaves(), kKeys);
+  EXPECT_EQ(Stat().free_leaves, kKeys);
   EXPECT_EQ(FiAttachIndex(block_.get(), 1, records_.base(), &attached), FI_NOT_FOUND);
   EXPECT_EQ(FiOpenIndex(block_.get(), 3, 0, records_.base(), kKeyUnits, &third), FI_OK);
 }
 
-struct InitCase {
-  size_t misalign;
-  uint32_t flags, indexes, keys;
-  int rc;
-};
+// The printers are for debugging; only their first lines are fixed.
+TEST_F(FiTree, PrintersStartWithTheirCountLines) {
+  Insert(u"ab", 1);
+  Insert(u"ac", 2);
+  auto captured = [](auto print) {
+    testing::internal::CaptureStdout();
+    print();
+    return testing::internal::GetCapturedStdout();
+  };
+  EXPECT_EQ(captured([this] { FiDisplay(hdl_); }).substr(0, 13), " PT : 2 keys\n");
+  EXPECT_NE(captured([this] { FiAnalyze(block_.get()); }), "");
+  Block list = ExactBlock(FiLGetAdmSize(2));
+  FIL_HDL l;
+  ASSERT_EQ(FiLInit(list.get(), 2, kKeyUnits, u' ', records_.base(), &l), FI_OK);
+  KeyRecord *r = records_.Add(PadKey(u"one"), 1);
+  ASSERT_EQ(FiLInsert(&l, r->key, r, nullptr), FI_OK);
+  EXPECT_EQ(captured([&l] { FiLDisplay(&l); }).substr(0, 14), "PTL: 1 keys.\n ");
+}
 
-TEST(FiInit, ArgumentsAndSecondInitialisation) {
-  size_t size = FiGetAdmSize(1, 16, 0, FI_FLAG_FULL_INNER);
-  Block block = ExactBlock(size + 8);
-  const InitCase cases[] = {
+// More than 999 keys get inner nodes for 60% of them, unless the full flag asks for all.
+TEST(FiInit, ArgumentsSecondInitialisationAndInnerNodes) {
+  Block block = ExactBlock(FiGetAdmSize(1, 16, 0, FI_FLAG_FULL_INNER) + 8);
+  const struct {
+    size_t misalign;
+    uint32_t flags, indexes, keys;
+    int rc;
+  } cases[] = {
       {4, 0, 1, 16, FI_BAD_ARG}, {0, 0, 1, 1, FI_BAD_ARG},  {0, 1, 1, 16, FI_BAD_ARG},
       {0, 4, 1, 16, FI_BAD_ARG}, {0, 0, 0, 16, FI_BAD_ARG}, {0, 3, 1, 16, FI_OK},
   };
-  for (const InitCase &c : cases) {
+  for (const auto &c : cases) {
     EXPECT_EQ(
         FiInit(block.get() + c.misalign, u"x", c.flags, c.indexes, c.keys, 0, u' ', u' ', nullptr),
         c.rc)
@@ -162,77 +157,57 @@ TEST(FiInit, ArgumentsAndSecondInitialisation) {
   EXPECT_EQ(FiDestroy(block.get()), FI_OK);
   EXPECT_EQ(FiDestroy(block.get()), FI_BAD_ARG);
   EXPECT_EQ(FiInit(block.get(), u"y", 0, 1, 16, 0, u' ', u' ', nullptr), FI_OK);
-}
 
-// More than 999 keys get inner nodes for 60% of them, unless the full flag asks for all.
-TEST(FiInit, InnerNodesForManyKeys) {
   struct {
     uint32_t keys, flags, inner;
-  } const cases[] = {{999, 0, 999}, {1000, 0, 600}, {1000, FI_FLAG_FULL_INNER, 1000}};
-  for (const auto &c : cases) {
-    Block block = ExactBlock(FiGetAdmSize(1, c.keys, 0, c.flags));
-    ASSERT_EQ(FiInit(block.get(), u"n", c.flags, 1, c.keys, 0, u' ', u' ', nullptr), FI_OK);
+  } const sizes[] = {{999, 0, 999}, {1000, 0, 600}, {1000, FI_FLAG_FULL_INNER, 1000}};
+  for (const auto &c : sizes) {
+    Block b = ExactBlock(FiGetAdmSize(1, c.keys, 0, c.flags));
+    ASSERT_EQ(FiInit(b.get(), u"n", c.flags, 1, c.keys, 0, u' ', u' ', nullptr), FI_OK);
     FI_PSTAT s;
-    ASSERT_EQ(FiGetPstat(block.get(), &s), FI_OK);
-    EXPECT_EQ(s.inner_nodes, c.inner) << c.keys;
-    EXPECT_EQ(s.free_inner_nodes, c.inner);
-    EXPECT_EQ(s.free_leaves, c.keys);
+    ASSERT_EQ(FiGetPstat(b.get(), &s), FI_OK);
+    EXPECT_EQ(std::tie(s.inner_nodes, s.free_inner_nodes, s.free_leaves),
+              std::tie(c.inner, c.inner, c.keys))
+        << c.keys;
   }
 }
 
-// Standard output of the printer.
-template <typename Print>
-std::string CaptureStdout(Print print) {
-  testing::internal::CaptureStdout();
-  print();
-  return testing::internal::GetCapturedStdout();
-}
-
-// The printers are for debugging; only their first lines are fixed.
-TEST_F(FiTree, PrintersStartWithTheirCountLines) {
-  Insert(u"ab", 1);
-  Insert(u"ac", 2);
-  EXPECT_EQ(CaptureStdout([this] { FiDisplay(hdl_); }).substr(0, 13), " PT : 2 keys\n");
-  EXPECT_NE(CaptureStdout([this] { FiAnalyze(block_.get()); }), "");
-
-  Block list = ExactBlock(FiLGetAdmSize(2));
-  FIL_HDL l;
-  ASSERT_EQ(FiLInit(list.get(), 2, kKeyUnits, u' ', records_.base(), &l), FI_OK);
-  KeyRecord *r = records_.Add(PadKey(u"one"), 1);
-  ASSERT_EQ(FiLInsert(&l, r->key, r, nullptr), FI_OK);
-  EXPECT_EQ(CaptureStdout([&l] { FiLDisplay(&l); }).substr(0, 14), "PTL: 1 keys.\n ");
-}
-
-// A full tree refusing keys is part of the model test; here the index slots run out.
-TEST(FiCapacity, FullBlockRefusesMoreIndexesAndHandles) {
-  RecordTable records(1);
+// Index slots and the block's 256 handle slots run out; keys and records before the base or
+// beyond an offset's reach are refused.
+TEST(FiCapacity, IndexesHandlesAndOffsets) {
+  RecordTable records(2);
   Block block = ExactBlock(FiGetAdmSize(2, 8, 0, FI_FLAG_FULL_INNER));
   ASSERT_EQ(FiInit(block.get(), u"full", FI_FLAG_FULL_INNER, 2, 8, 0, u' ', u' ', nullptr), FI_OK);
   FI_HDL hdl = nullptr, other = nullptr;
-  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), kKeyUnits, &hdl), FI_OK);
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), 0, &hdl), FI_BAD_ARG);
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), FI_LEAF_POSITION, &hdl), FI_BAD_ARG);
   ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, records.base(), 1, &other), FI_OK);
-  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), 1, &other), FI_NO_SPACE);
-  // The block's own handle slots run out after 256.
   std::vector<FI_HDL> handles(255);
   for (FI_HDL &h : handles)
     ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, nullptr, 1, &h), FI_INITIALIZED);
   EXPECT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, nullptr, 1, &other), FI_NO_SPACE);
+
+  KeyRecord *first = records.Add(PadKey(u"k"), 1);
+  KeyRecord *second = records.Add(PadKey(u"k"), 2);
+  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, second, kKeyUnits, &hdl), FI_OK);
+  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), 1, &other), FI_NO_SPACE);
+  EXPECT_EQ(FiInsert(hdl, first->key, first, nullptr), FI_BAD_ARG);  // before the base
+  EXPECT_EQ(FiInsert(hdl, second->key, nullptr, nullptr), FI_BAD_ARG);
+  EXPECT_EQ(FiInsert(hdl, second->key, second, nullptr), FI_OK);
 }
 
 // With 60% inner nodes a binary tree runs out of inner nodes before leaves: the failed insert
 // gives its leaf back and the keys in stay findable.
 TEST(FiCapacity, InnerNodesRunOutBeforeLeaves) {
-  constexpr uint32_t kKeys = 1200;
-  constexpr uint32_t kUnits = 16;
-  std::vector<std::array<ZUL_UTF16, kUnits>> keys(kKeys + 1);  // record and key in one
-  Block block = ExactBlock(FiGetAdmSize(1, kKeys, 0, 0));
-  ASSERT_EQ(FiInit(block.get(), u"sixty", 0, 1, kKeys, 0, u' ', u' ', nullptr), FI_OK);
+  constexpr uint32_t kMany = 1200, kUnits = 16;
+  std::vector<std::array<ZUL_UTF16, kUnits>> keys(kMany + 1);  // record and key in one
+  Block block = ExactBlock(FiGetAdmSize(1, kMany, 0, 0));
+  ASSERT_EQ(FiInit(block.get(), u"sixty", 0, 1, kMany, 0, u' ', u' ', nullptr), FI_OK);
   FI_HDL hdl = nullptr;
   ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, keys.data(), kUnits, &hdl), FI_OK);
   std::mt19937 rng(7);
   uint32_t in = 0;
-  int rc = FI_OK;
-  while (rc != FI_NO_SPACE) {
+  for (int rc = FI_OK; rc != FI_NO_SPACE;) {
     for (ZUL_UTF16 &unit : keys[in]) unit = rng() % 2 ? u'a' : u'b';
     rc = FiInsert(hdl, keys[in].data(), keys[in].data(), nullptr);
     if (rc == FI_OK) ++in;
@@ -240,24 +215,9 @@ TEST(FiCapacity, InnerNodesRunOutBeforeLeaves) {
   FI_PSTAT s;
   ASSERT_EQ(FiGetPstat(block.get(), &s), FI_OK);
   EXPECT_EQ(s.free_inner_nodes, 0u);
-  EXPECT_EQ(s.free_leaves, kKeys - in);
+  EXPECT_EQ(s.free_leaves, kMany - in);
   EXPECT_EQ(in, 721u);  // 720 inner nodes: a binary tree of n leaves has n - 1
   for (uint32_t i = 0; i < in; ++i) EXPECT_EQ(FiFindExact(hdl, keys[i].data(), nullptr), FI_OK);
-}
-
-TEST(FiCapacity, KeysAndRecordsOutsideTheReachOfOffsetsAreRefused) {
-  RecordTable records(2);
-  Block block = ExactBlock(FiGetAdmSize(1, 2, 0, 0));
-  ASSERT_EQ(FiInit(block.get(), u"reach", 0, 1, 2, 0, u' ', u' ', nullptr), FI_OK);
-  FI_HDL hdl = nullptr;
-  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), 0, &hdl), FI_BAD_ARG);
-  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), FI_LEAF_POSITION, &hdl), FI_BAD_ARG);
-  KeyRecord *first = records.Add(PadKey(u"k"), 1);
-  KeyRecord *second = records.Add(PadKey(u"k"), 2);
-  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, second, kKeyUnits, &hdl), FI_OK);
-  EXPECT_EQ(FiInsert(hdl, first->key, first, nullptr), FI_BAD_ARG);  // before the base
-  EXPECT_EQ(FiInsert(hdl, second->key, nullptr, nullptr), FI_BAD_ARG);
-  EXPECT_EQ(FiInsert(hdl, second->key, second, nullptr), FI_OK);
 }
 
 // Full lists and hash tables are covered by the model tests; here the sizes beyond reach and a
@@ -268,7 +228,6 @@ TEST(FiCapacity, OverlargeHashAndFullSlotTable) {
   EXPECT_EQ(FiHshGetAdmSize(5, 0x40000000, 3), 0u);
   EXPECT_EQ(FiHshInit(hash.get(), 1, 5, 0x40000000, 3, &h), FI_NO_SPACE);
   EXPECT_EQ(FiHshInit(hash.get(), 1, 0, 40, 3, &h), FI_BAD_ARG);
-
   Block table = ExactBlock(FtGetAdmSize(0, 3, 13));
   ASSERT_EQ(FtInit(table.get(), u"slots", 0, 3, 13, nullptr), FI_OK);
   void *record = nullptr;
@@ -282,144 +241,125 @@ TEST(FiCapacity, OverlargeHashAndFullSlotTable) {
 }
 
 constexpr uint32_t kCount = 500;
-
-size_t FiPart() { return (FiGetAdmSize(1, kCount + 1, sizeof(KeyRecord), 0) + 7) & ~size_t{7}; }
-size_t RegionSize() { return FiPart() + FtGetAdmSize(0, kCount + 1, sizeof(KeyRecord)); }
+const size_t kFiPart = (FiGetAdmSize(1, kCount + 1, sizeof(KeyRecord), 0) + 7) & ~size_t{7};
+const size_t kRegion = kFiPart + FtGetAdmSize(0, kCount + 1, sizeof(KeyRecord));
 
 std::u16string KeyOf(uint32_t i) {
   std::string digits = std::to_string(i * 7919 % 100000);
-  return PadKey(std::u16string(u"k") + std::u16string(digits.begin(), digits.end()));
+  return PadKey(u"k" + std::u16string(digits.begin(), digits.end()));
 }
 
-void AddKey(char *region, FI_HDL hdl, uint32_t i) {
-  void *p = nullptr;
-  ASSERT_EQ(FtAlloc(region + FiPart(), &p), FI_OK);
-  auto *r = static_cast<KeyRecord *>(p);
-  std::u16string key = KeyOf(i);
-  std::memcpy(r->key, key.data(), sizeof r->key);
-  r->value = i;
-  ASSERT_EQ(FiInsert(hdl, r->key, r, nullptr), FI_OK);
-}
-
-void Build(char *region) {
-  ASSERT_EQ(FiInit(region, u"shared", 0, 1, kCount + 1, sizeof(KeyRecord), u' ', u' ', nullptr),
-            FI_OK);
-  ASSERT_EQ(FtInit(region + FiPart(), u"records", 0, kCount + 1, sizeof(KeyRecord), nullptr),
-            FI_OK);
-  FI_HDL hdl = nullptr;
-  ASSERT_EQ(FiOpenIndex(region, 1, 0, region, kKeyUnits, &hdl), FI_OK);
-  for (uint32_t i = 0; i < kCount; ++i) AddKey(region, hdl, i);
-  EXPECT_EQ(FiDetachIndex(hdl), FI_OK);
-}
-
-// Every key is found, and its record lies in this region.
-void ExpectAllFound(char *region, uint32_t count) {
+// Attaches to the region's index, adds the keys [from, to) and finds every key below to, each
+// with its record inside the region.
+void AddAndFind(char *region, uint32_t from, uint32_t to) {
   FI_HDL hdl = nullptr;
   ASSERT_EQ(FiAttachIndex(region, 1, region, &hdl), FI_OK);
-  for (uint32_t i = 0; i < count; ++i) {
+  for (uint32_t i = from; i < to; ++i) {
+    KeyRecord *r = RecordTable::AddTo(region + kFiPart, KeyOf(i), i);
+    ASSERT_EQ(FiInsert(hdl, r->key, r, nullptr), FI_OK);
+  }
+  for (uint32_t i = 0; i < to; ++i) {
     std::u16string key = KeyOf(i);
     FI_NODE *node = nullptr;
     ASSERT_EQ(FiFindExact(hdl, key.data(), &node), FI_OK) << i;
-    char *record = static_cast<char *>(FI_NODE_RECORD(region, node));
-    ASSERT_TRUE(record > region && record < region + RegionSize());
-    EXPECT_EQ(reinterpret_cast<KeyRecord *>(record)->value, i);
-    EXPECT_EQ(FI_NODE_KEY(region, node), reinterpret_cast<KeyRecord *>(record)->key);
+    auto *record = static_cast<KeyRecord *>(FI_NODE_RECORD(region, node));
+    ASSERT_TRUE(reinterpret_cast<char *>(record) > region &&
+                reinterpret_cast<char *>(record) < region + kRegion);
+    EXPECT_EQ(record->value, i);
+    EXPECT_EQ(FI_NODE_KEY(region, node), record->key);
   }
   EXPECT_EQ(FiDetachIndex(hdl), FI_OK);
 }
 
-// Built in a heap block, the region is written to a file and the block wiped; the file, mapped
-// twice at other addresses, is searched through both mappings.
+// Built in a heap block, the region is copied to a file and the block wiped; the file, mapped
+// twice at other addresses, is searched through both mappings, and a key added through one is
+// found through the other.
 TEST(FiRelocation, RegionIsSearchedAtOtherAddressesAndSharedThroughAFile) {
-  Block original = ExactBlock(RegionSize());
-  Build(original.get());
-  char dir[] = "/tmp/fi_map_XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  std::string path = std::string(dir) + "/block";
-  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
-  ASSERT_GE(fd, 0);
-  ASSERT_EQ(write(fd, original.get(), RegionSize()), static_cast<ssize_t>(RegionSize()));
-  std::memset(original.get(), 0xA5, RegionSize());
-  auto *first =
-      static_cast<char *>(mmap(nullptr, RegionSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
-  auto *second =
-      static_cast<char *>(mmap(nullptr, RegionSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
-  ASSERT_TRUE(first != MAP_FAILED && second != MAP_FAILED && first != second);
-
-  ExpectAllFound(first, kCount);
-  ExpectAllFound(second, kCount);
-  // A key added through the second mapping is found through the first.
+  Block block = ExactBlock(kRegion);
+  char *region = block.get();
+  ASSERT_EQ(FiInit(region, u"shared", 0, 1, kCount + 1, sizeof(KeyRecord), u' ', u' ', nullptr),
+            FI_OK);
+  ASSERT_EQ(FtInit(region + kFiPart, u"records", 0, kCount + 1, sizeof(KeyRecord), nullptr), FI_OK);
   FI_HDL hdl = nullptr;
-  ASSERT_EQ(FiAttachIndex(second, 1, second, &hdl), FI_OK);
-  AddKey(second, hdl, kCount);
+  ASSERT_EQ(FiOpenIndex(region, 1, 0, region, kKeyUnits, &hdl), FI_OK);
   EXPECT_EQ(FiDetachIndex(hdl), FI_OK);
-  ExpectAllFound(first, kCount + 1);
-
-  munmap(first, RegionSize());
-  munmap(second, RegionSize());
+  AddAndFind(region, 0, kCount);
+  int fd = memfd_create("fi_region", 0);
+  ASSERT_EQ(write(fd, region, kRegion), static_cast<ssize_t>(kRegion));
+  std::memset(region, 0xA5, kRegion);
+  char *maps[2];
+  for (char *&map : maps) {
+    map = static_cast<char *>(mmap(nullptr, kRegion, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+    ASSERT_NE(map, MAP_FAILED);
+  }
+  AddAndFind(maps[0], kCount, kCount);
+  AddAndFind(maps[1], kCount, kCount + 1);
+  AddAndFind(maps[0], kCount + 1, kCount + 1);
+  for (char *map : maps) munmap(map, kRegion);
   close(fd);
-  unlink(path.c_str());
-  rmdir(dir);
 }
-
-struct Slot {
-  uint32_t in_use, id;
-};
 
 class FtTable : public ::testing::Test {
  protected:
-  static constexpr uint32_t kCount = 6;
+  struct Slot {
+    uint32_t in_use, id;
+  };
+  static constexpr uint32_t kSlots = 6;
   void SetUp() override {
-    ASSERT_EQ(FtInit(block_.get(), u"table", 0, kCount, sizeof(Slot), nullptr), FI_OK);
+    ASSERT_EQ(FtInit(block_.get(), u"table", 0, kSlots, sizeof(Slot), nullptr), FI_OK);
+    all_ = Drain();
   }
   // Takes every free slot; answers them in the order the free list gives them.
-  std::vector<Slot *> DrainFree() {
+  std::vector<Slot *> Drain() {
     std::vector<Slot *> taken;
-    void *p = nullptr;
-    while (FtAlloc(block_.get(), &p) == FI_OK) taken.push_back(static_cast<Slot *>(p));
+    for (void *p = nullptr; FtAlloc(block_.get(), &p) == FI_OK;)
+      taken.push_back(static_cast<Slot *>(p));
     return taken;
   }
-  Block block_ = ExactBlock(FtGetAdmSize(0, kCount, sizeof(Slot)));
+  int Free(int i) { return FtFree(block_.get(), all_[i]); }
+  std::vector<Slot *> Slots(std::initializer_list<int> indexes) {
+    std::vector<Slot *> out;
+    for (int i : indexes) out.push_back(all_[i]);
+    return out;
+  }
+  Block block_ = ExactBlock(FtGetAdmSize(0, kSlots, sizeof(Slot)));
+  std::vector<Slot *> all_;
 };
 
 TEST_F(FtTable, SlotsComeInOrderAndFreedOnesComeBackFirst) {
-  std::vector<Slot *> all = DrainFree();
-  ASSERT_EQ(all.size(), kCount);
-  for (size_t i = 1; i < all.size(); ++i)
-    EXPECT_EQ(reinterpret_cast<char *>(all[i]) - reinterpret_cast<char *>(all[i - 1]), 16);
-  EXPECT_EQ(FtFree(block_.get(), all[4]), FI_OK);
-  EXPECT_EQ(FtFree(block_.get(), all[1]), FI_OK);
-  EXPECT_EQ(FtFree(block_.get(), all[1]), FI_NOT_FOUND);
-  EXPECT_EQ(FtFree(block_.get(), reinterpret_cast<char *>(all[2]) + 4), FI_NOT_FOUND);
-  EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[1], all[4]}));
+  ASSERT_EQ(all_.size(), kSlots);
+  for (size_t i = 1; i < all_.size(); ++i)
+    EXPECT_EQ(reinterpret_cast<char *>(all_[i]) - reinterpret_cast<char *>(all_[i - 1]), 16);
+  EXPECT_EQ(Free(4), FI_OK);
+  EXPECT_EQ(Free(1), FI_OK);
+  EXPECT_EQ(Free(1), FI_NOT_FOUND);
+  EXPECT_EQ(FtFree(block_.get(), reinterpret_cast<char *>(all_[2]) + 4), FI_NOT_FOUND);
+  EXPECT_EQ(Drain(), Slots({1, 4}));
 }
 
 TEST_F(FtTable, RebuildFromRecordsAndFromLinks) {
-  std::vector<Slot *> all = DrainFree();
-  for (uint32_t i = 0; i < kCount; ++i) all[i]->in_use = i % 3 == 0;
+  for (uint32_t i = 0; i < kSlots; ++i) all_[i]->in_use = i % 3 == 0;
   ASSERT_EQ(
       FtRebuild(block_.get(), [](void *r) { return int{static_cast<Slot *>(r)->in_use == 0}; }),
       FI_OK);
   // Free slots, each pushed at the head in order: the last comes first.
-  EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[5], all[4], all[2], all[1]}));
-  EXPECT_EQ(FtFree(block_.get(), all[3]), FI_OK);  // still on the used list
-  EXPECT_EQ(FtFree(block_.get(), all[4]), FI_OK);
-
+  EXPECT_EQ(Drain(), Slots({5, 4, 2, 1}));
+  EXPECT_EQ(Free(3), FI_OK);  // still on the used list
+  EXPECT_EQ(Free(4), FI_OK);
   int calls = 0;
   auto count = [](void *context, void *) { return ++*static_cast<int *>(context), 0; };
   ASSERT_EQ(FtRebuild2(block_.get(), count, &calls), FI_OK);
-  EXPECT_EQ(calls, static_cast<int>(kCount));
-  EXPECT_TRUE(DrainFree().empty());
-
+  EXPECT_EQ(calls, static_cast<int>(kSlots));
+  EXPECT_TRUE(Drain().empty());
   // The links alone decide: free slot 2 and 5, and slot 0 caught between the lists (both links
   // all ones), which counts as free.
-  EXPECT_EQ(FtFree(block_.get(), all[2]), FI_OK);
-  EXPECT_EQ(FtFree(block_.get(), all[5]), FI_OK);
-  auto *links = reinterpret_cast<uint32_t *>(all[0]) - 2;
+  EXPECT_EQ(Free(2), FI_OK);
+  EXPECT_EQ(Free(5), FI_OK);
+  auto *links = reinterpret_cast<uint32_t *>(all_[0]) - 2;
   links[0] = links[1] = 0xFFFFFFFF;
   ASSERT_EQ(FtAutoRebuild(block_.get()), FI_OK);
-  EXPECT_EQ(DrainFree(), (std::vector<Slot *>{all[5], all[2], all[0]}));
-  EXPECT_EQ(FtFree(block_.get(), all[1]), FI_OK);
+  EXPECT_EQ(Drain(), Slots({5, 2, 0}));
+  EXPECT_EQ(Free(1), FI_OK);
 }
 
 TEST(FtInit, CodesNamesAndDestroy) {

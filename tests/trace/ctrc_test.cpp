@@ -14,59 +14,57 @@ using tlm_test::TraceCapture;
 using tlm_test::TraceFileCapture;
 using tlm_test::Utf16;
 
+// Registers a component; answers its handle.
+CTRC_HDL Comp(char16_t letter, CTRC_HOOK hook = nullptr) {
+  CTRC_HDL hdl = nullptr;
+  EXPECT_EQ(CTrcNewComp(letter, &hdl, hook), 0);
+  return hdl;
+}
+
 std::u16string CompsText() {
   ZUL_UTF16 text[CTRC_COMPS_TEXT_SIZE];
   CTrcSwitch(nullptr, CTRC_SWITCH_ADD, -1, text, nullptr);
   return text;
 }
 
-TEST(CTrcNewComp, LevelsByLetterAndTheComponentsText) {
+// Letters are upper case, levels by letter; the table fills up; nothing registers after
+// CTrcLastComp or without a global file, and a trace file that can't be opened is standard error.
+TEST(CTrcNewComp, LevelsRefusalsAndTheirAnswers) {
   TraceCapture trace;
-  CTRC_HDL m = nullptr, x = nullptr;
-  ASSERT_EQ(CTrcNewComp(u'M', &m, nullptr), 0);
-  ASSERT_EQ(CTrcNewComp(u'x', &x, nullptr), 0);
+  CTRC_HDL m = Comp(u'M'), x = Comp(u'x'), hdl = nullptr;
   EXPECT_EQ(CTrcCompLev(m), 3);
   EXPECT_EQ(CTrcCompLev(x), 1);
   EXPECT_EQ(static_cast<CTRC_ADM *>(x)->letter, u'X');
   EXPECT_EQ(CompsText(), u"all, M");
-}
 
-TEST(CTrcNewComp, RefusalsAndTheirAnswers) {
-  TraceCapture trace;
-  CTRC_HDL hdl = nullptr;
-  // Until CTrcLastComp every registration succeeds, up to the table's size.
-  int first = next_free_comp;
-  int registered = 0;
+  int first = next_free_comp, registered = 0;
   while (CTrcNewComp(u'Q', &hdl, nullptr) == 0) ++registered;
   EXPECT_EQ(registered, CTRC_MAX_COMPS - first);
   EXPECT_EQ(hdl, stderr);
   EXPECT_NE(trace.Text().find(u"*** ERROR => CTrcNewComp: too many comps\n"), std::u16string::npos);
-
   next_free_comp = 1;
   ASSERT_EQ(CTrcLastComp(u'L', &hdl, nullptr), 0);
   EXPECT_EQ(CTrcNewComp(u'K', &hdl, nullptr), -1);
   EXPECT_EQ(hdl, nullptr);
   EXPECT_NE(trace.Text().find(u"*** ERROR => CTrcNewComp called after CTrcLastComp [dptrace_r_mt "),
             std::u16string::npos);
-}
 
-TEST(CTrcNewComp, WithoutGlobalFileIsRefused) {
-  TraceCapture trace;
+  trace.Clear();
+  ctrc::state.last_comp_registered = false;
   ctrc::state.global_file = nullptr;
-  CTRC_HDL hdl = nullptr;
   EXPECT_EQ(CTrcNewComp(u'A', &hdl, nullptr), -1);
   EXPECT_EQ(hdl, stderr);
   EXPECT_EQ(trace.Text(), u"*** ERROR => CTrcNewComp: not initialized\n");
   EXPECT_EQ(CTrcSwitch(u"a", CTRC_SWITCH_SET, 1, nullptr, nullptr), -1);
   EXPECT_EQ(CTrcPrintAct(), -1);
+  output_func = nullptr;  // a real open is tried, and fails
+  EXPECT_EQ(CTrcInit(u"/nonexistent-dir/x.trc", 0, 1), stderr);
 }
 
 // Handles are tested by address; closing the global file invalidates every one.
 TEST(CTrcHandles, ClosingTheGlobalFileInvalidatesEveryHandle) {
   TraceCapture trace;
-  CTRC_HDL a = nullptr, b = nullptr;
-  CTrcNewComp(u'A', &a, nullptr);
-  CTrcNewComp(u'B', &b, nullptr);
+  CTRC_HDL a = Comp(u'A'), b = Comp(u'B');
   EXPECT_TRUE(CTRC_IS_HANDLE(a));
   EXPECT_FALSE(CTRC_IS_HANDLE(&ctrcadm[0]) || CTRC_IS_HANDLE(&ctrcadm[next_free_comp]) ||
                CTRC_IS_HANDLE(stderr) || CTRC_IS_HANDLE(nullptr));
@@ -89,10 +87,7 @@ TEST(CTrcHandles, ClosingTheGlobalFileInvalidatesEveryHandle) {
 
 TEST(CTrcSwitch, ModesAndLetters) {
   TraceCapture trace;
-  CTRC_HDL a = nullptr, b = nullptr, m = nullptr;
-  CTrcNewComp(u'A', &a, nullptr);
-  CTrcNewComp(u'B', &b, nullptr);
-  CTrcNewComp(u'M', &m, nullptr);
+  for (char16_t letter : {u'A', u'B', u'M'}) Comp(letter);
   const struct {
     const char16_t *components;
     int mode, level, answer;
@@ -122,8 +117,7 @@ void Hook(int level) { hook_level = level; }
 
 TEST(CTrcSwitch, AnswersThePreviousStatePrintsAndCallsHooks) {
   TraceCapture trace(2);
-  CTRC_HDL m = nullptr;
-  CTrcNewComp(u'M', &m, Hook);
+  Comp(u'M', Hook);
   EXPECT_EQ(hook_level, 2);  // at once, the lower of 3 and ct_level
   trace.Clear();
   ZUL_UTF16 before[CTRC_COMPS_TEXT_SIZE];
@@ -137,10 +131,9 @@ TEST(CTrcSwitch, AnswersThePreviousStatePrintsAndCallsHooks) {
   EXPECT_EQ(hook_level, 1);
 }
 
-TEST(CTrcParam, LevelFilePointerAndHook) {
+TEST(CTrcParam, LevelFilePointerHookAndIndent) {
   TraceCapture trace(3);
-  CTRC_HDL c = nullptr;
-  CTrcNewComp(u'C', &c, nullptr);
+  CTRC_HDL c = Comp(u'C');
   trace.Clear();
   ASSERT_EQ(CTrcSetParam(c, CTP_LEVEL, 2), 0);
   const std::u16string thr = TraceCapture::ThreadPrefix();
@@ -170,24 +163,19 @@ TEST(CTrcParam, LevelFilePointerAndHook) {
     EXPECT_NE(trace.Text().find(line), std::u16string::npos) << tlm_test::Utf8(line);
   // A value that is neither a handle nor the global file is refused without a word.
   EXPECT_EQ(CTrcSetParam(nullptr, CTP_LEVEL, 3), -1);
-}
-
-TEST(CTrcIndent, NeverNegative) {
-  TraceCapture trace;
-  CTRC_HDL a = nullptr;
-  CTrcNewComp(u'A', &a, nullptr);
+  // Indents never go negative.
   CTrcSetGlobalIndent(2);
-  CTrcChangeHdlIndent(a, -5);
-  EXPECT_EQ(static_cast<CTRC_ADM *>(a)->indent, 0);
+  CTrcChangeHdlIndent(c, -5);
+  EXPECT_EQ(static_cast<CTRC_ADM *>(c)->indent, 0);
   CTrcChangeGlobalIndent(20);
-  DPTRC_STMT(1, DpTrcNoTiNoThr, a, u"deep\n");
-  EXPECT_EQ(trace.Text(), u"A  " + std::u16string(31, u' ') + u"deep\n");
+  trace.Clear();
+  DPTRC_STMT(1, DpTrcNoTiNoThr, c, u"deep\n");
+  EXPECT_EQ(trace.Text(), u"C  " + std::u16string(31, u' ') + u"deep\n");
 }
 
 TEST(CTrcPrintPgmHeader, Lines) {
   TraceCapture trace;
-  CTRC_HDL p = nullptr;
-  CTrcNewComp(u'P', &p, nullptr);
+  CTRC_HDL p = Comp(u'P');
   trace.Clear();
   EntLev = 1;
   ASSERT_EQ(CTrcPrintPgmHeaderExt2(p, 720, 3, 14, 1, u"00", u"TLM", u"/etc/tlm.conf"), 0);
@@ -244,16 +232,9 @@ TEST(CTrcInit, HeaderBlockASecondFileStaysApartAndTruncEmptiesTheFile) {
   EXPECT_EQ(trace.Text(), u"kept\n");
 }
 
-TEST(CTrcInit, FailedOpenFallsBackToStandardError) {
-  TraceCapture trace;
-  output_func = nullptr;  // a real open is tried
-  EXPECT_EQ(CTrcInit(u"/nonexistent-dir/x.trc", 0, 1), stderr);
-}
-
 TEST(CTrcThrOpen, ThreadFileTakesAllOfTheThreadsOutput) {
   TraceFileCapture trace(3);
-  CTRC_HDL g = nullptr;
-  CTrcNewComp(u'G', &g, nullptr);
+  CTRC_HDL g = Comp(u'G');
   static_cast<CTRC_ADM *>(g)->level = 3;
   EXPECT_EQ(CTrcThrGetTraceLevel(g), CTRC_THR_LEVEL_UNSET);
   std::string thread_file = trace.dir().File("thread.trc");

@@ -19,52 +19,48 @@ std::u16string Address(const void *p) {
   return text;
 }
 
-TEST(PrBinAll, SeventeenBytesGiveTwoLines) {
+// The byte columns and the characters of the dump of data, without address and offset.
+std::vector<std::u16string> Bodies(const std::vector<std::u16string> &lines) {
+  std::vector<std::u16string> bodies;
+  for (size_t i = 2; i + 1 < lines.size(); ++i)
+    bodies.push_back(lines[i].substr(lines[i].find(u"  0000") + 10));
+  return bodies;
+}
+
+TEST(PrBinAll, LinesCharsetsAndHiding) {
   TraceCapture trace;
   const char data[] = "ABCDEFGHIJKLMNOPQ";
   PrBinAll(nullptr, u"title", data, 17, 0);
-  const std::u16string thr = TraceCapture::ThreadPrefix();
+  const std::u16string thr = TraceCapture::ThreadPrefix(), pad(15, u' ');
   EXPECT_EQ(
       trace.Lines(),
       (std::vector<std::u16string>{
           thr + u"Adresse   Offset  title", thr + kDumpRule,
           thr + Address(data) + u"  000000  41424344 45464748 494a4b4c 4d4e4f50 |ABCDEFGHIJKLMNOP|",
-          thr + Address(data + 16) + u"  000016  51" + std::u16string(34, u' ') + u"|Q" +
-              std::u16string(15, u' ') + u"|",
+          thr + Address(data + 16) + u"  000016  51" + std::u16string(34, u' ') + u"|Q" + pad +
+              u"|",
           thr + kDumpRule}));
-}
 
-// The byte columns and the characters of the dump of data, without address and offset.
-std::vector<std::u16string> Bodies(const std::vector<std::u16string> &lines) {
-  std::vector<std::u16string> bodies;
-  for (size_t i = 2; i + 1 < lines.size(); ++i) {
-    size_t at = lines[i].find(u"  0000");
-    bodies.push_back(lines[i].substr(at + 10));
-  }
-  return bodies;
-}
-
-TEST(PrBinAll, CharsetsAndHiding) {
-  TraceCapture trace;
+  trace.Clear();
   const unsigned char ebcdic[] = {0xC1, 0xC2, 0x40, 0x15};
   PrBinAll(nullptr, u"", ebcdic, 4, 1);
   EXPECT_EQ(Bodies(trace.Lines())[0],
             u"c1c24015 " + std::u16string(27, u' ') + u"|AB ." + std::u16string(12, u' ') + u"|");
 
+  // A session id is hidden, unless hiding is off.
   trace.Clear();
   const char session[] = "..SID:ANON:1-ATT..";
   PrBinAll(nullptr, u"", session, 18, 0);
   EXPECT_EQ(Bodies(trace.Lines()),
             (std::vector<std::u16string>{
                 u"2e2exxxx xxxxxxxx xxxxxxxx xxxxxxxx |................|",
-                u"2e2e" + std::u16string(32, u' ') + u"|.." + std::u16string(14, u' ') + u"|"}))
-      << tlm_test::Utf8(trace.Text());
-
+                u"2e2e" + std::u16string(32, u' ') + u"|.." + std::u16string(14, u' ') + u"|"}));
   trace.Clear();
   dpTrcHidingActive = 0;
   PrBinAll(nullptr, u"", session, 18, 0);
   EXPECT_NE(trace.Text().find(u"SID:ANON:1-ATT"), std::u16string::npos);
 
+  // Other charsets, no data and no length write nothing.
   trace.Clear();
   PrBinAll(nullptr, u"", session, 18, 3);
   PrBinAll(nullptr, u"", nullptr, 18, 0);
@@ -136,7 +132,7 @@ void OnMatch(CTRC_HDL hdl, const ZUL_UTF16 *pattern) {
   seen_patterns.push_back(pattern);
 }
 
-TEST(DpTrcPattern, AllMatchingPatternsFireInSlotOrderAndStay) {
+TEST(DpTrcPattern, AllMatchingPatternsFireInSlotOrderAndSlotsArePacked) {
   TraceCapture trace;
   seen_patterns.clear();
   DpTrcAddPattern(u"found", OnMatch);  // would match its own report
@@ -146,10 +142,8 @@ TEST(DpTrcPattern, AllMatchingPatternsFireInSlotOrderAndStay) {
   DPTRC_ERR(nullptr, u"found again");
   EXPECT_EQ(seen_patterns, (std::vector<std::u16string>{u"found", u"fo?nd", u"found", u"fo?nd"}));
   EXPECT_EQ(Count(trace.Text(), u"DpTrc: found match"), 4u);
-}
-
-TEST(DpTrcPattern, SlotsAreBoundedAndPacked) {
-  TraceCapture trace;
+  // 32 slots, packed when a pattern is removed.
+  DpTrcRmAllPattern();
   for (int i = 0; i < 32; ++i) ASSERT_EQ(DpTrcAddPattern(i % 2 ? u"odd" : u"even", nullptr), 0);
   EXPECT_EQ(DpTrcAddPattern(u"33rd", nullptr), -1);
   EXPECT_EQ(DpTrcRmPattern(u"odd"), 0);

@@ -19,34 +19,42 @@ CTRC_HDL NewComp(char16_t letter) {
   return hdl;
 }
 
+// {T} in an expected text stands for the thread prefix.
+std::u16string WithThread(std::u16string text) {
+  for (size_t at; (at = text.find(u"{T}")) != std::u16string::npos;)
+    text.replace(at, 3, TraceCapture::ThreadPrefix());
+  return text;
+}
+
 TEST(DpTrc, LineFormsOfTheFamily) {
   TraceCapture trace;
   CTRC_HDL n = NewComp(u'n');
   CTrcSetHdlIndent(n, 2);
-  const std::u16string thr = TraceCapture::ThreadPrefix();
-  struct Case {
-    const char *name;
+  const struct {
     void (*write)(CTRC_HDL);
     CTRC_HDL hdl;
-    std::u16string expected;
+    const char16_t *expected;
   } cases[] = {
-      {"DpTrc with component and indent", [](CTRC_HDL h) { DpTrc(h, u"x=%d\n", 5); }, n,
-       u"N      " + thr + u"x=5\n"},
-      {"DpTrcNoTiNoThr with component", [](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"%s\n", u"v"); }, n,
-       u"N      v\n"},
-      {"DpTrc to a stream", [](CTRC_HDL h) { DpTrc(h, u"plain\n"); }, nullptr, thr + u"plain\n"},
-      {"DpTrcNoTiNoThr to a stream", [](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"raw"); }, nullptr,
-       u"raw"},
-      {"DpTrcA7 takes 8-bit %s", [](CTRC_HDL h) { DpTrcA7(h, "%s-%03d\n", "eight", 7); }, n,
-       u"N      " + thr + u"eight-007\n"},
-      {"DpTrcNoTiNoThrA7", [](CTRC_HDL h) { DpTrcNoTiNoThrA7(h, "%c%c\n", 'o', 'k'); }, nullptr,
-       u"ok\n"},
+      {[](CTRC_HDL h) { DpTrc(h, u"x=%d\n", 5); }, n, u"N      {T}x=5\n"},
+      {[](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"%s\n", u"v"); }, n, u"N      v\n"},
+      {[](CTRC_HDL h) { DpTrc(h, u"plain\n"); }, nullptr, u"{T}plain\n"},
+      {[](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"raw"); }, nullptr, u"raw"},
+      // The A7 forms take 8-bit formats and %s arguments.
+      {[](CTRC_HDL h) { DpTrcA7(h, "%s-%03d\n", "eight", 7); }, n, u"N      {T}eight-007\n"},
+      {[](CTRC_HDL h) { DpTrcNoTiNoThrA7(h, "%c%c\n", 'o', 'k'); }, nullptr, u"ok\n"},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     trace.Clear();
     c.write(c.hdl);
-    EXPECT_EQ(trace.Text(), c.expected) << c.name;
+    EXPECT_EQ(trace.Text(), WithThread(c.expected)) << &c - cases;
   }
+  // A null handle is standard error, without letter, at level 3.
+  FILE *stream = nullptr;
+  ZUL_UTF16 letter = 1;
+  int level = 0;
+  CTrcTransHdl(nullptr, &stream, &letter, &level);
+  EXPECT_EQ(std::tie(stream, letter, level), std::make_tuple(stderr, ZUL_UTF16{0}, 3));
+  EXPECT_EQ(CTrcFp(nullptr), stderr);
 }
 
 TEST(DpTrc, LineStateJoinsSameComponentBreaksForAnotherAndPrefixesEveryLine) {
@@ -127,18 +135,6 @@ TEST(DpTrc, WritersLeaveErrnoAlone) {
   EXPECT_EQ(errno, EACCES);
 }
 
-TEST(DpTrc, HandleOfNullWritesToStandardError) {
-  TraceCapture trace;
-  FILE *stream = nullptr;
-  ZUL_UTF16 letter = 1;
-  int level = 0;
-  CTrcTransHdl(nullptr, &stream, &letter, &level);
-  EXPECT_EQ(stream, stderr);
-  EXPECT_EQ(letter, 0);
-  EXPECT_EQ(level, 3);
-  EXPECT_EQ(CTrcFp(nullptr), stderr);
-}
-
 class DpTrcErrTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -152,40 +148,31 @@ class DpTrcErrTest : public ::testing::Test {
 };
 
 TEST_F(DpTrcErrTest, LineForms) {
-  struct Case {
-    const char *name;
+  const struct {
     void (*write)(CTRC_HDL);
     bool with_component;
-    std::u16string expected;  // {T} stands for the thread prefix
+    const char16_t *expected;
   } cases[] = {
-      {"error", [](CTRC_HDL h) { DpTrcErr(h, u"bind failed %d\n", 98); }, true,
+      {[](CTRC_HDL h) { DpTrcErr(h, u"bind failed %d\n", 98); }, true,
        u"N  {T}*** ERROR => bind failed 98 [nixx         12345]\n"},
-      {"format without newline", [](CTRC_HDL h) { DpTrcErr(h, u"bind failed"); }, true,
+      {[](CTRC_HDL h) { DpTrcErr(h, u"bind failed"); }, true,
        u"N  {T}*** ERROR => bind failed [nixx         12345]\n"},
-      {"only one newline is dropped", [](CTRC_HDL h) { DpTrcErr(h, u"two\n\n"); }, true,
+      {[](CTRC_HDL h) { DpTrcErr(h, u"two\n\n"); }, true,  // only one newline is dropped
        u"N  {T}*** ERROR => two\n [nixx         12345]\n"},
-      {"warning", [](CTRC_HDL h) { DpTrcWarn(h, u"slow\n"); }, true,
+      {[](CTRC_HDL h) { DpTrcWarn(h, u"slow\n"); }, true,
        u"N  {T}*** WARNING => slow [nixx         12345]\n"},
-      {"warning without thread", [](CTRC_HDL h) { DpTrcWarnNoThrA7(h, "%s\n", "a7"); }, true,
+      {[](CTRC_HDL h) { DpTrcWarnNoThrA7(h, "%s\n", "a7"); }, true,
        u"N  *** WARNING => a7 [nixx         12345]\n"},
-      {"error without component", [](CTRC_HDL h) { DpTrcErrNoThr(h, u"plain"); }, false,
+      {[](CTRC_HDL h) { DpTrcErrNoThr(h, u"plain"); }, false,
        u"*** ERROR => plain [nixx         12345]\n"},
-      {"system error",
-       [](CTRC_HDL h) {
-         errno = ENOENT;
-         DpSysErr(h, u"open %s\n", u"f");
-       },
-       true, u"N  {T}*** ERROR => open f (2: No such file or directory) [nixx         12345]\n"},
-      {"perrno", [](CTRC_HDL h) { errno = EINTR, perrno(h); }, true,
-       u" (4: Interrupted system call)"},
+      {[](CTRC_HDL h) { errno = ENOENT, DpSysErr(h, u"open %s\n", u"f"); }, true,
+       u"N  {T}*** ERROR => open f (2: No such file or directory) [nixx         12345]\n"},
+      {[](CTRC_HDL h) { errno = EINTR, perrno(h); }, true, u" (4: Interrupted system call)"},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     trace_.Clear();
     c.write(c.with_component ? n_ : nullptr);
-    std::u16string expected = c.expected;
-    size_t at = expected.find(u"{T}");
-    if (at != std::u16string::npos) expected.replace(at, 3, thr_);
-    EXPECT_EQ(trace_.Text(), expected) << c.name;
+    EXPECT_EQ(trace_.Text(), WithThread(c.expected)) << &c - cases;
   }
 }
 

@@ -24,31 +24,46 @@ struct Buffer {
   char16_t units[16];
 };
 
+// sprintfU16 into a buffer of kFill units: its answer and the text up to the terminator.
+template <typename... Args>
+std::pair<int, std::u16string> Printed(const char16_t *format, Args... args) {
+  std::vector<char16_t> buffer(64, kFill);
+  const int answer = sprintfU16(buffer.data(), format, args...);
+  return {answer, buffer.data()};
+}
+
+// A whole output: its length and its text.
+std::pair<int, std::u16string> Whole(const std::u16string &text) {
+  return {static_cast<int>(text.size()), text};
+}
+
 TEST(U16PrintfFormat, OwnRenderingRules) {
   const char16_t *null = nullptr;
-  const struct {
-    std::function<int(ZUL_UTF16 *)> print;
-    std::u16string text;
-  } cases[] = {
-      {[=](ZUL_UTF16 *b) { return sprintfU16(b, u"[%s]", null); }, u"[(null)]"},
-      {[=](ZUL_UTF16 *b) { return sprintfU16(b, u"[%.3s]", null); }, u"[(nu]"},
-      {[=](ZUL_UTF16 *b) { return sprintfU16(b, u"[%8s]", null); }, u"[  (null)]"},
-      {[](ZUL_UTF16 *b) { return sprintfU16(b, u"[%p|%-7p|%07p]", nullptr, nullptr, nullptr); },
-       u"[(nil)|(nil)  |  (nil)]"},
-      // %s reads 16-bit text whatever the length modifier.
-      {[](ZUL_UTF16 *b) {
-         return sprintfU16(b, u"%s %ls %hs %.2s", u"\u0142\u00e9", u"x", u"y", u"abc");
-       },
-       u"\u0142\u00e9 x y ab"},
-      // A precision stops at the terminator within it.
-      {[](ZUL_UTF16 *b) { return sprintfU16(b, u"[%.10s]", u"abc"); }, u"[abc]"},
-      {[](ZUL_UTF16 *b) { return sprintfU16(b, u"%c%c", 0x20AC, 0x10041); }, u"\u20acA"},
-  };
-  for (const auto &c : cases) {
-    std::vector<char16_t> buffer(64, kFill);
-    EXPECT_EQ(c.print(buffer.data()), static_cast<int>(c.text.size())) << &c - cases;
-    EXPECT_EQ(std::u16string(buffer.data()), c.text) << &c - cases;
-  }
+  EXPECT_EQ(Printed(u"[%s]", null), Whole(u"[(null)]"));
+  EXPECT_EQ(Printed(u"[%.3s]", null), Whole(u"[(nu]"));
+  EXPECT_EQ(Printed(u"[%8s]", null), Whole(u"[  (null)]"));
+  EXPECT_EQ(Printed(u"[%p|%-7p|%07p]", nullptr, nullptr, nullptr),
+            Whole(u"[(nil)|(nil)  |  (nil)]"));
+  // %s reads 16-bit text whatever the length modifier, and a precision stops at a terminator.
+  EXPECT_EQ(Printed(u"%s %ls %hs %.2s", u"\u0142\u00e9", u"x", u"y", u"abc"),
+            Whole(u"\u0142\u00e9 x y ab"));
+  EXPECT_EQ(Printed(u"[%.10s]", u"abc"), Whole(u"[abc]"));
+  EXPECT_EQ(Printed(u"%c%c", 0x20AC, 0x10041), Whole(u"\u20acA"));
+  // The store of %n follows the length modifier, with units that didn't fit counted too.
+  int at_two = -1, at_seven = -1;
+  EXPECT_EQ(Printed(u"ab%n%5d%n!", &at_two, 3, &at_seven), Whole(u"ab    3!"));
+  EXPECT_EQ(std::tie(at_two, at_seven), std::make_tuple(2, 7));
+  struct {
+    signed char small;
+    char guard[7];
+  } bytes = {};
+  long long wide = -1;
+  EXPECT_EQ(Printed(u"%s%hhn%lln", u"xyz", &bytes.small, &wide), Whole(u"xyz"));
+  EXPECT_EQ(std::tie(bytes.small, bytes.guard[0], wide), std::make_tuple(3, 0, 3));
+  Buffer buffer;
+  int counted = -1;
+  EXPECT_EQ(snprintfU16(buffer.units, 3, u"%d%n", 123456, &counted), 6);
+  EXPECT_EQ(counted, -1);  // the output stopped before: the buffer was full
 }
 
 TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
@@ -140,31 +155,6 @@ TEST(U16PrintfUnknown, DropsTheRestAndReportsAboveLevelThree) {
                 0u);
     }
   }
-}
-
-TEST(U16PrintfCount, StoresUnitsWrittenSoFar) {
-  Buffer buffer;
-  int at_two = -1, at_seven = -1;
-  EXPECT_EQ(sprintfU16(buffer.units, u"ab%n%5d%n!", &at_two, 3, &at_seven), 8);
-  EXPECT_EQ(at_two, 2);
-  EXPECT_EQ(at_seven, 7);
-  EXPECT_EQ(buffer.Text(), u"ab    3!");
-
-  // Units that didn't fit count too.
-  int counted = -1;
-  EXPECT_EQ(snprintfU16(buffer.units, 3, u"%d%n", 123456, &counted), 6);
-  EXPECT_EQ(counted, -1);  // the output stopped before: the buffer was full
-
-  // The store follows the length modifier: %hhn writes one byte only.
-  struct {
-    signed char small;
-    char guard[7];
-  } bytes = {};
-  long long wide = -1;
-  EXPECT_EQ(sprintfU16(buffer.units, u"%s%hhn%lln", u"xyz", &bytes.small, &wide), 3);
-  EXPECT_EQ(bytes.small, 3);
-  EXPECT_EQ(bytes.guard[0], 0);
-  EXPECT_EQ(wide, 3);
 }
 
 TEST(U16PrintfFile, WritesUtf8AndAnswersUnits) {

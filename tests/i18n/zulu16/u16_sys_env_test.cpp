@@ -7,17 +7,19 @@
 #include <vector>
 
 #include "i18n/zulu16/u16_env.h"
-#include "u16_sys_test_util.h"
+#include "u16_string_test_support.h"
 #include "zul_u16sys.h"
 
 namespace {
 
 using u16test::TraceCapture;
 
-TEST(GetenvU16, UnsetAndInvalidAreNullAndEmptyIsAConstantWithoutTableLine) {
+// Unset and invalid variables are null; an empty value is a constant without a table line. A
+// value set as UTF-8 by putenvU16 is read back in 16 bits; the 129th result clears the table and
+// takes its first line.
+TEST(GetenvU16, ResultsAndTheirTable) {
   unsetenv("TLM_U16SYS_UNSET");
   EXPECT_EQ(getenvU16(u"TLM_U16SYS_UNSET"), nullptr);
-
   setenv("TLM_U16SYS_EMPTY", "", 1);
   size_t used = zulu16::GetenvTableUse();
   ZUL_UTF16 *first = getenvU16(u"TLM_U16SYS_EMPTY");
@@ -27,20 +29,15 @@ TEST(GetenvU16, UnsetAndInvalidAreNullAndEmptyIsAConstantWithoutTableLine) {
   setenv("TLM_U16SYS_BAD", "a\xe2(b", 1);
   EXPECT_EQ(getenvU16(u"TLM_U16SYS_BAD"), nullptr);
   EXPECT_EQ(zulu16::GetenvTableUse(), used);
-}
 
-// A value set as UTF-8 by putenvU16 is read back in 16 bits.
-TEST(GetenvU16, The129thResultClearsTheTableAndTakesItsFirstLine) {
   ASSERT_EQ(putenvU16(u"TLM_U16SYS_VALUE=Gr\u00fc\u00dfe \u20ac"), 0);
   EXPECT_STREQ(getenv("TLM_U16SYS_VALUE"),
                "Gr\xc3\xbc\xc3\x9f"
                "e \xe2\x82\xac");
   TraceCapture trace(16);
-  while (zulu16::GetenvTableUse() < zulu16::kGetenvTableLines) {
+  while (zulu16::GetenvTableUse() < zulu16::kGetenvTableLines)
     ASSERT_NE(getenvU16(u"TLM_U16SYS_VALUE"), nullptr);
-  }
   EXPECT_EQ(trace.Count("Entering cleanup_putenv_table()."), 0);
-
   ZUL_UTF16 *value = getenvU16(u"TLM_U16SYS_VALUE");
   ASSERT_NE(value, nullptr);
   EXPECT_EQ(std::u16string(value), u"Gr\u00fc\u00dfe \u20ac");
@@ -140,12 +137,9 @@ TEST(GetoptU, FollowsTheSystemRules) {
                  << "case with " << c.args.size() << " words, stderr " << c.stderr_text);
     EXPECT_EQ(ParseAll(c), c.stderr_text);
   }
-}
-
-TEST(GetoptU, ErrorsNameTheOptionAndOpterrSilencesThem) {
-  Case missing{{u"prog", u"-b"}, u"b:", {{'?', u""}}, 2, ""};
+  // opterrU 0 silences the messages; optoptU names the option.
   opterrU = 0;
-  EXPECT_EQ(ParseAll(missing), "");
+  EXPECT_EQ(ParseAll({{u"prog", u"-b"}, u"b:", {{'?', u""}}, 2, ""}), "");
   opterrU = 1;
   EXPECT_EQ(optoptU, 'b');
 }

@@ -16,17 +16,23 @@
 #include <thread>
 
 #include "i18n/zulu16/u16_stdin.h"
-#include "u16_sys_test_util.h"
+#include "trace_capture.h"
+#include "u16_string_test_support.h"
 #include "zul_u16stdio.h"
 #include "zul_u16sys.h"
 
 namespace {
 
-using u16systest::TempDir;
-using u16systest::Utf8;
+using tlm_test::Utf8;
 using u16test::StartsWith;
 using u16test::TraceCapture;
 using u16test::W;
+
+// A directory removed with its contents at the end of the scope; its own path is ASCII.
+class TempDir : public tlm_test::TempDir {
+ public:
+  std::u16string U16(const std::u16string &name) const { return W(path() + "/") + name; }
+};
 
 bool Exists(const std::string &path) {
   struct stat st;
@@ -39,19 +45,24 @@ bool AnyMessageHas(const TraceCapture &trace, const std::u16string &text) {
   return false;
 }
 
-std::vector<std::u16string> ListDir(const std::u16string &dir) {
-  std::vector<std::u16string> names;
-  DIR *d = opendirU16(dir.c_str());
-  if (d == nullptr) return names;
-  while (struct direntU16 *e = readdirU16(d)) {
-    std::u16string name = e->d_name;
-    if (name != u"." && name != u"..") names.push_back(name);
-  }
-  closedir(d);
-  return names;
+// An unnamed temporary file of the given bytes, open for reading and writing from its start.
+using File = std::unique_ptr<FILE, int (*)(FILE *)>;
+File Input(const std::string &bytes) {
+  File f(tmpfile(), fclose);
+  if (f != nullptr && fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size())
+    rewind(f.get());
+  return f;
 }
 
-TEST(NlsuiChecked, ToUtf8CutsAtCharactersAndCountsAFullBufferAsTooLong) {
+// The rest of a stream's bytes, read from its start.
+std::string Contents(FILE *f) {
+  std::string out;
+  rewind(f);
+  for (int c; (c = std::fgetc(f)) != EOF;) out += static_cast<char>(c);
+  return out;
+}
+
+TEST(NlsuiChecked, ConversionsCutAtCharactersAndReport) {
   // Buffer of 8 bytes: 7 bytes of text and the terminator.
   const struct {
     std::u16string in;
@@ -68,40 +79,40 @@ TEST(NlsuiChecked, ToUtf8CutsAtCharactersAndCountsAFullBufferAsTooLong) {
       {u"a\xd83d\xde00", "a\xed\xa0\xbd\xed\xb8\x80", NLSUI_CONV_TOO_LONG},
   };
   for (const auto &c : cases) {
+    SCOPED_TRACE(Utf8(c.in));
     TraceCapture trace(1);
     char out[8];
     errno = 0;
-    int rc = nlsui_U2sToUtf8s_checked(out, c.in.c_str(), sizeof out, "src", 1, "fn", "cpath",
-                                      "MAX_TEST_LN");
-    EXPECT_EQ(rc, c.rc) << Utf8(c.in);
-    EXPECT_EQ(std::string(out), c.out) << Utf8(c.in);
-    EXPECT_EQ(errno, c.rc == NLSUI_CONV_OK ? 0 : ENAMETOOLONG) << Utf8(c.in);
-    EXPECT_EQ(trace.Messages().empty(), c.rc == NLSUI_CONV_OK) << Utf8(c.in);
+    EXPECT_EQ(nlsui_U2sToUtf8s_checked(out, c.in.c_str(), sizeof out, "src", 1, "fn", "cpath",
+                                       "MAX_TEST_LN"),
+              c.rc);
+    EXPECT_EQ(std::string(out), c.out);
+    EXPECT_EQ(errno, c.rc == NLSUI_CONV_OK ? 0 : ENAMETOOLONG);
+    EXPECT_EQ(trace.Messages().empty(), c.rc == NLSUI_CONV_OK);
   }
-}
 
-TEST(NlsuiChecked, FromUtf8ReportsInvalidInputOnlyWhenTracing) {
+  // Invalid UTF-8 is reported only when tracing; a full buffer is too long.
   ZUL_UTF16 out[16];
   for (int level : {0, 1}) {
     TraceCapture trace(level);
-    int rc = nlsui_Utf8sToU2s_checked(out, "ab\xe2(", 16, "src", 1, "readdirU16", "d_name",
-                                      "MAX_FILENAME_LN");
-    EXPECT_EQ(rc, NLSUI_CONV_INVALID);
+    EXPECT_EQ(nlsui_Utf8sToU2s_checked(out, "ab\xe2(", 16, "src", 1, "readdirU16", "d_name",
+                                       "MAX_FILENAME_LN"),
+              NLSUI_CONV_INVALID);
     EXPECT_EQ(std::u16string(out), u"ab");
     EXPECT_EQ(AnyMessageHas(trace, u"readdirU16 encountered invalid UTF-8"), level != 0);
   }
-  TraceCapture trace(1);
-  EXPECT_EQ(nlsui_Utf8sToU2s_checked(out, "\xc3\xa9t\xc3\xa9", 4, "src", 1, "f", "p", "L"),
-            NLSUI_CONV_TOO_LONG);  // three units fill four
-  EXPECT_EQ(std::u16string(out), u"\u00e9t\u00e9");
-  EXPECT_EQ(nlsui_Utf8sToU2s_checked(out, "abcdef", 4, "src", 1, "f", "p", "L"),
-            NLSUI_CONV_TOO_LONG);
-  EXPECT_EQ(std::u16string(out), u"abc");
-}
-
-TEST(NlsuiChecked, CastOfOddAddressIsReported) {
-  TraceCapture trace(0);
+  {
+    TraceCapture quiet(0);
+    EXPECT_EQ(nlsui_Utf8sToU2s_checked(out, "\xc3\xa9t\xc3\xa9", 4, "src", 1, "f", "p", "L"),
+              NLSUI_CONV_TOO_LONG);  // three units fill four
+    EXPECT_EQ(std::u16string(out), u"\u00e9t\u00e9");
+    EXPECT_EQ(nlsui_Utf8sToU2s_checked(out, "abcdef", 4, "src", 1, "f", "p", "L"),
+              NLSUI_CONV_TOO_LONG);
+    EXPECT_EQ(std::u16string(out), u"abc");
+  }
+  // An odd address cast to 16-bit units is reported.
   alignas(2) char bytes[4] = {};
+  TraceCapture trace(0);
   EXPECT_EQ(nlsui_cast_raw2uc(bytes, "file.c", 7), reinterpret_cast<ZUL_UTF16 *>(bytes));
   EXPECT_TRUE(trace.Messages().empty());
   nlsui_cast_raw2uc(bytes + 1, "file.c", 7);
@@ -114,14 +125,11 @@ TEST(NlsuiChecked, CastOfOddAddressIsReported) {
 // it, creates that directory, and errno still tells that the argument was cut.
 TEST(MkdirU16, OverlongPathRunsOnTheCutPathWithENAMETOOLONG) {
   TempDir dir;
-  ASSERT_TRUE(dir.ok());
-  std::string prefix = dir.path() + "/";
-  std::string filler;
+  std::string prefix = dir.path() + "/", filler;
   while (prefix.size() + filler.size() + 7 < 4094) filler += "./";
   std::string name(4094 - prefix.size() - filler.size(), 'd');
   std::u16string path = W(prefix + filler + name) + u"\u20ac";
   ASSERT_EQ(Utf8(path).size(), 4097u);
-
   TraceCapture trace(1);
   errno = 0;
   EXPECT_EQ(mkdirU16(path.c_str(), 0700), 0);
@@ -130,95 +138,65 @@ TEST(MkdirU16, OverlongPathRunsOnTheCutPathWithENAMETOOLONG) {
   EXPECT_TRUE(AnyMessageHas(trace, u"MAX_PATH_LN") && AnyMessageHas(trace, u"mkdirU16"));
 }
 
-TEST(PathWrappers, NonAsciiNamesRoundTripThroughOpenRenameAndUnlink) {
-  TempDir dir;
-  ASSERT_TRUE(dir.ok());
-  const std::u16string first = u"Gr\u00fc\u00dfe \u20ac \u65e5\u672c.txt";
-  const std::u16string second = u"\u00dcbersicht_\u0416.txt";
+std::vector<std::u16string> ListDir(const std::u16string &dir) {
+  std::vector<std::u16string> names;
+  DIR *d = opendirU16(dir.c_str());
+  while (struct direntU16 *e = d != nullptr ? readdirU16(d) : nullptr) {
+    std::u16string name = e->d_name;
+    if (name != u"." && name != u"..") names.push_back(name);
+  }
+  if (d != nullptr) closedir(d);
+  return names;
+}
 
-  FILE *f = fopenU16(dir.U16(first).c_str(), u"w");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(fputsU16(u"Inhalt \u00e4", f), 1);
-  fclose(f);
-  EXPECT_EQ(u16systest::ReadBytes(dir.Bytes(first)), "Inhalt \xc3\xa4");
+TEST(PathWrappers, NonAsciiNamesRoundTripAndOpenersLogAtLevel16) {
+  TempDir dir;
+  const std::u16string first = u"Gr\u00fc\u00dfe \u20ac \u65e5\u672c.txt";
+  const std::u16string second = u"\u00dcbersicht_\u0416.txt", link = dir.U16(u"\u2192link");
+  for (int level : {15, 16}) {
+    TraceCapture trace(level);
+    FILE *f = fopenU16(dir.U16(first).c_str(), u"w");
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(fputsU16(u"Inhalt \u00e4", f), 1);
+    EXPECT_EQ(AnyMessageHas(trace, u"fopenU16: opened \"" + dir.U16(first) +
+                                       u"\" as file descriptor " + W(std::to_string(fileno(f)))),
+              level == 16);
+    fclose(f);
+  }
+  EXPECT_EQ(Contents(File(fopen(dir.File(Utf8(first)).c_str(), "r"), fclose).get()),
+            "Inhalt \xc3\xa4");
   EXPECT_EQ(ListDir(W(dir.path())), std::vector<std::u16string>{first});
 
   EXPECT_EQ(renameU16(dir.U16(first).c_str(), dir.U16(second).c_str()), 0);
   EXPECT_NE(accessU16(dir.U16(first).c_str(), F_OK), 0);
   EXPECT_EQ(accessU16(dir.U16(second).c_str(), R_OK), 0);
-
   int fd = openU16(dir.U16(second).c_str(), O_RDONLY);
   ASSERT_GE(fd, 0);
   char bytes[16] = {};
   EXPECT_EQ(read(fd, bytes, sizeof bytes), 9);
   close(fd);
-
-  EXPECT_EQ(symlinkU16(second.c_str(), dir.U16(u"\u2192link").c_str()), 0);
+  EXPECT_EQ(symlinkU16(second.c_str(), link.c_str()), 0);
   ZUL_UTF16 target[64];
-  ssize_t n = readlinkU16(dir.U16(u"\u2192link").c_str(), target, 64);
+  ssize_t n = readlinkU16(link.c_str(), target, 64);
   EXPECT_EQ(std::u16string(target, n > 0 ? n : 0), second);
-
-  EXPECT_EQ(unlinkU16(dir.U16(u"\u2192link").c_str()), 0);
+  EXPECT_EQ(unlinkU16(link.c_str()), 0);
   EXPECT_EQ(unlinkU16(dir.U16(second).c_str()), 0);
   EXPECT_TRUE(ListDir(W(dir.path())).empty());
   // A null path reaches the system, and its error comes back.
   errno = 0;
   EXPECT_EQ(removeU16(nullptr), -1);
   EXPECT_EQ(errno, EFAULT);
-}
 
-TEST(PathWrappers, OpenersLogPathAndDescriptorAtLevel16) {
-  TempDir dir;
-  ASSERT_TRUE(dir.ok());
-  for (int level : {15, 16}) {
-    TraceCapture trace(level);
-    FILE *f = fopenU16(dir.U16(u"\u00e4.log").c_str(), u"w");
-    ASSERT_NE(f, nullptr);
-    std::u16string expected = u"fopenU16: opened \"" + W(dir.path()) +
-                              u"/\u00e4.log\" as file descriptor " + W(std::to_string(fileno(f)));
-    fclose(f);
-    EXPECT_EQ(AnyMessageHas(trace, expected), level == 16);
-  }
-}
-
-TEST(TempWrappers, TemplatesWithNonAsciiPartsAreFilledInPlace) {
-  TempDir dir;
-  ASSERT_TRUE(dir.ok());
+  // Temporary file templates with non-ASCII parts are filled in place.
   std::u16string plain = dir.U16(u"\u00fc_XXXXXX"), suffixed = dir.U16(u"s_XXXXXX.\u20ac");
   for (std::u16string *pattern : {&plain, &suffixed}) {
-    int fd = pattern == &plain ? mkstempU16(plain.data()) : ZUL_mkstemps(suffixed.data(), 2);
+    fd = pattern == &plain ? mkstempU16(plain.data()) : ZUL_mkstemps(suffixed.data(), 2);
     ASSERT_GE(fd, 0);
     close(fd);
     EXPECT_EQ(pattern->find(u"XXXXXX"), std::u16string::npos);
     EXPECT_TRUE(Exists(Utf8(*pattern)));
   }
   EXPECT_EQ(suffixed.substr(suffixed.size() - 2), u".\u20ac");
-}
-
-TEST(ResultWrappers, GetcwdConvertsAndRefusesShortBuffers) {
-  char cwd[4096];
-  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-  ZUL_UTF16 buffer[4096];
-  ASSERT_EQ(getcwdU16(buffer, 4096), buffer);
-  EXPECT_EQ(Utf8(buffer), cwd);
-
-  errno = 0;
-  EXPECT_EQ(getcwdU16(buffer, 2), nullptr);
-  EXPECT_EQ(errno, ERANGE);
-
-  ZUL_UTF16 *allocated = getcwdU16(nullptr, 0);
-  ASSERT_NE(allocated, nullptr);
-  EXPECT_EQ(Utf8(allocated), cwd);
-  free(allocated);
-}
-
-// An unnamed temporary file of the given bytes, open for reading from its start.
-using File = std::unique_ptr<FILE, int (*)(FILE *)>;
-File Input(const std::string &bytes) {
-  File f(tmpfile(), fclose);
-  if (f != nullptr && fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size())
-    rewind(f.get());
-  return f;
 }
 
 // Standard input reads the given bytes for the life of the object.
@@ -261,61 +239,52 @@ TEST(GetcUnlockedU16Errno, DecodesAndStopsAtBytesThatCannotFollow) {
       {"\xe2\x82", {{EOF, 0, {}}}},  // the stream ends inside the character
   };
   for (const auto &c : cases) {
+    SCOPED_TRACE(c.bytes);
     File in = Input(c.bytes);
-    ASSERT_NE(in, nullptr);
     for (const Read &expected : c.reads) {
       ZUL_RAW raw[U16_RAW_CHAR_SIZE] = {};
       int error = -1;
       errno = 0;
-      EXPECT_EQ(getc_unlockedU16_errno(in.get(), raw, &error), expected.value) << c.bytes;
-      EXPECT_EQ(error, expected.error) << c.bytes;
+      EXPECT_EQ(getc_unlockedU16_errno(in.get(), raw, &error), expected.value);
+      EXPECT_EQ(error, expected.error);
       if (expected.error == EILSEQ) {
         EXPECT_EQ(errno, EILSEQ);
-        EXPECT_EQ(std::vector<ZUL_RAW>(raw, raw + 1 + raw[0]), expected.raw) << c.bytes;
+        EXPECT_EQ(std::vector<ZUL_RAW>(raw, raw + 1 + raw[0]), expected.raw);
       }
     }
   }
 }
 
-TEST(FgetcU16, AnswersReplacementAboveFfffAndHashWithEilseqForE228AndFreadWholeElements) {
+// fgetcU16 answers U+FFFD above U+FFFF and '#' with EILSEQ for bytes that can't follow; freadU16
+// answers whole elements; fwriteU16 writes a lone high surrogate as '#'.
+TEST(StreamUnits, ReadAndWriteBeyondTheBasicPlane) {
   File in = Input("\xf0\x9f\x98\x80\xe2(");
-  ASSERT_NE(in, nullptr);
   EXPECT_EQ(fgetcU16(in.get()), 0xFFFD);
   errno = 0;
   EXPECT_EQ(fgetcU16(in.get()), '#');
   EXPECT_EQ(errno, EILSEQ);
   EXPECT_EQ(fgetcU16(in.get()), '(');
   EXPECT_EQ(fgetcU16(in.get()), EOF);
-  // freadU16 answers whole elements: six units, the last element incomplete.
   File more = Input(
       "ab\xe2\x82\xac"
       "cde");
   ZUL_UTF16 units[8] = {};
-  EXPECT_EQ(freadU16(units, 2, 4, more.get()), 3u);
+  EXPECT_EQ(freadU16(units, 2, 4, more.get()), 3u);  // six units, the last element incomplete
   EXPECT_EQ(std::u16string(units, 6), u"ab\u20accde");
-}
-
-TEST(FwriteU16, LoneHighSurrogateIsWrittenAsHash) {
-  TempDir dir;
-  ASSERT_TRUE(dir.ok());
-  FILE *out = fopenU16(dir.U16(u"out").c_str(), u"w");
-  ASSERT_NE(out, nullptr);
-  const ZUL_UTF16 units[] = {u'a', 0xD83D, u'\u00e9'};
-  EXPECT_EQ(fwriteU16(units, 1, 3, out), 3u);
-  fclose(out);
-  EXPECT_EQ(u16systest::ReadBytes(dir.Bytes(u"out")), "a#\xc3\xa9");
+  File out = Input("");
+  const ZUL_UTF16 written[] = {u'a', 0xD83D, u'\u00e9'};
+  EXPECT_EQ(fwriteU16(written, 1, 3, out.get()), 3u);
+  fflush(out.get());
+  EXPECT_EQ(Contents(out.get()), "a#\xc3\xa9");
 }
 
 TEST(FgetsU16, ReadsThroughNewlineWithinTheLimit) {
   File in = Input("eins\nzw\xc3\xb6lf\n\xe2(x");
-  ASSERT_NE(in, nullptr);
   ZUL_UTF16 line[8];
-  ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
-  EXPECT_EQ(std::u16string(line), u"eins\n");
-  ASSERT_EQ(fgetsU16(line, 4, in.get()), line);
-  EXPECT_EQ(std::u16string(line), u"zw\u00f6");
-  ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
-  EXPECT_EQ(std::u16string(line), u"lf\n");
+  for (auto [limit, text] : {std::pair{8, u"eins\n"}, {4, u"zw\u00f6"}, {8, u"lf\n"}}) {
+    ASSERT_EQ(fgetsU16(line, limit, in.get()), line);
+    EXPECT_EQ(std::u16string(line), text);
+  }
   TraceCapture trace(1);
   zulu16::ResetFgetcErrorCount();
   ASSERT_EQ(fgetsU16(line, 8, in.get()), line);
@@ -331,7 +300,6 @@ TEST(FgetsU16, ReadsThroughNewlineWithinTheLimit) {
 TEST(FgetForms, LinesWordsAndNumbersInBothForms) {
   const std::string text = "  42 -7 x9 99999999999\nzweite Zeile \xe2\x82\xac\n";
   File wide = Input(text), raw = Input(text);
-  ASSERT_TRUE(wide != nullptr && raw != nullptr);
   int i = 0;
   long l = 0;
   EXPECT_EQ(fget_intU16(&i, wide.get()), 1);
@@ -359,11 +327,9 @@ TEST(FgetForms, LinesWordsAndNumbersInBothForms) {
   EXPECT_EQ(fget_lineR(bytes, 32, raw.get()), 16);
   EXPECT_STREQ(bytes, "zweite Zeile \xe2\x82\xac");
   EXPECT_EQ(fget_strR(bytes, 32, raw.get()), EOF);
-}
 
-TEST(GetsForms, ReadStandardInputAndRefuseLongLines) {
+  // The gets forms read standard input and refuse long lines.
   StdinFrom input("kurz\nviel zu lang\n\xc3\xa4\xc3\xb6\nletzte");
-  ZUL_UTF16 line[8];
   EXPECT_EQ(gets_sU16(line, 8), line);
   EXPECT_EQ(std::u16string(line), u"kurz");
   EXPECT_EQ(gets_sU16(line, 8), nullptr);
@@ -371,13 +337,12 @@ TEST(GetsForms, ReadStandardInputAndRefuseLongLines) {
   ZUL_UTF16 unbounded[32];
   EXPECT_EQ(getsU16(unbounded), unbounded);
   EXPECT_EQ(std::u16string(unbounded), u"\u00e4\u00f6");
-  char bytes[8];
   EXPECT_EQ(gets_sRFB(bytes, 8), bytes);
   EXPECT_STREQ(bytes, "letzte");
   EXPECT_EQ(gets_sRFB(bytes, 8), nullptr);
 }
 
-// The report limit, with a clock that the test moves.
+// The report limit of fgetcU16, with a clock that the test moves.
 class FgetcErrorLimit : public ::testing::Test {
  protected:
   static int64_t Now() { return now_; }
@@ -394,7 +359,6 @@ class FgetcErrorLimit : public ::testing::Test {
   // Reads n invalid bytes with fgetcU16.
   static void ReadInvalid(int n) {
     File in = Input(std::string(static_cast<size_t>(n), '\xff'));
-    ASSERT_NE(in, nullptr);
     for (int i = 0; i < n; ++i) ASSERT_EQ(fgetcU16(in.get()), '#');
   }
   static inline int64_t now_ = 0;
@@ -402,76 +366,114 @@ class FgetcErrorLimit : public ::testing::Test {
 
 constexpr char kInvalid[] = "Invalid UTF-8 encountered by fgetcU16 (fileno 0x";
 constexpr char kSilence[] =
-    "Too many invalid UTF-8 in fgetcU16, no more error message will be written for 3600 "
-    "seconds\n";
+    "Too many invalid UTF-8 in fgetcU16, no more error message will be "
+    "written for %d seconds\n";
 constexpr char kReset[] = "fgetcU16 error counter reset\n";
 
-TEST_F(FgetcErrorLimit, The101stErrorSilencesReportsUntilTheIntervalHasPassed) {
-  TraceCapture trace(1);
-  ReadInvalid(101);
-  EXPECT_EQ(trace.Count(kInvalid), 100);
-  EXPECT_EQ(trace.Count(kSilence), 1);
-
-  now_ += 3599;
-  ReadInvalid(5);
-  EXPECT_EQ(trace.Count(kInvalid), 100);
-  EXPECT_EQ(trace.Count(kReset), 0);
-
-  now_ += 1;
-  ReadInvalid(1);
-  EXPECT_EQ(trace.Count(kReset), 1);
-  EXPECT_EQ(trace.Count(kInvalid), 101);
-  EXPECT_EQ(trace.Count(kSilence), 1);
+std::string Silence(int seconds) {
+  char text[128];
+  snprintf(text, sizeof text, kSilence, seconds);
+  return text;
 }
 
-TEST_F(FgetcErrorLimit, ParametersAreSetAndNegativeOnesKeepTheirValue) {
+// The 101st error silences reports until the interval has passed. Without trace nothing is
+// reported nor counted; negative parameters keep their value.
+TEST_F(FgetcErrorLimit, SilenceAfterTheLimitForTheInterval) {
   {
-    TraceCapture silent(0);  // nothing is reported without trace, nor counted toward the limit
+    TraceCapture silent(0);
     ReadInvalid(150);
     EXPECT_TRUE(silent.Messages().empty());
   }
   TraceCapture trace(1);
-  u16_set_fgetcU_error_parameters(2, 10);
-  u16_set_fgetcU_error_parameters(-1, -1);
-  ReadInvalid(4);
-  EXPECT_EQ(trace.Count(kInvalid), 2);
-  EXPECT_EQ(
-      trace.Count("Too many invalid UTF-8 in fgetcU16, no more error message will be written for "
-                  "10 seconds\n"),
-      1);
-  now_ += 10;
+  ReadInvalid(101);
+  EXPECT_EQ(trace.Count(kInvalid), 100);
+  EXPECT_EQ(trace.Count(Silence(3600)), 1);
+  now_ += 3599;
+  ReadInvalid(5);
+  EXPECT_EQ(trace.Count(kInvalid), 100);
+  EXPECT_EQ(trace.Count(kReset), 0);
+  now_ += 1;
   ReadInvalid(1);
   EXPECT_EQ(trace.Count(kReset), 1);
+  EXPECT_EQ(trace.Count(kInvalid), 101);
+  EXPECT_EQ(trace.Count(Silence(3600)), 1);
+
+  u16_set_fgetcU_error_parameters(2, 10);
+  u16_set_fgetcU_error_parameters(-1, -1);
+  zulu16::ResetFgetcErrorCount();
+  ReadInvalid(4);
+  EXPECT_EQ(trace.Count(kInvalid), 103);
+  EXPECT_EQ(trace.Count(Silence(10)), 1);
+  now_ += 10;
+  ReadInvalid(1);
+  EXPECT_EQ(trace.Count(kReset), 2);
 }
 
-TEST(ResultWrappers, ErrorAndTimeTextsMatchTheSystem) {
-  errno = EAGAIN;
-  ZUL_UTF16 *text = strerrorU16(ENOENT);
-  ASSERT_NE(text, nullptr);
-  EXPECT_EQ(Utf8(text), strerror(ENOENT));
-  EXPECT_EQ(errno, EAGAIN);
-
+// Results of the system, converted from UTF-8: each against the system's own answer.
+TEST(ResultWrappers, EqualTheSystemsAnswers) {
+  char cwd[4096], host[256], ctime_text[64], asctime_text[64];
+  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+  ASSERT_EQ(gethostname(host, sizeof host), 0);
   time_t clock = 1700000000;
-  char expected[64];
-  ASSERT_NE(ctime_r(&clock, expected), nullptr);
-  ZUL_UTF16 buffer[26];
-  ASSERT_EQ(ctime_rU16(&clock, buffer), buffer);
-  EXPECT_EQ(Utf8(buffer), expected);  // 25 units and the terminator fill the caller's 26
-  EXPECT_EQ(Utf8(ctimeU16(&clock)), expected);
-
   struct tm tm = {};
   tm.tm_year = 124;
   tm.tm_mday = 2;
-  ASSERT_NE(asctime_r(&tm, expected), nullptr);
-  EXPECT_EQ(Utf8(asctimeU16(&tm)), expected);
+  ASSERT_NE(ctime_r(&clock, ctime_text), nullptr);
+  ASSERT_NE(asctime_r(&tm, asctime_text), nullptr);
+  struct utsname names;
+  struct utsnameU16 wide;
+  ASSERT_EQ(uname(&names), 0);
+  ASSERT_EQ(unameU(&wide), 0);
+  struct passwd entry, *found = nullptr;
+  char buffer[4096];
+  ASSERT_EQ(getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found), 0);
+  ASSERT_NE(found, nullptr);
+  struct passwdU16 *mine = getpwuidU16(getuid());
+  ASSERT_NE(mine, nullptr);
+  ZUL_UTF16 cwd16[4096], host16[256], ctime16[26];  // 25 units and the terminator fill 26
+  ASSERT_EQ(getcwdU16(cwd16, 4096), cwd16);
+  ASSERT_EQ(gethostnameU16(host16, 256), 0);
+  ASSERT_EQ(ctime_rU16(&clock, ctime16), ctime16);
+  ZUL_UTF16 *allocated = getcwdU16(nullptr, 0);
+  ASSERT_NE(allocated, nullptr);
+  errno = EAGAIN;
+  const std::pair<std::u16string, std::string> pairs[] = {
+      {cwd16, cwd},
+      {allocated, cwd},
+      {strerrorU16(ENOENT), strerror(ENOENT)},
+      {ctime16, ctime_text},
+      {ctimeU16(&clock), ctime_text},
+      {asctimeU16(&tm), asctime_text},
+      {wide.sysname, names.sysname},
+      {wide.machine, names.machine},
+      {wide.nodename, names.nodename},
+      {host16, host},
+      {mine->pw_dir, entry.pw_dir},
+  };
+  EXPECT_EQ(errno, EAGAIN);
+  free(allocated);
+  for (const auto &[ours, theirs] : pairs) EXPECT_EQ(Utf8(ours), theirs);
 
-  // strftime answers 0 when the result and its terminator don't fit.
+  // Short buffers are refused; strftime answers 0 when the result and its terminator don't fit.
+  errno = 0;
+  EXPECT_EQ(getcwdU16(cwd16, 2), nullptr);
+  EXPECT_EQ(errno, ERANGE);
+  TraceCapture quiet(0);
+  errno = 0;
+  EXPECT_EQ(gethostnameU16(host16, strlen(host)), -1);
+  EXPECT_EQ(errno, ENAMETOOLONG);
   ZUL_UTF16 out[32];
   const ZUL_UTF16 *format = u"%Y-%m-%d \u20ac";
   EXPECT_EQ(strftimeU16(out, 13, format, &tm), 12u);
   EXPECT_EQ(std::u16string(out), u"2024-01-02 \u20ac");
-  u16test::TraceCapture quiet(0);
   EXPECT_EQ(strftimeU16(out, 12, format, &tm), 0u);
+
+  // The passwd record is per thread.
+  struct passwdU16 *other = nullptr;
+  std::thread([&] { other = getpwnamU16(W(entry.pw_name).c_str()); }).join();
+  EXPECT_NE(other, nullptr);
+  EXPECT_NE(other, mine);
+  EXPECT_EQ(Utf8(mine->pw_name), entry.pw_name);
 }
 
 TEST(ResultWrappers, BasenameAndDirnameFollowTheSystem) {
@@ -489,27 +491,7 @@ TEST(ResultWrappers, BasenameAndDirnameFollowTheSystem) {
   }
 }
 
-TEST(ResultWrappers, SystemAndHostNames) {
-  struct utsname names;
-  ASSERT_EQ(uname(&names), 0);
-  struct utsnameU16 wide;
-  ASSERT_EQ(unameU(&wide), 0);
-  EXPECT_EQ(Utf8(wide.sysname), names.sysname);
-  EXPECT_EQ(Utf8(wide.machine), names.machine);
-  EXPECT_EQ(Utf8(wide.nodename), names.nodename);
-
-  char host[256];
-  ASSERT_EQ(gethostname(host, sizeof host), 0);
-  ZUL_UTF16 name[256];
-  EXPECT_EQ(gethostnameU16(name, 256), 0);
-  EXPECT_EQ(Utf8(name), host);
-  u16test::TraceCapture quiet(0);
-  errno = 0;
-  EXPECT_EQ(gethostnameU16(name, strlen(host)), -1);
-  EXPECT_EQ(errno, ENAMETOOLONG);
-}
-
-TEST(DlWrappers, LoadFindAndExplainFailures) {
+TEST(Lookups, LibrariesGroupsServicesAndHosts) {
   void *libc = dlopenU16(u"libc.so.6", RTLD_NOW);
   ASSERT_NE(libc, nullptr);
   EXPECT_EQ(dlsymU16(libc, u"strlen"), dlsym(libc, "strlen"));
@@ -519,26 +501,7 @@ TEST(DlWrappers, LoadFindAndExplainFailures) {
   ASSERT_NE(why, nullptr);
   EXPECT_NE(std::u16string(why).find(u"/nonexistent/\u00e4.so"), std::u16string::npos);
   EXPECT_EQ(dlerrorU16(), nullptr);
-}
 
-TEST(Lookups, PasswdRecordIsPerThreadAndMatchesTheSystem) {
-  struct passwd entry;
-  struct passwd *found = nullptr;
-  char buffer[4096];
-  ASSERT_EQ(getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found), 0);
-  ASSERT_NE(found, nullptr);
-  struct passwdU16 *mine = getpwuidU16(getuid());
-  ASSERT_NE(mine, nullptr);
-  EXPECT_EQ(Utf8(mine->pw_dir), entry.pw_dir);
-
-  struct passwdU16 *other = nullptr;
-  std::thread([&] { other = getpwnamU16(W(entry.pw_name).c_str()); }).join();
-  EXPECT_NE(other, nullptr);
-  EXPECT_NE(other, mine);
-  EXPECT_EQ(Utf8(mine->pw_name), entry.pw_name);
-}
-
-TEST(Lookups, GroupServiceAndHostRecords) {
   struct groupU16 *group = getgrgidU16(getgid());
   EXPECT_TRUE(group == nullptr || (group->gr_gid == getgid() && group->gr_mem != nullptr));
   if (struct servent *service = getservbyname("ssh", "tcp")) {
@@ -591,7 +554,6 @@ TEST(ExecWrappers, ArgumentsAndEnvironmentArriveAsUtf8) {
       }),
       9);
   EXPECT_EQ(WEXITSTATUS(systemU16(u"[ \"\u00e4\" = \"$(printf '\\303\\244')\" ] && exit 3")), 3);
-
   FILE *pipe = popenU16(u"printf 'Gr\u00fc\u00dfe'", u"r");
   ASSERT_NE(pipe, nullptr);
   char bytes[16] = {};
@@ -608,18 +570,14 @@ TEST(ZulLocale, StreamsOfZulUtf16FormatAndParseNumbers) {
   ZulStdStreamInit();
   ZulGlobalLocaleInit();
   EXPECT_TRUE(std::locale() == once);  // idempotent: the global locale stays
-
   std::basic_stringstream<char16_t> stream;
   stream << 42 << u' ' << -1234567 << u' ' << 2.5;
   EXPECT_EQ(stream.str(), u"42 -1234567 2.5");
-  int a = 0;
-  int b = 0;
+  int a = 0, b = 0;
   double d = 0;
   stream >> a >> b >> d;
   EXPECT_FALSE(stream.fail());
-  EXPECT_EQ(a, 42);
-  EXPECT_EQ(b, -1234567);
-  EXPECT_EQ(d, 2.5);
+  EXPECT_EQ(std::tie(a, b, d), std::make_tuple(42, -1234567, 2.5));
 }
 
 }  // namespace
