@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <tuple>
 
 #include "ni/nixxi.h"
 #include "trace_capture.h"
@@ -61,10 +62,7 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
   ASSERT_EQ(NiGetHdlParam(hdl, NIHP_CHECK_PEER, &got), ZUL_O_K);
   EXPECT_EQ(got, 1);
   EXPECT_EQ(NiSetHdlParam(hdl, NIHP_BUFSTAT, &on), ZUL_O_K);
-  struct Row {
-    int param, type, value;
-    const char16_t *detail;
-  } rows[] = {
+  const std::tuple<int, int, int, const char16_t *> rows[] = {
       {NIHP_SINGLE_READ, NI_DT_UINT, 1,
        u"NiSetHdlParamEx: parameter invalid (pParamData->datatype != NI_DT_BOOL)"},
       {NIHP_BUFSTAT, NI_DT_RAW, NI_BUFSTAT_OFF,
@@ -72,14 +70,14 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
       {NIHP_TALKMODE, NI_DT_RAW, 0, u"NiSetHdlParamEx: invalid param 60 for hdl 1"},
       {52, NI_DT_BOOL, 0, u"NiSetHdlParamEx: invalid param 52 for hdl 1"},
   };
-  for (const Row &r : rows) {
+  for (auto [param, type, value, detail] : rows) {
     NI_PARAM_DATA d{};
-    d.param = static_cast<uint8_t>(r.param);
-    d.datatype = static_cast<uint8_t>(r.type);
-    d.value.raw_val = static_cast<uint8_t>(r.value);
+    d.param = static_cast<uint8_t>(param);
+    d.datatype = static_cast<uint8_t>(type);
+    d.value.raw_val = static_cast<uint8_t>(value);
     ErrClear();
-    EXPECT_EQ(NiSetHdlParamEx(hdl, &d), NIEINVAL) << r.param;
-    EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_DETAIL)), r.detail) << r.param;
+    EXPECT_EQ(NiSetHdlParamEx(hdl, &d), NIEINVAL) << param;
+    EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_DETAIL)), detail) << param;
   }
   EXPECT_EQ(NiSetHdlParamEx(hdl, nullptr), NIEINVAL);
   EXPECT_EQ(NiSetHdlParam(hdl, NIHP_MAX_MSG_LEN, &on), NIEINVAL);  // no short form

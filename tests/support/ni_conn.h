@@ -7,6 +7,9 @@
 //   NiWrite(c.hdl, "abc", 3, 1000, &written);   // c.peer reads 00 00 00 03 'a' 'b' 'c'
 //
 // The handle owns its end (NiCloseHandle or NiExit closes it); Conn closes the peer's.
+//
+// Also: parameter records for NiSetParamEx, and a forked child for tests that need the library
+// started afresh (environment variables are set there, before its first NiInit).
 #ifndef TLM_TEST_NI_CONN_H
 #define TLM_TEST_NI_CONN_H
 
@@ -15,8 +18,11 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <functional>
 #include <utility>
 
 #include "ni/nixxi.h"
@@ -90,6 +96,40 @@ inline Conn Connect(Link link, bool blocking = true) {
   c.peer = fds[1];
   if ((c.hdl = Attach(fds[0], blocking)) < 0) close(fds[0]);
   return c;
+}
+
+// A parameter record of the data type given, holding v.
+inline NI_PARAM_DATA Param(int no, int type, uint32_t v) {
+  NI_PARAM_DATA d{};
+  d.param = static_cast<uint8_t>(no);
+  d.datatype = static_cast<uint8_t>(type);
+  if (type == NI_DT_BOOL || type == NI_DT_RAW)
+    d.value.raw_val = static_cast<uint8_t>(v);
+  else if (type == NI_DT_USHORT)
+    d.value.ushort_val = static_cast<uint16_t>(v);
+  else
+    d.value.uint_val = v;
+  return d;
+}
+
+inline int SetParam(int no, int type, uint32_t v) {
+  NI_PARAM_DATA d = Param(no, type, v);
+  return NiSetParamEx(&d);
+}
+
+// Runs body in a forked child and answers the exit code it returns; -1 when the child didn't end
+// within 30 seconds (it is killed) or didn't exit normally.
+inline int InChild(const std::function<int()> &body) {
+  pid_t pid = fork();
+  if (pid == 0) _exit(body());
+  int status = 0;
+  for (int i = 0; i < 3000 && waitpid(pid, &status, WNOHANG) == 0; ++i) usleep(10000);
+  if (waitpid(pid, &status, WNOHANG) == 0) {
+    kill(pid, SIGKILL);
+    waitpid(pid, &status, 0);
+    return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace ni_test
