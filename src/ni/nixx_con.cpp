@@ -96,6 +96,23 @@ NITAB *OptHdl(int hdl, const char *fn, bool listenerAllowed, int *pRc) {
   return p;
 }
 
+// One option call (call is SiSetSockOpt or SiGetSockOpt, siFunc its number) on the handle's
+// main socket, repeated while a signal interrupts it; fn names it in reports.
+template <typename Call, typename Value>
+int SockOpt(const char *fn, int siFunc, Call call, NITAB *pHdl, int level, int option,
+            Value *pValue, const char *pValueText) {
+  if (pHdl->mType == NI_RI_LISTEN)
+    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d", fn,
+                  pHdl->handle);
+  SI_SOCK *s = MainSock(pHdl);
+  int rc;
+  do rc = call(s, level, option, pValue);
+  while (rc == SI_EINTR);
+  if (rc == SI_OK) return ZUL_O_K;
+  return NiISystemError(rc, siFunc, pHdl, s, static_cast<int>(s->lastError), pValueText, nullptr,
+                        nullptr, fn, kModInternal, __LINE__, 1);
+}
+
 // An integer option of the wrappers: the names of its two reports, whether a listener may take
 // it, and its level, name and trace text.
 struct IntOpt {
@@ -148,30 +165,14 @@ int MyAddr(const char *fn, const ZUL_UTF16 *pMyHostName, int timeout, NI_NODEADD
 
 int NiISetSockOpt(NITAB *pHdl, int level, int option, const SI_OPTVAL *pValue,
                   const char *pValueText) noexcept {
-  if (pHdl->mType == NI_RI_LISTEN)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d",
-                  "NiISetSockOpt", pHdl->handle);
-  SI_SOCK *s = MainSock(pHdl);
-  int rc;
-  do rc = SiSetSockOpt(s, level, option, pValue);
-  while (rc == SI_EINTR);
-  if (rc == SI_OK) return ZUL_O_K;
-  return NiISystemError(rc, kSiSetSockOpt, pHdl, s, static_cast<int>(s->lastError), pValueText,
-                        nullptr, nullptr, "NiISetSockOpt", kModInternal, __LINE__, 1);
+  return SockOpt("NiISetSockOpt", kSiSetSockOpt, SiSetSockOpt, pHdl, level, option, pValue,
+                 pValueText);
 }
 
 int NiIGetSockOpt(NITAB *pHdl, int level, int option, SI_OPTVAL *pValue,
                   const char *pValueText) noexcept {
-  if (pHdl->mType == NI_RI_LISTEN)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d",
-                  "NiIGetSockOpt", pHdl->handle);
-  SI_SOCK *s = MainSock(pHdl);
-  int rc;
-  do rc = SiGetSockOpt(s, level, option, pValue);
-  while (rc == SI_EINTR);
-  if (rc == SI_OK) return ZUL_O_K;
-  return NiISystemError(rc, kSiGetSockOpt, pHdl, s, static_cast<int>(s->lastError), pValueText,
-                        nullptr, nullptr, "NiIGetSockOpt", kModInternal, __LINE__, 1);
+  return SockOpt("NiIGetSockOpt", kSiGetSockOpt, SiGetSockOpt, pHdl, level, option, pValue,
+                 pValueText);
 }
 
 int NiHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout, int *pHandle) noexcept {

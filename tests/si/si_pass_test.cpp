@@ -38,19 +38,15 @@ ssize_t RawSend(int via, const std::vector<unsigned char> &data, int type, std::
   msghdr msg{};
   msg.msg_iov = &iov;
   msg.msg_iovlen = 1;
-  if (type == SCM_CREDENTIALS) {
-    ucred cred{getpid(), getuid(), getgid()};
+  ucred cred{getpid(), getuid(), getgid()};
+  bool creds = type == SCM_CREDENTIALS;
+  size_t bytes = creds ? sizeof cred : fds.size() * sizeof(int);
+  if (bytes > 0) {
     msg.msg_control = control;
-    msg.msg_controllen = CMSG_SPACE(sizeof cred);
+    msg.msg_controllen = CMSG_SPACE(bytes);
     cmsghdr *c = CMSG_FIRSTHDR(&msg);
-    *c = cmsghdr{CMSG_LEN(sizeof cred), SOL_SOCKET, SCM_CREDENTIALS};
-    std::memcpy(CMSG_DATA(c), &cred, sizeof cred);
-  } else if (!fds.empty()) {
-    msg.msg_control = control;
-    msg.msg_controllen = CMSG_SPACE(fds.size() * sizeof(int));
-    cmsghdr *c = CMSG_FIRSTHDR(&msg);
-    *c = cmsghdr{CMSG_LEN(fds.size() * sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
-    std::memcpy(CMSG_DATA(c), fds.data(), fds.size() * sizeof(int));
+    *c = cmsghdr{CMSG_LEN(bytes), SOL_SOCKET, type};
+    std::memcpy(CMSG_DATA(c), creds ? static_cast<const void *>(&cred) : fds.data(), bytes);
   }
   return sendmsg(via, &msg, 0);
 }
@@ -73,9 +69,7 @@ TEST(SiPass, SentMessageOnTheWire) {
   EXPECT_EQ(std::memcmp(data, expected, 15), 0);
   cmsghdr *c = CMSG_FIRSTHDR(&msg);
   ASSERT_NE(c, nullptr);
-  EXPECT_EQ(c->cmsg_len, 20u);
-  EXPECT_EQ(c->cmsg_level, SOL_SOCKET);
-  EXPECT_EQ(c->cmsg_type, SCM_RIGHTS);
+  EXPECT_TRUE(c->cmsg_len == 20u && c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_RIGHTS);
   int fd;
   std::memcpy(&fd, CMSG_DATA(c), sizeof fd);
   int type = 0;
