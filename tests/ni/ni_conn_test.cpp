@@ -41,15 +41,10 @@ void ExpectPair(int a, int b) {
 // Binds a TCP socket to the any address and port (0: the system's choice) and releases it:
 // the port bound, or 0 when it was taken.
 uint16_t BindAny(uint16_t port) {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_port = htons(port);
-  socklen_t len = sizeof sa;
-  bool ok = fd >= 0 && bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa) == 0 &&
-            getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len) == 0;
+  uint16_t bound = 0;
+  int fd = ni_test::TcpSocket(port, true, -1, &bound);
   if (fd >= 0) close(fd);
-  return ok ? ntohs(sa.sin_port) : 0;
+  return fd >= 0 ? bound : 0;
 }
 
 // The first of n ports in a row that are free just now, starting at one the system handed out;
@@ -351,14 +346,9 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
 
 TEST_F(NiConn, RefusedPortAndConnectsThatStayPending) {
   // A port nobody listens on: refused, with the partner in the text.
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof sa;
-  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa), 0);
-  ASSERT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len), 0);
-  uint16_t port = ntohs(sa.sin_port);
+  uint16_t port = 0;
+  int fd = ni_test::TcpSocket(0, false, -1, &port);
+  ASSERT_GE(fd, 0);
   int h = 7;
   EXPECT_EQ(NiHandleForAddrEx(&NI_ADDR_LOCAL_I4_INIT, port, 2, 0, 0, 1000, nullptr, &h),
             NIECONN_REFUSED);

@@ -154,30 +154,23 @@ TEST_F(NiHandles, InvalidNumbersAndExhaustion) {
 }
 
 TEST_F(NiHandles, ListenerClosesBothSocketsAndDatagramsAreRefused) {
-  int tcp = socket(AF_INET, SOCK_STREAM, 0);
-  ASSERT_GE(tcp, 0);
-  NITAB *p = nullptr;
-  ASSERT_EQ(NiICreateHandle(&p, NI_INITIAL_LIS, nullptr), ZUL_O_K);
-  p->lis.mIPSocket = SI_SOCK{tcp, AF_INET, SOCK_STREAM, 0};
-  p->mType = NI_LISTEN;
+  int tcp = socket(AF_INET, SOCK_STREAM, 0), lis = ni_test::Attach(tcp, true, NI_LISTEN);
+  ASSERT_GE(lis, 0);
   NITAB *dg = nullptr;
   ASSERT_EQ(NiICreateHandle(&dg, NI_INITIAL_CON, nullptr), ZUL_O_K);
   dg->mType = NI_DG_UNCONNECTED;
   EXPECT_EQ(NiCloseHandle(dg->handle), NIEINVAL);
-  EXPECT_EQ(NiGetHdlProto(p->handle), NI_PROTO_FAM_IPv4);
+  EXPECT_EQ(NiGetHdlProto(lis), NI_PROTO_FAM_IPv4);
   int v6 = socket(AF_INET6, SOCK_STREAM, 0);
   if (v6 >= 0) {  // a wildcard IPv6 listener serves both families
     sockaddr_in6 any{};
     any.sin6_family = AF_INET6;
     ASSERT_EQ(bind(v6, reinterpret_cast<sockaddr *>(&any), sizeof any), 0);
-    NITAB *l6 = nullptr;
-    ASSERT_EQ(NiICreateHandle(&l6, NI_INITIAL_LIS, nullptr), ZUL_O_K);
-    l6->lis.mIPSocket = SI_SOCK{v6, AF_INET6, SOCK_STREAM, 0};
-    l6->mType = NI_LISTEN;
-    EXPECT_EQ(NiGetHdlProto(l6->handle), NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6);
-    EXPECT_EQ(NiCloseHandle(l6->handle), ZUL_O_K);
+    int l6 = ni_test::Attach(v6, true, NI_LISTEN);
+    EXPECT_EQ(NiGetHdlProto(l6), NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6);
+    EXPECT_EQ(NiCloseHandle(l6), ZUL_O_K);
   }
-  EXPECT_EQ(NiCloseHandle(p->handle), ZUL_O_K);
+  EXPECT_EQ(NiCloseHandle(lis), ZUL_O_K);
   EXPECT_EQ(fcntl(tcp, F_GETFD), -1);
   EXPECT_EQ(std::u16string(NiGetProtoName(6)), u"IPv4,IPv6");
   EXPECT_EQ(std::u16string(NiGetProtoName(8)), u"unknown");

@@ -298,15 +298,12 @@ TEST_F(NiIo, StatusPeekAndRefusals) {
   // socket, as poll sees both alike); write isn't asked.
   int fds[2];
   ASSERT_TRUE(ni_test::StreamPair(Link::kUnix, fds));
-  NITAB *lis = nullptr;
-  ASSERT_EQ(NiICreateHandle(&lis, NI_INITIAL_LIS, nullptr), ZUL_O_K);
-  lis->lis.mUDSocket = SI_SOCK{fds[0], AF_UNIX, SOCK_STREAM, 0};
-  lis->mType = NI_LISTEN;
-  EXPECT_EQ(NiPeek(lis->handle, 0), NIETIMEOUT);
+  int lis = ni_test::Attach(fds[0], true, NI_LISTEN);
+  EXPECT_EQ(NiPeek(lis, 0), NIETIMEOUT);
   send(fds[1], "c", 1, 0);
-  EXPECT_EQ(NiPeek(lis->handle, 1000), ZUL_O_K);
-  EXPECT_EQ(NiWriteOK(lis->handle, 1000), NIETIMEOUT);
-  EXPECT_EQ(NiReadPending(lis->handle), -1);
+  EXPECT_EQ(NiPeek(lis, 1000), ZUL_O_K);
+  EXPECT_EQ(NiWriteOK(lis, 1000), NIETIMEOUT);
+  EXPECT_EQ(NiReadPending(lis), -1);
   close(fds[1]);
   // Refusals name the condition; listeners have no data calls.
   std::pair<std::function<int()>, const char16_t *> refusals[] = {
@@ -316,7 +313,7 @@ TEST_F(NiIo, StatusPeekAndRefusals) {
        u"NiRead: parameter invalid (pRead == NULL)"},
       {[&] { return NiRawWrite(c.hdl, nullptr, 0, 0, &n); },
        u"NiRawWrite: parameter invalid (pData == NULL)"},
-      {[&] { return NiWrite(lis->handle, got.data(), 1, 0, &n); },
+      {[&] { return NiWrite(lis, got.data(), 1, 0, &n); },
        u"NiWrite: parameter invalid (pHdl->mType == NI_LISTEN || pHdl->mType == NI_RI_LISTEN)"},
       {[&] { return NiPeekEx(c.hdl, 3, 0, 0); },
        u"NiPeekEx: parameter invalid (mode != NI_READ && mode != NI_WRITE)"},

@@ -31,19 +31,37 @@ namespace ni_test {
 
 enum class Link { kUnix, kTcp };
 
+// A TCP socket bound to 127.0.0.1 (to the any address when any) and port, 0 for the system's
+// choice, which *bound gets; listening when backlog >= 0. -1 on failure.
+inline int TcpSocket(uint16_t port, bool any, int backlog, uint16_t *bound) {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(any ? INADDR_ANY : INADDR_LOOPBACK);
+  a.sin_port = htons(port);
+  socklen_t len = sizeof a;
+  if (fd < 0 || bind(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0 ||
+      (backlog >= 0 && listen(fd, backlog) != 0) ||
+      getsockname(fd, reinterpret_cast<sockaddr *>(&a), &len) != 0) {
+    if (fd >= 0) close(fd);
+    return -1;
+  }
+  *bound = ntohs(a.sin_port);
+  return fd;
+}
+
 // Two connected stream sockets: fds[0] for the handle, fds[1] for the peer. TCP ends get
 // TCP_NODELAY, as the connect layer sets it.
 inline bool StreamPair(Link link, int fds[2]) {
   if (link == Link::kUnix) return socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0;
-  int lis = socket(AF_INET, SOCK_STREAM, 0);
+  uint16_t port = 0;
+  int lis = TcpSocket(0, false, 1, &port);
   sockaddr_in a{};
   a.sin_family = AF_INET;
   a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof a;
-  bool ok = lis >= 0 && bind(lis, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0 &&
-            listen(lis, 1) == 0 && getsockname(lis, reinterpret_cast<sockaddr *>(&a), &len) == 0;
-  fds[1] = ok ? socket(AF_INET, SOCK_STREAM, 0) : -1;
-  ok = ok && fds[1] >= 0 && connect(fds[1], reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
+  a.sin_port = htons(port);
+  fds[1] = lis >= 0 ? socket(AF_INET, SOCK_STREAM, 0) : -1;
+  bool ok = fds[1] >= 0 && connect(fds[1], reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
   fds[0] = ok ? accept(lis, nullptr, nullptr) : -1;
   if (lis >= 0) close(lis);
   if (fds[0] < 0) {
@@ -55,17 +73,20 @@ inline bool StreamPair(Link link, int fds[2]) {
   return true;
 }
 
-// A handle in state `state` over the stream socket fd, which it then owns. blocking sets the
-// socket's mode and the handle's record of it alike. -1 on failure.
+// A handle in state `state` over the stream socket fd, which it then owns: a connection's socket,
+// or for NI_LISTEN the listener's IP or local socket by the family. blocking sets the socket's
+// mode and the handle's record of it alike. -1 on failure.
 inline int Attach(int fd, bool blocking, uint8_t state = NI_CONNECTED) {
   NITAB *p = nullptr;
-  if (NiICreateHandle(&p, NI_INITIAL_CON, nullptr) != ZUL_O_K) return -1;
+  const bool lis = state == NI_LISTEN;
+  if (NiICreateHandle(&p, lis ? NI_INITIAL_LIS : NI_INITIAL_CON, nullptr) != ZUL_O_K) return -1;
   sockaddr_storage peer{};
   socklen_t len = sizeof peer;
-  getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &len);
+  (lis ? getsockname : getpeername)(fd, reinterpret_cast<sockaddr *>(&peer), &len);
   int flags = fcntl(fd, F_GETFL);
   fcntl(fd, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
-  p->con.mSocket = SI_SOCK{fd, peer.ss_family, SOCK_STREAM, 0};
+  SI_SOCK s{fd, peer.ss_family, SOCK_STREAM, 0};
+  (!lis ? p->con.mSocket : peer.ss_family == AF_UNIX ? p->lis.mUDSocket : p->lis.mIPSocket) = s;
   p->mBlockMode = blocking ? 1 : 0;
   if (peer.ss_family == AF_INET) {
     auto *in = reinterpret_cast<sockaddr_in *>(&peer);
