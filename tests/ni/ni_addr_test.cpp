@@ -89,7 +89,9 @@ TEST(NiStrToAddrMask, Rows) {
     EXPECT_EQ(hasMask, r.hasMask) << in;
     char16_t out[NI_ADDRMASK_STR_LEN];
     ASSERT_EQ(NiAddrMaskToStr(&addr, &mask, out, NI_ADDRMASK_STR_LEN), ZUL_O_K) << in;
-    if (r.detail != nullptr) EXPECT_EQ(std::u16string(out), r.detail) << in;
+    if (r.detail != nullptr) {
+      EXPECT_EQ(std::u16string(out), r.detail) << in;
+    }
   }
   NI_NODEADDR a, m;
   EXPECT_EQ(NiStrToAddrMask(nullptr, &a, &m, nullptr), NIEINVAL);
@@ -144,7 +146,9 @@ TEST(NiStrToAddrAndPort, Forms) {
     ASSERT_EQ(NiStrToAddrAndPort(in, &addr, withMask ? &mask : nullptr, &port), wantRc)
         << std::string(text.begin(), text.end());
     if (wantRc != ZUL_O_K) continue;
-    if (!wantAddr.empty()) EXPECT_EQ(Hex(addr), wantAddr) << text.size();
+    if (!wantAddr.empty()) {
+      EXPECT_EQ(Hex(addr), wantAddr) << text.size();
+    }
     EXPECT_EQ(port, wantPort) << text.size();
   }
   NI_NODEADDR addr, mask;

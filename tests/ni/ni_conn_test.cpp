@@ -336,8 +336,12 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
     ErrClear();
     h = 7;
     EXPECT_EQ(r.call(), r.rc);
-    if (r.setsHandle) EXPECT_EQ(h, -1);
-    if (!r.detail.empty()) EXPECT_EQ(ConnDetail(), r.detail);
+    if (r.setsHandle) {
+      EXPECT_EQ(h, -1);
+    }
+    if (!r.detail.empty()) {
+      EXPECT_EQ(ConnDetail(), r.detail);
+    }
   }
   EXPECT_EQ(CountState(NI_INITIAL_LIS) + CountState(NI_INITIAL_CON), 0);
   EXPECT_EQ(NiMyAddrCheck(u"localhost", &addr), ZUL_O_K);
@@ -442,7 +446,9 @@ TEST_F(NiConn, DefaultsAndOptionsOfSockets) {
     int v = -1, row = &r - rows;
     for (int h : {c, srv}) {
       EXPECT_EQ(r.get(h, &v), ZUL_O_K) << row;
-      if (r.byDefault >= 0) EXPECT_TRUE(r.byDefault > 1 ? v >= r.byDefault : v == r.byDefault);
+      if (r.byDefault >= 0) {
+        EXPECT_TRUE(r.byDefault > 1 ? v >= r.byDefault : v == r.byDefault);
+      }
     }
     EXPECT_EQ(r.set(c, r.value), ZUL_O_K) << row;
     EXPECT_EQ(r.get(c, &v), ZUL_O_K) << row;

@@ -98,17 +98,22 @@ TEST_P(NiHostCache, SeededEntriesAgainstTimeOutsAndModes) {
     ASSERT_EQ(SetUint(NIP_HOSTBUF_TIMEOUT_INVALID, 2), ZUL_O_K);
     const char16_t *name = r.byAddr ? u"seeded" : u"localhost";
     const char16_t *addr = r.byAddr ? u"127.0.0.1" : u"10.1.2.3";
-    if (r.seedType != 0)
+    if (r.seedType != 0) {
       ASSERT_EQ(NiISetHBufEntry(2, name, addr, r.seedType, time(nullptr) - r.age), ZUL_O_K);
+    }
     uint64_t before = Lookups();
     int rc = -1, row = &r - rows;
     std::string answer = lookUp(r, r.mode, &rc);
     ASSERT_EQ(rc, v6() ? r.rc6 : r.rc) << row;
     EXPECT_EQ(Lookups() - before, static_cast<uint64_t>(v6() ? r.lookups6 : r.lookups)) << row;
-    if (*r.answer != '\0') EXPECT_EQ(answer, r.answer) << row;
+    if (*r.answer != '\0') {
+      EXPECT_EQ(answer, r.answer) << row;
+    }
     // Whatever the system answered is cached now.
     before = Lookups();
-    if (r.mode == 0 && rc == ZUL_O_K) EXPECT_EQ(lookUp(r, 0, &rc), answer) << row;
+    if (r.mode == 0 && rc == ZUL_O_K) {
+      EXPECT_EQ(lookUp(r, 0, &rc), answer) << row;
+    }
     EXPECT_EQ(Lookups(), before) << row;
   }
 }
@@ -217,7 +222,9 @@ TEST_F(NiHSLayer, ServicesDigitsNamesAndNumbers) {
       uint64_t before = Lookups();
       ASSERT_EQ(NiServToNo(name, &port), rc) << std::u16string(name).size();
       EXPECT_EQ(Lookups() - before, static_cast<uint64_t>(call == 0 ? lookups : again));
-      if (rc == ZUL_O_K) EXPECT_EQ(port, wantPort);
+      if (rc == ZUL_O_K) {
+        EXPECT_EQ(port, wantPort);
+      }
     }
   }
   char16_t buf[NI_MAX_SERVNAME_LEN];
@@ -267,8 +274,12 @@ TEST_F(NiHSLayer, RefusalsQuoteTheirCondition) {
                            : NiHostToAddr3(r.host, r.protocol, &list, &count);
     int row = static_cast<int>(&r - rows);
     EXPECT_EQ(rc, r.rc) << row;
-    if (r.detail != nullptr) EXPECT_EQ(Detail(), r.detail) << row;
-    if (r.rc != NIEHOST_UNKNOWN || r.form != 2) EXPECT_EQ(Lookups(), before) << row;
+    if (r.detail != nullptr) {
+      EXPECT_EQ(Detail(), r.detail) << row;
+    }
+    if (r.rc != NIEHOST_UNKNOWN || r.form != 2) {
+      EXPECT_EQ(Lookups(), before) << row;
+    }
     EXPECT_EQ(list, nullptr);
   }
   NI_NODEADDR a;
@@ -302,7 +313,9 @@ TEST_F(NiHSLayer, NamesOfAddressesAndOfThisMachine) {
   char16_t fqdn[256];
   ZUL_UTF16 *domain = fqdn;
   ASSERT_EQ(NiGetOwnFQDN(fqdn, 256, &domain), ZUL_O_K);
-  if (domain != nullptr) EXPECT_EQ(domain[-1], u'.');
+  if (domain != nullptr) {
+    EXPECT_EQ(domain[-1], u'.');
+  }
 }
 
 TEST_F(NiHSLayer, LocalCheckBindsInsteadOfKeepingATable) {
