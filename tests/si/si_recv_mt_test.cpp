@@ -16,8 +16,7 @@ namespace {
 void Nothing(int) {}
 
 TEST(SiRecvMt, SignalInterruptsABlockedReceive) {
-  struct sigaction action {
-  }, old{};
+  struct sigaction action {}, old {};
   action.sa_handler = Nothing;
   sigemptyset(&action.sa_mask);
   ASSERT_EQ(sigaction(SIGUSR1, &action, &old), 0);
