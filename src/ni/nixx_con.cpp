@@ -96,24 +96,59 @@ NITAB *OptHdl(int hdl, const char *fn, bool listenerAllowed, int *pRc) {
   return p;
 }
 
-int SetOpt(int hdl, const char *fn, bool listenerAllowed, int level, int option, int32_t value,
-           const char *text) {
-  int rc = ZUL_O_K;
-  NITAB *p = OptHdl(hdl, fn, listenerAllowed, &rc);
-  if (p == nullptr) return rc;
-  SI_OPTVAL v{&value, 4, nullptr, 0};
-  return NiISetSockOpt(p, level, option, &v, text);
+// One option call (call is SiSetSockOpt or SiGetSockOpt, siFunc its number) on the handle's
+// main socket, repeated while a signal interrupts it; fn names it in reports.
+template <typename Call, typename Value>
+int SockOpt(const char *fn, int siFunc, Call call, NITAB *pHdl, int level, int option,
+            Value *pValue, const char *pValueText) {
+  if (pHdl->mType == NI_RI_LISTEN)
+    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d", fn,
+                  pHdl->handle);
+  SI_SOCK *s = MainSock(pHdl);
+  int rc;
+  do rc = call(s, level, option, pValue);
+  while (rc == SI_EINTR);
+  if (rc == SI_OK) return ZUL_O_K;
+  return NiISystemError(rc, siFunc, pHdl, s, static_cast<int>(s->lastError), pValueText, nullptr,
+                        nullptr, fn, kModInternal, __LINE__, 1);
 }
 
-int GetOpt(int hdl, const char *fn, bool listenerAllowed, int level, int option, int *pValue,
-           const char *text) {
+// An integer option of the wrappers: the names of its two reports, whether a listener may take
+// it, and its level, name and trace text.
+struct IntOpt {
+  const char *setFn, *getFn;
+  bool listenerAllowed;
+  const int *level, *option;
+  const char *text;
+};
+constexpr IntOpt kNoDelay{"NiSetTCP_NoDelay", "NiGetTCP_NoDelay", false,
+                          &SI_IPPROTO_TCP,    &SI_TCP_NODELAY,    "IPPROTO_TCP-TCP_NODELAY"};
+constexpr IntOpt kRcvBuf{"NiSetSO_RcvBuf", "NiGetSO_RcvBuf", false,
+                         &SI_SOL_SOCKET,   &SI_SO_RCVBUF,    "SOL_SOCKET-SO_RCVBUF"};
+constexpr IntOpt kSndBuf{"NiSetSO_SndBuf", "NiGetSO_SndBuf", false,
+                         &SI_SOL_SOCKET,   &SI_SO_SNDBUF,    "SOL_SOCKET-SO_SNDBUF"};
+constexpr IntOpt kKeepAlive{"NiSetSO_KeepAlive", "NiGetSO_KeepAlive", false,
+                            &SI_SOL_SOCKET,      &SI_SO_KEEPALIVE,    "SOL_SOCKET-SO_KEEPALIVE"};
+// SO_REUSEPORT is the same option here, so a datagram handle needs no second call.
+constexpr IntOpt kReuseAddr{"NiSetSO_ReuseAddr", "NiGetSO_ReuseAddr", true,
+                            &SI_SOL_SOCKET,      &SI_SO_REUSEADDR,    "SOL_SOCKET-SO_REUSEADDR"};
+
+int SetOpt(int hdl, const IntOpt &o, int32_t value) {
   int rc = ZUL_O_K;
-  NITAB *p = OptHdl(hdl, fn, listenerAllowed, &rc);
+  NITAB *p = OptHdl(hdl, o.setFn, o.listenerAllowed, &rc);
   if (p == nullptr) return rc;
-  if (pValue == nullptr) return ParamInvalid(fn, "pValue == NULL");
+  SI_OPTVAL v{&value, 4, nullptr, 0};
+  return NiISetSockOpt(p, *o.level, *o.option, &v, o.text);
+}
+
+int GetOpt(int hdl, const IntOpt &o, int *pValue) {
+  int rc = ZUL_O_K;
+  NITAB *p = OptHdl(hdl, o.getFn, o.listenerAllowed, &rc);
+  if (p == nullptr) return rc;
+  if (pValue == nullptr) return ParamInvalid(o.getFn, "pValue == NULL");
   int32_t value = 0;
   SI_OPTVAL v{&value, 4, nullptr, 0};
-  rc = NiIGetSockOpt(p, level, option, &v, text);
+  rc = NiIGetSockOpt(p, *o.level, *o.option, &v, o.text);
   if (rc == ZUL_O_K) *pValue = value;
   return rc;
 }
@@ -130,30 +165,14 @@ int MyAddr(const char *fn, const ZUL_UTF16 *pMyHostName, int timeout, NI_NODEADD
 
 int NiISetSockOpt(NITAB *pHdl, int level, int option, const SI_OPTVAL *pValue,
                   const char *pValueText) noexcept {
-  if (pHdl->mType == NI_RI_LISTEN)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d",
-                  "NiISetSockOpt", pHdl->handle);
-  SI_SOCK *s = MainSock(pHdl);
-  int rc;
-  do rc = SiSetSockOpt(s, level, option, pValue);
-  while (rc == SI_EINTR);
-  if (rc == SI_OK) return ZUL_O_K;
-  return NiISystemError(rc, kSiSetSockOpt, pHdl, s, static_cast<int>(s->lastError), pValueText,
-                        nullptr, nullptr, "NiISetSockOpt", kModInternal, __LINE__, 1);
+  return SockOpt("NiISetSockOpt", kSiSetSockOpt, SiSetSockOpt, pHdl, level, option, pValue,
+                 pValueText);
 }
 
 int NiIGetSockOpt(NITAB *pHdl, int level, int option, SI_OPTVAL *pValue,
                   const char *pValueText) noexcept {
-  if (pHdl->mType == NI_RI_LISTEN)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: not supported for RI hdl %d",
-                  "NiIGetSockOpt", pHdl->handle);
-  SI_SOCK *s = MainSock(pHdl);
-  int rc;
-  do rc = SiGetSockOpt(s, level, option, pValue);
-  while (rc == SI_EINTR);
-  if (rc == SI_OK) return ZUL_O_K;
-  return NiISystemError(rc, kSiGetSockOpt, pHdl, s, static_cast<int>(s->lastError), pValueText,
-                        nullptr, nullptr, "NiIGetSockOpt", kModInternal, __LINE__, 1);
+  return SockOpt("NiIGetSockOpt", kSiGetSockOpt, SiGetSockOpt, pHdl, level, option, pValue,
+                 pValueText);
 }
 
 int NiHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout, int *pHandle) noexcept {
@@ -326,56 +345,16 @@ int NiConvSiAddr2(const void *pSockAddr, int sockAddrLen, NI_NODEADDR *pNodeAddr
   return NiConvSiAddr(sa.ss_family, raw, kUdsPathLen, port, pNodeAddr, pServNo, pPath, pathLen);
 }
 
-int NiSetTCP_NoDelay(int hdl, int on) noexcept {
-  return SetOpt(hdl, "NiSetTCP_NoDelay", false, SI_IPPROTO_TCP, SI_TCP_NODELAY, on != 0,
-                "IPPROTO_TCP-TCP_NODELAY");
-}
-
-int NiGetTCP_NoDelay(int hdl, int *pOn) noexcept {
-  return GetOpt(hdl, "NiGetTCP_NoDelay", false, SI_IPPROTO_TCP, SI_TCP_NODELAY, pOn,
-                "IPPROTO_TCP-TCP_NODELAY");
-}
-
-int NiSetSO_RcvBuf(int hdl, int size) noexcept {
-  return SetOpt(hdl, "NiSetSO_RcvBuf", false, SI_SOL_SOCKET, SI_SO_RCVBUF, size,
-                "SOL_SOCKET-SO_RCVBUF");
-}
-
-int NiGetSO_RcvBuf(int hdl, int *pSize) noexcept {
-  return GetOpt(hdl, "NiGetSO_RcvBuf", false, SI_SOL_SOCKET, SI_SO_RCVBUF, pSize,
-                "SOL_SOCKET-SO_RCVBUF");
-}
-
-int NiSetSO_SndBuf(int hdl, int size) noexcept {
-  return SetOpt(hdl, "NiSetSO_SndBuf", false, SI_SOL_SOCKET, SI_SO_SNDBUF, size,
-                "SOL_SOCKET-SO_SNDBUF");
-}
-
-int NiGetSO_SndBuf(int hdl, int *pSize) noexcept {
-  return GetOpt(hdl, "NiGetSO_SndBuf", false, SI_SOL_SOCKET, SI_SO_SNDBUF, pSize,
-                "SOL_SOCKET-SO_SNDBUF");
-}
-
-int NiSetSO_KeepAlive(int hdl, int on) noexcept {
-  return SetOpt(hdl, "NiSetSO_KeepAlive", false, SI_SOL_SOCKET, SI_SO_KEEPALIVE, on != 0,
-                "SOL_SOCKET-SO_KEEPALIVE");
-}
-
-int NiGetSO_KeepAlive(int hdl, int *pOn) noexcept {
-  return GetOpt(hdl, "NiGetSO_KeepAlive", false, SI_SOL_SOCKET, SI_SO_KEEPALIVE, pOn,
-                "SOL_SOCKET-SO_KEEPALIVE");
-}
-
-// SO_REUSEPORT is the same option here, so a datagram handle needs no second call.
-int NiSetSO_ReuseAddr(int hdl, int on) noexcept {
-  return SetOpt(hdl, "NiSetSO_ReuseAddr", true, SI_SOL_SOCKET, SI_SO_REUSEADDR, on != 0,
-                "SOL_SOCKET-SO_REUSEADDR");
-}
-
-int NiGetSO_ReuseAddr(int hdl, int *pOn) noexcept {
-  return GetOpt(hdl, "NiGetSO_ReuseAddr", true, SI_SOL_SOCKET, SI_SO_REUSEADDR, pOn,
-                "SOL_SOCKET-SO_REUSEADDR");
-}
+int NiSetTCP_NoDelay(int hdl, int on) noexcept { return SetOpt(hdl, kNoDelay, on != 0); }
+int NiGetTCP_NoDelay(int hdl, int *pOn) noexcept { return GetOpt(hdl, kNoDelay, pOn); }
+int NiSetSO_RcvBuf(int hdl, int size) noexcept { return SetOpt(hdl, kRcvBuf, size); }
+int NiGetSO_RcvBuf(int hdl, int *pSize) noexcept { return GetOpt(hdl, kRcvBuf, pSize); }
+int NiSetSO_SndBuf(int hdl, int size) noexcept { return SetOpt(hdl, kSndBuf, size); }
+int NiGetSO_SndBuf(int hdl, int *pSize) noexcept { return GetOpt(hdl, kSndBuf, pSize); }
+int NiSetSO_KeepAlive(int hdl, int on) noexcept { return SetOpt(hdl, kKeepAlive, on != 0); }
+int NiGetSO_KeepAlive(int hdl, int *pOn) noexcept { return GetOpt(hdl, kKeepAlive, pOn); }
+int NiSetSO_ReuseAddr(int hdl, int on) noexcept { return SetOpt(hdl, kReuseAddr, on != 0); }
+int NiGetSO_ReuseAddr(int hdl, int *pOn) noexcept { return GetOpt(hdl, kReuseAddr, pOn); }
 
 int NiSetSO_Linger(int hdl, int onOff, int seconds) noexcept {
   const char *fn = "NiSetSO_Linger";

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "ni/nixxhs.h"
 #include "ni/nixxi.h"
@@ -12,47 +13,59 @@
 
 using namespace ni;
 
-namespace {}  // namespace
-
 NIHIMPL_LINEAR::NIHIMPL_LINEAR() noexcept
-    : NIHIMPL(u"NI host section I4", "NIHIMPL_LINEAR::init") {}
+    : NIHIMPL(u"NI host section I4", "NIHIMPL_LINEAR::init", 0) {}
 
 NIHIMPL_LINEAR::~NIHIMPL_LINEAR() = default;
 
-int NIHIMPL_LINEAR::allocate(int size) noexcept {
-  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
-  mPos = 0;
-  ++mGen;
-  return ZUL_O_K;
-}
-
-void NIHIMPL_LINEAR::clearAll() noexcept {
-  for (int i = 0; i < mIndexSize; ++i) mBuf[i].type = NIHS_FREE;
-  mPos = 0;
-  ++mGen;
-}
-
-void NIHIMPL_LINEAR::flush() noexcept {
-  Guard g(mMtx);
-  clearAll();
-  mLastFlush = time(nullptr);
+int NIHIMPL_LINEAR::newSlot() noexcept {
+  if (mEnd >= mIndexSize) return -1;
+  mBuf[mEnd] = HOSTBUF{};
+  return mEnd++;
 }
 
 void NIHIMPL_LINEAR::store(int slot, uint32_t gen, const HOSTBUF &e, bool byName) noexcept {
   if (mIndexSize == 0) return;
   // The mutex was dropped for the system call: the remembered slot counts only while it still
   // holds the same key.
-  if (slot >= 0 && gen == mGen && slot < mPos &&
+  if (slot >= 0 && gen == mGen && slot < mEnd &&
       (byName ? strcmpU16(mBuf[slot].name, e.name) == 0 : SameAddr(mBuf[slot].addr, e.addr))) {
     mBuf[slot] = e;
     return;
   }
-  if (mPos >= mIndexSize) clearAll();
-  mBuf[mPos++] = e;
-  if (mPos >= mIndexSize) {
+  if (mEnd >= mIndexSize) clearAll();
+  mBuf[mEnd++] = e;
+  if (mEnd >= mIndexSize) {
     clearAll();
     DPTRC_A7(2, tf, "%s: hostbuf overflow\n", "NIHIMPL_LINEAR::store");
   }
+}
+
+template <typename Key>
+int NIHIMPL_LINEAR::lookup(Key key, int mode, const char *fn, const char *text,
+                           const HOSTBUF **pHit, int *pSlot, uint32_t *pGen) noexcept {
+  constexpr bool byName = std::is_same_v<Key, const ZUL_UTF16 *>;
+  time_t unknownTimeout = byName ? unknownNameTimeout : unknownAddrTimeout;
+  time_t now = time(nullptr);
+  // The batch fills from the front, so the first free entry ends the used ones.
+  for (int i = 0; i < mEnd && mBuf[i].type != NIHS_FREE; ++i) {
+    const HOSTBUF &e = mBuf[i];
+    if (!IsFor(e, key)) continue;
+    bool valid = (e.type & ValidBit(key)) != 0;
+    if (now - e.time < (valid ? validTimeout : unknownTimeout)) {
+      *pHit = &e;
+      return valid ? ZUL_O_K : NIEHOST_UNKNOWN;
+    }
+    *pSlot = i;
+    DPTRC_A7(2, tf, "%s: retrying to get %s for '%s'\n", fn, byName ? "address" : "hostname", text);
+    break;
+  }
+  if (mode == NIHS_MODE_BUFONLY) {
+    DPTRC_A7(2, tf, "%s: %s not cached\n", fn, byName ? "hostname" : "address");
+    return NIEHOST_UNKNOWN;
+  }
+  *pGen = mGen;
+  return NIHS_NOT_CACHED;
 }
 
 int NIHIMPL_LINEAR::getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr, int mode, int,
@@ -76,27 +89,10 @@ int NIHIMPL_LINEAR::getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAd
     limit = mTraceLimit;
     cached = cached && mIndexSize > 0 && validTimeout != 0;
     if (cached) {
-      time_t now = time(nullptr);
-      for (int i = 0; i < mPos && mBuf[i].type != NIHS_FREE; ++i) {
-        const HOSTBUF &e = mBuf[i];
-        if ((e.type & (NIHS_UNKNOWN_NAME | NIHS_VALID_NAME)) == 0 ||
-            strcmpU16(e.name, pHostName) != 0)
-          continue;
-        if ((e.type & NIHS_VALID_NAME) != 0 && now - e.time < validTimeout) {
-          *pNodeAddr = e.addr;
-          return ZUL_O_K;
-        }
-        if ((e.type & NIHS_VALID_NAME) == 0 && now - e.time < unknownNameTimeout)
-          return NIEHOST_UNKNOWN;
-        slot = i;
-        DPTRC_A7(2, tf, "%s: retrying to get address for '%s'\n", fn, name8);
-        break;
-      }
-      if (mode == NIHS_MODE_BUFONLY) {
-        DPTRC_A7(2, tf, "%s: hostname not cached\n", fn);
-        return NIEHOST_UNKNOWN;
-      }
-      gen = mGen;
+      const HOSTBUF *hit = nullptr;
+      int rc = lookup(pHostName, mode, fn, name8, &hit, &slot, &gen);
+      if (rc == ZUL_O_K) *pNodeAddr = hit->addr;
+      if (rc != NIHS_NOT_CACHED) return rc;
     }
   }
   NI_NODEADDR addrs[48];
@@ -143,24 +139,10 @@ int NIHIMPL_LINEAR::getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostNa
     limit = mTraceLimit;
     cached = cached && mIndexSize > 0 && validTimeout != 0;
     if (cached) {
-      time_t now = time(nullptr);
-      for (int i = 0; i < mPos && mBuf[i].type != NIHS_FREE; ++i) {
-        const HOSTBUF &e = mBuf[i];
-        if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 || !SameAddr(e.addr, *pNodeAddr))
-          continue;
-        if ((e.type & NIHS_VALID_ADDR) != 0 && now - e.time < validTimeout)
-          return CopyName(e.name, pHostName, bufferLen, fq, fn);
-        if ((e.type & NIHS_VALID_ADDR) == 0 && now - e.time < unknownAddrTimeout)
-          return NIEHOST_UNKNOWN;
-        slot = i;
-        DPTRC_A7(2, tf, "%s: retrying to get hostname for '%s'\n", fn, addr8);
-        break;
-      }
-      if (mode == NIHS_MODE_BUFONLY) {
-        DPTRC_A7(2, tf, "%s: address not cached\n", fn);
-        return NIEHOST_UNKNOWN;
-      }
-      gen = mGen;
+      const HOSTBUF *hit = nullptr;
+      int rc = lookup(pNodeAddr, mode, fn, addr8, &hit, &slot, &gen);
+      if (rc == ZUL_O_K) return CopyName(hit->name, pHostName, bufferLen, fq, fn);
+      if (rc != NIHS_NOT_CACHED) return rc;
     }
   }
   char name8[BUF_SIZE];
@@ -190,44 +172,13 @@ int NIHIMPL_LINEAR::getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostNa
 int NIHIMPL_LINEAR::setHostInvalid(const ZUL_UTF16 *pHostName, FILE **) noexcept {
   if (strlenU16(pHostName) >= static_cast<size_t>(NAME_LEN)) return NIEHOST_UNKNOWN;
   Guard g(mMtx);
-  for (int i = 0; i < mPos; ++i) {
-    if ((mBuf[i].type & (NIHS_UNKNOWN_NAME | NIHS_VALID_NAME)) == 0 ||
-        strcmpU16(mBuf[i].name, pHostName) != 0)
-      continue;
+  for (int i = 0; i < mEnd; ++i) {
+    if (!IsFor(mBuf[i], pHostName)) continue;
     // The last used entry fills the hole, so the used entries stay together at the front.
-    mBuf[i] = mBuf[mPos - 1];
-    mBuf[--mPos].type = NIHS_FREE;
+    mBuf[i] = mBuf[mEnd - 1];
+    mBuf[--mEnd].type = NIHS_FREE;
     ++mGen;
     return ZUL_O_K;
   }
   return NIEHOST_UNKNOWN;
-}
-
-int NIHIMPL_LINEAR::setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr,
-                                 int entryType, time_t timestamp) noexcept {
-  HOSTBUF e{};
-  bool hasAddr = false;
-  int rc = seedEntry(pHostName, pAddrStr, entryType, timestamp, &e, &hasAddr);
-  if (rc != ZUL_O_K) return rc;
-  Guard g(mMtx);
-  int slot = findSeedSlot(mBuf.get(), mPos, e, hasAddr);
-  if (slot < 0) {
-    if (mPos >= mIndexSize) return ZUL_O_K;  // full: nothing happens
-    slot = mPos++;
-    mBuf[slot] = HOSTBUF{};
-  }
-  applySeed(&mBuf[slot], e, hasAddr);
-  return ZUL_O_K;
-}
-
-int NIHIMPL_LINEAR::dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone,
-                                int format) noexcept {
-  while (mDumpPos < mPos && mBuf[mDumpPos].type == NIHS_FREE) ++mDumpPos;
-  if (mDumpPos >= mPos) {
-    *pDone = 1;
-    return 0;
-  }
-  int n = dumpHostLine(mBuf[mDumpPos], mDumpPos, pBuffer, bufferLen, format);
-  if (n >= 0) ++mDumpPos;
-  return n;
 }

@@ -125,7 +125,7 @@ int NiIApplyAddrPolicy(const NI_NODEADDR *pAddrs, int count, int protocol, const
 }
 
 NIHIMPL_LINEAR6::NIHIMPL_LINEAR6() noexcept
-    : NIHIMPL(u"NI host section I6", "NIHIMPL_LINEAR6::init") {}
+    : NIHIMPL(u"NI host section I6", "NIHIMPL_LINEAR6::init", 1) {}
 
 NIHIMPL_LINEAR6::~NIHIMPL_LINEAR6() = default;
 
@@ -133,25 +133,10 @@ void NIHIMPL_LINEAR6::initPolicy() noexcept {
   mPolicyRows = NiIParseAddrPolicy(std::getenv("NI_ADDR_POLICY"), mPolicy, NI_PREFPOL_ROWS);
 }
 
-int NIHIMPL_LINEAR6::allocate(int size) noexcept {
-  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
-  mHighWater = 0;
-  ++mGen;
-  return ZUL_O_K;
-}
-
 int NIHIMPL_LINEAR6::init(int size, time_t valid, time_t unknownName, time_t unknownAddr) noexcept {
   int rc = NIHIMPL::init(size, valid, unknownName, unknownAddr);
   if (rc == ZUL_O_K) initPolicy();
   return rc;
-}
-
-void NIHIMPL_LINEAR6::flush() noexcept {
-  Guard g(mMtx);
-  for (int i = 0; i < mIndexSize; ++i) mBuf[i].type = NIHS_FREE;
-  mHighWater = 0;
-  ++mGen;
-  mLastFlush = time(nullptr);
 }
 
 bool NIHIMPL_LINEAR6::expired(const HOSTBUF &e, time_t now) const noexcept {
@@ -161,61 +146,39 @@ bool NIHIMPL_LINEAR6::expired(const HOSTBUF &e, time_t now) const noexcept {
   return now - e.time >= limit;
 }
 
-int NIHIMPL_LINEAR6::cacheLookupNameToAddr(const ZUL_UTF16 *pHostName,
-                                           NI_NODEADDR *pNodeAddr) noexcept {
+template <typename Key>
+int NIHIMPL_LINEAR6::cacheLookup(Key key, const HOSTBUF **pHit) noexcept {
   time_t now = time(nullptr);
-  for (int i = 0; i < mHighWater; ++i) {
+  for (int i = 0; i < mEnd; ++i) {
     HOSTBUF &e = mBuf[i];
     if (e.type == NIHS_FREE) continue;
     if (expired(e, now)) {
       e.type = NIHS_FREE;
       continue;
     }
-    if ((e.type & (NIHS_UNKNOWN_NAME | NIHS_VALID_NAME)) == 0 || strcmpU16(e.name, pHostName) != 0)
-      continue;
-    if ((e.type & NIHS_VALID_NAME) == 0) return NIEHOST_UNKNOWN;
-    *pNodeAddr = e.addr;
-    return ZUL_O_K;
-  }
-  return NIHS_NOT_CACHED;
-}
-
-int NIHIMPL_LINEAR6::cacheLookupAddrToName(const NI_NODEADDR *pNodeAddr,
-                                           ZUL_UTF16 *pName) noexcept {
-  time_t now = time(nullptr);
-  for (int i = 0; i < mHighWater; ++i) {
-    HOSTBUF &e = mBuf[i];
-    if (e.type == NIHS_FREE) continue;
-    if (expired(e, now)) {
-      e.type = NIHS_FREE;
-      continue;
-    }
-    if ((e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) == 0 || !SameAddr(e.addr, *pNodeAddr))
-      continue;
-    if ((e.type & NIHS_VALID_ADDR) == 0) return NIEHOST_UNKNOWN;
-    strcpyU16(pName, e.name);
-    return ZUL_O_K;
+    if (!IsFor(e, key)) continue;
+    *pHit = &e;
+    return (e.type & ValidBit(key)) != 0 ? ZUL_O_K : NIEHOST_UNKNOWN;
   }
   return NIHS_NOT_CACHED;
 }
 
 void NIHIMPL_LINEAR6::cacheCleanup() noexcept {
   time_t now = time(nullptr);
-  for (int i = 0; i < mHighWater; ++i) {
+  for (int i = 0; i < mEnd; ++i) {
     if (mBuf[i].type != NIHS_FREE && expired(mBuf[i], now)) mBuf[i].type = NIHS_FREE;
     if (mBuf[i].type != NIHS_FREE) continue;
     // Fill the hole with the last live entry, dropping expired ones met at the end.
-    while (mHighWater > i + 1 &&
-           (mBuf[mHighWater - 1].type == NIHS_FREE || expired(mBuf[mHighWater - 1], now))) {
-      mBuf[mHighWater - 1].type = NIHS_FREE;
-      --mHighWater;
+    while (mEnd > i + 1 && (mBuf[mEnd - 1].type == NIHS_FREE || expired(mBuf[mEnd - 1], now))) {
+      mBuf[mEnd - 1].type = NIHS_FREE;
+      --mEnd;
     }
-    if (mHighWater == i + 1) {
-      mHighWater = i;
+    if (mEnd == i + 1) {
+      mEnd = i;
       break;
     }
-    mBuf[i] = mBuf[mHighWater - 1];
-    mBuf[--mHighWater].type = NIHS_FREE;
+    mBuf[i] = mBuf[mEnd - 1];
+    mBuf[--mEnd].type = NIHS_FREE;
   }
   ++mGen;
 }
@@ -232,7 +195,7 @@ void NIHIMPL_LINEAR6::cacheAdd(const HOSTBUF &e) noexcept {
       if (mBuf[i].time < mBuf[slot].time) slot = i;
   }
   mBuf[slot] = e;
-  if (slot >= mHighWater) mHighWater = slot + 1;
+  if (slot >= mEnd) mEnd = slot + 1;
 }
 
 int NIHIMPL_LINEAR6::osLookupNameToAddr(const char *pHostName, NI_NODEADDR *pNodeAddr,
@@ -297,7 +260,9 @@ int NIHIMPL_LINEAR6::getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeA
     limit = mTraceLimit;
     consult = consult && mIndexSize > 0 && validTimeout != 0;
     if (consult) {
-      int rc = cacheLookupNameToAddr(pHostName, pNodeAddr);
+      const HOSTBUF *hit = nullptr;
+      int rc = cacheLookup(pHostName, &hit);
+      if (rc == ZUL_O_K) *pNodeAddr = hit->addr;
       if (rc != NIHS_NOT_CACHED) return rc;
       // Cache-only mode isn't honoured after a miss: the system is asked anyway.
     }
@@ -328,8 +293,9 @@ int NIHIMPL_LINEAR6::getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostN
     limit = mTraceLimit;
     consult = consult && mIndexSize > 0 && validTimeout != 0;
     if (consult) {
-      int rc = cacheLookupAddrToName(pNodeAddr, name);
-      if (rc == ZUL_O_K) return CopyName(name, pHostName, bufferLen, fq, fn);
+      const HOSTBUF *hit = nullptr;
+      int rc = cacheLookup(pNodeAddr, &hit);
+      if (rc == ZUL_O_K) return CopyName(hit->name, pHostName, bufferLen, fq, fn);
       if (rc != NIHS_NOT_CACHED) return rc;
     }
   }
@@ -359,7 +325,7 @@ int NIHIMPL_LINEAR6::setHostInvalid(const ZUL_UTF16 *pHostName, FILE **) noexcep
   if (strlenU16(pHostName) >= static_cast<size_t>(NAME_LEN)) return NIEHOST_UNKNOWN;
   Guard g(mMtx);
   bool found = false;
-  for (int i = 0; i < mHighWater; ++i)
+  for (int i = 0; i < mEnd; ++i)
     if (mBuf[i].type != NIHS_FREE && strcmpU16(mBuf[i].name, pHostName) == 0) {
       mBuf[i].type = NIHS_FREE;
       found = true;
@@ -367,33 +333,12 @@ int NIHIMPL_LINEAR6::setHostInvalid(const ZUL_UTF16 *pHostName, FILE **) noexcep
   return found ? ZUL_O_K : NIEHOST_UNKNOWN;
 }
 
-int NIHIMPL_LINEAR6::setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr,
-                                  int entryType, time_t timestamp) noexcept {
-  HOSTBUF e{};
-  bool hasAddr = false;
-  int rc = seedEntry(pHostName, pAddrStr, entryType, timestamp, &e, &hasAddr);
-  if (rc != ZUL_O_K) return rc;
-  Guard g(mMtx);
-  int slot = findSeedSlot(mBuf.get(), mHighWater, e, hasAddr);
-  for (int i = 0; i < mIndexSize && slot < 0; ++i)
+int NIHIMPL_LINEAR6::newSlot() noexcept {
+  for (int i = 0; i < mIndexSize; ++i)
     if (mBuf[i].type == NIHS_FREE) {
-      slot = i;
       mBuf[i] = HOSTBUF{};
+      if (i >= mEnd) mEnd = i + 1;
+      return i;
     }
-  if (slot < 0) return ZUL_O_K;  // full: nothing happens
-  applySeed(&mBuf[slot], e, hasAddr);
-  if (slot >= mHighWater) mHighWater = slot + 1;
-  return ZUL_O_K;
-}
-
-int NIHIMPL_LINEAR6::dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone,
-                                 int format) noexcept {
-  while (mDumpPos < mHighWater && mBuf[mDumpPos].type == NIHS_FREE) ++mDumpPos;
-  if (mDumpPos >= mHighWater) {
-    *pDone = 1;
-    return 0;
-  }
-  int n = dumpHostLine(mBuf[mDumpPos], mDumpPos, pBuffer, bufferLen, format);
-  if (n >= 0) ++mDumpPos;
-  return n;
+  return -1;
 }

@@ -252,6 +252,58 @@ void NIHSIMPL::traceSlow(const char *fn, const char *name, const char *what, boo
            own ? what : "");
 }
 
+bool NIHIMPL::IsFor(const HOSTBUF &e, const ZUL_UTF16 *pName) noexcept {
+  return (e.type & (NIHS_UNKNOWN_NAME | NIHS_VALID_NAME)) != 0 && strcmpU16(e.name, pName) == 0;
+}
+
+bool NIHIMPL::IsFor(const HOSTBUF &e, const NI_NODEADDR *pAddr) noexcept {
+  return (e.type & (NIHS_UNKNOWN_ADDR | NIHS_VALID_ADDR)) != 0 && SameAddr(e.addr, *pAddr);
+}
+
+int NIHIMPL::allocate(int size) noexcept {
+  if (int rc = newEntries(&mBuf, size); rc != ZUL_O_K) return rc;
+  mEnd = 0;
+  ++mGen;
+  return ZUL_O_K;
+}
+
+void NIHIMPL::clearAll() noexcept {
+  for (int i = 0; i < mIndexSize; ++i) mBuf[i].type = NIHS_FREE;
+  mEnd = 0;
+  ++mGen;
+}
+
+void NIHIMPL::flush() noexcept {
+  Guard g(mMtx);
+  clearAll();
+  mLastFlush = time(nullptr);
+}
+
+int NIHIMPL::setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr, int entryType,
+                          time_t timestamp) noexcept {
+  HOSTBUF e{};
+  bool hasAddr = false;
+  int rc = seedEntry(pHostName, pAddrStr, entryType, timestamp, &e, &hasAddr);
+  if (rc != ZUL_O_K) return rc;
+  Guard g(mMtx);
+  int slot = findSeedSlot(mBuf.get(), mEnd, e, hasAddr);
+  if (slot < 0) slot = newSlot();
+  if (slot < 0) return ZUL_O_K;  // full: nothing happens
+  applySeed(&mBuf[slot], e, hasAddr);
+  return ZUL_O_K;
+}
+
+int NIHIMPL::dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept {
+  while (mDumpPos < mEnd && mBuf[mDumpPos].type == NIHS_FREE) ++mDumpPos;
+  if (mDumpPos >= mEnd) {
+    *pDone = 1;
+    return 0;
+  }
+  int n = dumpHostLine(mBuf[mDumpPos], mDumpPos, pBuffer, bufferLen, format);
+  if (n >= 0) ++mDumpPos;
+  return n;
+}
+
 int NIHIMPL::dumpHostLine(const HOSTBUF &e, int index, ZUL_UTF16 *pBuffer, int bufferLen,
                           int format) const noexcept {
   char addr[NI_NODEADDR_STR_LEN] = {};

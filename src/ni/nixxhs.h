@@ -113,17 +113,20 @@ class NIHIMPL : public NIHSIMPL {
  public:
   static constexpr int BUF_SIZE = 256;  // a name as the system answers it
   static constexpr int NAME_LEN = 60;   // names of 60 units or more are never cached
-  using NIHSIMPL::NIHSIMPL;
+  NIHIMPL(const char16_t *mutexName, const char *initName, int ipv6)
+  noexcept : NIHSIMPL(mutexName, initName), mIPv6(ipv6) {}
   virtual int getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr, int mode,
                           int protocol, FILE **ppTrcFile) noexcept = 0;
   virtual int getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostName, int bufferLen,
                           int fullyQualified, int mode, FILE **ppTrcFile) noexcept = 0;
   virtual int setHostInvalid(const ZUL_UTF16 *pHostName, FILE **ppTrcFile) noexcept = 0;
   // Seeds or updates an entry; pAddrStr may be null. Type 0 keeps the entry's type.
-  virtual int setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr, int entryType,
-                           time_t timestamp) noexcept = 0;
+  int setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr, int entryType,
+                   time_t timestamp) noexcept;
   // 1 for the IPv4/IPv6 cache (its dump is the wider one).
-  virtual int isIPv6() const noexcept = 0;
+  int isIPv6() const noexcept { return mIPv6; }
+  void flush() noexcept final;
+  int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept final;
 
  protected:
   // One entry; the IPv4 cache keeps its addresses in mapped form too.
@@ -135,6 +138,17 @@ class NIHIMPL : public NIHSIMPL {
   };
   int dumpHostLine(const HOSTBUF &e, int index, ZUL_UTF16 *pBuffer, int bufferLen,
                    int format) const noexcept;
+  // Whether a used entry answers for a name, or for an address, and the bit that makes the
+  // answer valid: the two directions of a look-up.
+  static bool IsFor(const HOSTBUF &e, const ZUL_UTF16 *pName) noexcept;
+  static bool IsFor(const HOSTBUF &e, const NI_NODEADDR *pAddr) noexcept;
+  static constexpr int ValidBit(const ZUL_UTF16 *) noexcept { return NIHS_VALID_NAME; }
+  static constexpr int ValidBit(const NI_NODEADDR *) noexcept { return NIHS_VALID_ADDR; }
+  int allocate(int size) noexcept final;
+  // Frees every entry. Mutex held.
+  void clearAll() noexcept;
+  // A free entry, cleared, for a seed; -1 when there is none. Mutex held.
+  virtual int newSlot() noexcept = 0;
   // The checks of setHostEntry: *pEntry gets name, address (*pHasAddr) and time.
   static int seedEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr, int entryType,
                        time_t timestamp, HOSTBUF *pEntry, bool *pHasAddr) noexcept;
@@ -144,6 +158,8 @@ class NIHIMPL : public NIHSIMPL {
                           bool hasAddr) noexcept;
   static void applySeed(HOSTBUF *pEntry, const HOSTBUF &seed, bool hasAddr) noexcept;
   std::unique_ptr<HOSTBUF[]> mBuf;
+  int mEnd = 0;  // no used entry at or above it
+  const int mIPv6;
 };
 
 // The IPv4 cache: a batch that empties whole when its position reaches the size.
@@ -151,24 +167,24 @@ class NIHIMPL_LINEAR final : public NIHIMPL {
  public:
   NIHIMPL_LINEAR() noexcept;
   ~NIHIMPL_LINEAR() override;
-  void flush() noexcept override;
-  int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept override;
   int getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr, int mode, int protocol,
                   FILE **ppTrcFile) noexcept override;
   int getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostName, int bufferLen,
                   int fullyQualified, int mode, FILE **ppTrcFile) noexcept override;
   int setHostInvalid(const ZUL_UTF16 *pHostName, FILE **ppTrcFile) noexcept override;
-  int setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr, int entryType,
-                   time_t timestamp) noexcept override;
-  int isIPv6() const noexcept override { return 0; }
 
  private:
-  int allocate(int size) noexcept override;
-  void clearAll() noexcept;
+  int newSlot() noexcept override;
+  // The entry of a key (a name or an address), searched from the front: ZUL_O_K with *pHit for a
+  // valid one, NIEHOST_UNKNOWN for a fresh unknown one or a miss in cache-only mode, else
+  // NIHS_NOT_CACHED with the stale entry of the key in *pSlot and the generation in *pGen.
+  // fn and text (the key) name the traces. Mutex held.
+  template <typename Key>
+  int lookup(Key key, int mode, const char *fn, const char *text, const HOSTBUF **pHit, int *pSlot,
+             uint32_t *pGen) noexcept;
   // Stores at the remembered slot if it still holds the name, else at the next position, and
   // empties the cache when the position reaches the size. Mutex held.
   void store(int slot, uint32_t gen, const HOSTBUF &e, bool byName) noexcept;
-  int mPos = 0;
 };
 
 // One rule of the address preference table.
@@ -196,8 +212,6 @@ class NIHIMPL_LINEAR6 final : public NIHIMPL {
  public:
   NIHIMPL_LINEAR6() noexcept;
   ~NIHIMPL_LINEAR6() override;
-  void flush() noexcept override;
-  int dumpBufLine(ZUL_UTF16 *pBuffer, int bufferLen, int *pDone, int format) noexcept override;
   int init(int size, time_t validTimeout, time_t unknownNameTimeout,
            time_t unknownAddrTimeout) noexcept override;
   int getNodeAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr, int mode, int protocol,
@@ -205,23 +219,21 @@ class NIHIMPL_LINEAR6 final : public NIHIMPL {
   int getHostName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pHostName, int bufferLen,
                   int fullyQualified, int mode, FILE **ppTrcFile) noexcept override;
   int setHostInvalid(const ZUL_UTF16 *pHostName, FILE **ppTrcFile) noexcept override;
-  int setHostEntry(const ZUL_UTF16 *pHostName, const ZUL_UTF16 *pAddrStr, int entryType,
-                   time_t timestamp) noexcept override;
-  int isIPv6() const noexcept override { return 1; }
   // Reads NI_ADDR_POLICY; init does this once.
   void initPolicy() noexcept;
   int policyRows() const noexcept { return mPolicyRows; }
 
  private:
-  int allocate(int size) noexcept override;
+  int newSlot() noexcept override;
   bool expired(const HOSTBUF &e, time_t now) const noexcept;
-  // Mutex held for the four below.
-  int cacheLookupNameToAddr(const ZUL_UTF16 *pHostName, NI_NODEADDR *pNodeAddr) noexcept;
-  int cacheLookupAddrToName(const NI_NODEADDR *pNodeAddr, ZUL_UTF16 *pName) noexcept;
+  // Mutex held for the three below. cacheLookup: the entry of a key (a name or an address),
+  // clearing expired ones on the way; ZUL_O_K with *pHit for a valid one, NIEHOST_UNKNOWN for an
+  // unknown one, else NIHS_NOT_CACHED.
+  template <typename Key>
+  int cacheLookup(Key key, const HOSTBUF **pHit) noexcept;
   void cacheAdd(const HOSTBUF &e) noexcept;
   void cacheCleanup() noexcept;
   int osLookupNameToAddr(const char *pHostName, NI_NODEADDR *pNodeAddr, int protocol) noexcept;
-  int mHighWater = 0;
   PREFPOL mPolicy[NI_PREFPOL_ROWS];
   int mPolicyRows = 0;
 };
@@ -263,6 +275,15 @@ class NISIMPL_LINEAR final : public NISIMPL {
   };
   int allocate(int size) noexcept override;
   void clearAll() noexcept;
+  static bool IsFor(const SERVBUF &e, const ZUL_UTF16 *pName) noexcept;
+  static bool IsFor(const SERVBUF &e, uint16_t port) noexcept;
+  // The entry of a key (a name, or a port in network order), searched from the front: ZUL_O_K
+  // with *pHit for a valid one, NIESERV_UNKNOWN for an unknown one or a miss in cache-only mode,
+  // else NIHS_NOT_CACHED with the expired entry of the key in *pSlot. name8 is the name's text
+  // for the traces. Mutex held.
+  template <typename Key>
+  int lookup(Key key, const char *name8, int mode, const char *fn, const SERVBUF **pHit,
+             int *pSlot) noexcept;
   void store(int slot, const SERVBUF &e) noexcept;
   std::unique_ptr<SERVBUF[]> mBuf;
   int mPos = 0;

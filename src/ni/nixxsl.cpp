@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "ni/nixxhs.h"
 #include "ni/nixxi.h"
@@ -49,6 +50,41 @@ void NISIMPL_LINEAR::store(int slot, const SERVBUF &e) noexcept {
   }
 }
 
+bool NISIMPL_LINEAR::IsFor(const SERVBUF &e, const ZUL_UTF16 *pName) noexcept {
+  return e.type != NISB_UNKNOWN_PORT && strcmpU16(e.name, pName) == 0;
+}
+
+bool NISIMPL_LINEAR::IsFor(const SERVBUF &e, uint16_t port) noexcept {
+  return e.type != NISB_UNKNOWN_NAME && e.port == port;
+}
+
+template <typename Key>
+int NISIMPL_LINEAR::lookup(Key key, const char *name8, int mode, const char *fn,
+                           const SERVBUF **pHit, int *pSlot) noexcept {
+  constexpr bool byName = !std::is_same_v<Key, uint16_t>;
+  time_t now = time(nullptr);
+  for (int i = 0; i < mPos && mBuf[i].type != 0; ++i) {
+    const SERVBUF &e = mBuf[i];
+    if (!IsFor(e, key)) continue;
+    if (now < e.expiry) {
+      *pHit = &e;
+      if (e.type == NISB_VALID) return ZUL_O_K;
+      if constexpr (byName) DPTRC_A7(2, tf, "%s: service name cached as unknown\n", fn);
+      return NIESERV_UNKNOWN;
+    }
+    *pSlot = i;
+    if constexpr (byName) {
+      DPTRC_A7(2, tf, "%s: retrying to get port number for '%s'\n", fn, name8);
+    } else {
+      DPTRC_A7(2, tf, "%s: retrying to get service name for '%d'\n", fn, ntohs(key));
+    }
+    break;
+  }
+  if (mode != NIHS_MODE_BUFONLY) return NIHS_NOT_CACHED;
+  DPTRC_A7(2, tf, "%s: service %s not cached\n", fn, byName ? "name" : "number");
+  return NIESERV_UNKNOWN;
+}
+
 int NISIMPL_LINEAR::getServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo, int mode,
                               FILE **ppTrcFile) noexcept {
   const char *fn = "NISIMPL_LINEAR::getServNo";
@@ -66,26 +102,10 @@ int NISIMPL_LINEAR::getServNo(const ZUL_UTF16 *pServName, uint16_t *pServNo, int
   cached = cached && mIndexSize > 0;
   int slot = -1;
   if (cached) {
-    time_t now = time(nullptr);
-    for (int i = 0; i < mPos && mBuf[i].type != 0; ++i) {
-      const SERVBUF &e = mBuf[i];
-      if (e.type == NISB_UNKNOWN_PORT || strcmpU16(e.name, pServName) != 0) continue;
-      if (now < e.expiry) {
-        if (e.type == NISB_VALID) {
-          *pServNo = e.port;
-          return ZUL_O_K;
-        }
-        DPTRC_A7(2, tf, "%s: service name cached as unknown\n", fn);
-        return NIESERV_UNKNOWN;
-      }
-      slot = i;
-      DPTRC_A7(2, tf, "%s: retrying to get port number for '%s'\n", fn, name8);
-      break;
-    }
-    if (mode == NIHS_MODE_BUFONLY) {
-      DPTRC_A7(2, tf, "%s: service name not cached\n", fn);
-      return NIESERV_UNKNOWN;
-    }
+    const SERVBUF *hit = nullptr;
+    int rc = lookup(pServName, name8, mode, fn, &hit, &slot);
+    if (rc == ZUL_O_K) *pServNo = hit->port;
+    if (rc != NIHS_NOT_CACHED) return rc;
   }
   uint16_t port = 0;
   int rc = NiPGetServByName(name8, &port, ppTrcFile);
@@ -108,21 +128,10 @@ int NISIMPL_LINEAR::getServName(uint16_t servNo, ZUL_UTF16 *pServName, int buffe
   bool cached = mode != NIHS_MODE_NOBUF && mIndexSize > 0;
   int slot = -1;
   if (cached) {
-    time_t now = time(nullptr);
-    for (int i = 0; i < mPos && mBuf[i].type != 0; ++i) {
-      const SERVBUF &e = mBuf[i];
-      if (e.type == NISB_UNKNOWN_NAME || e.port != servNo) continue;
-      if (now < e.expiry)
-        return e.type == NISB_VALID ? CopyName(e.name, pServName, bufferLen, 1, fn)
-                                    : NIESERV_UNKNOWN;
-      slot = i;
-      DPTRC_A7(2, tf, "%s: retrying to get service name for '%d'\n", fn, ntohs(servNo));
-      break;
-    }
-    if (mode == NIHS_MODE_BUFONLY) {
-      DPTRC_A7(2, tf, "%s: service number not cached\n", fn);
-      return NIESERV_UNKNOWN;
-    }
+    const SERVBUF *hit = nullptr;
+    int rc = lookup(servNo, nullptr, mode, fn, &hit, &slot);
+    if (rc == ZUL_O_K) return CopyName(hit->name, pServName, bufferLen, 1, fn);
+    if (rc != NIHS_NOT_CACHED) return rc;
   }
   char name8[BUF_SIZE] = "";
   int rc = NiPGetServByPort(servNo, name8, sizeof name8, ppTrcFile);

@@ -6,16 +6,14 @@
 #include <vector>
 
 #include "ni/nixxi.h"
+#include "ni_conn.h"
 
 namespace {
 
 TEST(NiConnMt, ThreadsListenConnectAndAcceptAtOnce) {
   ASSERT_EQ(NiInit3(64), ZUL_O_K);
   ni::Params saved = ni::gParams;
-  NI_PARAM_DATA d{};
-  d.datatype = NI_DT_BOOL;
-  d.param = NIP_CONNLOCAL;  // IP only: no socket files
-  ASSERT_EQ(NiSetParamEx(&d), ZUL_O_K);
+  ASSERT_EQ(ni_test::SetParam(NIP_CONNLOCAL, NI_DT_BOOL, 0), ZUL_O_K);  // IP only: no socket files
   constexpr int kThreads = 3, kRounds = 15;
   std::vector<int> failures(kThreads, 0);
   std::vector<std::thread> threads;

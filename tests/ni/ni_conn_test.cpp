@@ -2,16 +2,12 @@
 // port search, the local socket files, refusals and time-outs. Ports come from the system (port 0
 // read back); a port search runs in a row of ports next to one the system handed out, and local
 // sockets live in a fresh directory.
-#include <arpa/inet.h>
+#include "ni_conn.h"
+
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,19 +21,7 @@ namespace {
 
 std::u16string ConnDetail() { return ErrGetFld(ERR_FLD_DETAIL); }
 std::u16string U16(const std::string &s) { return std::u16string(s.begin(), s.end()); }
-
-void SetParam(int no, int type, uint32_t v) {
-  NI_PARAM_DATA d{};
-  d.param = static_cast<uint8_t>(no);
-  d.datatype = static_cast<uint8_t>(type);
-  if (type == NI_DT_USHORT)
-    d.value.ushort_val = static_cast<uint16_t>(v);
-  else if (type == NI_DT_BOOL)
-    d.value.bool_val = static_cast<uint8_t>(v);
-  else
-    d.value.uint_val = v;
-  ASSERT_EQ(NiSetParamEx(&d), ZUL_O_K);
-}
+void SetParam(int no, int type, uint32_t v) { ASSERT_EQ(ni_test::SetParam(no, type, v), ZUL_O_K); }
 
 // One byte each way between two handles proves they are the two ends of one connection.
 void ExpectPair(int a, int b) {
@@ -57,15 +41,10 @@ void ExpectPair(int a, int b) {
 // Binds a TCP socket to the any address and port (0: the system's choice) and releases it:
 // the port bound, or 0 when it was taken.
 uint16_t BindAny(uint16_t port) {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_port = htons(port);
-  socklen_t len = sizeof sa;
-  bool ok = fd >= 0 && bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa) == 0 &&
-            getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len) == 0;
+  uint16_t bound = 0;
+  int fd = ni_test::TcpSocket(port, true, -1, &bound);
   if (fd >= 0) close(fd);
-  return ok ? ntohs(sa.sin_port) : 0;
+  return fd >= 0 ? bound : 0;
 }
 
 // The first of n ports in a row that are free just now, starting at one the system handed out;
@@ -95,9 +74,7 @@ class NiConn : public ::testing::Test {
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     dir_ = tmpl;
     std::u16string path = U16(dir_ + "/.zulstream%d");
-    NI_PARAM_DATA d{};
-    d.param = NIP_UDS_PATH;
-    d.datatype = NI_DT_UCPTR;
+    NI_PARAM_DATA d{NIP_UDS_PATH, NI_DT_UCPTR, {}};
     d.value.ucptr_val = path.data();
     ASSERT_EQ(NiSetParamEx(&d), ZUL_O_K);
     ErrClear();
@@ -182,17 +159,11 @@ TEST_F(NiConn, ProtocolMatrixOfListenerAndClient) {
     uint16_t savedPort = 0;
     ASSERT_EQ(NiHdlGetSavedPeer(srv, &saved, &savedPort), ZUL_O_K);
     EXPECT_EQ(std::memcmp(&saved, &peer, 16), 0);
-    if (r.cliHdlProto == NI_PROTO_FAM_LOCAL) {
-      EXPECT_EQ(std::memcmp(&peer, &NI_ADDR_LOCAL_INIT, 16), 0);
-      EXPECT_EQ(savedPort, 0);
-    } else {
-      EXPECT_EQ(std::memcmp(&peer, &NI_ADDR_LOCAL_I4_INIT, 16), 0);
-      EXPECT_NE(savedPort, 0);
-    }
+    bool local = r.cliHdlProto == NI_PROTO_FAM_LOCAL;  // a local peer has no port
+    EXPECT_EQ(std::memcmp(&peer, local ? &NI_ADDR_LOCAL_INIT : &NI_ADDR_LOCAL_I4_INIT, 16), 0);
+    EXPECT_EQ(savedPort != 0, !local);
     ExpectPair(c, srv);
-    EXPECT_EQ(NiCloseHandle(c), ZUL_O_K);
-    EXPECT_EQ(NiCloseHandle(srv), ZUL_O_K);
-    EXPECT_EQ(NiCloseHandle(lis), ZUL_O_K);
+    for (int h : {c, srv, lis}) EXPECT_EQ(NiCloseHandle(h), ZUL_O_K);
   }
 }
 
@@ -371,7 +342,6 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
     if (!r.detail.empty()) {
       EXPECT_EQ(ConnDetail(), r.detail);
     }
-    h = -1;
   }
   EXPECT_EQ(CountState(NI_INITIAL_LIS) + CountState(NI_INITIAL_CON), 0);
   EXPECT_EQ(NiMyAddrCheck(u"localhost", &addr), ZUL_O_K);
@@ -380,14 +350,9 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
 
 TEST_F(NiConn, RefusedPortAndConnectsThatStayPending) {
   // A port nobody listens on: refused, with the partner in the text.
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof sa;
-  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa), 0);
-  ASSERT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len), 0);
-  uint16_t port = ntohs(sa.sin_port);
+  uint16_t port = 0;
+  int fd = ni_test::TcpSocket(0, false, -1, &port);
+  ASSERT_GE(fd, 0);
   int h = 7;
   EXPECT_EQ(NiHandleForAddrEx(&NI_ADDR_LOCAL_I4_INIT, port, 2, 0, 0, 1000, nullptr, &h),
             NIECONN_REFUSED);
@@ -435,17 +400,14 @@ TEST_F(NiConn, RefusedPortAndConnectsThatStayPending) {
 TEST_F(NiConn, AcceptTimesOutOnOneOrTwoSockets) {
   for (int protocol : {2, 0}) {
     uint16_t port = 0;
-    int lis = Listen(protocol, &port);
+    int lis = Listen(protocol, &port), h = 7;
     ASSERT_GE(lis, 0);
-    int h = 7;
     EXPECT_EQ(NiAcceptEx(lis, 0, &h, nullptr, nullptr), NIETIMEOUT);
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(NiAcceptEx(lis, 150, &h, nullptr, nullptr), NIETIMEOUT);
-    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                  std::chrono::steady_clock::now() - start)
-                  .count();
-    EXPECT_GE(ms, 140);
-    EXPECT_LT(ms, 2000);
+    auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, std::chrono::milliseconds(140));
+    EXPECT_LT(took, std::chrono::milliseconds(2000));
     EXPECT_EQ(h, -1);
   }
 }
@@ -470,30 +432,27 @@ TEST_F(NiConn, DefaultsAndOptionsOfSockets) {
   int lis = Listen(2, &port), srv = -1;
   int c = Connect(lis, port, 2, &srv, nullptr);
   ASSERT_GE(c, 0);
-  for (int h : {c, srv}) {
-    int v = -1;
-    EXPECT_EQ(NiGetTCP_NoDelay(h, &v), ZUL_O_K);
-    EXPECT_EQ(v, 1);
-    EXPECT_EQ(NiGetSO_KeepAlive(h, &v), ZUL_O_K);
-    EXPECT_EQ(v, 0);
-    EXPECT_EQ(NiGetSO_ReuseAddr(h, &v), ZUL_O_K);
-    EXPECT_EQ(v, 1);
-    EXPECT_EQ(NiGetSO_SndBuf(h, &v), ZUL_O_K);
-    EXPECT_GE(v, 32768);
-  }
+  // The defaults of both ends (the send buffer at least as large), then a value set and read back.
   struct Row {
     int (*set)(int, int);
     int (*get)(int, int *);
-    int value;
-  } rows[] = {{NiSetTCP_NoDelay, NiGetTCP_NoDelay, 0},
-              {NiSetSO_KeepAlive, NiGetSO_KeepAlive, 1},
-              {NiSetSO_RcvBuf, NiGetSO_RcvBuf, 65536},
-              {NiSetSO_SndBuf, NiGetSO_SndBuf, 65536}};
+    int byDefault, value;
+  } rows[] = {{NiSetTCP_NoDelay, NiGetTCP_NoDelay, 1, 0},
+              {NiSetSO_KeepAlive, NiGetSO_KeepAlive, 0, 1},
+              {NiSetSO_ReuseAddr, NiGetSO_ReuseAddr, 1, 0},
+              {NiSetSO_RcvBuf, NiGetSO_RcvBuf, -1, 65536},
+              {NiSetSO_SndBuf, NiGetSO_SndBuf, 32768, 65536}};
   for (const Row &r : rows) {
-    int v = -1;
-    EXPECT_EQ(r.set(c, r.value), ZUL_O_K);
-    EXPECT_EQ(r.get(c, &v), ZUL_O_K);
-    EXPECT_EQ(v, r.value);
+    int v = -1, row = &r - rows;
+    for (int h : {c, srv}) {
+      EXPECT_EQ(r.get(h, &v), ZUL_O_K) << row;
+      if (r.byDefault >= 0) {
+        EXPECT_TRUE(r.byDefault > 1 ? v >= r.byDefault : v == r.byDefault);
+      }
+    }
+    EXPECT_EQ(r.set(c, r.value), ZUL_O_K) << row;
+    EXPECT_EQ(r.get(c, &v), ZUL_O_K) << row;
+    EXPECT_EQ(v, r.value) << row;
   }
   int on = 0, secs = 0;
   EXPECT_EQ(NiSetSO_Linger(c, 1, 5), ZUL_O_K);
@@ -534,29 +493,20 @@ TEST(NiConnIPv6, LoopbackInAChildWithIPv6Active) {
   bool have = probe >= 0 && bind(probe, reinterpret_cast<sockaddr *>(&sa), sizeof sa) == 0;
   if (probe >= 0) close(probe);
   if (!have) GTEST_SKIP() << "no ::1 here";
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    setenv("ZUL_IPv6_ACTIVE", "1", 1);
-    int line = 0;
-    uint16_t port = 0, peerPort = 0;
-    int lis = -1, c = -1, srv = -1;
-    NI_NODEADDR peer{};
-    if (NiInit() != ZUL_O_K || NiIsIPv6Activated() != 1) line = __LINE__;
-    if (!line && NiServerHandleEx(&NI_ADDR_LOCAL_I6_INIT, &port, 4, 0, &lis) != ZUL_O_K)
-      line = __LINE__;
-    if (!line && NiHandleForAddrEx(&NI_ADDR_LOCAL_I6_INIT, port, 4, 0, 0, 2000, nullptr, &c) != 0)
-      line = __LINE__;
-    if (!line && NiAcceptEx(lis, 2000, &srv, &peer, &peerPort) != ZUL_O_K) line = __LINE__;
-    if (!line && (std::memcmp(&peer, &NI_ADDR_LOCAL_I6_INIT, 16) != 0 || NiGetHdlProto(c) != 4))
-      line = __LINE__;
-    _exit(line % 256);
-  }
-  int status = -1;
-  for (int i = 0; i < 200 && waitpid(pid, &status, WNOHANG) == 0; ++i) usleep(50000);
-  if (!WIFEXITED(status)) kill(pid, SIGKILL), waitpid(pid, &status, 0);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "failed at line (mod 256) of the child";
+  // The child answers the number of the first step that failed.
+  EXPECT_EQ(
+      ni_test::InChild([] {
+        setenv("ZUL_IPv6_ACTIVE", "1", 1);
+        uint16_t port = 0, peerPort = 0;
+        int lis = -1, c = -1, srv = -1;
+        NI_NODEADDR peer{};
+        if (NiInit() != ZUL_O_K || NiIsIPv6Activated() != 1) return 1;
+        if (NiServerHandleEx(&NI_ADDR_LOCAL_I6_INIT, &port, 4, 0, &lis) != 0) return 2;
+        if (NiHandleForAddrEx(&NI_ADDR_LOCAL_I6_INIT, port, 4, 0, 0, 2000, nullptr, &c)) return 3;
+        if (NiAcceptEx(lis, 2000, &srv, &peer, &peerPort) != ZUL_O_K) return 4;
+        return std::memcmp(&peer, &NI_ADDR_LOCAL_I6_INIT, 16) != 0 || NiGetHdlProto(c) != 4 ? 5 : 0;
+      }),
+      0);
 }
 
 }  // namespace

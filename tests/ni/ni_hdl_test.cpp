@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <string>
+#include <tuple>
 
 #include "ni/nixxi.h"
+#include "ni_conn.h"
 #include "trace_capture.h"
 #include "zul_err.h"
 
@@ -17,40 +19,11 @@ class NiHdl : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(NiInit3(8), ZUL_O_K); }
   void TearDown() override { NiExit(); }
-
-  // A handle in state stat holding fd as its connection socket, or as a listener's IP or local
-  // socket by the family.
-  static NITAB *Attach(int stat, int fd, int family) {
-    NITAB *p = nullptr;
-    if (NiICreateHandle(&p, (stat & 15) == 1 ? NI_INITIAL_LIS : NI_INITIAL_CON, nullptr) != 0)
-      return nullptr;
-    SI_SOCK s{fd, family, SOCK_STREAM, 0};
-    if ((stat & 15) != 1)
-      p->con.mSocket = s;
-    else
-      (family == AF_UNIX ? p->lis.mUDSocket : p->lis.mIPSocket) = s;
-    NiISetStat(p, stat, "test");
-    return p;
-  }
-  // A TCP listener on 127.0.0.1 with the port the system chose.
-  static int Listener(uint16_t *port) {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    if (bind(fd, reinterpret_cast<sockaddr *>(&a), len) != 0 || listen(fd, 4) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr *>(&a), &len) != 0)
-      return -1;
-    *port = ntohs(a.sin_port);
-    return fd;
-  }
 };
 
 TEST_F(NiHdl, ParametersSetReadAndRefused) {
-  int fds[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  int hdl = Attach(NI_CONNECTED, fds[0], AF_UNIX)->handle;
+  ni_test::Conn conn = ni_test::Connect(ni_test::Link::kUnix);
+  int hdl = conn.hdl, fd = ni::gTab[hdl >> 3].con.mSocket.socket;
   uint8_t on = 1, got = 0;
   ASSERT_EQ(NiSetHdlParam(hdl, NIHP_SINGLE_READ, &on), ZUL_O_K);
   EXPECT_EQ(NiGetSingleRead(hdl), 1);
@@ -61,10 +34,7 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
   ASSERT_EQ(NiGetHdlParam(hdl, NIHP_CHECK_PEER, &got), ZUL_O_K);
   EXPECT_EQ(got, 1);
   EXPECT_EQ(NiSetHdlParam(hdl, NIHP_BUFSTAT, &on), ZUL_O_K);
-  struct Row {
-    int param, type, value;
-    const char16_t *detail;
-  } rows[] = {
+  const std::tuple<int, int, int, const char16_t *> rows[] = {
       {NIHP_SINGLE_READ, NI_DT_UINT, 1,
        u"NiSetHdlParamEx: parameter invalid (pParamData->datatype != NI_DT_BOOL)"},
       {NIHP_BUFSTAT, NI_DT_RAW, NI_BUFSTAT_OFF,
@@ -72,14 +42,14 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
       {NIHP_TALKMODE, NI_DT_RAW, 0, u"NiSetHdlParamEx: invalid param 60 for hdl 1"},
       {52, NI_DT_BOOL, 0, u"NiSetHdlParamEx: invalid param 52 for hdl 1"},
   };
-  for (const Row &r : rows) {
+  for (auto [param, type, value, detail] : rows) {
     NI_PARAM_DATA d{};
-    d.param = static_cast<uint8_t>(r.param);
-    d.datatype = static_cast<uint8_t>(r.type);
-    d.value.raw_val = static_cast<uint8_t>(r.value);
+    d.param = static_cast<uint8_t>(param);
+    d.datatype = static_cast<uint8_t>(type);
+    d.value.raw_val = static_cast<uint8_t>(value);
     ErrClear();
-    EXPECT_EQ(NiSetHdlParamEx(hdl, &d), NIEINVAL) << r.param;
-    EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_DETAIL)), r.detail) << r.param;
+    EXPECT_EQ(NiSetHdlParamEx(hdl, &d), NIEINVAL) << param;
+    EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_DETAIL)), detail) << param;
   }
   EXPECT_EQ(NiSetHdlParamEx(hdl, nullptr), NIEINVAL);
   EXPECT_EQ(NiSetHdlParam(hdl, NIHP_MAX_MSG_LEN, &on), NIEINVAL);  // no short form
@@ -87,7 +57,7 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
   // Blocking mode reaches the socket.
   ASSERT_EQ(NiHdlSetBlockmode(hdl, 0), ZUL_O_K);
   EXPECT_EQ(NiHdlGetBlockmode(hdl), 0);
-  EXPECT_NE(fcntl(fds[0], F_GETFL) & O_NONBLOCK, 0);
+  EXPECT_NE(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
   ni::gTab[hdl >> 3].mType = NI_RI_LISTEN;
   ErrClear();
   EXPECT_EQ(NiGetHdlParam(hdl, NIHP_SINGLE_READ, &got), NIEINVAL);
@@ -95,12 +65,11 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
             u"NiGetHdlParamEx: parameter invalid (pHdl->mType == NI_RI_LISTEN)");
   EXPECT_EQ(NiSetSingleRead(hdl, 1), NIEINVAL);
   ni::gTab[hdl >> 3].mType = NI_CONNECTED;
-  close(fds[1]);
 }
 
 TEST_F(NiHdl, EndsAndDumpOfAConnection) {
   uint16_t port = 0;
-  int lis = Listener(&port);
+  int lis = ni_test::TcpSocket(0, false, 4, &port);
   ASSERT_GE(lis, 0);
   int cli = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in to{};
@@ -108,8 +77,8 @@ TEST_F(NiHdl, EndsAndDumpOfAConnection) {
   to.sin_port = htons(port);
   to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   ASSERT_EQ(connect(cli, reinterpret_cast<sockaddr *>(&to), sizeof to), 0);
-  int l = Attach(NI_LISTEN, lis, AF_INET)->handle;
-  NITAB *c = Attach(NI_CONNECTED, cli, AF_INET);
+  int l = ni_test::Attach(lis, true, NI_LISTEN);
+  NITAB *c = &ni::gTab[ni_test::Attach(cli, true) >> 3];
   c->mOutMsgs = 3;
   c->mOutOctets = 40;
   c->mTrace = 1;

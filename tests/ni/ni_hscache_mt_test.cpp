@@ -8,19 +8,9 @@
 
 #include "ni/nixxhs.h"
 #include "ni/nixxi.h"
+#include "ni_conn.h"
 
 namespace nihs_mt {
-
-NI_PARAM_DATA Uint(int no, uint32_t v) {
-  NI_PARAM_DATA d{};
-  d.param = static_cast<uint8_t>(no);
-  d.datatype = no == NIP_HSBUF_OPCODE ? NI_DT_RAW : NI_DT_UINT;
-  if (no == NIP_HSBUF_OPCODE)
-    d.value.raw_val = static_cast<uint8_t>(v);
-  else
-    d.value.uint_val = v;
-  return d;
-}
 
 class NiHSCacheMt : public ::testing::TestWithParam<bool> {};
 
@@ -59,8 +49,8 @@ TEST_P(NiHSCacheMt, LookupsStayRightWhileTheCachesChange) {
                                     {NIP_HSBUF_TRACE_LIMIT, 1}};
     std::vector<ZUL_UTF16> buf(24576);
     for (int i = 0; i < 2000 && !stop.load(); ++i) {
-      NI_PARAM_DATA d = Uint(kSteps[i % 6][0], static_cast<uint32_t>(kSteps[i % 6][1]));
-      if (NiSetParamEx(&d) != ZUL_O_K) ++faults;
+      int no = kSteps[i % 6][0], type = no == NIP_HSBUF_OPCODE ? NI_DT_RAW : NI_DT_UINT;
+      if (ni_test::SetParam(no, type, static_cast<uint32_t>(kSteps[i % 6][1])) != 0) ++faults;
       int len = static_cast<int>(buf.size()), done = 0;
       if (NiHBufPrintBuf(buf.data(), &len, &done) != ZUL_O_K || done != 1) ++faults;
     }

@@ -63,29 +63,23 @@ TEST(NiIoMt, ReaderAndWriterShareAHandle) {
   ASSERT_GE(c.hdl, 0);
   EchoPeer peer{c.peer};
   std::thread peerThread([&] { peer.Run(); });
-  int writeFaults = 0, readFaults = 0, got = 0, checks = 0;
+  int writeFaults = 0, got = 0, checks = 0;
   std::thread writer([&] {
-    for (int i = 0; i < kMessages; ++i) {
+    for (int i = 0, w = 0; i < kMessages && writeFaults == 0; ++i) {
       std::string m = "msg " + std::to_string(i);
-      int w = 0;
-      if (NiWrite(c.hdl, m.data(), static_cast<int>(m.size()), 5000, &w) != ZUL_O_K) {
-        ++writeFaults;
-        return;
-      }
+      writeFaults += NiWrite(c.hdl, m.data(), static_cast<int>(m.size()), 5000, &w) != ZUL_O_K;
     }
   });
-  std::thread reader([&] {
+  std::thread reader([&] {  // ends at the first fault: got stays short
     char buf[64];
-    for (int k = 0; k < 2 * kMessages && got < kMessages; ++k) {
-      int n = 0;
-      int rc = NiRead(c.hdl, buf, sizeof buf, 5000, &n);
-      if (rc == NIEPING) {
+    for (int k = 0, n = 0, rc = 0; k < 2 * kMessages && got < kMessages; ++k) {
+      if ((rc = NiRead(c.hdl, buf, sizeof buf, 5000, &n)) == NIEPING)
         ++checks;
-      } else if (rc != ZUL_O_K ||
-                 std::string(buf, static_cast<size_t>(n)) != "msg " + std::to_string(got++)) {
-        ++readFaults;
+      else if (rc == ZUL_O_K &&
+               std::string(buf, static_cast<size_t>(n)) == "msg " + std::to_string(got))
+        ++got;
+      else
         return;
-      }
     }
   });
   writer.join();
@@ -94,7 +88,6 @@ TEST(NiIoMt, ReaderAndWriterShareAHandle) {
   EXPECT_EQ(NiCloseHandle(c.hdl), ZUL_O_K);  // the peer reads to the end of the stream
   peerThread.join();
   EXPECT_EQ(writeFaults, 0);
-  EXPECT_EQ(readFaults, 0);
   EXPECT_EQ(got, kMessages);
   EXPECT_EQ(peer.bad, 0);
   EXPECT_EQ(peer.echoed, kMessages);

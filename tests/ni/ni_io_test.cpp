@@ -49,10 +49,7 @@ class NiIo : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(NiInit3(16), ZUL_O_K); }
   void TearDown() override {
-    for (int no : {NIP_FRAGTEST, NIP_QTEST}) {
-      NI_PARAM_DATA d{static_cast<uint8_t>(no), NI_DT_UINT, {}};
-      NiSetParamEx(&d);
-    }
+    for (int no : {NIP_FRAGTEST, NIP_QTEST}) ni_test::SetParam(no, NI_DT_UINT, 0);
     si::gSendVFaultAbove = SIZE_MAX;
     NiExit();
   }
@@ -256,11 +253,8 @@ TEST_F(NiIo, MessageTooLongShrinksThePassThenGivesUp) {
 
 // The test switches cut passes and end calls early; whatever they do, messages arrive whole.
 TEST_F(NiIo, FragmentationAndQueueTestsKeepMessagesWhole) {
-  NI_PARAM_DATA frag{NIP_FRAGTEST, NI_DT_UINT, {}}, q{NIP_QTEST, NI_DT_UINT, {}};
-  frag.value.uint_val = 3;
-  q.value.uint_val = 50 | 2 << 8;
-  ASSERT_EQ(NiSetParamEx(&frag), ZUL_O_K);
-  ASSERT_EQ(NiSetParamEx(&q), ZUL_O_K);
+  ASSERT_EQ(ni_test::SetParam(NIP_FRAGTEST, NI_DT_UINT, 3), ZUL_O_K);
+  ASSERT_EQ(ni_test::SetParam(NIP_QTEST, NI_DT_UINT, 50 | 2 << 8), ZUL_O_K);
   ni_test::Conn a = ni_test::Connect(Link::kUnix), b;
   b.hdl = ni_test::Attach(dup(a.peer), true);
   int timeouts = 0;
@@ -269,12 +263,12 @@ TEST_F(NiIo, FragmentationAndQueueTestsKeepMessagesWhole) {
     int w = 0, r = 0, sent = 0, have = 0, rc = NIETIMEOUT, rrc = NIETIMEOUT;
     for (int k = 0; k < 10000 && (rc != ZUL_O_K || rrc != ZUL_O_K); ++k) {
       if (rc != ZUL_O_K) {
-        rc = NiWrite(a.hdl, data.data() + sent, (int)data.size() - sent, 0, &w);
+        rc = NiWrite(a.hdl, &data[sent], (int)data.size() - sent, 0, &w);
         sent += w;
         timeouts += rc == NIETIMEOUT;
       }
       if (rrc != ZUL_O_K) {
-        rrc = NiRead(b.hdl, got.data() + have, 700 - have, 0, &r);
+        rrc = NiRead(b.hdl, &got[have], 700 - have, 0, &r);
         have += r;
       }
     }
@@ -304,15 +298,12 @@ TEST_F(NiIo, StatusPeekAndRefusals) {
   // socket, as poll sees both alike); write isn't asked.
   int fds[2];
   ASSERT_TRUE(ni_test::StreamPair(Link::kUnix, fds));
-  NITAB *lis = nullptr;
-  ASSERT_EQ(NiICreateHandle(&lis, NI_INITIAL_LIS, nullptr), ZUL_O_K);
-  lis->lis.mUDSocket = SI_SOCK{fds[0], AF_UNIX, SOCK_STREAM, 0};
-  lis->mType = NI_LISTEN;
-  EXPECT_EQ(NiPeek(lis->handle, 0), NIETIMEOUT);
+  int lis = ni_test::Attach(fds[0], true, NI_LISTEN);
+  EXPECT_EQ(NiPeek(lis, 0), NIETIMEOUT);
   send(fds[1], "c", 1, 0);
-  EXPECT_EQ(NiPeek(lis->handle, 1000), ZUL_O_K);
-  EXPECT_EQ(NiWriteOK(lis->handle, 1000), NIETIMEOUT);
-  EXPECT_EQ(NiReadPending(lis->handle), -1);
+  EXPECT_EQ(NiPeek(lis, 1000), ZUL_O_K);
+  EXPECT_EQ(NiWriteOK(lis, 1000), NIETIMEOUT);
+  EXPECT_EQ(NiReadPending(lis), -1);
   close(fds[1]);
   // Refusals name the condition; listeners have no data calls.
   std::pair<std::function<int()>, const char16_t *> refusals[] = {
@@ -322,7 +313,7 @@ TEST_F(NiIo, StatusPeekAndRefusals) {
        u"NiRead: parameter invalid (pRead == NULL)"},
       {[&] { return NiRawWrite(c.hdl, nullptr, 0, 0, &n); },
        u"NiRawWrite: parameter invalid (pData == NULL)"},
-      {[&] { return NiWrite(lis->handle, got.data(), 1, 0, &n); },
+      {[&] { return NiWrite(lis, got.data(), 1, 0, &n); },
        u"NiWrite: parameter invalid (pHdl->mType == NI_LISTEN || pHdl->mType == NI_RI_LISTEN)"},
       {[&] { return NiPeekEx(c.hdl, 3, 0, 0); },
        u"NiPeekEx: parameter invalid (mode != NI_READ && mode != NI_WRITE)"},

@@ -73,84 +73,44 @@ TYPED_TEST(SiSelCommon, CapacityMembershipDataAndBadInput) {
   ASSERT_EQ(this->set.set(s.a(0), SISEL_READ, Tag(1), 0), SI_OK);
   ASSERT_EQ(this->set.set(s.a(1), SISEL_WRITE, Tag(2), 0), SI_OK);
   EXPECT_EQ(this->set.set(s.a(2), SISEL_READ, nullptr, 0), SI_EINVAL) << "full";
-  // A member's data stays; events add up, or are replaced by the absolute form.
-  ASSERT_EQ(this->set.set(s.a(0), SISEL_WRITE, Tag(9), 0), SI_OK);
+  // Events and data of set, clear and remove are the model test's; here setData and the calls
+  // that only read, which answer 1 for non-members.
   void *data = nullptr;
   uint8_t mode = 0;
-  EXPECT_EQ(this->set.getData(s.a(0), &data), SI_OK);
-  EXPECT_EQ(data, Tag(1));
-  EXPECT_EQ(this->set.getMode(s.a(0), &mode), SI_OK);
-  EXPECT_EQ(mode, SISEL_READ | SISEL_WRITE);
-  ASSERT_EQ(this->set.set(s.a(0), SISEL_READ_PRI, nullptr, 1), SI_OK);
-  this->set.getMode(s.a(0), &mode);
-  EXPECT_EQ(mode, SISEL_READ_PRI);
-  EXPECT_EQ(this->set.clear(s.a(0), SISEL_READ_PRI), SI_OK);
-  this->set.getMode(s.a(0), &mode);
-  EXPECT_EQ(mode, 0);
-  EXPECT_TRUE(this->set.isMember(s.a(0)));
   EXPECT_EQ(this->set.setData(s.a(0), Tag(7)), SI_OK);
-  this->set.getData(s.a(0), &data);
+  EXPECT_EQ(this->set.getData(s.a(0), &data), SI_OK);
   EXPECT_EQ(data, Tag(7));
-  // Non-members answer 1 everywhere.
-  EXPECT_FALSE(this->set.isMember(s.a(2)));
-  EXPECT_EQ(this->set.clear(s.a(2), SISEL_READ), SI_EINVAL);
-  EXPECT_EQ(this->set.remove(s.a(2), 1), SI_EINVAL);
   EXPECT_EQ(this->set.getData(s.a(2), &data), SI_EINVAL);
   EXPECT_EQ(this->set.setData(s.a(2), nullptr), SI_EINVAL);
   EXPECT_EQ(this->set.getMode(s.a(2), &mode), SI_EINVAL);
   EXPECT_EQ(this->set.remove(s.a(0), 1), SI_OK);
-  EXPECT_EQ(this->set.remove(s.a(0), 1), SI_EINVAL);
   EXPECT_EQ(this->set.set(s.a(2), SISEL_READ, nullptr, 0), SI_OK) << "room again";
   EXPECT_EQ(this->set.removeAll(), SI_OK);
   EXPECT_FALSE(this->set.isMember(s.a(1)));
-  char name[] = "/tmp/sisel_dump_XXXXXX";
-  int fd = mkstemp(name);
-  FILE *f = fdopen(fd, "w");
-  EXPECT_EQ(this->set.dump(f), SI_OK);
-  fclose(f);
-  unlink(name);
+  FILE *null = fopen("/dev/null", "w");
+  EXPECT_EQ(this->set.dump(null), SI_OK);
+  fclose(null);
 }
 
-TYPED_TEST(SiSelCommon, ReadyMembersAreHandedOutOnceThenNull) {
-  ASSERT_EQ(this->set.init(16), SI_OK);
-  Pairs s(5);
-  for (size_t i = 0; i < 5; ++i)
-    ASSERT_EQ(this->set.set(s.a(i), SISEL_READ, Tag(100 + i), 0), SI_OK);
-  s.Poke(1);
-  s.Poke(3);
-  int selected = -1;
+// Only the events asked for are handed out (the data and flags of ready members are the model
+// test's); after the last one, null again.
+TYPED_TEST(SiSelCommon, AWriteReadyMemberIsPassedOverWhenOnlyReadIsAsked) {
+  ASSERT_EQ(this->set.init(4), SI_OK);
+  Pairs s(2);
+  ASSERT_EQ(this->set.set(s.a(0), SISEL_READ, nullptr, 0), SI_OK);
+  ASSERT_EQ(this->set.set(s.a(1), SISEL_WRITE, nullptr, 0), SI_OK);
+  s.Poke(0);
+  int selected = 0;
   ASSERT_EQ(this->set.select(1000, &selected), SI_OK);
-  EXPECT_EQ(selected, 2);
-  std::vector<Fired> got = Drain(this->set);
-  ASSERT_EQ(got.size(), 2u);
-  std::set<SI_SOCK *> socks{got[0].sock, got[1].sock};
-  EXPECT_EQ(socks, (std::set<SI_SOCK *>{s.a(1), s.a(3)}));
-  for (const Fired &f : got) {
-    EXPECT_EQ(f.rc, SI_OK);
-    EXPECT_EQ(f.read, 1);
-    EXPECT_EQ(f.data, Tag(f.sock == s.a(1) ? 101 : 103));
-  }
-  uint8_t status = 0;
-  EXPECT_EQ(this->set.getStat(s.a(1), &status), SI_OK);
-  EXPECT_EQ(status, SISEL_READ);
-  // After the end: null again; startLoop replays the same wait.
-  SI_SOCK *sock = s.a(0);
-  EXPECT_EQ(this->set.next(nullptr, nullptr, nullptr, &sock, nullptr), SI_OK);
-  EXPECT_EQ(sock, nullptr);
-  ASSERT_EQ(this->set.startLoop(), SI_OK);
-  EXPECT_EQ(Drain(this->set).size(), 2u);
-  // A write-ready member is passed over when only read is asked for.
-  ASSERT_EQ(this->set.set(s.a(4), SISEL_WRITE, nullptr, 1), SI_OK);
-  ASSERT_EQ(this->set.select(1000, &selected), SI_OK);
-  uint8_t read = 0;
-  int seen = 0;
-  for (int guard = 0; guard < 10; ++guard) {
+  uint8_t read = 0, status = 0;
+  SI_SOCK *sock = nullptr;
+  ASSERT_EQ(this->set.next(&read, nullptr, nullptr, &sock, nullptr), SI_OK);
+  EXPECT_EQ(sock, s.a(0));
+  EXPECT_TRUE(this->set.getStat(s.a(0), &status) == SI_OK && status == SISEL_READ);
+  for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(this->set.next(&read, nullptr, nullptr, &sock, nullptr), SI_OK);
-    if (sock == nullptr) break;
-    EXPECT_NE(sock, s.a(4));
-    ++seen;
+    EXPECT_EQ(sock, nullptr);
   }
-  EXPECT_EQ(seen, 2);
 }
 
 TYPED_TEST(SiSelCommon, EmptySetWaitsForTheTimeOut) {
@@ -223,8 +183,10 @@ TYPED_TEST(SiSelCommon, ModelOfRandomOperations) {
         uint8_t replace = rng() % 2;
         void *data = Tag(step + 1);
         ASSERT_EQ(this->set.set(sock, events, data, replace), SI_OK);
-        if (it == model.end()) model[sock] = {events, data};
-        else it->second.events = replace ? events : (it->second.events | events);
+        if (it == model.end())
+          model[sock] = {events, data};
+        else
+          it->second.events = replace ? events : (it->second.events | events);
         break;
       }
       case 2:
@@ -261,9 +223,15 @@ TYPED_TEST(SiSelCommon, ModelOfRandomOperations) {
   int selected = 0;
   ASSERT_EQ(this->set.select(1000, &selected), SI_OK);
   std::set<SI_SOCK *> fired;
-  for (const Fired &f : Drain(this->set)) fired.insert(f.sock);
+  for (const Fired &f : Drain(this->set)) {
+    fired.insert(f.sock);
+    EXPECT_TRUE(f.rc == SI_OK && f.read == 1);
+    EXPECT_EQ(f.data, model[f.sock].data);
+  }
   EXPECT_EQ(fired, readers);
   EXPECT_EQ(selected, static_cast<int>(readers.size()));
+  ASSERT_EQ(this->set.startLoop(), SI_OK);  // replays the same wait
+  EXPECT_EQ(Drain(this->set).size(), readers.size());
 }
 
 // Positions of the select set are socket numbers: 32768 and above are refused.

@@ -4,6 +4,7 @@
 
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "si/sixx.h"
 #include "zul_si.h"
@@ -13,12 +14,7 @@ namespace {
 std::u16string Str(const ZUL_UTF16 *s) { return s != nullptr ? std::u16string(s) : u"(null)"; }
 
 TEST(SiTables, CodesNamesAndTexts) {
-  struct Row {
-    int rc;
-    const char16_t *name;
-    const char16_t *text;
-  };
-  const Row rows[] = {
+  const std::tuple<int, const char16_t *, const char16_t *> rows[] = {
       {0, u"SI_OK", u"success"},
       {6, u"SI_ESYSCALL",
        u"socket function call failed, lastError value is set in SI_SOCK structure"},
@@ -29,9 +25,9 @@ TEST(SiTables, CodesNamesAndTexts) {
       {18, u"(null)", u"(null)"},
       {-1, u"(null)", u"(null)"},
   };
-  for (const Row &r : rows) {
-    EXPECT_EQ(Str(SiGetSiErrorName(r.rc)), r.name) << r.rc;
-    EXPECT_EQ(Str(SiGetSiErrorText(r.rc)), r.text) << r.rc;
+  for (auto [rc, name, text] : rows) {
+    EXPECT_EQ(Str(SiGetSiErrorName(rc)), name) << rc;
+    EXPECT_EQ(Str(SiGetSiErrorText(rc)), text) << rc;
   }
   EXPECT_EQ(Str(SiGetFuncName(46)), u"SiRecvSocket");
   EXPECT_EQ(Str(SiGetLibFuncName(46)), u"recvmsg, recv, close");
@@ -64,27 +60,22 @@ TEST(SiTables, Constants) {
 // Codes the kernel won't produce on demand, and the rules where calls differ.
 TEST(SiTables, ErrnoMappingByCall) {
   using si::ErrMap;
-  struct Row {
-    ErrMap map;
-    int err;
-    int rc;
-  };
-  const Row rows[] = {
-      {ErrMap::kPoll, ENOMEM, 13},         {ErrMap::kPoll, EBADF, 6},
-      {ErrMap::kConnect, ENOENT, 10},      {ErrMap::kBind, ENOENT, 7},
-      {ErrMap::kConnect, EACCES, 10},      {ErrMap::kBind, EACCES, 7},
+  const std::tuple<ErrMap, int, int> rows[] = {
+      {ErrMap::kPoll, ENOMEM, 13},          {ErrMap::kPoll, EBADF, 6},
+      {ErrMap::kConnect, ENOENT, 10},       {ErrMap::kBind, ENOENT, 7},
+      {ErrMap::kConnect, EACCES, 10},       {ErrMap::kBind, EACCES, 7},
       {ErrMap::kGetPeerName, ENOTCONN, 12}, {ErrMap::kShutdown, ENOTCONN, 1},
-      {ErrMap::kRecv, ETIMEDOUT, 12},      {ErrMap::kSend, ETIMEDOUT, 6},
-      {ErrMap::kSend, EMSGSIZE, 16},       {ErrMap::kSendTo, EHOSTUNREACH, 7},
-      {ErrMap::kSend, EHOSTUNREACH, 6},    {ErrMap::kSocket, ENFILE, 17},
-      {ErrMap::kAccept, ENOBUFS, 16},      {ErrMap::kConnect, EINPROGRESS, 11},
-      {ErrMap::kSetSockOpt, ENODEV, 7},    {ErrMap::kGetSockOpt, EOPNOTSUPP, 1},
-      {ErrMap::kSelect, EINVAL, 6},        {ErrMap::kDescriptor, ENOTSOCK, 2},
-      {ErrMap::kSendSocket, EPIPE, 12},    {ErrMap::kRecvSocket, ENOTCONN, 1},
+      {ErrMap::kRecv, ETIMEDOUT, 12},       {ErrMap::kSend, ETIMEDOUT, 6},
+      {ErrMap::kSend, EMSGSIZE, 16},        {ErrMap::kSendTo, EHOSTUNREACH, 7},
+      {ErrMap::kSend, EHOSTUNREACH, 6},     {ErrMap::kSocket, ENFILE, 17},
+      {ErrMap::kAccept, ENOBUFS, 16},       {ErrMap::kConnect, EINPROGRESS, 11},
+      {ErrMap::kSetSockOpt, ENODEV, 7},     {ErrMap::kGetSockOpt, EOPNOTSUPP, 1},
+      {ErrMap::kSelect, EINVAL, 6},         {ErrMap::kDescriptor, ENOTSOCK, 2},
+      {ErrMap::kSendSocket, EPIPE, 12},     {ErrMap::kRecvSocket, ENOTCONN, 1},
       {ErrMap::kRecvSocket, ENOMEM, 6},
   };
-  for (const Row &r : rows)
-    EXPECT_EQ(si::MapErrno(r.map, r.err), r.rc) << static_cast<int>(r.map) << " " << r.err;
+  for (auto [map, err, rc] : rows)
+    EXPECT_EQ(si::MapErrno(map, err), rc) << static_cast<int>(map) << " " << err;
 }
 
 TEST(SiTables, PlatformInfo) {

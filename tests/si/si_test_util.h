@@ -20,11 +20,8 @@ inline const ZUL_RAW kLoopback[4] = {127, 0, 0, 1};
 
 // Descriptors open in this process.
 inline int OpenFdCount() {
-  int n = 0;
-  for (auto it = std::filesystem::directory_iterator("/proc/self/fd");
-       it != std::filesystem::directory_iterator(); ++it)
-    ++n;
-  return n;
+  auto fds = std::filesystem::directory_iterator("/proc/self/fd");
+  return static_cast<int>(std::distance(begin(fds), end(fds)));
 }
 
 // A TCP listener on 127.0.0.1 with a port the system chose (network order in port).
