@@ -56,9 +56,10 @@ enum IcuFunction : int {
 // The loaded address of f, or null.
 void *IcuSymbol(IcuFunction f);
 
-// Test seam: true leaves only the historic 3.4 names to try (which no current system has), so
-// that a test sees the load fail on a machine that has ICU.
-void SetOnlyHistoricIcuNames(bool only);
+// Test seam, for a forked child: puts the stubs back and forgets the load, as at the start of a
+// process. only_historic_names leaves only the 3.4 names to try, which no current system has, so
+// that the load fails on a machine that has ICU.
+void ResetForTest(bool only_historic_names);
 
 }  // namespace zulu16::nlsui
 

@@ -269,6 +269,9 @@ NLSUI_STUB(ZUL_UTF16, toupperU)
 NLSUI_STUB(ZUL_UTF16, tolowerU)
 #undef NLSUI_STUB
 
+const ClassSet kStubClasses = {isalnumUStub, isalphaUStub, iscntrlUStub, islowerUStub, isprintUStub,
+                               isspaceUStub, isupperUStub, toupperUStub, tolowerUStub};
+
 }  // namespace
 
 int InitTraceLevel() { return Load(init_trace_level); }
@@ -276,7 +279,15 @@ int TraceLevel() { return Load(trace_level); }
 
 void *IcuSymbol(IcuFunction f) { return Load(icu_functions[f]); }
 
-void SetOnlyHistoricIcuNames(bool only) { Store(only_historic_names, only); }
+void ResetForTest(bool only_historic) {
+  Install(kStubClasses);
+  for (void *&f : icu_functions) Store(f, static_cast<void *>(nullptr));
+  Store(icu_loaded, false);
+  Store(icu_in_use, false);
+  Store(fallback_in_use, false);
+  Store(seven_bit_mode, false);
+  Store(only_historic_names, only_historic);
+}
 
 }  // namespace zulu16::nlsui
 
