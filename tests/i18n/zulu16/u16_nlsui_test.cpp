@@ -49,7 +49,7 @@ ChildRun InLoaderChild(std::vector<std::pair<const char *, const char *>> env, B
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, u16systest::ReadBytes(err_path)};
 }
 
-bool Has(const std::string &text, const std::string &part) {
+bool HasText(const std::string &text, const std::string &part) {
   return text.find(part) != std::string::npos;
 }
 
@@ -86,8 +86,8 @@ TEST(NlsuiLoader, FallsBackToSevenBitsWhenAskedOrWithoutIcu) {
         },
         mode.historic);
     EXPECT_EQ(run.status, 0) << mode.says;
-    EXPECT_TRUE(Has(run.err, "NLSUI_INIT_TRACE_LEVEL set to 'low'\n")) << run.err;
-    EXPECT_TRUE(Has(run.err, mode.says)) << run.err;
+    EXPECT_TRUE(HasText(run.err, "NLSUI_INIT_TRACE_LEVEL set to 'low'\n")) << run.err;
+    EXPECT_TRUE(HasText(run.err, mode.says)) << run.err;
     EXPECT_TRUE(std::regex_search(run.err, report)) << run.err;
   }
   // Without trace levels the 7-bit classes stay quiet.
@@ -98,7 +98,7 @@ TEST(NlsuiLoader, FallsBackToSevenBitsWhenAskedOrWithoutIcu) {
 
 #ifdef TLM_TEST_HAVE_ICU
 
-const std::string kMajor = std::to_string(U_ICU_VERSION_MAJOR_NUM);
+const std::string kIcuMajor = std::to_string(U_ICU_VERSION_MAJOR_NUM);
 
 // Every class of every unit is ICU's own answer; 0 when all hold.
 int IcuAnswers() {
@@ -117,10 +117,10 @@ TEST(NlsuiLoader, LoadsTheInstalledIcuAtTheFirstClassification) {
   EXPECT_EQ(run.status, 0);
   for (const std::string &line :
        {std::string("NLSUI_INIT_TRACE_LEVEL set to 'high'\n"), std::string("loadIcuDo() is called\n"),
-        "Loaded ICU common lib: libicuuc.so." + kMajor + "\n",
-        "Function pointer for u_isalpha_" + kMajor + ": 0x",
-        "Running with ICU version " + kMajor, std::string("LD_LIBRARY_PATH is set to ")})
-    EXPECT_TRUE(Has(run.err, line)) << line << " in:\n" << run.err.substr(0, 2000);
+        "Loaded ICU common lib: libicuuc.so." + kIcuMajor + "\n",
+        "Function pointer for u_isalpha_" + kIcuMajor + ": 0x",
+        "Running with ICU version " + kIcuMajor, std::string("LD_LIBRARY_PATH is set to ")})
+    EXPECT_TRUE(HasText(run.err, line)) << line << " in:\n" << run.err.substr(0, 2000);
   const auto quiet = InLoaderChild({}, [] { return isalphaU(0xE4) == 1 ? 0 : 1; });
   EXPECT_EQ(quiet.status, 0);
   EXPECT_EQ(quiet.err, "");
@@ -130,7 +130,7 @@ TEST(NlsuiLoader, LoadsTheInstalledIcuAtTheFirstClassification) {
 // library without ICU's functions under ICU's name means the 7-bit classes.
 TEST(NlsuiLoader, SearchDirectoriesComeFirst) {
   u16systest::TempDir dir;
-  std::FILE *broken = std::fopen(dir.File("libicudata.so." + kMajor).c_str(), "w");
+  std::FILE *broken = std::fopen(dir.File("libicudata.so." + kIcuMajor).c_str(), "w");
   ASSERT_NE(broken, nullptr);
   std::fputs("not a library", broken);
   std::fclose(broken);
@@ -140,20 +140,20 @@ TEST(NlsuiLoader, SearchDirectoriesComeFirst) {
     return isalphaU(0xE4) == 1 ? 0 : 1;
   });
   EXPECT_EQ(run.status, 0);
-  EXPECT_TRUE(Has(run.err, "Error message: \"" + dir.File("libicudata.so." + kMajor))) << run.err;
+  EXPECT_TRUE(HasText(run.err, "Error message: \"" + dir.File("libicudata.so." + kIcuMajor))) << run.err;
 
   std::string uuid_path;
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line) && uuid_path.empty();)
-    if (Has(line, "libuuid.so")) uuid_path = line.substr(line.find('/'));
+    if (HasText(line, "libuuid.so")) uuid_path = line.substr(line.find('/'));
   ASSERT_FALSE(uuid_path.empty());
-  ASSERT_EQ(symlink(uuid_path.c_str(), dir.File("libicuuc.so." + kMajor).c_str()), 0);
+  ASSERT_EQ(symlink(uuid_path.c_str(), dir.File("libicuuc.so." + kIcuMajor).c_str()), 0);
   const auto fake = InLoaderChild({{"NLSUI_INIT_TRACE_LEVEL", "low"}}, [&] {
     nlsui_addIcuSearchPath(dir.path().c_str());
     return SevenBitAnswers();
   });
   EXPECT_EQ(fake.status, 0);
-  EXPECT_TRUE(Has(fake.err, "Function pointer for u_isalpha_" + kMajor + ": (nil)\n")) << fake.err;
+  EXPECT_TRUE(HasText(fake.err, "Function pointer for u_isalpha_" + kIcuMajor + ": (nil)\n")) << fake.err;
 }
 
 #endif  // TLM_TEST_HAVE_ICU

@@ -18,17 +18,17 @@ namespace {
 
 using u16test::W;
 
-constexpr int kArgs = 16;
-constexpr size_t kRoom = 256;
+constexpr int kScanArgCount = 16;
+constexpr size_t kScanRoom = 256;
 
 // The arguments of one call: each a zeroed buffer, units for us, bytes for the C library.
 struct ScanArgs {
-  std::vector<std::vector<char16_t>> wide{kArgs, std::vector<char16_t>(kRoom)};
-  std::vector<std::vector<char>> narrow{kArgs, std::vector<char>(kRoom)};
+  std::vector<std::vector<char16_t>> wide{kScanArgCount, std::vector<char16_t>(kScanRoom)};
+  std::vector<std::vector<char>> narrow{kScanArgCount, std::vector<char>(kScanRoom)};
 };
 
 // Which arguments a format's conversions fill with text (%s %c %[), in argument order.
-std::vector<bool> TextArgs(const std::string &format) {
+std::vector<bool> TextArgsOf(const std::string &format) {
   std::vector<bool> text;
   for (size_t i = 0; i < format.size(); ++i) {
     if (format[i] != '%' || ++i >= format.size()) continue;
@@ -46,17 +46,17 @@ std::vector<bool> TextArgs(const std::string &format) {
       v[13].data(), v[14].data(), v[15].data()
 
 // Both engines read input with format: the answers and every stored value must be equal.
-::testing::AssertionResult SameAsLibrary(const std::string &input, const std::string &format) {
+::testing::AssertionResult ScansAsLibrary(const std::string &input, const std::string &format) {
   ScanArgs a;
   const int expected = std::sscanf(input.c_str(), format.c_str(), SCAN_ARGS(a.narrow));
   const int answer = sscanfU16(W(input).c_str(), W(format).c_str(), SCAN_ARGS(a.wide));
   if (answer != expected)
     return ::testing::AssertionFailure() << "\"" << format << "\" on \"" << input.substr(0, 60)
                                          << "\": " << answer << ", the library " << expected;
-  const std::vector<bool> text = TextArgs(format);
-  for (size_t k = 0; k < text.size() && k < kArgs; ++k) {
+  const std::vector<bool> text = TextArgsOf(format);
+  for (size_t k = 0; k < text.size() && k < kScanArgCount; ++k) {
     bool same = true;
-    for (size_t i = 0; i < kRoom; ++i) {
+    for (size_t i = 0; i < kScanRoom; ++i) {
       const char ours = text[k] ? static_cast<char>(a.wide[k][i])
                                 : reinterpret_cast<const char *>(a.wide[k].data())[i];
       same = same && ours == a.narrow[k][i];
@@ -88,7 +88,7 @@ TEST(SscanfU16, AgreesWithTheLibraryOnItsTable) {
       {"42", "%jd%zu%td"},         {"-", "%f"},                     {"0x", "%lf"},
       {"infinity", "%3f%n"},       {"infinity", "%4f"},
   };
-  for (const auto &[input, format] : cases) EXPECT_TRUE(SameAsLibrary(input, format));
+  for (const auto &[input, format] : cases) EXPECT_TRUE(ScansAsLibrary(input, format));
 }
 
 // Random formats from the agreed subset, on inputs made of fitting and unfitting tokens.
@@ -117,18 +117,18 @@ TEST(SscanfU16, AgreesWithTheLibraryOnGeneratedFormats) {
         default:
           format += pick(others);
       }
-      format += random() % 2 ? " " : ",";
+      format += random() % 5 ? " " : ",";
     }
     for (int k = random() % 7; k > 0; --k) input += std::string(pick(tokens)) + " ";
-    ASSERT_TRUE(SameAsLibrary(input, format));
+    ASSERT_TRUE(ScansAsLibrary(input, format));
   }
 }
 
 TEST(SscanfU16, FieldsBeyondAnyBufferAgreeToo) {
   const std::string digits(100000, '7'), float_digits = "0." + std::string(10000, '3');
-  EXPECT_TRUE(SameAsLibrary(digits + " 1", "%d %d"));
-  EXPECT_TRUE(SameAsLibrary(float_digits + "e2", "%lf%n"));
-  EXPECT_TRUE(SameAsLibrary("x", "%99999999999d"));
+  EXPECT_TRUE(ScansAsLibrary(digits + " 1", "%d %d"));
+  EXPECT_TRUE(ScansAsLibrary(float_digits + "e2", "%lf%n"));
+  EXPECT_TRUE(ScansAsLibrary("x", "%99999999999d"));
   std::u16string big(100000, u'q');
   std::vector<char16_t> out(big.size() + 1);
   EXPECT_EQ(sscanfU16(big.c_str(), u"%s", out.data()), 1);
