@@ -21,7 +21,8 @@ void BM_sscanfU16_Mixed(benchmark::State &state) {
   double d = 0;
   unsigned x = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(sscanfU16(u"12345 alpha 3.25 1f", u"%d %15s %lf %x", &n, word, &d, &x));
+    benchmark::DoNotOptimize(
+        sscanfU16(u"12345 alpha 3.25 1f", u"%d %15s %lf %x", &n, word, &d, &x));
   }
 }
 BENCHMARK(BM_sscanfU16_Mixed);
@@ -32,7 +33,8 @@ void BM_sscanf_Mixed(benchmark::State &state) {
   double d = 0;
   unsigned x = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(std::sscanf("12345 alpha 3.25 1f", "%d %15s %lf %x", &n, word, &d, &x));
+    benchmark::DoNotOptimize(
+        std::sscanf("12345 alpha 3.25 1f", "%d %15s %lf %x", &n, word, &d, &x));
   }
 }
 BENCHMARK(BM_sscanf_Mixed);

@@ -4,6 +4,7 @@
 #define TLM_I18N_ZULU16_NLSUI_H
 
 #include <atomic>
+#include <cstddef>
 
 #include "zul_base.h"
 
@@ -53,8 +54,11 @@ enum IcuFunction : int {
   kVersionToString,
   kGetUnicodeVersion,
 };
-// The loaded address of f, or null.
-void *IcuSymbol(IcuFunction f);
+// The loaded ICU functions, by IcuFunction and then the other groups; filled by the load.
+inline constexpr size_t kIcuFunctionSlots = 64;
+extern void *icu_functions[kIcuFunctionSlots];
+// The loaded address of f, or null. Inline: every classification through ICU reads it.
+inline void *IcuSymbol(IcuFunction f) { return Load(icu_functions[f]); }
 
 // Test seam, for a forked child: puts the stubs back and forgets the load, as at the start of a
 // process. only_historic_names leaves only the 3.4 names to try, which no current system has, so

@@ -24,13 +24,13 @@ bool Upper(ZUL_UTF16 c) { return c >= 'A' && c <= 'Z'; }
 bool Lower(ZUL_UTF16 c) { return c >= 'a' && c <= 'z'; }
 bool Digit(ZUL_UTF16 c) { return c >= '0' && c <= '9'; }
 
-#define NLSUI_SEVEN_BIT(name, ansi_answer)        \
-  int name##7(ZUL_UTF16 c) {                      \
-    if ((c & 0xFF80) != 0) {                      \
-      NonSevenBit(c, #name, __LINE__);            \
-      return 0;                                   \
-    }                                             \
-    return (ansi_answer) ? 1 : 0;                 \
+#define NLSUI_SEVEN_BIT(name, ansi_answer) \
+  int name##7(ZUL_UTF16 c) {               \
+    if ((c & 0xFF80) != 0) {               \
+      NonSevenBit(c, #name, __LINE__);     \
+      return 0;                            \
+    }                                      \
+    return (ansi_answer) ? 1 : 0;          \
   }
 
 NLSUI_SEVEN_BIT(isalnumU, Upper(c) || Lower(c) || Digit(c))

@@ -21,16 +21,13 @@ namespace zulu16::nlsui {
 namespace {
 
 // Mode flags and levels, each a relaxed atomic (see Load and Store).
-bool icu_loaded = false;    // the once flag: a load has been made, or the 7-bit mode requested
+bool icu_loaded = false;  // the once flag: a load has been made, or the 7-bit mode requested
 bool icu_in_use = false;
 bool fallback_in_use = false;
 bool seven_bit_mode = false;  // by request: nlsui_set7bitUnicode
 int init_trace_level = 0;
 int trace_level = 0;
 bool only_historic_names = false;
-
-// The loaded ICU functions, by IcuFunction and then the other groups; filled by the load.
-void *icu_functions[64];
 
 constexpr const char *kLevelNames[] = {"none", "low", "medium", "high"};
 
@@ -46,30 +43,50 @@ struct IcuName {
 // Indexed by IcuFunction for the character and version functions; the rest are the groups the
 // runtime may call later, fetched so that their absence shows in the load's report.
 constexpr IcuName kIcuNames[] = {
-    {"u_isalnum", kCommon},         {"u_isalpha", kCommon},
-    {"u_iscntrl", kCommon},         {"u_islower", kCommon},
-    {"u_isprint", kCommon},         {"u_isspace", kCommon},
-    {"u_isupper", kCommon},         {"u_toupper", kCommon},
-    {"u_tolower", kCommon},         {"u_getVersion", kCommon},
-    {"u_versionToString", kCommon}, {"u_getUnicodeVersion", kCommon},
-    {"ucol_open", kI18n},           {"ucol_strcoll", kI18n},
-    {"ucol_close", kI18n},          {"ucol_setStrength", kI18n},
-    {"ucol_getSortKey", kI18n},     {"ucol_getLocaleByType", kI18n},
-    {"ucal_open", kI18n},           {"ucal_close", kI18n},
-    {"ucal_get", kI18n},            {"ucal_set", kI18n},
-    {"ucal_getMillis", kI18n},      {"ucal_setMillis", kI18n},
-    {"uidna_openUTS46", kCommon},   {"uidna_close", kCommon},
-    {"uidna_nameToASCII", kCommon}, {"uidna_nameToUnicode", kCommon},
-    {"unorm_normalize", kCommon},   {"unorm_quickCheck", kCommon},
-    {"unorm_isNormalized", kCommon}, {"unorm_next", kCommon},
-    {"unorm_previous", kCommon},    {"utrans_openU", kI18n},
-    {"utrans_close", kI18n},        {"utrans_transUChars", kI18n},
-    {"ubrk_open", kCommon},         {"ubrk_close", kCommon},
-    {"ubrk_first", kCommon},        {"ubrk_next", kCommon},
+    {"u_isalnum", kCommon},
+    {"u_isalpha", kCommon},
+    {"u_iscntrl", kCommon},
+    {"u_islower", kCommon},
+    {"u_isprint", kCommon},
+    {"u_isspace", kCommon},
+    {"u_isupper", kCommon},
+    {"u_toupper", kCommon},
+    {"u_tolower", kCommon},
+    {"u_getVersion", kCommon},
+    {"u_versionToString", kCommon},
+    {"u_getUnicodeVersion", kCommon},
+    {"ucol_open", kI18n},
+    {"ucol_strcoll", kI18n},
+    {"ucol_close", kI18n},
+    {"ucol_setStrength", kI18n},
+    {"ucol_getSortKey", kI18n},
+    {"ucol_getLocaleByType", kI18n},
+    {"ucal_open", kI18n},
+    {"ucal_close", kI18n},
+    {"ucal_get", kI18n},
+    {"ucal_set", kI18n},
+    {"ucal_getMillis", kI18n},
+    {"ucal_setMillis", kI18n},
+    {"uidna_openUTS46", kCommon},
+    {"uidna_close", kCommon},
+    {"uidna_nameToASCII", kCommon},
+    {"uidna_nameToUnicode", kCommon},
+    {"unorm_normalize", kCommon},
+    {"unorm_quickCheck", kCommon},
+    {"unorm_isNormalized", kCommon},
+    {"unorm_next", kCommon},
+    {"unorm_previous", kCommon},
+    {"utrans_openU", kI18n},
+    {"utrans_close", kI18n},
+    {"utrans_transUChars", kI18n},
+    {"ubrk_open", kCommon},
+    {"ubrk_close", kCommon},
+    {"ubrk_first", kCommon},
+    {"ubrk_next", kCommon},
     {"uloc_getDefault", kCommon},
 };
 constexpr size_t kIcuNameCount = sizeof kIcuNames / sizeof kIcuNames[0];
-static_assert(kIcuNameCount <= sizeof icu_functions / sizeof icu_functions[0]);
+static_assert(kIcuNameCount <= kIcuFunctionSlots);
 
 // One version to try: the number in the library names and the suffix of the symbols.
 struct IcuVersion {
@@ -131,7 +148,8 @@ std::vector<IcuVersion> VersionsToTry() {
   versions.push_back({std::to_string(build_major), "_" + std::to_string(build_major)});
 #endif
   for (int major = kHighestMajor; major >= kLowestMajor; --major) {
-    if (major != build_major) versions.push_back({std::to_string(major), "_" + std::to_string(major)});
+    if (major != build_major)
+      versions.push_back({std::to_string(major), "_" + std::to_string(major)});
   }
   return versions;
 }
@@ -243,7 +261,8 @@ void loadIcuDo() {
   ReadEnvironment();
   Report(2, "loadIcuDo() is called\n");
   const char *library_path = std::getenv("LD_LIBRARY_PATH");
-  Report(2, "LD_LIBRARY_PATH is set to %s \n", library_path != nullptr ? library_path : "<not set>");
+  Report(2, "LD_LIBRARY_PATH is set to %s \n",
+         library_path != nullptr ? library_path : "<not set>");
   try {
     LoadIcuLibraries();
   } catch (...) {
@@ -253,10 +272,10 @@ void loadIcuDo() {
 }
 
 // The first-call stubs: load, then answer through whatever the load installed.
-#define NLSUI_STUB(type, name)          \
-  type name##Stub(ZUL_UTF16 c) {        \
-    loadIcu();                          \
-    return Load(::name)(c);             \
+#define NLSUI_STUB(type, name)   \
+  type name##Stub(ZUL_UTF16 c) { \
+    loadIcu();                   \
+    return Load(::name)(c);      \
   }
 NLSUI_STUB(int, isalnumU)
 NLSUI_STUB(int, isalphaU)
@@ -277,7 +296,7 @@ const ClassSet kStubClasses = {isalnumUStub, isalphaUStub, iscntrlUStub, islower
 int InitTraceLevel() { return Load(init_trace_level); }
 int TraceLevel() { return Load(trace_level); }
 
-void *IcuSymbol(IcuFunction f) { return Load(icu_functions[f]); }
+void *icu_functions[kIcuFunctionSlots];
 
 void ResetForTest(bool only_historic) {
   Install(kStubClasses);

@@ -13,8 +13,8 @@ int FormattedInput::input() {
     const ZUL_UTF16 fc = *format_++;
     if (fc != u'%') {
       int c = stream_.readSingleChar();
-      if (isspaceU16(fc)) {
-        while (c != kEnd && isspaceU16(static_cast<ZUL_UTF16>(c))) c = stream_.readSingleChar();
+      if (IsSpaceUnit(fc)) {
+        while (IsSpaceUnit(c)) c = stream_.readSingleChar();
         stream_.unreadSingleChar(c);
         continue;
       }

@@ -20,7 +20,6 @@ bool IsDigit(int u) { return u >= '0' && u <= '9'; }
 bool IsXDigit(int u) { return IsDigit(u) || (u >= 'a' && u <= 'f') || (u >= 'A' && u <= 'F'); }
 unsigned DigitValue(int u) { return IsDigit(u) ? u - '0' : (u | 0x20) - 'a' + 10; }
 int Lower(int u) { return u >= 'A' && u <= 'Z' ? u + ('a' - 'A') : u; }
-bool IsSpace(int u) { return u >= 0 && isspaceU16(static_cast<ZUL_UTF16>(u)); }
 
 }  // namespace
 
@@ -128,7 +127,7 @@ Outcome InputConversion::input() {
   if (letter != u'c' && letter != u'[') {
     int c;
     do c = stream_.readSingleChar();
-    while (IsSpace(c));
+    while (IsSpaceUnit(c));
     stream_.unreadSingleChar(c);
   }
   switch (letter) {
@@ -245,7 +244,7 @@ Outcome InputConversion::inputUnits() {
   ZUL_UTF16 *out = suppress_ ? nullptr : va_arg(args_, ZUL_UTF16 *);
   size_t taken = 0;
   for (;;) {
-    if ((letter == u's' && IsSpace(c)) ||
+    if ((letter == u's' && IsSpaceUnit(c)) ||
         (letter == u'[' && !spec_.inSet(static_cast<ZUL_UTF16>(c)))) {
       stream_.unreadSingleChar(c);
       break;

@@ -86,10 +86,10 @@ class CharBuffer {
 
 // The outcome of reading one field.
 enum class Outcome {
-  kAssigned,     // a value was stored
-  kSkipped,      // read but not stored: suppressed, or %n
-  kMismatch,     // the input doesn't fit: the input ends, with the count so far
-  kInputEnd,     // the input ended before the field: -1 if nothing was assigned yet
+  kAssigned,  // a value was stored
+  kSkipped,   // read but not stored: suppressed, or %n
+  kMismatch,  // the input doesn't fit: the input ends, with the count so far
+  kInputEnd,  // the input ended before the field: -1 if nothing was assigned yet
 };
 
 // One conversion of a call; stream and args must outlive it.

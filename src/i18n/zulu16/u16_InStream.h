@@ -7,11 +7,18 @@
 #include <cstdio>
 
 #include "zul_base.h"
+#include "zul_u16string.h"
 
 namespace zulu16::scan {
 
 // What readSingleChar answers at the end of the input.
 inline constexpr int kEnd = -1;
+
+// White space as isspaceU16 says, with ASCII decided inline; kEnd is none.
+inline bool IsSpaceUnit(int unit) {
+  if (unit <= 0x20) return unit == 0x20 || (unit >= 0x09 && unit <= 0x0D);
+  return unit >= 0x85 && isspaceU16(static_cast<ZUL_UTF16>(unit));
+}
 
 // Lives on the stack of one call. For a file the caller holds the stream's lock; a unit still
 // pushed back when the stream is destroyed goes back to the file as its UTF-8 bytes.

@@ -38,17 +38,25 @@ ZUL_UTF16 tolowerU16(ZUL_UTF16 c) noexcept {
   return Mapped(c, zulu16::kLowerCaseShift, zulu16::kLowerCaseIndex, zulu16::kLowerCaseBlocks);
 }
 
-ZUL_UTF16 *strtoupperU16(ZUL_UTF16 *s) noexcept { return MapString(s, s, SIZE_MAX, zulu16::nlsui::Load(toupperU)); }
+ZUL_UTF16 *strtoupperU16(ZUL_UTF16 *s) noexcept {
+  return MapString(s, s, SIZE_MAX, zulu16::nlsui::Load(toupperU));
+}
 
-ZUL_UTF16 *strntoupperU16(ZUL_UTF16 *s, size_t n) noexcept { return MapString(s, s, n, zulu16::nlsui::Load(toupperU)); }
+ZUL_UTF16 *strntoupperU16(ZUL_UTF16 *s, size_t n) noexcept {
+  return MapString(s, s, n, zulu16::nlsui::Load(toupperU));
+}
 
 ZUL_UTF16 *strcpytoupperU16(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept {
   return MapString(dst, src, SIZE_MAX, zulu16::nlsui::Load(toupperU));
 }
 
-ZUL_UTF16 *strtolowerU16(ZUL_UTF16 *s) noexcept { return MapString(s, s, SIZE_MAX, zulu16::nlsui::Load(tolowerU)); }
+ZUL_UTF16 *strtolowerU16(ZUL_UTF16 *s) noexcept {
+  return MapString(s, s, SIZE_MAX, zulu16::nlsui::Load(tolowerU));
+}
 
-ZUL_UTF16 *strntolowerU16(ZUL_UTF16 *s, size_t n) noexcept { return MapString(s, s, n, zulu16::nlsui::Load(tolowerU)); }
+ZUL_UTF16 *strntolowerU16(ZUL_UTF16 *s, size_t n) noexcept {
+  return MapString(s, s, n, zulu16::nlsui::Load(tolowerU));
+}
 
 ZUL_UTF16 *strcpytolowerU16(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept {
   return MapString(dst, src, SIZE_MAX, zulu16::nlsui::Load(tolowerU));

@@ -70,7 +70,9 @@ TEST(NlsuiLoader, FallsBackToSevenBitsWhenAskedOrWithoutIcu) {
     bool request, historic;
     const char *says;
   } modes[] = {
-      {{{"NLSUI_7BIT_FALLBACK", "1"}}, false, false,
+      {{{"NLSUI_7BIT_FALLBACK", "1"}},
+       false,
+       false,
        "Unicode ctype functions are replaced with 7bit fallback functions\n"},
       {{}, true, false, "nlsui_set7bitUnicode() is called\n"},
       {{}, false, true, "Unicode ctype functions are replaced with 7bit fallback functions\n"},
@@ -116,7 +118,8 @@ TEST(NlsuiLoader, LoadsTheInstalledIcuAtTheFirstClassification) {
   const auto run = InLoaderChild({{"NLSUI_INIT_TRACE_LEVEL", "high"}}, IcuAnswers);
   EXPECT_EQ(run.status, 0);
   for (const std::string &line :
-       {std::string("NLSUI_INIT_TRACE_LEVEL set to 'high'\n"), std::string("loadIcuDo() is called\n"),
+       {std::string("NLSUI_INIT_TRACE_LEVEL set to 'high'\n"),
+        std::string("loadIcuDo() is called\n"),
         "Loaded ICU common lib: libicuuc.so." + kIcuMajor + "\n",
         "Function pointer for u_isalpha_" + kIcuMajor + ": 0x",
         "Running with ICU version " + kIcuMajor, std::string("LD_LIBRARY_PATH is set to ")})
@@ -140,7 +143,8 @@ TEST(NlsuiLoader, SearchDirectoriesComeFirst) {
     return isalphaU(0xE4) == 1 ? 0 : 1;
   });
   EXPECT_EQ(run.status, 0);
-  EXPECT_TRUE(HasText(run.err, "Error message: \"" + dir.File("libicudata.so." + kIcuMajor))) << run.err;
+  EXPECT_TRUE(HasText(run.err, "Error message: \"" + dir.File("libicudata.so." + kIcuMajor)))
+      << run.err;
 
   std::string uuid_path;
   std::ifstream maps("/proc/self/maps");
@@ -153,7 +157,8 @@ TEST(NlsuiLoader, SearchDirectoriesComeFirst) {
     return SevenBitAnswers();
   });
   EXPECT_EQ(fake.status, 0);
-  EXPECT_TRUE(HasText(fake.err, "Function pointer for u_isalpha_" + kIcuMajor + ": (nil)\n")) << fake.err;
+  EXPECT_TRUE(HasText(fake.err, "Function pointer for u_isalpha_" + kIcuMajor + ": (nil)\n"))
+      << fake.err;
 }
 
 #endif  // TLM_TEST_HAVE_ICU
