@@ -35,7 +35,8 @@ ZUL_API void nlsui_initialize(void) ZUL_NOTHROW;
 ZUL_API void nlsui_store_cmdline(int argc, char *const argv[]) ZUL_NOTHROW;
 /* Makes the load if no load has been made yet ("loadIcuDo() is called" at level medium). */
 ZUL_API void loadIcu(void) ZUL_NOTHROW;
-/* Points the class pointers at ICU's classes (adapters over the loaded functions). */
+/* Points the class pointers at ICU's classes (adapters over the loaded functions); before a load
+ * they answer as the 7-bit classes. */
 ZUL_API void useICUCtype(void) ZUL_NOTHROW;
 /* Points the class pointers at the 7-bit classes. */
 ZUL_API void useFallBackCtype(void) ZUL_NOTHROW;

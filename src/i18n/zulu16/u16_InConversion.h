@@ -1,4 +1,4 @@
-// One input conversion specification, from the unit after '%' to its letter, and the reading of
+// One input conversion, from the unit after '%' to its letter, and the reading of
 // its field: suppression flag, field width, length modifier and conversion letter (with the set
 // of a %[ conversion).
 #ifndef TLM_I18N_ZULU16_U16_INCONVERSION_H
@@ -98,7 +98,7 @@ class InputConversion {
   InputConversion(InputStream &stream, va_list &args, const ZUL_UTF16 *format)
       : stream_(stream), args_(args), format_(format) {}
 
-  // Reads the specification at p (just after '%'). Answers the position after it, or null for
+  // Reads the conversion at p (just after '%'). Answers the position after it, or null for
   // an unknown letter or an unclosed set (reported through u16_unknownFormatStr).
   const ZUL_UTF16 *parse(const ZUL_UTF16 *p);
   // Skips leading white space where the letter asks for it, reads the field and stores it.
