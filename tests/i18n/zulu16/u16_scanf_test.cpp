@@ -170,7 +170,7 @@ TEST(SscanfU16, DeviationsFromTheLibrary) {
       {u"%5", u"%%%d", 0, u"0"},         // "%%" is no conversion: the input ends
       {u"5 %", u"%d %%", 1, u"5"},
       {u"xyz", u"%ls", 1, u"xyz"},                      // 16-bit units whatever the modifier
-      {u"\xd800\xdc01z", u"%hs", 1, u"\xd800\xdc01z"},  // surrogates are units like others
+      {u"\xdc01\xd800z", u"%hs", 1, u"\xdc01\xd800z"},  // unpaired surrogates are units too
       {u"1 2 3", u"%d %Q %d", 1, u"1"},                 // unknown letters end the input
       {u"1", u"%", 0, u"0"},
       {u"abc", u"%[abc", 0, u"0"},
