@@ -136,7 +136,8 @@ ZUL_API ZUL_UTF16 toupperU16(ZUL_UTF16 c) ZUL_NOTHROW;
 ZUL_API ZUL_UTF16 tolowerU16(ZUL_UTF16 c) ZUL_NOTHROW;
 
 /* The classes and mappings that text functions use, as pointers that a loader may redirect.
- * Each starts at its U16 implementation above. */
+ * Each starts at a stub whose first call loads ICU or chooses the 7-bit classes (zul_nlsui.h);
+ * they answer as ICU does, or by 7 bits, never by the U16 table above. */
 ZUL_API int (*isalnumU)(ZUL_UTF16 c);
 ZUL_API int (*isalphaU)(ZUL_UTF16 c);
 ZUL_API int (*iscntrlU)(ZUL_UTF16 c);

@@ -1,5 +1,6 @@
 // Case mapping of 16-bit units by the generated tables of simple mappings, and the string forms
 // that map through the toupperU and tolowerU pointers.
+#include "i18n/zulu16/nlsui.h"
 #include "i18n/zulu16/u16_case_data.h"
 #include "i18n/zulu16/u16_word.h"
 #include "zul_u16string.h"
@@ -37,18 +38,26 @@ ZUL_UTF16 tolowerU16(ZUL_UTF16 c) noexcept {
   return Mapped(c, zulu16::kLowerCaseShift, zulu16::kLowerCaseIndex, zulu16::kLowerCaseBlocks);
 }
 
-ZUL_UTF16 *strtoupperU16(ZUL_UTF16 *s) noexcept { return MapString(s, s, SIZE_MAX, toupperU); }
-
-ZUL_UTF16 *strntoupperU16(ZUL_UTF16 *s, size_t n) noexcept { return MapString(s, s, n, toupperU); }
-
-ZUL_UTF16 *strcpytoupperU16(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept {
-  return MapString(dst, src, SIZE_MAX, toupperU);
+ZUL_UTF16 *strtoupperU16(ZUL_UTF16 *s) noexcept {
+  return MapString(s, s, SIZE_MAX, zulu16::nlsui::Load(toupperU));
 }
 
-ZUL_UTF16 *strtolowerU16(ZUL_UTF16 *s) noexcept { return MapString(s, s, SIZE_MAX, tolowerU); }
+ZUL_UTF16 *strntoupperU16(ZUL_UTF16 *s, size_t n) noexcept {
+  return MapString(s, s, n, zulu16::nlsui::Load(toupperU));
+}
 
-ZUL_UTF16 *strntolowerU16(ZUL_UTF16 *s, size_t n) noexcept { return MapString(s, s, n, tolowerU); }
+ZUL_UTF16 *strcpytoupperU16(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept {
+  return MapString(dst, src, SIZE_MAX, zulu16::nlsui::Load(toupperU));
+}
+
+ZUL_UTF16 *strtolowerU16(ZUL_UTF16 *s) noexcept {
+  return MapString(s, s, SIZE_MAX, zulu16::nlsui::Load(tolowerU));
+}
+
+ZUL_UTF16 *strntolowerU16(ZUL_UTF16 *s, size_t n) noexcept {
+  return MapString(s, s, n, zulu16::nlsui::Load(tolowerU));
+}
 
 ZUL_UTF16 *strcpytolowerU16(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept {
-  return MapString(dst, src, SIZE_MAX, tolowerU);
+  return MapString(dst, src, SIZE_MAX, zulu16::nlsui::Load(tolowerU));
 }

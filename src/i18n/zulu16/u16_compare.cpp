@@ -1,5 +1,6 @@
 // Ordering of 16-bit strings: units compare as unsigned values, the case-blind forms after
 // tolowerU.
+#include "i18n/zulu16/nlsui.h"
 #include "i18n/zulu16/u16_word.h"
 #include "zul_u16string.h"
 
@@ -21,7 +22,7 @@ int CompareAtMost(const ZUL_UTF16 *a, const ZUL_UTF16 *b, size_t count, Fold fol
 }
 
 ZUL_UTF16 Same(ZUL_UTF16 u) { return u; }
-ZUL_UTF16 Lower(ZUL_UTF16 u) { return tolowerU(u); }
+ZUL_UTF16 Lower(ZUL_UTF16 u) { return zulu16::nlsui::Load(tolowerU)(u); }
 
 }  // namespace
 

@@ -1,5 +1,6 @@
-// Character classes of 16-bit units from the generated class table, the exported pointers that
-// text functions classify through, and the classes built on those pointers.
+// Character classes of 16-bit units from the generated class table, and the classes built on
+// the exported class pointers (which the loader sets).
+#include "i18n/zulu16/nlsui.h"
 #include "i18n/zulu16/u16_ctype_data.h"
 #include "zul_u16string.h"
 
@@ -31,22 +32,14 @@ int isspaceU16(ZUL_UTF16 c) noexcept {
          c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
 }
 
-int (*isalnumU)(ZUL_UTF16) = isalnumU16;
-int (*isalphaU)(ZUL_UTF16) = isalphaU16;
-int (*iscntrlU)(ZUL_UTF16) = iscntrlU16;
-int (*islowerU)(ZUL_UTF16) = islowerU16;
-int (*isprintU)(ZUL_UTF16) = isprintU16;
-int (*isspaceU)(ZUL_UTF16) = isspaceU16;
-int (*isupperU)(ZUL_UTF16) = isupperU16;
-ZUL_UTF16 (*toupperU)(ZUL_UTF16) = toupperU16;
-ZUL_UTF16 (*tolowerU)(ZUL_UTF16) = tolowerU16;
+using zulu16::nlsui::Load;
 
-int isgraphU(ZUL_UTF16 c) noexcept { return isprintU(c) && !isspaceU(c); }
+int isgraphU(ZUL_UTF16 c) noexcept { return Load(isprintU)(c) && !Load(isspaceU)(c); }
 
-int ispunctU(ZUL_UTF16 c) noexcept { return isgraphU(c) && !isalnumU(c); }
+int ispunctU(ZUL_UTF16 c) noexcept { return isgraphU(c) && !Load(isalnumU)(c); }
 
 int isxdigitU(ZUL_UTF16 c) noexcept {
-  if (c >= 0x80 || !isalnumU(c)) return 0;
-  ZUL_UTF16 lower = tolowerU(c);
+  if (c >= 0x80 || !Load(isalnumU)(c)) return 0;
+  ZUL_UTF16 lower = Load(tolowerU)(c);
   return (c >= '0' && c <= '9') || (lower >= 'a' && lower <= 'f');
 }
