@@ -1,6 +1,9 @@
-// A sink for the texts that a section manager sends in tests: installed as the manager's agent,
-// it keeps every text in memory. Manager is a section manager with Instance() and
-// setAgent(CMTDataSendingAgent *); see metric_sink.h and trace_sink.h for the two in use.
+// Sinks for the texts that the section managers send in tests: installed as the manager's agent
+// (after the manager's initialize(), whose agent it replaces), a sink keeps every text in memory.
+//
+//   tlm_test::MetricSink sink;  // or TraceSink: trace documents, the version event, string values
+//   CRecordSectionCacheManager::Instance()->processData();
+//   EXPECT_EQ(sink.Texts().size(), 1u);
 //
 // The manager owns the agent; the texts live in a state that the agent and the sink share, so
 // either may go first.
@@ -14,6 +17,8 @@
 #include <vector>
 
 #include "tlm/tlmmtdatasendingagent.h"
+#include "tlm/tlmrecordsectioncachemanager.h"
+#include "tlm/tlmtracesectioncachemanager.h"
 
 namespace tlm_test {
 
@@ -72,6 +77,9 @@ class AgentSink {
 
   std::shared_ptr<State> state_;
 };
+
+typedef AgentSink<CRecordSectionCacheManager> MetricSink;
+typedef AgentSink<CTraceSectionCacheManager> TraceSink;
 
 }  // namespace tlm_test
 

@@ -75,6 +75,14 @@ inline std::vector<std::u16string> SplitLines(const std::u16string &text) {
   return lines;
 }
 
+// How often part occurs in text, overlaps included.
+inline size_t Count(const std::u16string &text, const std::u16string &part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::u16string::npos; at = text.find(part, at + 1))
+    ++count;
+  return count;
+}
+
 // The calling thread's id as the thread prefix shows it.
 inline std::u16string CurrentThreadIdText() {
   ZUL_UTF16 id[THR_ID_STR_SIZE];

@@ -12,17 +12,15 @@ THR_KEY shared_key = THR_INVALID_KEY;
 TEST(ThrKeysConcurrency, RacingFirstUsesCreateOneKeyAndKeepPerThreadValues) {
   ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
   std::vector<std::thread> threads;
-  std::vector<int> values(8);
-  std::vector<int> ok(8, 0);
+  std::vector<int> values(8), ok(8, 0);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([i, &values, &ok] {
-      values[i] = i;
-      if (ThrKeyVarSet(&shared_key, &values[i]) != THR_ERR_OK) return;
-      ok[i] = ThrKeyVarGet(&shared_key) == &values[i];
+      ok[i] = ThrKeyVarSet(&shared_key, &values[i]) == THR_ERR_OK &&
+              ThrKeyVarGet(&shared_key) == &values[i];
     });
   }
   for (auto &t : threads) t.join();
-  for (int i = 0; i < 8; ++i) EXPECT_TRUE(ok[i]) << i;
+  EXPECT_EQ(ok, std::vector<int>(8, 1));
   EXPECT_EQ(ThrKeyGet(&shared_key, nullptr), THR_ERR_EXISTS);
   EXPECT_EQ(ThrKeyDel(&shared_key), THR_ERR_OK);
 }

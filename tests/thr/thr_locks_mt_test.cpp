@@ -96,31 +96,26 @@ TEST_F(ThrLocksConcurrency, ReadWriteLockExcludesWritersFromEveryone) {
   EXPECT_EQ(ThrRwlDelete(&rwl), THR_ERR_OK);
 }
 
-TEST_F(ThrLocksConcurrency, EventsPlayPingPong) {
-  THR_EVT ping, pong;
-  ASSERT_EQ(ThrEvtInit(&ping), THR_ERR_OK);
-  ASSERT_EQ(ThrEvtInit(&pong), THR_ERR_OK);
+// Two threads hand two events back and forth; each sees the other's round. Then two givers (one
+// unit and three units at a time) feed six takers of a semaphore; every unit goes to one taker.
+TEST_F(ThrLocksConcurrency, EventsPlayPingPongAndSemaphoreUnitsReachOneTakerEach) {
+  THR_EVT events[2];  // ping, pong
+  for (THR_EVT &e : events) ASSERT_EQ(ThrEvtInit(&e), THR_ERR_OK);
   int round = 0, seen = 0;
   std::thread partner([&] {
-    for (int r = 1; r <= 2000; ++r) {
-      ASSERT_EQ(ThrEvtWaitReset(&ping, -1), THR_ERR_OK);
+    for (int r = 1; r <= 2000 && ThrEvtWaitReset(&events[0], 5000) == THR_ERR_OK; ++r) {
       seen = round;
-      ThrEvtSet(&pong);
+      ThrEvtSet(&events[1]);
     }
   });
-  for (int r = 1; r <= 2000; ++r) {
-    round = r;
-    ThrEvtSet(&ping);
-    ASSERT_EQ(ThrEvtWaitReset(&pong, 5000), THR_ERR_OK) << r;
-    ASSERT_EQ(seen, r);
+  for (round = 1; round <= 2000; ++round) {
+    ThrEvtSet(&events[0]);
+    ASSERT_EQ(ThrEvtWaitReset(&events[1], 5000), THR_ERR_OK) << round;
+    ASSERT_EQ(seen, round);
   }
   partner.join();
-  EXPECT_EQ(ThrEvtDelete(&ping), THR_ERR_OK);
-  EXPECT_EQ(ThrEvtDelete(&pong), THR_ERR_OK);
-}
+  for (THR_EVT &e : events) EXPECT_EQ(ThrEvtDelete(&e), THR_ERR_OK);
 
-// Two givers (one unit and three units at a time) feed six takers; every unit goes to one taker.
-TEST_F(ThrLocksConcurrency, SemaphoreHandsEveryUnitToExactlyOneTaker) {
   THR_SEM sem;
   ASSERT_EQ(ThrSemInit(&sem, 0, nullptr), THR_ERR_OK);
   std::atomic<int> taken{0};

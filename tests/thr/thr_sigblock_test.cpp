@@ -30,6 +30,12 @@ ssize_t WriteThatRaises(int signal) {
   return write(fds[0], "x", 1);
 }
 
+bool Member(bool pending, int signal) {
+  sigset_t set;
+  pending ? sigpending(&set) : pthread_sigmask(SIG_BLOCK, nullptr, &set);
+  return sigismember(&set, signal) == 1;
+}
+
 // Runs in a child with the default action for the signal, which ends it should the signal get
 // through. The host has the signal blocked or not, and pending or not, before the scope; after
 // it, both must be as they were, the write must have failed with its errno, and errno must still
@@ -48,34 +54,24 @@ int WriteUnderTheBlock(int signal, bool hostBlocks, bool hostPending) {
     if (WriteThatRaises(signal) != -1 || errno != expected) return 1;
   }
   if (errno != expected) return 2;
-  sigset_t mask, pending;
-  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-  sigpending(&pending);
-  if ((sigismember(&mask, signal) == 1) != hostBlocks) return 3;
-  if ((sigismember(&pending, signal) == 1) != hostPending) return 4;
-  return 0;
+  if (Member(false, signal) != hostBlocks) return 3;
+  return Member(true, signal) != hostPending ? 4 : 0;
 }
 
 TEST(ScopedSignalBlock, WriteFailsInsteadOfRaisingAndTheHostsMaskAndPendingStay) {
   for (int signal : {SIGPIPE, SIGXFSZ}) {
     for (auto [blocks, pending] : {std::pair{false, false}, {true, false}, {true, true}}) {
-      SCOPED_TRACE(testing::Message()
-                   << "signal " << signal << " blocked " << blocks << " pending " << pending);
+      SCOPED_TRACE(testing::Message() << signal << " blocked " << blocks << " pending " << pending);
       EXPECT_EXIT(_exit(WriteUnderTheBlock(signal, blocks, pending)), testing::ExitedWithCode(0),
                   "");
     }
   }
-}
-
-// A library thread blocks both for good; scopes on it then change nothing.
-TEST(ScopedSignalBlock, ThreadBlockedForLifeKeepsBothBlocked) {
+  // A library thread blocks both for good; scopes on it then change nothing.
   EXPECT_EXIT(
       {
         thr::BlockHostSignalsForThisThread();
         { thr::ScopedSignalBlock block; }
-        sigset_t mask;
-        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-        _exit(sigismember(&mask, SIGPIPE) == 1 && sigismember(&mask, SIGXFSZ) == 1 ? 0 : 1);
+        _exit(Member(false, SIGPIPE) && Member(false, SIGXFSZ) ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -18,34 +17,31 @@ class ThrThreadsConcurrency : public ::testing::Test {
     ThrProcExit();
     ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
   }
-  // Starts n workers numbered from 0, released at once or not.
-  static void Start(Worker *workers, THR_ID *ids, int n, bool released) {
+  // Starts workers numbered from 0, released at once or not.
+  template <int n>
+  void Start(Worker (&workers)[n], bool released) {
     for (int i = 0; i < n; ++i) {
       workers[i].number = i;
       workers[i].released = released;
-      ASSERT_EQ(ThrCreate(WaitForRelease, &workers[i], &ids[i]), THR_ERR_OK);
+      ASSERT_EQ(ThrCreate(WaitForRelease, &workers[i], &ids_[i]), THR_ERR_OK);
     }
   }
+  THR_ID ids_[4], ended_ = 42;
+  uint64_t code_ = 0;
 };
 
+// Released last to first, each ThrWaitAll answers the one that ended; then none is left.
 TEST_F(ThrThreadsConcurrency, WaitAllAnswersThreadsAsTheyEnd) {
-  constexpr int kWorkers = 3;
-  Worker workers[kWorkers];
-  THR_ID ids[kWorkers];
-  Start(workers, ids, kWorkers, false);
-  // Let them end last to first; each ThrWaitAll answers the one that ended.
-  for (int i = kWorkers - 1; i >= 0; --i) {
+  Worker workers[3];
+  Start(workers, false);
+  for (int i = 2; i >= 0; --i) {
     workers[i].released = true;
-    THR_ID ended = THR_INVALID_ID;
-    uint64_t code = 0;
-    ASSERT_EQ(ThrWaitAll(&ended, &code), THR_ERR_OK);
-    ASSERT_TRUE(ThrIdEqual(ended, ids[i])) << i;
-    EXPECT_EQ(code, uint64_t(100 + i));
+    ASSERT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_OK);
+    ASSERT_TRUE(ThrIdEqual(ended_, ids_[i])) << i;
+    EXPECT_EQ(code_, uint64_t(100 + i));
   }
-  THR_ID none = 42;
-  uint64_t code = 0;
-  EXPECT_EQ(ThrWaitAll(&none, &code), THR_ERR_DEADLOCK);
-  EXPECT_EQ(none, THR_INVALID_ID);
+  EXPECT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_DEADLOCK);
+  EXPECT_EQ(ended_, THR_INVALID_ID);
 }
 
 // Each round of ThrWaitAll takes a new snapshot of the table: a thread created while it waits is
@@ -55,33 +51,27 @@ TEST_F(ThrThreadsConcurrency, WaitAllSeesThreadsCreatedWhileItWaits) {
   blocked.number = 5;
   late.number = -1;
   late.released = true;  // may end at once
-  THR_ID blocked_id, late_id = THR_INVALID_ID;
-  ASSERT_EQ(ThrCreate(WaitForRelease, &blocked, &blocked_id), THR_ERR_OK);
+  THR_ID late_id = THR_INVALID_ID;
+  ASSERT_EQ(ThrCreate(WaitForRelease, &blocked, &ids_[0]), THR_ERR_OK);
   std::thread creator([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     ThrCreate(WaitForRelease, &late, &late_id);
   });
-  THR_ID ended = THR_INVALID_ID;
-  uint64_t code = 0;
-  ASSERT_EQ(ThrWaitAll(&ended, &code), THR_ERR_OK);
+  ASSERT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_OK);
   creator.join();
-  EXPECT_TRUE(ThrIdEqual(ended, late_id));
-  EXPECT_EQ(code, 99u);
+  EXPECT_TRUE(ThrIdEqual(ended_, late_id));
+  EXPECT_EQ(code_, 99u);
   blocked.released = true;
-  EXPECT_EQ(ThrWait(blocked_id, &code), THR_ERR_OK);
-  EXPECT_EQ(code, 105u);
+  EXPECT_EQ(ThrWait(ids_[0], &code_), THR_ERR_OK);
+  EXPECT_EQ(code_, 105u);
 }
 
 TEST_F(ThrThreadsConcurrency, WaitForAllJoinsEveryOtherThreadAndKeepsTheLastNonZeroCode) {
-  constexpr int kWorkers = 4;
-  Worker workers[kWorkers];
-  THR_ID ids[kWorkers];
-  Start(workers, ids, kWorkers, true);  // all may end at once
-  uint64_t code = 0;
-  EXPECT_EQ(ThrWait(THR_INVALID_ID, &code), THR_ERR_OK);
-  EXPECT_EQ(code, uint64_t(100 + kWorkers - 1)) << "joined in creation order";
-  THR_ID none;
-  EXPECT_EQ(ThrWaitAll(&none, &code), THR_ERR_DEADLOCK) << "the table holds only the caller";
+  Worker workers[4];
+  Start(workers, true);  // all may end at once
+  EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_OK);
+  EXPECT_EQ(code_, 103u) << "joined in creation order";
+  EXPECT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_DEADLOCK) << "the table holds only the caller";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-// A fixture for the tests of metric records and sections: a configuration of built-in values with
-// chosen pairs over them, the registry's lists, a ring of sections and a sink that keeps the texts.
+// Fixtures for the tests of metric records and sections: a configuration of built-in values with
+// chosen pairs over them, the registry's lists, a ring of sections and a sink that keeps the texts;
+// and the same with the trace ring beside the metric sections and a sink of trace texts.
 #ifndef TESTS_TLM_METRICS_TEST_SUPPORT_H
 #define TESTS_TLM_METRICS_TEST_SUPPORT_H
 
@@ -10,11 +11,12 @@
 #include <utility>
 #include <vector>
 
-#include "metric_sink.h"
+#include "agent_sink.h"
 #include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmlibrary.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmrecordsectioncachemanager.h"
+#include "tlm/tlmtracesectioncachemanager.h"
 
 namespace metrics_test {
 
@@ -66,6 +68,24 @@ class MetricsTest : public ::testing::Test {
 
  private:
   std::unique_ptr<tlm_test::MetricSink> sink_;
+};
+
+class TraceRingTest : public MetricsTest {
+ protected:
+  void Start(Pairs pairs = {}) {
+    MetricsTest::Start(pairs);
+    Ring()->initialize(tlmlibrary::Settings());
+    traceSink_ = std::make_unique<tlm_test::TraceSink>();
+  }
+  void Stop() override {
+    CTraceSectionCacheManager::release();
+    MetricsTest::Stop();
+  }
+  static CTraceSectionCacheManager *Ring() { return CTraceSectionCacheManager::Instance(); }
+  tlm_test::TraceSink &Sink() { return *traceSink_; }
+
+ private:
+  std::unique_ptr<tlm_test::TraceSink> traceSink_;
 };
 
 }  // namespace metrics_test

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "agent_sink.h"
 #include "epp_start.h"
-#include "metric_sink.h"
 #include "metrics_test_support.h"
 #include "tlm.h"
 #include "tlm/tlmcontextcachemanager.h"

@@ -1,13 +1,7 @@
 // The sweep against the threads that use their contexts: with time-outs of 0 every context is due
 // at every sweep, yet none is freed or read while its thread is inside it.
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <thread>
-#include <vector>
 
-#include "tlm.h"
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm_core_fixture.h"
 
 namespace {

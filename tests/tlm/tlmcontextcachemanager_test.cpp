@@ -1,12 +1,6 @@
 // The registry: lookups and the sweep.
 #include "tlm/tlmcontextcachemanager.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "tlm/tlmlibrary.h"
-#include "tlm/tlmmtcontext.h"
 #include "tlm/tlmplatformhelper.h"
 #include "tlm_core_fixture.h"
 

@@ -1,24 +1,13 @@
 // The background threads of a started library: which of them run, what the timers' periods are,
 // what each dispatcher does, and how the stop waits for a run under way. Most tests shorten the
 // timer tick to 20 ms, so that a sending interval of 15 ticks passes in 0.3 s.
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <memory>
-#include <mutex>
-#include <string>
+#include <semaphore>
 #include <thread>
-#include <vector>
 
 #include "tlm/tlmdispatchermanager.h"
-#include "tlm/tlmmtdatasendingagent.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
-#include "tlm/tlmtracesectioncachemanager.h"
 #include "tlm_core_fixture.h"
-#include "trace_sink.h"
 
 namespace {
 
@@ -43,42 +32,24 @@ size_t Occurrences(const std::vector<std::u16string> &texts, const std::u16strin
   return count;
 }
 
-// A barrier that a sink or call-back waits at until the test opens it; it opens by itself after
-// ten seconds, so that a fault shows as a failure rather than a hang.
-class Gate {
- public:
+// A barrier that a sink or call-back waits at until the test releases it; it opens by itself
+// after ten seconds, so that a fault shows as a failure rather than a hang.
+struct Gate {
   void Pass() {
-    std::unique_lock<std::mutex> hold(mutex_);
-    ++arrivals_;
-    open_.wait_for(hold, std::chrono::seconds(10), [this] { return isOpen_; });
+    ++arrivals;
+    if (open.try_acquire_for(std::chrono::seconds(10))) open.release();
   }
-  void Open() {
-    std::lock_guard<std::mutex> hold(mutex_);
-    isOpen_ = true;
-    open_.notify_all();
-  }
-  int Arrivals() {
-    std::lock_guard<std::mutex> hold(mutex_);
-    return arrivals_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable open_;
-  bool isOpen_ = false;
-  int arrivals_ = 0;
+  std::binary_semaphore open{0};
+  std::atomic<int> arrivals{0};
 };
 
-// An agent whose every sendData passes the gate, then keeps the text.
-class GateAgent : public CMTDataSendingAgent {
- public:
-  explicit GateAgent(std::shared_ptr<Gate> gate) : gate_(std::move(gate)) {}
+// An agent whose every sendData passes the gate.
+struct GateAgent : CMTDataSendingAgent {
+  explicit GateAgent(std::shared_ptr<Gate> gate) : gate(std::move(gate)) {}
   bool checkStatus() override { return true; }
-  void sendData(zulstring) override { gate_->Pass(); }
+  void sendData(zulstring) override { gate->Pass(); }
   zulstring recvData() override { return zulstring(); }
-
- private:
-  std::shared_ptr<Gate> gate_;
+  std::shared_ptr<Gate> gate;
 };
 
 // The resource call-back of the tests: counts its calls and passes the gate, if one is set.
@@ -238,7 +209,7 @@ TEST_F(DispatcherThreadsTest, StopWaitsForTheRunUnderWay) {
     } else {
       InstallGateAgent(gate);
     }
-    ASSERT_TRUE(WaitUntil([&] { return gate->Arrivals() > 0; }));
+    ASSERT_TRUE(WaitUntil([&] { return gate->arrivals.load() > 0; }));
 
     std::atomic<bool> stopped{false};
     std::thread stopper([&] {
@@ -248,7 +219,7 @@ TEST_F(DispatcherThreadsTest, StopWaitsForTheRunUnderWay) {
     std::this_thread::sleep_for(milliseconds(400));
     EXPECT_FALSE(stopped);
     EXPECT_TRUE(TracedOf({kSendersDone}).empty());
-    gate->Open();
+    gate->open.release();
     EXPECT_TRUE(WaitUntil([&] { return stopped.load(); }));
     stopper.join();
     EXPECT_EQ(TracedOf({kTimersDone, kSendersDone}),
@@ -271,14 +242,14 @@ TEST_F(DispatcherThreadsTest, StalledSinkDoesNotSlowTheApplication) {
   StartWith({{u"tracecheck_interval", u"2"}, {u"datasending_interval", u"15"}});
   auto gate = std::make_shared<Gate>();
   InstallGateAgent(gate);
-  ASSERT_TRUE(WaitUntil([&] { return gate->Arrivals() > 0; }));
+  ASSERT_TRUE(WaitUntil([&] { return gate->arrivals.load() > 0; }));
   ASSERT_TRUE(CDispatcherManager::Instance()->isDataSendingActive());
   const Clock::duration timing = TimeCheckouts(4000);
   const auto flushStart = Clock::now();
   TLM_outputMetricData();
   const Clock::duration flush = Clock::now() - flushStart;
   const bool stillStuck = CDispatcherManager::Instance()->isDataSendingActive();
-  gate->Open();
+  gate->open.release();
   EXPECT_TRUE(stillStuck);
   EXPECT_LT(timing, milliseconds(2000));
   EXPECT_LT(flush, milliseconds(500));

@@ -1,13 +1,7 @@
 // The dispatcher's decisions that need no running thread: the zombie check's cadence and the trace
 // of threads that can't be started.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "metrics_test_support.h"
 #include "tlm/tlmdispatchermanager.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "trace_capture.h"
 
 namespace {

@@ -1,17 +1,7 @@
 // The exported start, stop, timing and append functions.
-#include <gtest/gtest.h>
-
-#include <array>
-#include <filesystem>
 #include <functional>
-#include <string>
-#include <vector>
 
-#include "tlm.h"
-#include "tlm/tlmlibrary.h"
-#include "tlm/tlmmtcontext.h"
 #include "tlm/tlmmtrecord.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm/tlmswitchoffnotes.h"
 #include "tlm_core_fixture.h"
 #include "tlmprofile/profile_test_support.h"
@@ -31,14 +21,19 @@ bool Contains(const std::u16string &text, const std::u16string &part) {
 
 class TLMLifecycle : public StartedTest {};
 
-TEST_F(TLMLifecycle, StartWritesVersionAndConfiguration) {
+// The version line, then the start, then the configuration report, after which come the notes.
+TEST_F(TLMLifecycle, StartWritesVersionConfigurationAndNotes) {
+  Start({{u"tracecheck_interval", u"0"}});
   std::u16string text = trace_.Text();
   size_t version = text.find(u"TLM library version 2.3.12 (unicode) loaded\n");
   size_t invoked = text.find(u"TLM_ProcInitWithParam API invoked\n");
   size_t configuration = text.find(u"TLM configuration info begin----------------\n");
+  size_t end = text.find(u"TLM configuration info end----------------\n");
   ASSERT_NE(version, std::u16string::npos) << tlm_test::Utf8(text);
   EXPECT_LT(version, invoked);
   EXPECT_LT(invoked, configuration);
+  EXPECT_NE(text.find(u"tracecheck_interval is 0: there is no trace timer", end),
+            std::u16string::npos);
 }
 
 TEST_F(TLMLifecycle, ALaterStartOnlyCountsAUse) {
@@ -150,31 +145,11 @@ TEST_F(TLMSwitchOffNotes, EachValueThatSwitchesSomethingOffIsNamed) {
   }
 }
 
-TEST_F(TLMLifecycle, NotesFollowTheConfigurationReport) {
-  Start({{u"tracecheck_interval", u"0"}});
-  const std::u16string text = trace_.Text();
-  const size_t end = text.find(u"TLM configuration info end----------------\n");
-  EXPECT_NE(text.find(u"tracecheck_interval is 0: there is no trace timer", end),
-            std::u16string::npos)
-      << tlm_test::Utf8(text);
-}
-
-TEST_F(TLMLifecycle, ParameterPairs) {
-  std::u16string dir = Utf16(logdir_.path());
-  const ZUL_UTF16 *pairs[][2] = {
-      {u"logdir", dir.c_str()},
-      {u"instrument_level_threshold", nullptr},  // skipped without a word
-      {nullptr, u"7"},
-      {u"", u"7"},
-      {u"instrument_level_threshold", u"4"},
-  };
-  TLM_ProcExit();
-  TLM_ProcInitWithParam(u"App", 0, 5, pairs);
-  EXPECT_EQ(TLMParameterHelper::GetInstruLevelThreshold(), 4);
-  // More than 26 pairs: not even the default texts, only the built-in numbers. As logdir is
-  // empty, the component names a place in the temporary directory.
+// More than 26 pairs apply not even the default texts, only the built-in numbers. As logdir is
+// then empty, the component names a place in the temporary directory.
+TEST_F(TLMLifecycle, TooManyPairsApplyNothing) {
   std::vector<std::array<const ZUL_UTF16 *, 2>> many(27, {u"instrument_level_threshold", u"5"});
-  std::u16string component = dir.substr(1) + u"/Many";
+  std::u16string component = Utf16(logdir_.path()).substr(1) + u"/Many";
   TLM_ProcExit();
   TLM_ProcInitWithParam(component.c_str(), 0, 27,
                         reinterpret_cast<const ZUL_UTF16 *(*)[2]>(many.data()));
@@ -232,10 +207,16 @@ TEST_F(TLMTiming, TheOutermostEndRemovesTheContext) {
   EXPECT_NE(OwnContext(), nullptr);
   TLM_endTiming(a);
   EXPECT_EQ(OwnContext(), nullptr);
-  // Null texts read as empty.
+  // Null texts read as empty; a prefix names the metrics, the library's own too.
   TLM_endTiming(TLM_startTiming(nullptr, nullptr, 1));
   Flush();
   EXPECT_TRUE(Contains(sink_->Joined(), u"name=\"ZUL_TLM|App_0||:Avg. Elapsed Time(ms)\""));
+  TLM_setInstancePrefix(u"pfx");
+  TLM_endTiming(TLM_startTiming(u"A", u"op", 1));
+  sink_->Clear();
+  Flush();
+  EXPECT_TRUE(Contains(sink_->Joined(), u"name=\"ZUL_TLM|App_0|pfx|A|op:"));
+  EXPECT_TRUE(Contains(sink_->Joined(), u"name=\"ZUL_TLM|App_0|pfx|~Zombie Context Count:"));
 }
 
 TEST_F(TLMTiming, TerminatedSessionsTimeNothingUntilInitContext) {
@@ -295,9 +276,7 @@ TEST_F(TLMTiming, ExSessions) {
   }
 }
 
-class TLMAppend : public StartedTest {};
-
-TEST_F(TLMAppend, Pairs) {
+TEST_F(TLMTiming, AppendedPairs) {
   TLM_initContext(u"*1000");  // a traced transaction
   uint32_t id = TLM_startTiming(u"A", u"op", 1);
   std::u16string longName(300, u'p');
@@ -313,16 +292,14 @@ TEST_F(TLMAppend, Pairs) {
   TLM_appendPassportInfo(id, u"P2", 1);
   TLM_appendPassportInfoEx(SessionA, id, u"P3", 1);  // another session: no context
   TLM_appendInfo(id + 1, u"not", u"innermost");
-  std::map<zulstring, zulstring> expected = {
-      {u"n", u"v"},
-      {u"", u""},
-      {u"list", u"1,2"},
-      {u"Exception", u"boom"},
-      {u"Return Value", u"42"},
-      {u"Method Call Parameter x", u"1"},
-      {u"Method Call Parameter " + longName, u"2"},
-      {u"outbound.ZUL-PASSPORT", u"P1,P2"},
-  };
+  std::map<zulstring, zulstring> expected = {{u"n", u"v"},
+                                             {u"", u""},
+                                             {u"list", u"1,2"},
+                                             {u"Exception", u"boom"},
+                                             {u"Return Value", u"42"},
+                                             {u"Method Call Parameter x", u"1"},
+                                             {u"Method Call Parameter " + longName, u"2"},
+                                             {u"outbound.ZUL-PASSPORT", u"P1,P2"}};
   EXPECT_EQ(OwnContext()->getRootRecord()->getInfo(), expected);
   TLM_appendContextInfo(u"n", u"v");
   TLM_appendUserID(u"alice");
@@ -330,16 +307,6 @@ TEST_F(TLMAppend, Pairs) {
   TLM_appendUserID(u"carol");
   EXPECT_EQ(OwnContext()->getContextInfo(),
             (std::map<zulstring, zulstring>{{u"n", u"v"}, {u"User ID", u"carol"}}));
-}
-
-TEST_F(TLMAppend, PrefixNamesTheMetrics) {
-  uint32_t id = TLM_startTiming(u"A", u"op", 1);
-  TLM_setInstancePrefix(u"pfx");
-  TLM_endTiming(id);
-  Flush();
-  std::u16string joined = sink_->Joined();
-  EXPECT_TRUE(Contains(joined, u"name=\"ZUL_TLM|App_0|pfx|A|op:"));
-  EXPECT_TRUE(Contains(joined, u"name=\"ZUL_TLM|App_0|pfx|~Zombie Context Count:"));
 }
 
 }  // namespace

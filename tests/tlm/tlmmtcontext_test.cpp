@@ -2,12 +2,6 @@
 // trace triggers and outgoing passports.
 #include "tlm/tlmmtcontext.h"
 
-#include <gtest/gtest.h>
-
-#include "tlm/tlmlibrary.h"
-
-#include <string>
-
 #include "passport_bytes.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm/tlmplatformhelper.h"

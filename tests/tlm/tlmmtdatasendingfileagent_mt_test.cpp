@@ -1,13 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <iterator>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "metrics_test_support.h"
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
 #include "trace_capture.h"
 

@@ -1,12 +1,8 @@
 #include "tlm/tlmmtrecord.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <functional>
 
 #include "metrics_test_support.h"
-#include "tlm/tlmlibrary.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmplatformhelper.h"
 #include "trace_capture.h"

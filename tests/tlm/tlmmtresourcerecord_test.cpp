@@ -1,12 +1,9 @@
 #include "tlm/tlmmtresourcerecord.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <functional>
 
 #include "metrics_test_support.h"
-#include "tlm/tlmlibrary.h"
 
 namespace {
 

@@ -1,11 +1,8 @@
 #include "tlm/tlmmtstatrecord.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
 
 #include "metrics_test_support.h"
-#include "tlm/tlmlibrary.h"
 #include "trace_capture.h"
 
 namespace {

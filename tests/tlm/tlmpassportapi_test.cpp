@@ -1,17 +1,10 @@
 // The exported passport and trace identity readers: of the session's transaction, and of a
 // passport text alone.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <functional>
-#include <string>
 
 #include "passport_bytes.h"
-#include "tlm.h"
 #include "tlm/tlmpassporthelper.h"
-#include "tlm/tlmprofile/tlmparameterhelper.h"
 #include "tlm_core_fixture.h"
-#include "zul_epp.h"
 
 namespace {
 
@@ -210,18 +203,17 @@ TEST_F(PassportApi, ExSessions) {
             std::u16string::npos);
 }
 
+// Switched off, only the passport text readers answer; stopped, nothing answers.
 TEST_F(PassportApi, GatesOfSessionAndPassportTextReaders) {
   const std::u16string text = PassportText(3, 3487);
   TLM_initContext(text.c_str());
   ZUL_UTF16 buffer[600];
-  // Switched off: only the passport text readers answer.
   TLMParameterHelper::SetInstruLevelThreshold(0);
   EXPECT_EQ(TLM_getPassport(buffer, 600), 0);
   EXPECT_EQ(TLM_getTraceGuid(buffer, 600), 0);
   EXPECT_EQ(TLM_getTraceLevel(), 0);
   EXPECT_EQ(TLM_getTraceLevel2(text.c_str()), 3);
   EXPECT_GT(TLM_getPassport2(text.c_str(), buffer, 600), 0);
-  // Stopped: nothing answers.
   TLM_ProcExit();
   EXPECT_EQ(TLM_getTraceLevel2(text.c_str()), 0);
   EXPECT_EQ(TLM_getPassport2(text.c_str(), buffer, 600), 0);

@@ -4,10 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <deque>
-#include <string>
-#include <tuple>
 
 #include "epp_start.h"
 #include "passport_bytes.h"

@@ -1,10 +1,7 @@
 // The process settings: skip names and threshold lists as they are parsed, and the prefixes.
 #include "tlm/tlmprocesssettings.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
-#include <string>
 
 #include "metrics_test_support.h"
 #include "trace_capture.h"

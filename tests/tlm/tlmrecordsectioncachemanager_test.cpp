@@ -1,10 +1,5 @@
 #include "tlm/tlmrecordsectioncachemanager.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
-
 #include "metrics_test_support.h"
 #include "tlm/tlmplatformhelper.h"
 #include "trace_capture.h"

@@ -1,9 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <thread>
 
-#include "tlm.h"
 #include "tlm_core_fixture.h"
 
 namespace {

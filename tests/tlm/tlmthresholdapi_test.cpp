@@ -1,7 +1,4 @@
 // Changes of the instrument level thresholds and the data sending interval at run time.
-#include <gtest/gtest.h>
-
-#include "tlm.h"
 #include "tlm_core_fixture.h"
 
 namespace {

@@ -1,17 +1,10 @@
 // Timing from many threads at once: what reaches the sink is what was ended; and a stop while
 // threads still call.
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <chrono>
 #include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "tlm.h"
 #include "tlm/tlmmtstatrecord.h"
-#include "tlm/tlmrecordsectioncachemanager.h"
 #include "tlm_core_fixture.h"
 
 namespace {

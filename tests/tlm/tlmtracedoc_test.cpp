@@ -1,20 +1,11 @@
 // Trace documents: the text of a record tree and the six document forms of a context, built on a
 // context directly and sent through the exported timing functions.
-#include <gtest/gtest.h>
-
-#include "tlm/tlmlibrary.h"
-
 #include <chrono>
-#include <memory>
 #include <regex>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "tlm/tlmmtcontext.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm_core_fixture.h"
-#include "trace_sink.h"
 
 namespace {
 
@@ -41,10 +32,6 @@ std::string Param(const std::string &name, const std::string &value) {
 // The traced records' CPU figures: the process CPU clock is not available to the library, so a
 // measured record reads -1.
 const std::string kCPU = Param("CPU Time (us)", "-1");
-
-bool EndsWith(const std::string &text, const std::string &end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 using TraceDocTest = core_test::CoreTest;
 
@@ -119,7 +106,7 @@ TEST_F(TraceDocTest, FinishTypeOfTheCompleteForm) {
     if (c.overSize) context.appendContextInfo(u"big", tlm_test::Utf16(big));
     std::string document = Text(context.getEMTraceXML());
     std::string info = c.overSize ? Param("big", big) : Param("request.header.ZUL-PASSPORT", "");
-    EXPECT_TRUE(EndsWith(document, info + c.finish + "</event>\n"))
+    EXPECT_TRUE(document.ends_with(info + c.finish + "</event>\n"))
         << "records " << c.records << ", over size " << c.overSize << ", tracing "
         << Text(c.tracing) << ": " << document.substr(0, 300);
   }

@@ -1,17 +1,11 @@
 // Application threads appending traces while two threads run the sending, as the trace
 // dispatcher and a forced flush do: with a ready agent every text goes out exactly once, each
 // thread's texts in their order, and the version event once.
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <map>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
+#include "metrics_test_support.h"
 #include "trace_capture.h"
-#include "trace_ring_test_support.h"
 #include "zul_thr.h"
 
 namespace {
@@ -20,7 +14,7 @@ constexpr int kWriters = 4;
 constexpr int kTextsPerWriter = 3000;
 constexpr int kSenders = 2;
 
-class TraceRingMt : public trace_ring_test::TraceRingTest {
+class TraceRingMt : public metrics_test::TraceRingTest {
  protected:
   void SetUp() override {
     ThrProcInit();

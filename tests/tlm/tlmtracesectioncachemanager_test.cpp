@@ -1,14 +1,7 @@
 #include "tlm/tlmtracesectioncachemanager.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "tlm/tlmcontextcachemanager.h"
+#include "metrics_test_support.h"
 #include "trace_capture.h"
-#include "trace_ring_test_support.h"
 
 namespace {
 
@@ -17,7 +10,7 @@ typedef std::vector<std::u16string> Texts;
 const std::u16string kVersionLine =
     u"<metric type=\"StringEvent\" name=\"ZUL_TLM:TLM library version\" value=\"2.3.12\" />\n";
 
-class TraceRing : public trace_ring_test::TraceRingTest {};
+class TraceRing : public metrics_test::TraceRingTest {};
 
 TEST_F(TraceRing, EmptyPeriodsRotateAndTheVersionWaitsForAReadyAgent) {
   Start({{u"cache_section_count", u"3"}});

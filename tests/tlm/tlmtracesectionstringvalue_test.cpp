@@ -1,13 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "tlm.h"
-#include "tlm/tlmtracesectioncachemanager.h"
 #include "tlm_core_fixture.h"
-#include "trace_sink.h"
 
 namespace {
 

@@ -44,7 +44,7 @@ auto From32(const std::u16string &in, size_t room) {
   return Run<Bytes>(in, room, [](auto... a) { return pfuuid_decodeBase32Uc(a...); });
 }
 
-TEST(PfuuidBase64, OwnAlphabetAndPadding) {
+TEST(PfuuidBase64, OwnAlphabetPaddingAndLines) {
   const std::pair<Bytes, std::u16string> cases[] = {{{0x00, 0x10, 0x83}, u"0123"},
                                                     {{0xFF, 0xFF, 0xFF}, u"}}}}"},
                                                     {{0xFB}, u"{m=="},
@@ -53,22 +53,12 @@ TEST(PfuuidBase64, OwnAlphabetAndPadding) {
     EXPECT_EQ(Base64(bytes, 16).out, text);
     EXPECT_EQ(From64(text, 16).out, bytes);
   }
-}
-
-TEST(PfuuidBase64, NewlineGoesBeforeTheTwentiethGroupOfALine) {
-  Bytes in(60, 0x41);
-  EXPECT_EQ(Base64(Bytes(57, 0x41), 200).out.find(u'\n'), std::u16string::npos);
-  auto whole = Base64(in, 200);
-  ASSERT_EQ(whole.out.size(), 81u);
-  EXPECT_EQ(whole.out.find(u'\n'), 76u);
-}
-
-TEST(PfuuidBase64, FullTargetStopsAfterTheLastWholeGroup) {
+  // The newline goes before the twentieth group of a line.
+  EXPECT_EQ(Base64(Bytes(60, 0x41), 200).out.find(u'\n'), 76u);
+  // A full target stops after the last whole group; a due newline needs one unit more.
   auto e = Base64(BytesOf("abcdef"), 7);
-  EXPECT_EQ(e.rc, PFUUID_ERR_LOCK);
-  EXPECT_EQ(e.taken, 3u);
-  EXPECT_EQ(e.out.size(), 4u);
-  int groups = 19;  // a due newline needs one unit more than the group
+  EXPECT_EQ(std::tuple(e.rc, e.taken, e.out.size()), std::tuple(PFUUID_ERR_LOCK, 3u, 4u));
+  int groups = 19;
   EXPECT_EQ(Base64(BytesOf("abc"), 4, &groups).rc, PFUUID_ERR_LOCK);
   EXPECT_EQ(groups, 19);
 }
@@ -91,9 +81,7 @@ TEST(PfuuidBase64, DecoderSkipsForeignUnitsAndChecksTheLastGroup) {
 
 TEST(PfuuidBase32, KnownVectorsAndLastGroupCheck) {
   const std::pair<const char *, std::u16string> cases[] = {
-      {"f", u"MY======"},    {"fo", u"MZXQ===="},    {"foo", u"MZXW6==="},
-      {"foob", u"MZXW6YQ="}, {"fooba", u"MZXW6YTB"}, {"foobar", u"MZXW6YTBOI======"},
-  };
+      {"f", u"MY======"}, {"foob", u"MZXW6YQ="}, {"foobar", u"MZXW6YTBOI======"}};
   for (const auto &[bytes, text] : cases) {
     EXPECT_EQ(Base32(BytesOf(bytes), 32).out, text);
     EXPECT_EQ(From32(text, 32).out, BytesOf(bytes));

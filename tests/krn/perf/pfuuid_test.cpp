@@ -1,12 +1,10 @@
 #include "krn/perf/pfuuid.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <string>
 #include <vector>
 

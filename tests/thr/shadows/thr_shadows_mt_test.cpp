@@ -21,23 +21,22 @@ class ThrShadows : public ::testing::Test {
   // The layer is started before threads exist, as a program does.
   void SetUp() override { ASSERT_EQ(ThrProcInit(), THR_ERR_OK); }
 
-  // Runs body(0) and body(1) on two threads at once.
+  // Runs body(0) and body(1) on two threads at once; both_ lets them meet.
   template <typename Body>
-  static void OnTwoThreads(Body body) {
-    std::thread a(body, 0);
-    std::thread b(body, 1);
+  void OnTwoThreads(Body body) {
+    std::thread a(body, 0), b(body, 1);
     a.join();
     b.join();
   }
+  std::barrier<> both_{2};
 };
 
 TEST_F(ThrShadows, StrtokKeepsOneSavePointerPerThread) {
-  std::barrier both_started(2);
   std::vector<std::string> tokens[2];
   OnTwoThreads([&](int i) {
     char text[2][16] = {"a1,a2 a3", "b1 b2,b3"};
     const char *token = strtok(text[i], ", ");
-    both_started.arrive_and_wait();
+    both_.arrive_and_wait();
     for (; token != nullptr; token = strtok(nullptr, ", ")) tokens[i].push_back(token);
   });
   EXPECT_EQ(tokens[0], (std::vector<std::string>{"a1", "a2", "a3"}));
@@ -45,50 +44,41 @@ TEST_F(ThrShadows, StrtokKeepsOneSavePointerPerThread) {
 }
 
 TEST_F(ThrShadows, RandStartsFromSeedOneInEachThread) {
-  constexpr int kDraws = 50;
-  std::vector<int> expected;
+  std::vector<int> expected, drawn[2];
   unsigned int seed = 1;
-  for (int n = 0; n < kDraws; ++n) expected.push_back(rand_r(&seed));
-  std::barrier both_ready(2);
-  std::vector<int> drawn[2];
+  for (int n = 0; n < 50; ++n) expected.push_back(rand_r(&seed));
   OnTwoThreads([&](int i) {
-    both_ready.arrive_and_wait();
-    for (int n = 0; n < kDraws; ++n) drawn[i].push_back(rand());
+    both_.arrive_and_wait();
+    for (int n = 0; n < 50; ++n) drawn[i].push_back(rand());
   });
   EXPECT_EQ(drawn[0], expected);
   EXPECT_EQ(drawn[1], expected);
 }
 
 TEST_F(ThrShadows, LookupResultsAreNotOverwrittenByAnotherThread) {
-  std::barrier both_called(2);
   const time_t times[2] = {0, 200 * 86400};
   const char *addresses[2] = {"127.0.0.1", "127.0.0.2"};
-  struct Seen {
-    const void *tm_record = nullptr;
-    int yday = -1;
-    int expected_yday = -2;
-    const void *host_record = nullptr;
-    std::string host_name;
-  } seen[2];
+  const void *records[2][2] = {};
+  int yday[2] = {-1, -1}, expected_yday[2] = {-2, -2};
+  std::string host_name[2];
   OnTwoThreads([&](int i) {
     struct tm own;
-    seen[i].expected_yday = localtime_r(&times[i], &own)->tm_yday;
+    expected_yday[i] = localtime_r(&times[i], &own)->tm_yday;
     struct tm *local = localtime(&times[i]);
     struct hostent *host = gethostbyname(addresses[i]);
-    both_called.arrive_and_wait();
-    both_called.arrive_and_wait();  // the other thread has called too
-    seen[i].tm_record = local;
-    if (local != nullptr) seen[i].yday = local->tm_yday;
-    seen[i].host_record = host;
-    if (host != nullptr) seen[i].host_name = host->h_name;
+    both_.arrive_and_wait();
+    both_.arrive_and_wait();  // the other thread has called too
+    records[i][0] = local;
+    records[i][1] = host;
+    if (local != nullptr) yday[i] = local->tm_yday;
+    if (host != nullptr) host_name[i] = host->h_name;
   });
   for (int i = 0; i < 2; ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(seen[i].yday, seen[i].expected_yday);
-    EXPECT_EQ(seen[i].host_name, addresses[i]);
+    EXPECT_EQ(yday[i], expected_yday[i]) << i;
+    EXPECT_EQ(host_name[i], addresses[i]) << i;
   }
-  EXPECT_NE(seen[0].tm_record, seen[1].tm_record);
-  EXPECT_NE(seen[0].host_record, seen[1].host_record);
+  EXPECT_NE(records[0][0], records[1][0]);
+  EXPECT_NE(records[0][1], records[1][1]);
 }
 
 }  // namespace

@@ -5,12 +5,10 @@
 // the child after the stop.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
-#include <string>
 
 #include "tlm.h"
 #include "tlm/tlmdispatchermanager.h"

@@ -1,6 +1,5 @@
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include "profile_test_support.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"

@@ -1,11 +1,7 @@
 #include "tlm/tlmprofile/tlmparameterhelper.h"
 
-#include <optional>
-#include <string>
-
 #include "profile_test_support.h"
 #include "tlm.h"
-#include "trace_capture.h"
 
 namespace {
 
