@@ -15,7 +15,7 @@
 #endif
 
 #include "i18n/zulu16/nlsui.h"
-#include "u16_sys_test_util.h"
+#include "trace_capture.h"
 #include "zul_nlsui.h"
 #include "zul_u16string.h"
 
@@ -31,7 +31,7 @@ struct ChildRun {
 template <class Body>
 ChildRun InLoaderChild(std::vector<std::pair<const char *, const char *>> env, Body body,
                        bool historic = false) {
-  u16systest::TempDir dir;
+  tlm_test::TempDir dir;
   const std::string err_path = dir.File("stderr");
   std::fflush(stderr);
   const pid_t pid = fork();
@@ -46,7 +46,9 @@ ChildRun InLoaderChild(std::vector<std::pair<const char *, const char *>> env, B
   int status = 0;
   for (int i = 0; i < 3000 && waitpid(pid, &status, WNOHANG) == 0; ++i) usleep(10000);
   if (!WIFEXITED(status)) kill(pid, SIGKILL);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, u16systest::ReadBytes(err_path)};
+  std::ifstream err(err_path, std::ios::binary);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+          std::string(std::istreambuf_iterator<char>(err), {})};
 }
 
 bool HasText(const std::string &text, const std::string &part) {
@@ -132,7 +134,7 @@ TEST(NlsuiLoader, LoadsTheInstalledIcuAtTheFirstClassification) {
 // Search directories come first: a broken file there is reported and the next name tried; a real
 // library without ICU's functions under ICU's name means the 7-bit classes.
 TEST(NlsuiLoader, SearchDirectoriesComeFirst) {
-  u16systest::TempDir dir;
+  tlm_test::TempDir dir;
   std::FILE *broken = std::fopen(dir.File("libicudata.so." + kIcuMajor).c_str(), "w");
   ASSERT_NE(broken, nullptr);
   std::fputs("not a library", broken);

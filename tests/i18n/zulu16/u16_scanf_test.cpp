@@ -10,7 +10,7 @@
 
 #include "i18n/zulu16/u16_InConversion.h"
 #include "u16_string_test_support.h"
-#include "u16_sys_test_util.h"
+#include "trace_capture.h"
 #include "zul_u16scanf.h"
 #include "zul_u16stdio.h"
 
@@ -183,9 +183,9 @@ TEST(SscanfU16, DeviationsFromTheLibrary) {
     const bool is_text = c.format.find_first_of(u"s[") != std::u16string::npos && c.answer > 0;
     void *first = is_text ? static_cast<void *>(text) : &n;
     EXPECT_EQ(sscanfU16(c.input.c_str(), c.format.c_str(), first, &m), c.answer)
-        << u16systest::Utf8(c.format);
+        << tlm_test::Utf8(c.format);
     EXPECT_EQ(is_text ? std::u16string(text) : W(std::to_string(n)), c.first)
-        << u16systest::Utf8(c.format);
+        << tlm_test::Utf8(c.format);
   }
 }
 
@@ -196,7 +196,7 @@ TEST(SscanfU16, SpecialSpellingHelpers) {
       {u"nil)", 3}, {u"NiL)", 3}, {u"nix)", -2}, {u"ni", -1}};
   for (const auto &[text, answer] : nil) {
     InputStream stream(text.c_str(), nullptr);
-    EXPECT_EQ(testForNIL(stream), answer) << u16systest::Utf8(text);
+    EXPECT_EQ(testForNIL(stream), answer) << tlm_test::Utf8(text);
   }
   const std::tuple<std::u16string, int64_t, int> special[] = {
       {u"nan", -1, 2},     {u"INF", -1, 2},      {u"infinity", -1, 7}, {u"Infinit", -1, -1},
@@ -206,12 +206,12 @@ TEST(SscanfU16, SpecialSpellingHelpers) {
     InputStream stream(text.c_str() + 1, nullptr);
     CharBuffer buffer;
     int64_t left = width;
-    EXPECT_EQ(testForNANandINF(stream, text[0], left, buffer), answer) << u16systest::Utf8(text);
+    EXPECT_EQ(testForNANandINF(stream, text[0], left, buffer), answer) << tlm_test::Utf8(text);
   }
 }
 
 TEST(FscanfU16, ReadsUtf8FilesAndGivesTheLastUnitBack) {
-  u16systest::TempDir dir;
+  tlm_test::TempDir dir;
   const std::string path = dir.File("in.txt");
   FILE *f = std::fopen(path.c_str(), "w+");
   ASSERT_NE(f, nullptr);
