@@ -1,0 +1,333 @@
+// UTF-7 to and from 16-bit and 32-bit units.
+//
+// Only the letters, digits and "'(),-./:?" are direct; blank, tab and line ends go into a shifted
+// run like every other character, and the optional set "!\"#$%&*;<=>@[]^_`{|}" is direct only when
+// the caller asks. A run is closed with '-' only where the next byte could otherwise be read as a
+// Base64 digit or as the closing '-'.
+//
+// The encoder keeps room for closing its run at all times, so that when the destination fills it
+// can close the run and stop before the character that didn't fit: the bytes written then decode
+// to exactly the source consumed, and a further call resumes the text.
+#include <cstdint>
+
+#include "i18n/zulu16/u16_conv_units.h"
+#include "krn/rscp/rscp_report.h"
+#include "zul_u16conv.h"
+
+namespace {
+
+rscp::SourceName source_name("rscp_utf7");
+
+constexpr char kDirect[] =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789'(),-./:?";
+constexpr char kOptional[] = "!\"#$%&*;<=>@[]^_`{|}";
+constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr uint8_t kIsDirect = 1, kIsOptional = 2, kIsBase64 = 4;
+
+// Class bits and Base64 digit values of the 128 7-bit bytes, built from the three strings.
+struct Tables {
+  uint8_t cls[128] = {};
+  int8_t value[128] = {};
+};
+
+constexpr Tables MakeTables() {
+  Tables t;
+  for (int i = 0; i < 128; ++i) t.value[i] = -1;
+  for (const char *p = kDirect; *p != 0; ++p) t.cls[static_cast<int>(*p)] |= kIsDirect;
+  for (const char *p = kOptional; *p != 0; ++p) t.cls[static_cast<int>(*p)] |= kIsOptional;
+  for (int i = 0; kBase64[i] != 0; ++i) {
+    t.cls[static_cast<int>(kBase64[i])] |= kIsBase64;
+    t.value[static_cast<int>(kBase64[i])] = static_cast<int8_t>(i);
+  }
+  return t;
+}
+
+constexpr Tables kTables = MakeTables();
+
+bool IsBase64(uint32_t b) { return b < 128 && (kTables.cls[b] & kIsBase64) != 0; }
+
+int Fail(int error_class, int location, int line, const ZUL_UTF16 *text) {
+  return rscp::ReportConversionError(source_name, error_class, location, line, text);
+}
+
+constexpr ZUL_UTF16 kOverflow[] = u"dest buffer overflow";
+constexpr ZUL_UTF16 kBeyond[] = u"Cannot convert 32 Bit to UTF-7";
+constexpr ZUL_UTF16 kExhausted[] = u"source exhausted within a char";
+constexpr ZUL_UTF16 kInvalid[] = u"illegal UTF-7 byte";
+
+// The encoder's output side: the destination, and the state of an open run.
+class Encoder {
+ public:
+  Encoder(ZUL_RAW *d, ZUL_RAW *end, int option)
+      : d_(d), end_(end), direct_mask_(option != 0 ? kIsDirect | kIsOptional : kIsDirect) {}
+
+  ZUL_RAW *Dst() const { return d_; }
+
+  bool Direct(uint32_t c) const { return c < 128 && (kTables.cls[c] & direct_mask_) != 0; }
+
+  // Bytes that closing the run takes: the last digit, and the '-' when dash is set.
+  int CloseBytes(bool dash) const { return in_run_ ? (bits_ > 0) + (dash ? 1 : 0) : 0; }
+
+  void Close(bool dash) {
+    if (!in_run_) return;
+    if (bits_ > 0) *d_++ = static_cast<ZUL_RAW>(kBase64[(acc_ << (6 - bits_)) & 63]);
+    if (dash) *d_++ = '-';
+    in_run_ = false;
+    bits_ = 0;
+    acc_ = 0;
+  }
+
+  // Puts one character of n (1 or 2) units into a run; false when the room doesn't allow it,
+  // closing what is open first, as the next call will open a run with '+'.
+  bool PutShifted(const uint32_t *units, int n) {
+    int total = bits_ + 16 * n;
+    long need = (in_run_ ? 0 : 1) + total / 6 + (total % 6 > 0 ? 1 : 0) + 1;
+    if (end_ - d_ < need) {
+      Close(true);
+      return false;
+    }
+    if (!in_run_) {
+      *d_++ = '+';
+      in_run_ = true;
+    }
+    for (int i = 0; i < n; ++i) {
+      acc_ = (acc_ << 16) | units[i];
+      bits_ += 16;
+      while (bits_ >= 6) {
+        bits_ -= 6;
+        *d_++ = static_cast<ZUL_RAW>(kBase64[(acc_ >> bits_) & 63]);
+      }
+      acc_ &= (1u << bits_) - 1;
+    }
+    return true;
+  }
+
+  // Puts a direct character, closing an open run before it.
+  bool PutDirect(uint32_t c) {
+    bool dash = IsBase64(c) || c == '-';
+    if (end_ - d_ < CloseBytes(dash) + 1) {
+      Close(dash);
+      return false;
+    }
+    Close(dash);
+    *d_++ = static_cast<ZUL_RAW>(c);
+    return true;
+  }
+
+  // '+' is written "+-"; an open run closes with '-', as '+' is a Base64 digit.
+  bool PutPlus() {
+    if (end_ - d_ < CloseBytes(true) + 2) {
+      Close(true);
+      return false;
+    }
+    Close(true);
+    *d_++ = '+';
+    *d_++ = '-';
+    return true;
+  }
+
+ private:
+  ZUL_RAW *d_;
+  ZUL_RAW *end_;
+  uint8_t direct_mask_;
+  bool in_run_ = false;
+  int bits_ = 0;      // pending bits, fewer than 6
+  uint32_t acc_ = 0;  // the pending bits in its low end
+};
+
+// Encodes characters read by Next(pointer, units) -> count of units (1 or 2), or 0 for a value
+// beyond UTF-16.
+template <class Unit, class NextFn>
+int Encode(const Unit **src, const Unit *src_end, ZUL_RAW **dst, ZUL_RAW *dst_end, int option,
+           NextFn next) {
+  const Unit *s = *src;
+  Encoder e(*dst, dst_end, option);
+  while (s < src_end) {
+    uint32_t units[2];
+    int n = next(s, units);
+    bool ok;
+    if (n == 0) {
+      e.Close(true);
+      *src = s;
+      *dst = e.Dst();
+      return Fail(rscp::kInvalidInput, 3, __LINE__, kBeyond);
+    }
+    if (n == 1 && units[0] == '+')
+      ok = e.PutPlus();
+    else if (n == 1 && e.Direct(units[0]))
+      ok = e.PutDirect(units[0]);
+    else
+      ok = e.PutShifted(units, n);
+    if (!ok) {
+      *src = s;
+      *dst = e.Dst();
+      return Fail(rscp::kDestOverflow, 1, __LINE__, kOverflow);
+    }
+    ++s;
+  }
+  e.Close(false);
+  *src = s;
+  *dst = e.Dst();
+  return 0;
+}
+
+// Destination of the decoder for 16-bit units.
+class U2Sink {
+ public:
+  U2Sink(ZUL_UTF16 *d, ZUL_UTF16 *end) : d_(d), end_(end) {}
+  bool Put(uint32_t unit) {
+    if (d_ == end_) return false;
+    zulu16::U16Native::Store(d_++, unit);
+    return true;
+  }
+  bool EndRun() { return true; }
+  ZUL_UTF16 *Mark() const { return d_; }
+  void Reset(ZUL_UTF16 *mark) { d_ = mark; }
+  ZUL_UTF16 *Dst() const { return d_; }
+
+ private:
+  ZUL_UTF16 *d_;
+  ZUL_UTF16 *end_;
+};
+
+// Destination of the decoder for 32-bit values: a surrogate pair inside one run becomes one value;
+// a high surrogate without a low one is stored as it is.
+class U4Sink {
+ public:
+  U4Sink(uint32_t *d, uint32_t *end) : d_(d), end_(end) {}
+  bool Put(uint32_t unit) {
+    if (held_ != 0) {
+      if (unit >= 0xDC00 && unit <= 0xDFFF) {
+        uint32_t value = ((held_ - 0xD800) << 10) + (unit - 0xDC00) + 0x10000;
+        held_ = 0;
+        return Store(value);
+      }
+      if (!EndRun()) return false;
+    }
+    if (unit >= 0xD800 && unit <= 0xDBFF) {
+      held_ = unit;
+      return true;
+    }
+    return Store(unit);
+  }
+  bool EndRun() {
+    if (held_ == 0) return true;
+    uint32_t high = held_;
+    held_ = 0;
+    return Store(high);
+  }
+  uint32_t *Mark() const { return d_; }
+  void Reset(uint32_t *mark) {
+    d_ = mark;
+    held_ = 0;
+  }
+  uint32_t *Dst() const { return d_; }
+
+ private:
+  bool Store(uint32_t value) {
+    if (d_ == end_) return false;
+    zulu16::U32Native::Store(d_++, value);
+    return true;
+  }
+  uint32_t *d_;
+  uint32_t *end_;
+  uint32_t held_ = 0;
+};
+
+// Decodes UTF-7. Outside a run every 7-bit byte but '+' stands for itself. A run that the
+// destination can't take whole is given back: both pointers return to its '+', so that a call
+// with more room decodes it from the start.
+template <class Sink, class Unit>
+int Decode(const ZUL_RAW **src, const ZUL_RAW *src_end, Unit **dst, Sink sink) {
+  const ZUL_RAW *s = *src;
+  auto stop = [&](const ZUL_RAW *at, int error_class, int location, int line,
+                  const ZUL_UTF16 *text) {
+    *src = at;
+    *dst = sink.Dst();
+    return Fail(error_class, location, line, text);
+  };
+  while (s < src_end) {
+    uint32_t b = *s;
+    if (b >= 0x80) return stop(s, rscp::kInvalidInput, 11, __LINE__, kInvalid);
+    if (b != '+') {
+      if (!sink.Put(b)) return stop(s, rscp::kDestOverflow, 12, __LINE__, kOverflow);
+      ++s;
+      continue;
+    }
+    if (s + 1 == src_end) return stop(s, rscp::kSourceExhausted, 13, __LINE__, kExhausted);
+    if (s[1] == '-') {
+      if (!sink.Put('+')) return stop(s, rscp::kDestOverflow, 14, __LINE__, kOverflow);
+      s += 2;
+      continue;
+    }
+    if (!IsBase64(s[1])) return stop(s, rscp::kInvalidInput, 15, __LINE__, kInvalid);
+    const ZUL_RAW *run = s;
+    auto mark = sink.Mark();
+    const ZUL_RAW *p = s + 1;
+    uint32_t acc = 0;
+    int bits = 0;
+    for (; p < src_end && *p < 128 && kTables.value[*p] >= 0; ++p) {
+      acc = (acc << 6) | static_cast<uint32_t>(kTables.value[*p]);
+      bits += 6;
+      if (bits >= 16) {
+        bits -= 16;
+        if (!sink.Put((acc >> bits) & 0xFFFF)) {
+          sink.Reset(mark);
+          return stop(run, rscp::kDestOverflow, 16, __LINE__, kOverflow);
+        }
+        acc &= (1u << bits) - 1;
+      }
+    }
+    if (bits >= 6 && p == src_end) {
+      sink.Reset(mark);
+      return stop(run, rscp::kSourceExhausted, 17, __LINE__, kExhausted);
+    }
+    if (!sink.EndRun()) {
+      sink.Reset(mark);
+      return stop(run, rscp::kDestOverflow, 18, __LINE__, kOverflow);
+    }
+    // The padding of the last digit must be zero and shorter than one digit.
+    if (bits >= 6 || acc != 0) return stop(p, rscp::kInvalidInput, 19, __LINE__, kInvalid);
+    if (p < src_end && *p == '-') ++p;
+    s = p;
+  }
+  *src = s;
+  *dst = sink.Dst();
+  return 0;
+}
+
+}  // namespace
+
+int U2nToUtf7n(const ZUL_UTF16 **src, const ZUL_UTF16 *src_end, ZUL_RAW **dst, ZUL_RAW *dst_end,
+               int option, int) noexcept {
+  return Encode(src, src_end, dst, dst_end, option, [](const ZUL_UTF16 *s, uint32_t *units) {
+    units[0] = zulu16::U16Native::Load(s);
+    return 1;
+  });
+}
+
+int U4nToUtf7n(const uint32_t **src, const uint32_t *src_end, ZUL_RAW **dst, ZUL_RAW *dst_end,
+               int option, int) noexcept {
+  return Encode(src, src_end, dst, dst_end, option, [](const uint32_t *s, uint32_t *units) {
+    uint32_t c = zulu16::U32Native::Load(s);
+    if (c <= 0xFFFF) {
+      units[0] = c;
+      return 1;
+    }
+    if (c > 0x10FFFF) return 0;
+    units[0] = 0xD800 + ((c - 0x10000) >> 10);
+    units[1] = 0xDC00 + ((c - 0x10000) & 0x3FF);
+    return 2;
+  });
+}
+
+int Utf7nToU2n(const ZUL_RAW **src, const ZUL_RAW *src_end, ZUL_UTF16 **dst,
+               ZUL_UTF16 *dst_end) noexcept {
+  return Decode(src, src_end, dst, U2Sink(*dst, dst_end));
+}
+
+int Utf7aToU4a(const ZUL_RAW **src, const ZUL_RAW *src_end, uint32_t **dst,
+               uint32_t *dst_end) noexcept {
+  return Decode(src, src_end, dst, U4Sink(*dst, dst_end));
+}
