@@ -263,10 +263,11 @@ ZUL_API ZUL_RAW *UcsToUtf8sVola(const ZUL_UTF16 *src) ZUL_NOTHROW;
  * more room continues. U4nToUtf7n writes values above 0xFFFF as surrogate pairs and refuses values
  * above 0x10FFFF with class 2048 ("Cannot convert 32 Bit to UTF-7").
  *
- * The decoders take any 7-bit byte outside a run as itself and "+-" as '+'. A run that doesn't fit
- * the destination, or that the source end cuts inside a unit (class 512), is given back whole:
- * both pointers stand at its '+'. Bytes from 0x80, a '+' followed by neither a Base64 digit nor
- * '-', and a run whose last digit carries non-zero or too many pad bits answer class 2048.
+ * The decoders take any 7-bit byte outside a run as itself and "+-" as '+'. Bytes from 0x80, a '+'
+ * followed by neither a Base64 digit nor '-', and a run whose last digit carries non-zero or too
+ * many pad bits answer class 2048; a run that the source end cuts inside a unit answers 512. A run
+ * that fails, or doesn't fit the destination, is given back whole: both pointers stand at its '+',
+ * so what stands before them decodes alone.
  * Utf7aToU4a joins a surrogate pair inside one run into one value. An empty source answers 0. */
 ZUL_API int U2nToUtf7n(const ZUL_UTF16 **src, const ZUL_UTF16 *src_end, ZUL_RAW **dst,
                        ZUL_RAW *dst_end, int option, int flags) ZUL_NOTHROW;

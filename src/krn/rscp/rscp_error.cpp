@@ -111,7 +111,8 @@ int rscpe__error(int code, int err_class, int key, const ZUL_UTF16 *module, int 
                  int line, const ZUL_UTF16 *text, const ZUL_UTF16 *p1, const ZUL_UTF16 *p2,
                  const ZUL_UTF16 *p3, const ZUL_UTF16 *p4, const ZUL_UTF16 *p5) noexcept {
   int saved_errno = errno;
-  ++rscpe_callcnt;
+  // A relaxed atomic add: the counter stays a plain exported long, but threads don't lose counts.
+  long callcnt = __atomic_add_fetch(&rscpe_callcnt, 1, __ATOMIC_RELAXED);
   RSCPE_RECORD *record = ThreadRecord();
   int slot = 0;
   if (record->append != 0) {
@@ -136,7 +137,7 @@ int rscpe__error(int code, int err_class, int key, const ZUL_UTF16 *module, int 
   level.location = location;
   level.line = line;
   level.code = code;
-  level.callcnt = rscpe_callcnt;
+  level.callcnt = callcnt;
   const ZUL_UTF16 *params[RSCPE_PARAMS] = {p1, p2, p3, p4, p5};
   for (int i = 0; i < RSCPE_PARAMS; ++i)
     rscp::rscpuc_strfcpy(level.params[i], params[i], RSCPE_PARAM_UNITS);

@@ -236,8 +236,9 @@ class U4Sink {
 };
 
 // Decodes UTF-7. Outside a run every 7-bit byte but '+' stands for itself. A run that the
-// destination can't take whole is given back: both pointers return to its '+', so that a call
-// with more room decodes it from the start.
+// destination can't take whole, that the source cuts, or whose padding is wrong is given back:
+// both pointers return to its '+', so that what stands before them decodes alone, and a call with
+// more room or more source decodes the run from the start.
 template <class Sink, class Unit>
 int Decode(const ZUL_RAW **src, const ZUL_RAW *src_end, Unit **dst, Sink sink) {
   const ZUL_RAW *s = *src;
@@ -283,12 +284,15 @@ int Decode(const ZUL_RAW **src, const ZUL_RAW *src_end, Unit **dst, Sink sink) {
       sink.Reset(mark);
       return stop(run, rscp::kSourceExhausted, 17, __LINE__, kExhausted);
     }
+    // The padding of the last digit must be zero and shorter than one digit.
+    if (bits >= 6 || acc != 0) {
+      sink.Reset(mark);
+      return stop(run, rscp::kInvalidInput, 19, __LINE__, kInvalid);
+    }
     if (!sink.EndRun()) {
       sink.Reset(mark);
       return stop(run, rscp::kDestOverflow, 18, __LINE__, kOverflow);
     }
-    // The padding of the last digit must be zero and shorter than one digit.
-    if (bits >= 6 || acc != 0) return stop(p, rscp::kInvalidInput, 19, __LINE__, kInvalid);
     if (p < src_end && *p == '-') ++p;
     s = p;
   }
