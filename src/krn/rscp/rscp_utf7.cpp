@@ -79,10 +79,11 @@ class Encoder {
   }
 
   // Puts one character of n (1 or 2) units into a run; false when the room doesn't allow it,
-  // closing what is open first, as the next call will open a run with '+'.
-  bool PutShifted(const uint32_t *units, int n) {
+  // closing what is open first, as the next call will open a run with '+'. Room for a closing
+  // '-' is kept unless the character is the source's last, after which the run closes without.
+  bool PutShifted(const uint32_t *units, int n, bool last) {
     int total = bits_ + 16 * n;
-    long need = (in_run_ ? 0 : 1) + total / 6 + (total % 6 > 0 ? 1 : 0) + 1;
+    long need = (in_run_ ? 0 : 1) + total / 6 + (total % 6 > 0 ? 1 : 0) + (last ? 0 : 1);
     if (end_ - d_ < need) {
       Close(true);
       return false;
@@ -158,7 +159,7 @@ int Encode(const Unit **src, const Unit *src_end, ZUL_RAW **dst, ZUL_RAW *dst_en
     else if (n == 1 && e.Direct(units[0]))
       ok = e.PutDirect(units[0]);
     else
-      ok = e.PutShifted(units, n);
+      ok = e.PutShifted(units, n, s + 1 == src_end);
     if (!ok) {
       *src = s;
       *dst = e.Dst();

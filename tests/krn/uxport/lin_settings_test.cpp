@@ -102,7 +102,9 @@ TEST(LinCheckMemorySettings, KernelValuesThroughTheCommand) {
   for (const auto &c : cases) {
     unsigned long v = 0;
     EXPECT_EQ(uxport::ParseUnsigned(c.text, &v), c.ok) << c.text;
-    if (c.ok) EXPECT_EQ(v, c.value);
+    if (c.ok) {
+      EXPECT_EQ(v, c.value);
+    }
   }
   if (access("/sbin/sysctl", X_OK) != 0 && access("/usr/sbin/sysctl", X_OK) != 0)
     GTEST_SKIP() << "no sysctl";
@@ -222,7 +224,9 @@ TEST(LinSetProcessPrio, WordsNumbersAndRefusals) {
   for (const auto &c : cases) {
     int v = 99;
     EXPECT_EQ(uxport::ParsePriority(c.text, &v), c.ok) << c.text;
-    if (c.ok) EXPECT_EQ(v, c.value) << c.text;
+    if (c.ok) {
+      EXPECT_EQ(v, c.value) << c.text;
+    }
   }
   // An unprivileged child: raising the nice value works, lowering it is refused.
   ChildResult child = RunWithStderrPipe([] {
