@@ -8,6 +8,7 @@
 // The encoder keeps room for closing its run at all times, so that when the destination fills it
 // can close the run and stop before the character that didn't fit: the bytes written then decode
 // to exactly the source consumed, and a further call resumes the text.
+#include <cstddef>
 #include <cstdint>
 
 #include "i18n/zulu16/u16_conv_units.h"
@@ -44,6 +45,31 @@ constexpr Tables MakeTables() {
 }
 
 constexpr Tables kTables = MakeTables();
+
+// What the encoder does with a 16-bit value, by value (128 for all above 127), for each choice of
+// the direct set: 0 it goes into a run; otherwise kDirectChar, or kPlus for '+', with
+// kDashAfterRun where a run before it must close with '-'.
+constexpr uint8_t kDirectChar = 1, kPlus = 2, kDashAfterRun = 4;
+struct Kinds {
+  uint8_t plain[129] = {};
+  uint8_t optional[129] = {};
+};
+
+constexpr Kinds MakeKinds() {
+  Kinds k;
+  for (int c = 0; c < 128; ++c) {
+    uint8_t dash = (kTables.cls[c] & kIsBase64) != 0 || c == '-' ? kDashAfterRun : 0;
+    if (c == '+') {
+      k.plain[c] = k.optional[c] = kPlus | kDashAfterRun;
+      continue;
+    }
+    if (kTables.cls[c] & kIsDirect) k.plain[c] = kDirectChar | dash;
+    if (kTables.cls[c] & (kIsDirect | kIsOptional)) k.optional[c] = kDirectChar | dash;
+  }
+  return k;
+}
+
+constexpr Kinds kKinds = MakeKinds();
 
 bool IsBase64(uint32_t b) { return b < 128 && (kTables.cls[b] & kIsBase64) != 0; }
 
@@ -104,6 +130,96 @@ class Encoder {
     return true;
   }
 
+  // The ordinary path, with no room test per character while at least 10 bytes are left (the most
+  // one 16-bit character takes: closing a run, "+-", or '+', 3 digits and the room kept for
+  // closing). Answers where it stopped: at the end, where room runs short, or at a value above
+  // 0xFFFF, which takes the careful path. The state lives in locals meanwhile: byte stores could
+  // alias the members, and would force the compiler to reload them per character.
+  template <class Unit, class RawFn>
+  const Unit *Fast(const Unit *s, const Unit *end, RawFn raw) {
+    ZUL_RAW *d = d_;
+    uint32_t acc = acc_;
+    int bits = bits_;
+    bool in_run = in_run_;
+    const uint8_t *kind = direct_mask_ == kIsDirect ? kKinds.plain : kKinds.optional;
+    for (;;) {
+      // A character writes at most 4 bytes: the loop runs to a bound that needs no room test.
+      ptrdiff_t room = (end_ - d - 10) / 4 + 1;
+      if (room <= 0 || s >= end) break;
+      const Unit *bound = end - s > room ? s + room : end;
+      for (; s < bound; ++s) {
+        if (!in_run) {
+          // Outside a run most characters are direct: a loop of its own, with one test each. A
+          // single unit between two direct characters (a blank between words, mostly) is a run of
+          // its own, written whole, so that the loop goes on.
+          uint32_t c = raw(s);
+          for (;;) {
+            if (c < 128 && (kind[c] & kDirectChar) != 0) {
+              *d++ = static_cast<ZUL_RAW>(c);
+              if (++s == bound) goto next_bound;
+              c = raw(s);
+              continue;
+            }
+            if (c == '+' || c > 0xFFFF || s + 1 == bound) break;
+            uint32_t n = raw(s + 1);
+            if (n >= 128 || (kind[n] & kDirectChar) == 0) break;
+            uint32_t v = c << 2;  // 16 bits and 2 of padding: three digits
+            d[0] = '+';
+            d[1] = static_cast<ZUL_RAW>(kBase64[v >> 12]);
+            d[2] = static_cast<ZUL_RAW>(kBase64[(v >> 6) & 63]);
+            d[3] = static_cast<ZUL_RAW>(kBase64[v & 63]);
+            d[4] = '-';
+            d += 4 + ((kind[n] & kDashAfterRun) != 0 ? 1 : 0);
+            *d++ = static_cast<ZUL_RAW>(n);
+            s += 2;
+            if (s == bound) goto next_bound;
+            c = raw(s);
+          }
+        }
+        uint32_t c = raw(s);
+        uint8_t k = kind[c < 128 ? c : 128];
+        if (k != 0) {  // direct, or '+'
+          if (in_run) {
+            if (bits > 0) *d++ = static_cast<ZUL_RAW>(kBase64[(acc << (6 - bits)) & 63]);
+            if (k & kDashAfterRun) *d++ = '-';
+            in_run = false;
+            bits = 0;
+            acc = 0;
+          }
+          *d++ = static_cast<ZUL_RAW>(c);
+          if (k & kPlus) *d++ = '-';
+          continue;
+        }
+        if (c > 0xFFFF) goto out;
+        if (!in_run) {
+          *d++ = '+';
+          in_run = true;
+        }
+        {
+          // 16 new bits on 0, 2 or 4 pending make 2, 3 or 3 digits: all three are written, as
+          // the room allows it, and the pointer moves by the count, without a branch per digit.
+          acc = (acc << 16) | c;
+          bits += 16;
+          uint64_t wide = static_cast<uint64_t>(acc) << 6;
+          d[0] = static_cast<ZUL_RAW>(kBase64[(wide >> bits) & 63]);
+          d[1] = static_cast<ZUL_RAW>(kBase64[(wide >> (bits - 6)) & 63]);
+          d[2] = static_cast<ZUL_RAW>(kBase64[(wide >> (bits - 12)) & 63]);
+          int digits = bits >= 18 ? 3 : 2;
+          d += digits;
+          bits -= 6 * digits;
+          acc &= (1u << bits) - 1;
+        }
+      }
+    next_bound:;
+    }
+  out:
+    d_ = d;
+    acc_ = acc;
+    bits_ = bits;
+    in_run_ = in_run;
+    return s;
+  }
+
   // Puts a direct character, closing an open run before it.
   bool PutDirect(uint32_t c) {
     bool dash = IsBase64(c) || c == '-';
@@ -137,14 +253,16 @@ class Encoder {
   uint32_t acc_ = 0;  // the pending bits in its low end
 };
 
-// Encodes characters read by Next(pointer, units) -> count of units (1 or 2), or 0 for a value
-// beyond UTF-16.
-template <class Unit, class NextFn>
+// Encodes characters read by next(pointer, units) -> count of units (1 or 2), or 0 for a value
+// beyond UTF-16; raw(pointer) reads the plain value for the ordinary path.
+template <class Unit, class NextFn, class RawFn>
 int Encode(const Unit **src, const Unit *src_end, ZUL_RAW **dst, ZUL_RAW *dst_end, int option,
-           NextFn next) {
+           NextFn next, RawFn raw) {
   const Unit *s = *src;
   Encoder e(*dst, dst_end, option);
   while (s < src_end) {
+    s = e.Fast(s, src_end, raw);
+    if (s == src_end) break;
     uint32_t units[2];
     int n = next(s, units);
     bool ok;
@@ -309,7 +427,7 @@ int U2nToUtf7n(const ZUL_UTF16 **src, const ZUL_UTF16 *src_end, ZUL_RAW **dst, Z
   return Encode(src, src_end, dst, dst_end, option, [](const ZUL_UTF16 *s, uint32_t *units) {
     units[0] = zulu16::U16Native::Load(s);
     return 1;
-  });
+  }, [](const ZUL_UTF16 *s) { return zulu16::U16Native::Load(s); });
 }
 
 int U4nToUtf7n(const uint32_t **src, const uint32_t *src_end, ZUL_RAW **dst, ZUL_RAW *dst_end,
@@ -324,7 +442,7 @@ int U4nToUtf7n(const uint32_t **src, const uint32_t *src_end, ZUL_RAW **dst, ZUL
     units[0] = 0xD800 + ((c - 0x10000) >> 10);
     units[1] = 0xDC00 + ((c - 0x10000) & 0x3FF);
     return 2;
-  });
+  }, [](const uint32_t *s) { return zulu16::U32Native::Load(s); });
 }
 
 int Utf7nToU2n(const ZUL_RAW **src, const ZUL_RAW *src_end, ZUL_UTF16 **dst,
