@@ -11,19 +11,10 @@
 
 namespace u16_sys_xdr_test {
 
-// glibc's memory stream, a compatibility symbol like xdr_string: looked up the same way.
-using XdrMemCreate = void (*)(void *xdrs, char *addr, unsigned int size, int op);
-
-XdrMemCreate MemCreate() {
-  void *libc = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);
-  if (libc == nullptr) return nullptr;
-  void *f = dlvsym(libc, "xdrmem_create", "GLIBC_2.2.5");
-  dlclose(libc);
-  return reinterpret_cast<XdrMemCreate>(f);
-}
-
 TEST(XdrStringU16, EncodesUtf8AndDecodesBack) {
-  XdrMemCreate create = MemCreate();
+  // glibc's memory stream, a compatibility symbol like xdr_string: looked up the same way.
+  auto create = reinterpret_cast<void (*)(void *, char *, unsigned int, int)>(
+      dlvsym(RTLD_DEFAULT, "xdrmem_create", "GLIBC_2.2.5"));
   if (create == nullptr) GTEST_SKIP() << "no XDR memory streams in this C library";
   alignas(16) unsigned char xdrs[256];
   char wire[64] = {};
