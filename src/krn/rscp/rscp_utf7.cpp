@@ -130,11 +130,11 @@ class Encoder {
     return true;
   }
 
-  // The ordinary path, with no room test per character while at least 10 bytes are left (the most
-  // one 16-bit character takes: closing a run, "+-", or '+', 3 digits and the room kept for
-  // closing). Answers where it stopped: at the end, where room runs short, or at a value above
-  // 0xFFFF, which takes the careful path. The state lives in locals meanwhile: byte stores could
-  // alias the members, and would force the compiler to reload them per character.
+  // The ordinary path, with no room test per character: it runs to a bound of characters that
+  // the room holds at 4 bytes each (the most one 16-bit character takes), keeping 10 bytes over
+  // for closing the run. Answers where it stopped: at the end, where room runs short, or at a
+  // value above 0xFFFF, which takes the careful path. The state lives in locals meanwhile: byte
+  // stores could alias the members, and would force the compiler to reload them per character.
   template <class Unit, class RawFn>
   const Unit *Fast(const Unit *s, const Unit *end, RawFn raw) {
     ZUL_RAW *d = d_;
