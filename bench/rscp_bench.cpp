@@ -17,7 +17,7 @@ std::atomic<long> allocations{0};
 
 // Two kinds of mixed text, 64 KiB of UTF-16 each. Prose: blanks, punctuation, Latin-1 and CJK;
 // every blank opens a run of its own, as blanks are not sent directly. Names: paths and file
-// names with Latin-1 and CJK parts, and no blanks.
+// names with Latin-1 and CJK in them, and no blanks.
 std::u16string Repeat(const std::u16string &pattern) {
   std::u16string text;
   while (text.size() + pattern.size() <= 32 * 1024) text += pattern;
