@@ -250,4 +250,84 @@ ZUL_API char *UcsToE8sVola(const ZUL_UTF16 *src) ZUL_NOTHROW;
 ZUL_API ZUL_UTF16 *Utf8sToUcsVola(const ZUL_RAW *src) ZUL_NOTHROW;
 ZUL_API ZUL_RAW *UcsToUtf8sVola(const ZUL_UTF16 *src) ZUL_NOTHROW;
 
+
+/* ---- UTF-7 ----
+ * Direct characters are the letters, the digits and "'(),-./:?"; with option non-zero the optional
+ * set "!\"#$%&*;<=>@[]^_`{|}" goes directly too. Everything else, blank, tab and line ends
+ * included, goes into a shifted run that '+' opens; '+' itself is written "+-". A run is closed
+ * with '-' only when the next byte is a Base64 digit or '-'; at the source's end it is closed
+ * without one. flags is reserved: pass 0.
+ *
+ * When the destination is full (class 32) the encoder closes its run and stops before the
+ * character that didn't fit: what it wrote decodes to exactly the source consumed, and a call with
+ * more room continues. U4nToUtf7n writes values above 0xFFFF as surrogate pairs and refuses values
+ * above 0x10FFFF with class 2048 ("Cannot convert 32 Bit to UTF-7").
+ *
+ * The decoders take any 7-bit byte outside a run as itself and "+-" as '+'. Bytes from 0x80, a '+'
+ * followed by neither a Base64 digit nor '-', and a run whose last digit carries non-zero or too
+ * many pad bits answer class 2048; a run that the source end cuts inside a unit answers 512. A run
+ * that fails, or doesn't fit the destination, is given back whole: both pointers stand at its '+',
+ * so what stands before them decodes alone.
+ * Utf7aToU4a joins a surrogate pair inside one run into one value. An empty source answers 0. */
+ZUL_API int U2nToUtf7n(const ZUL_UTF16 **src, const ZUL_UTF16 *src_end, ZUL_RAW **dst,
+                       ZUL_RAW *dst_end, int option, int flags) ZUL_NOTHROW;
+ZUL_API int U4nToUtf7n(const uint32_t **src, const uint32_t *src_end, ZUL_RAW **dst,
+                       ZUL_RAW *dst_end, int option, int flags) ZUL_NOTHROW;
+ZUL_API int Utf7nToU2n(const ZUL_RAW **src, const ZUL_RAW *src_end, ZUL_UTF16 **dst,
+                       ZUL_UTF16 *dst_end) ZUL_NOTHROW;
+ZUL_API int Utf7aToU4a(const ZUL_RAW **src, const ZUL_RAW *src_end, uint32_t **dst,
+                       uint32_t *dst_end) ZUL_NOTHROW;
+
+/* ---- Short helpers ---- */
+
+/* Units before the terminator; Utf16sLen counts a surrogate pair as one character. */
+ZUL_API size_t UcsLen(const ZUL_UTF16 *s) ZUL_NOTHROW;
+ZUL_API size_t U2sLen(const ZUL_UTF16 *s) ZUL_NOTHROW;
+ZUL_API size_t U4sLen(const uint32_t *s) ZUL_NOTHROW;
+ZUL_API size_t Utf16sLen(const ZUL_UTF16 *s) ZUL_NOTHROW;
+/* Copy with the terminator and answer dst. */
+ZUL_API ZUL_UTF16 *U2sCpy(ZUL_UTF16 *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API uint32_t *U4sCpy(uint32_t *dst, const uint32_t *src) ZUL_NOTHROW;
+/* Without a length limit: units below 256 become their byte, others '#'; bytes widen. */
+ZUL_API char *UcsToB8sNolim(char *dst, const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 *B8sToUcsNolim(ZUL_UTF16 *dst, const char *src) ZUL_NOTHROW;
+/* One unit or byte: U2ToA7 as UcToA7 (counting), Utf8ToA7 a byte below 128 as it is and '#'
+ * otherwise, E8ToU2 and U2ToE8 as E8ToUc and UcToE8. */
+ZUL_API char U2ToA7(ZUL_UTF16 unit) ZUL_NOTHROW;
+ZUL_API char Utf8ToA7(ZUL_RAW byte) ZUL_NOTHROW;
+ZUL_API ZUL_UTF16 E8ToU2(char byte) ZUL_NOTHROW;
+ZUL_API char U2ToE8(ZUL_UTF16 unit) ZUL_NOTHROW;
+
+/* Aliases of the Fast forms above, with the same arguments and answers. */
+ZUL_API int Utf8sToUcs(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out,
+                       const ZUL_RAW *src) ZUL_NOTHROW;
+ZUL_API int UcsToUtf8s(ZUL_RAW *dst, size_t dst_size, size_t *length_out,
+                       const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API int Utf8sToUcsOverlap(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out,
+                              const ZUL_RAW *src) ZUL_NOTHROW;
+ZUL_API int UcsToUtf8sOverlap(ZUL_RAW *dst, size_t dst_size, size_t *length_out,
+                              const ZUL_UTF16 *src) ZUL_NOTHROW;
+ZUL_API int Utf8nToUcnOverlap_2(ZUL_UTF16 *dst, size_t dst_units, size_t *length_out,
+                                const ZUL_RAW *src, size_t src_bytes) ZUL_NOTHROW;
+ZUL_API int UcnToUtf8nOverlap_2(ZUL_RAW *dst, size_t dst_size, size_t *length_out,
+                                const ZUL_UTF16 *src, size_t src_units) ZUL_NOTHROW;
+ZUL_API int Utf8nToUcnCP(int cp, ZUL_UTF16 **dst, ZUL_UTF16 *dst_end, const ZUL_RAW **src,
+                         const ZUL_RAW *src_end) ZUL_NOTHROW;
+ZUL_API int UcnToUtf8nCP(int cp, ZUL_RAW **dst, ZUL_RAW *dst_end, const ZUL_UTF16 **src,
+                         const ZUL_UTF16 *src_end) ZUL_NOTHROW;
+ZUL_API int Utf8nToUcnCP_4(int cp, ZUL_UTF16 **dst, ZUL_UTF16 *dst_end, const ZUL_RAW **src,
+                           const ZUL_RAW *src_end) ZUL_NOTHROW;
+ZUL_API int UcnToUtf8nCP_4(int cp, ZUL_RAW **dst, ZUL_RAW *dst_end, const ZUL_UTF16 **src,
+                           const ZUL_UTF16 *src_end) ZUL_NOTHROW;
+
+/* ---- Identification ---- */
+
+/* The code page numbers of UTF-16, four digits each: "41034102410341104103". */
+ZUL_API const char *rscpg_utf16_cc(void) ZUL_NOTHROW;
+/* Writes the library's version block, lines "FileVersion: ", "ProductVersion: ", "SpecialBuild: "
+ * and "Platform: " each with its value, into buffer (cut and terminated when size is too small;
+ * buffer may be null when size is 0) and answers the block's length: a result of at least size
+ * tells the room needed. */
+ZUL_API int GetZULFileVersion(char *buffer, size_t size) ZUL_NOTHROW;
+
 #endif /* ZUL_U16CONV_H */

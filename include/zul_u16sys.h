@@ -220,6 +220,14 @@ ZUL_API int unameU(struct utsnameU16 *buffer) ZUL_NOTHROW;
 ZUL_API int rexecU16(ZUL_UTF16 **ahost, int port, const ZUL_UTF16 *cname, const ZUL_UTF16 *cpass,
                      const ZUL_UTF16 *ccmd, int *fd2p) ZUL_NOTHROW;
 
+/* The XDR string filter on 16-bit text; xdrs is the caller's XDR stream. Encoding sends *sp as
+ * UTF-8; decoding receives a UTF-8 string and stores it as 16-bit text in *sp, allocating it with
+ * malloc when *sp is null (otherwise *sp must hold maxsize + 1 units); freeing frees *sp and sets
+ * it to null. maxsize bounds the string's length in bytes of UTF-8. The C library's xdr_string is
+ * looked up at first use (or libtirpc's, loaded then); when neither is found, or on a null
+ * argument, the answer is 0 (FALSE), otherwise that of xdr_string. */
+ZUL_API int xdr_stringU16(void *xdrs, ZUL_UTF16 **sp, unsigned int maxsize) ZUL_NOTHROW;
+
 /* Lookups. Each answers the calling thread's record of its kind, filled with converted copies,
  * or null (errno or h_errno set as by the C library). Lists end with a null pointer and hold at
  * most MAX_GRMEMBERS, MAX_ALIASES or MAX_ADDRESSES entries; longer lists are cut and reported. */
@@ -344,6 +352,7 @@ ZUL_API ZUL_UTF16 *dirnameU(const ZUL_UTF16 *cpath) ZUL_NOTHROW;
 ZUL_API int gethostnameU(ZUL_UTF16 *name, size_t size) ZUL_NOTHROW;
 ZUL_API ZUL_UTF16 *setlocaleU(int category, const ZUL_UTF16 *clocale) ZUL_NOTHROW;
 ZUL_API ZUL_UTF16 *getpassU(const ZUL_UTF16 *cprompt) ZUL_NOTHROW;
+ZUL_API int xdr_stringU(void *xdrs, ZUL_UTF16 **sp, unsigned int maxsize) ZUL_NOTHROW;
 ZUL_API int rexecU(ZUL_UTF16 **ahost, int port, const ZUL_UTF16 *cname, const ZUL_UTF16 *cpass,
                    const ZUL_UTF16 *ccmd, int *fd2p) ZUL_NOTHROW;
 ZUL_API struct passwdU16 *getpwuidU(uid_t uid) ZUL_NOTHROW;
