@@ -189,9 +189,10 @@ int ReadFile(NIACLIMPL *acl, const ZUL_UTF16 *pFile, int hdl) {
   std::vector<ZUL_UTF16> text;
   long got = 0;
   int err = 0;
+  if (S_ISDIR(st.st_mode)) err = EISDIR;
   try {
     std::vector<unsigned char> bytes(static_cast<size_t>(size) + 1);
-    while (got < size) {
+    while (got < size && err == 0) {
       ssize_t n = read(fd, bytes.data() + got, static_cast<size_t>(size - got));
       if (n < 0 && errno == EINTR) continue;
       if (n <= 0) {
