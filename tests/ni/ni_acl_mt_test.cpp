@@ -28,6 +28,7 @@ int MtClient(uint16_t port) {
 class NiAclMt : public ::testing::Test {
  protected:
   void SetUp() override {
+    ASSERT_EQ(ThrProcInit(), 0);  // the layer's mutexes lock only in a threaded process
     ASSERT_EQ(NiInit3(256), ZUL_O_K);
     ASSERT_EQ(NiServerHandleForAddr(&NI_ADDR_LOCAL_I4_INIT, &port_, &lis_), ZUL_O_K);
   }
