@@ -596,7 +596,8 @@ ZUL_API int NiWait(int milliSec) ZUL_NOTHROW;
  * over a list that loaded well answers NIEACL_KEPT_OLD and the old list goes on deciding; without
  * such a list the new one stays in force with the rules read before the failing line (none:
  * everyone is refused) and its code in NiAclGetStatus. A peer that no rule matches is refused. */
-ZUL_API int NiAclCreate(int hdl, const ZUL_UTF16 *pAclString, const ZUL_UTF16 *pAclFile) ZUL_NOTHROW;
+ZUL_API int NiAclCreate(int hdl, const ZUL_UTF16 *pAclString,
+                        const ZUL_UTF16 *pAclFile) ZUL_NOTHROW;
 ZUL_API int NiAclDelete(int hdl) ZUL_NOTHROW;
 /* The load result of the list in force. */
 ZUL_API int NiAclGetStatus(int hdl) ZUL_NOTHROW;
@@ -654,8 +655,7 @@ ZUL_API int NiTcCheck(void) ZUL_NOTHROW;
 /* pMask null: all ones. NIETOO_SMALL past 5 entries. */
 ZUL_API int NiSetTraceForPeer(const NI_NODEADDR *pPeerAddr, const NI_NODEADDR *pMask) ZUL_NOTHROW;
 /* Removes every entry that the address covers under the mask; NIEINVAL for an empty table. */
-ZUL_API int NiClearTraceForPeer(const NI_NODEADDR *pPeerAddr,
-                                const NI_NODEADDR *pMask) ZUL_NOTHROW;
+ZUL_API int NiClearTraceForPeer(const NI_NODEADDR *pPeerAddr, const NI_NODEADDR *pMask) ZUL_NOTHROW;
 ZUL_API int NiGetTraceForPeerList(NI_NODEADDR *pPeerAddrList, NI_NODEADDR *pPeerAddrMaskList,
                                   int maxEntries, int *pFound) ZUL_NOTHROW;
 

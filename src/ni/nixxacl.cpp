@@ -62,7 +62,9 @@ std::string AddrMaskText(const NI_NODEADDR &a, const NI_NODEADDR &m) {
   return out;
 }
 
-const char *StateText(uint8_t state) { return state == kPermit ? NI_ACL_PERMIT_STR : NI_ACL_DENY_STR; }
+const char *StateText(uint8_t state) {
+  return state == kPermit ? NI_ACL_PERMIT_STR : NI_ACL_DENY_STR;
+}
 
 // Adds a rule to the list, under the lock when one is given.
 int AppendRule(NIACLIMPL *acl, const NI_ACL_RULE &rule, THR_MTX *lock) {
@@ -419,10 +421,10 @@ int NiAclDump(int hdl, FILE ** /*ppTrcFile*/, ZUL_UTF16 *pBuffer, int bufferLen)
   for (uint32_t i = 0; list != nullptr && i < list->mRuleCount; ++i) {
     const NI_ACL_RULE &r = list->mRules[i];
     char line[200];
-    int n = std::snprintf(line, sizeof line, "%d: %s %s (count=%d,line %d)\n",
-                          static_cast<int>(i + 1), StateText(r.mState),
-                          AddrMaskText(r.addr, r.mask).c_str(), static_cast<int>(r.mCount),
-                          static_cast<int>(r.mLine));
+    int n =
+        std::snprintf(line, sizeof line, "%d: %s %s (count=%d,line %d)\n", static_cast<int>(i + 1),
+                      StateText(r.mState), AddrMaskText(r.addr, r.mask).c_str(),
+                      static_cast<int>(r.mCount), static_cast<int>(r.mLine));
     DPTRC_A7(2, tf, "%s", line);
     if (pBuffer == nullptr) continue;
     // Each line needs room for itself, and the last one also for the truncation mark.

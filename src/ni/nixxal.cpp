@@ -184,8 +184,7 @@ int NiIAlCheckAccept(NITAB *pHdl) noexcept {
       limit = gAl->maxSuspicious;
       break;
     case NI_AL_TYPE_INVADER:
-      DPTRC_A7(1, tf, "%s: connection rejected (invader peer %s)\n", fn,
-               AddrText(e.addr).c_str());
+      DPTRC_A7(1, tf, "%s: connection rejected (invader peer %s)\n", fn, AddrText(e.addr).c_str());
       return NIETIMEOUT;
     default:
       DPTRC_WARN_A7(tf, "%s: unknown type of slot %d (type=%d)\n", fn, i, e.type);
@@ -216,8 +215,8 @@ int NiAlInit(int addrListSize, int maxUnknownConns, int maxFriendlyConns,
     return Refuse(kModAl, __LINE__, NIEINVAL, 1,
                   "%s: parameter invalid (maxUnknownConns > maxFriendlyConns)", fn);
   if (maxFriendlyConns > 0xFFFF)
-    return Refuse(kModAl, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (maxFriendlyConns > 65535)", fn);
+    return Refuse(kModAl, __LINE__, NIEINVAL, 1, "%s: parameter invalid (maxFriendlyConns > 65535)",
+                  fn);
   if (gUseCount <= 0)
     if (int rc = NiInit(); rc != ZUL_O_K) return rc;
   MtxGuard lock(gAcceptListLock);
@@ -227,8 +226,7 @@ int NiAlInit(int addrListSize, int maxUnknownConns, int maxFriendlyConns,
   AlEntry *entries = al != nullptr ? new (std::nothrow) AlEntry[addrListSize]() : nullptr;
   if (entries == nullptr) {
     delete al;
-    return Refuse(kModAl, __LINE__, NIEINTERN, 1, "%s: no memory for %d entries", fn,
-                  addrListSize);
+    return Refuse(kModAl, __LINE__, NIEINTERN, 1, "%s: no memory for %d entries", fn, addrListSize);
   }
   al->entries.reset(entries);
   al->size = addrListSize;
@@ -253,8 +251,7 @@ int NiAlChangeType(int hdl, int newType) noexcept {
   if (int rc = CheckNewType(newType, fn); rc != ZUL_O_K) return rc;
   NITAB *p = CheckHdl(hdl, fn);
   if (p == nullptr) return NIEINVAL;
-  if ((p->mType & 15) == 1 || (p->mType & 15) == 2)
-    return RefuseListener(p, fn);
+  if ((p->mType & 15) == 1 || (p->mType & 15) == 2) return RefuseListener(p, fn);
   MtxGuard lock(gAcceptListLock);
   if (gAl == nullptr) return NotInitialized(fn);
   if (p->con.mInAcceptList == 0) return ZUL_O_K;
@@ -386,8 +383,7 @@ int NiTcDelHdl(int hdl) noexcept {
   if (p == nullptr) return NIEINVAL;
   RecMtxGuard lock(gTcLock);
   if (p->mInTcList == 0)
-    return Refuse(kModAl, __LINE__, NIEINVAL, 2, "%s: hdl %d not in traffic control list", fn,
-                  hdl);
+    return Refuse(kModAl, __LINE__, NIEINVAL, 2, "%s: hdl %d not in traffic control list", fn, hdl);
   TcUnlink(p);
   return ZUL_O_K;
 }
@@ -451,8 +447,8 @@ void NiICheckPeerAddr(NITAB *pHdl, const NI_NODEADDR *pPeerAddr) noexcept {
     NiAddrMaskToStr(&s.addr, &s.mask, text, NI_ADDRMASK_STR_LEN);
     char mask[NI_ADDRMASK_STR_LEN];
     Narrow(text, mask, sizeof mask);
-    DPTRC_A7(1, tf, "%s: peer of hdl %d matches trace mask %s\n", "NiICheckPeerAddr",
-             pHdl->handle, mask);
+    DPTRC_A7(1, tf, "%s: peer of hdl %d matches trace mask %s\n", "NiICheckPeerAddr", pHdl->handle,
+             mask);
     return;
   }
 }

@@ -58,7 +58,8 @@ int CheckDgState(NITAB *p, const char *fn) {
     return Invalid(fn, "pHdl->mType != NI_DG_UNCONNECTED && pHdl->mType != NI_DG_CONNECTED");
   if (p->con.mSocket.family != WantedFamily())
     return Invalid(fn, "pHdl->con.mSocket.family != NI_USE_IP_PROTO");
-  if (p->con.mSocket.type != SI_SOCK_DGRAM) return Invalid(fn, "pHdl->con.mSocket.type != SOCK_DGRAM");
+  if (p->con.mSocket.type != SI_SOCK_DGRAM)
+    return Invalid(fn, "pHdl->con.mSocket.type != SOCK_DGRAM");
   return ZUL_O_K;
 }
 
@@ -100,8 +101,9 @@ int Recv(NITAB *p, NI_NODEADDR *pAddr, uint16_t *pNetPort, void *buf, int len, i
   size_t done = 0;
   bool want = pAddr != nullptr || pNetPort != nullptr || p->mTrace != 0 || ct_level >= 3;
   int sirc;
-  do sirc = SiRecvFrom(&p->con.mSocket, buf, static_cast<size_t>(len), 0, want ? from : nullptr,
-                       want ? 108 : 0, want ? &port : nullptr, &done);
+  do
+    sirc = SiRecvFrom(&p->con.mSocket, buf, static_cast<size_t>(len), 0, want ? from : nullptr,
+                      want ? 108 : 0, want ? &port : nullptr, &done);
   while (sirc == SI_EINTR);
   if (sirc == SI_ETIMEOUT)
     return Refuse(kModDg, __LINE__, NIETIMEOUT, 3, "%s: receive for hdl %d timed out", fn,
@@ -123,7 +125,7 @@ int Recv(NITAB *p, NI_NODEADDR *pAddr, uint16_t *pNetPort, void *buf, int len, i
 
 bool IsMulticast(const NI_NODEADDR &a) {
   if (IsMapped(a)) return (a.addr[12] & 0xF0) == 0xE0;  // 224.0.0.0/4
-  return a.addr[0] == 0xFF;                              // ff00::/8
+  return a.addr[0] == 0xFF;                             // ff00::/8
 }
 
 std::string AddrText(const NI_NODEADDR &a) {
@@ -155,9 +157,9 @@ int GroupAdm(int hdl, const NI_NODEADDR *pMc, const NI_NODEADDR *pIf, bool join)
   } else {
     int32_t index = 0;
     SI_OPTVAL v{group, 16, &index, 4};
-    rc = NiISetSockOpt(p, SI_IPPROTO_IPV6, join ? SI_IPV6_ADD_MEMBERSHIP : SI_IPV6_DROP_MEMBERSHIP,
-                       &v,
-                       join ? "IPPROTO_IPV6-IPV6_ADD_MEMBERSHIP" : "IPPROTO_IPV6-IPV6_DROP_MEMBERSHIP");
+    rc = NiISetSockOpt(
+        p, SI_IPPROTO_IPV6, join ? SI_IPV6_ADD_MEMBERSHIP : SI_IPV6_DROP_MEMBERSHIP, &v,
+        join ? "IPPROTO_IPV6-IPV6_ADD_MEMBERSHIP" : "IPPROTO_IPV6-IPV6_DROP_MEMBERSHIP");
   }
   if (rc != ZUL_O_K)
     DPTRC_A7(1, tf, "%s: failed to %s %s on interface %s\n", fn, join ? "join" : "leave",

@@ -103,17 +103,14 @@ TEST_F(NiAcl, LoadsAndTheirAnswers) {
       {"permit 1.2.3.4\npermit 5.6.7.8\nallow 10.1.2.3\npermit 10.1.2.3", NIEINVAL,
        "NiIAclAppendRule: unexpected permission 'allow' in line 3.", "-++"},
       {"# only\n#comments\n", NIEINVAL, "NiIAclParseString: empty ACL applied to hdl", "---"},
-      {"", NIEINVAL, "empty ACL", "---"},
-      {"permit", NIEINVAL, "NiIAclAppendRule: missing token 'addr/mask' in 'permit' line 1.", "---"},
+      {"permit", NIEINVAL, "NiIAclAppendRule: missing token 'addr/mask' in 'permit' line 1.",
+       "---"},
       {"\t", NIEINVAL, "NiIAclAppendRule: missing token 'permit|deny' in '\t' line 1.", "---"},
       {"permit 10.*.*.*/8", NIEINVAL,
        "NiIAclAppendRule: invalid address/mask  '10.*.*.*/8' in line 1.", "---"},
-      {"permit 1::2::3", NIEINVAL, "invalid address/mask  '1::2::3'", "---"},
-      {"permit 300/8", NIEINVAL, "invalid address/mask  '300/8'", "---"},
       {"permit 1.2.3.4 4", NIEINVAL,
        "NiIAclAppendRule: invald tracelevel '4' (min=1, max=3) in 'permit 1.2.3.4 4' line 1.",
        "---"},
-      {"permit 1.2.3.4 0", NIEINVAL, "invald tracelevel '0'", "---"},
       {"permit 1.2.3.4 x", NIEINVAL, "invald tracelevel 'x'", "---"},
       {longLine, 0, "", "-+-"},
       {many, NIEINTERN, "appendRule: ACL overflow, rule = 257, max size = 256", "---"},
@@ -309,8 +306,9 @@ TEST_F(NiAcl, TrafficControl) {
     const char *detail;
   } rows[] = {
       {0, 1, TcNothing, h, "NiITcCheckParam: invalid TC checktime '0'"},
-      {10, 0, TcNothing, h, "NiITcCheckParam: invalid TC thresholds\ninOctets = '0', outOctets = "
-                            "'0'\ninMsgs = '0', outMsgs = '0'"},
+      {10, 0, TcNothing, h,
+       "NiITcCheckParam: invalid TC thresholds\ninOctets = '0', outOctets = "
+       "'0'\ninMsgs = '0', outMsgs = '0'"},
       {10, 1, nullptr, h, "NiITcCheckParam: invalid TC callback"},
       {10, 1, TcNothing, lis_, "NiTcAddHdl: parameter invalid (pHdl->mType != NI_ACCEPTED)"},
   };

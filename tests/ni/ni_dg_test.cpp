@@ -56,15 +56,18 @@ TEST_F(NiDg, Refusals) {
     int rc;
     const char *detail;
   } rows[] = {
-      {NiDgHdlSend(dg, "x", 1, nullptr), "NiDgHdlSend: parameter invalid (pHdl->mType != NI_DG_CONNECTED)"},
-      {NiDgHdlClose(lis), "NiDgHdlClose: parameter invalid (pHdl->mType != NI_DG_UNCONNECTED && "
-                          "pHdl->mType != NI_DG_CONNECTED)"},
+      {NiDgHdlSend(dg, "x", 1, nullptr),
+       "NiDgHdlSend: parameter invalid (pHdl->mType != NI_DG_CONNECTED)"},
+      {NiDgHdlClose(lis),
+       "NiDgHdlClose: parameter invalid (pHdl->mType != NI_DG_UNCONNECTED && "
+       "pHdl->mType != NI_DG_CONNECTED)"},
       {NiCloseHandle(dg), "NiCloseHandle: parameter invalid (pHdl->mType == NI_DG_UNCONNECTED)"},
       {NiDgHdlJoinGroup(dg, &group, nullptr),
        "NiDgHdlJoinGroup: parameter invalid (NI_IS_ADDR_MULTICAST( *pMcNodeAddr ) == FALSE)"},
       {NiDgHdlBindName(dg, host64.c_str(), u"0"), "NiDgHdlBindName: parameter invalid"},
       {NiDgHdlBindName(dg, nullptr, serv32.c_str()), "NiDgHdlBindName: parameter invalid"},
-      {NiDgHdlRecvFrom(dg, nullptr, nullptr, buf, 0, nullptr), "NiDgHdlRecvFrom: parameter invalid"},
+      {NiDgHdlRecvFrom(dg, nullptr, nullptr, buf, 0, nullptr),
+       "NiDgHdlRecvFrom: parameter invalid"},
       {NiDgHdlRecvFrom(dg + 1, nullptr, nullptr, buf, 4, nullptr), "NiDgHdlRecvFrom: invalid hdl"},
   };
   for (const Row &r : rows) EXPECT_EQ(r.rc, NIEINVAL) << r.detail;
