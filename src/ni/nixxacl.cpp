@@ -228,7 +228,12 @@ NITAB *CheckListener(int hdl, const char *fn, bool needAcl, int *pRc) {
     Refuse(kModAcl, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pHdl->mType != NI_LISTEN)", fn);
     return nullptr;
   }
-  if (needAcl && p->lis.mAcl == nullptr) {
+  bool hasAcl = false;
+  if (needAcl) {
+    MtxGuard lock(gAclLock);  // a reload on another thread swaps the list
+    hasAcl = p->lis.mAcl != nullptr;
+  }
+  if (needAcl && !hasAcl) {
     Refuse(kModAcl, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pHdl->lis.mAcl == NULL)", fn);
     return nullptr;
   }
