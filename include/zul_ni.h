@@ -584,4 +584,129 @@ ZUL_API int NiHdlGetStatus(int hdl) ZUL_NOTHROW;
 /* Sleeps milliSec milliseconds; answers NIETIMEOUT, and NIEINVAL for a negative time. */
 ZUL_API int NiWait(int milliSec) ZUL_NOTHROW;
 
+/* ---- Access control lists of listeners ----
+ * The refusal of a peer by an ACL, and a new list that failed while the old one stays. They lie
+ * outside the code table: NiIErrorName answers "*** ERROR ***" for them. */
+#define NIEACL_DENIED (-25)
+#define NIEACL_KEPT_OLD (-26)
+#define NI_ACL_PERMIT_STR "permit"
+#define NI_ACL_DENY_STR "deny"
+/* Gives the listener an ACL from a text (lines of "permit|deny addr[/mask] [level 1-3]", "#"
+ * comments) or from a file read byte by byte, exactly one of the two. A list that fails to load
+ * over a list that loaded well answers NIEACL_KEPT_OLD and the old list goes on deciding; without
+ * such a list the new one stays in force with the rules read before the failing line (none:
+ * everyone is refused) and its code in NiAclGetStatus. A peer that no rule matches is refused. */
+ZUL_API int NiAclCreate(int hdl, const ZUL_UTF16 *pAclString,
+                        const ZUL_UTF16 *pAclFile) ZUL_NOTHROW;
+ZUL_API int NiAclDelete(int hdl) ZUL_NOTHROW;
+/* The load result of the list in force. */
+ZUL_API int NiAclGetStatus(int hdl) ZUL_NOTHROW;
+/* ZUL_O_K for a permitted address, NIEACL_DENIED for a refused one. */
+ZUL_API int NiAclCheckAddr(int hdl, const NI_NODEADDR *pNodeAddr) ZUL_NOTHROW;
+/* One line per rule, "n: permit addr/mask (count=c,line l)", into pBuffer (bufferLen units; may be
+ * null: trace only). A buffer too short ends in "< truncated >" and answers NIETOO_SMALL. */
+ZUL_API int NiAclDump(int hdl, FILE **ppTrcFile, ZUL_UTF16 *pBuffer, int bufferLen) ZUL_NOTHROW;
+/* Zeroes the hit counters. */
+ZUL_API int NiAclFlush(int hdl) ZUL_NOTHROW;
+
+/* ---- Accept list: connections per peer address, by the peer's rating ---- */
+enum {
+  NI_AL_TYPE_FREE = 0,
+  NI_AL_TYPE_UNKNOWN = 1,
+  NI_AL_TYPE_FRIENDLY = 2,
+  NI_AL_TYPE_SUSPICIOUS = 3,
+  NI_AL_TYPE_INVADER = 4
+};
+/* A list of addrListSize (at least 10) peers; 1 <= maxSuspiciousConns <= maxUnknownConns <=
+ * maxFriendlyConns. Accept then refuses a peer at its type's limit, and an invader always, with
+ * NIETIMEOUT (the peer sees a closed connection). Local peers are never counted. NIECALL for a
+ * second list. */
+ZUL_API int NiAlInit(int addrListSize, int maxUnknownConns, int maxFriendlyConns,
+                     int maxSuspiciousConns) ZUL_NOTHROW;
+ZUL_API int NiAlRelease(void) ZUL_NOTHROW;
+/* Rates the peer of an accepted handle (friendly, suspicious or invader); the handle then no longer
+ * counts. A handle not counted is left alone. */
+ZUL_API int NiAlChangeType(int hdl, int newType) ZUL_NOTHROW;
+/* Rates a peer address; with create an unknown peer is added with no connection. */
+ZUL_API int NiAlChangeType2(const NI_NODEADDR *pPeerAddr, int newType, int create) ZUL_NOTHROW;
+/* Copies of the entries in use, allocated with malloc: the caller frees each list. ppConnList may
+ * be null. */
+ZUL_API int NiAlGetList(NI_NODEADDR **ppPeerAddrList, uint8_t **ppEntryTypeList,
+                        uint16_t **ppConnList, int *pListSize) ZUL_NOTHROW;
+
+/* ---- Traffic control: call-backs for accepted connections that stay too quiet ---- */
+typedef void (*NI_TC_FUNC)(int hdl, void *pData);
+typedef struct NI_TC_PARAM {
+  uint64_t checkTime; /* seconds from now */
+  uint64_t inOctets, outOctets;
+  uint32_t inMsgs, outMsgs; /* increments over the handle's counters now */
+  void *pData;
+  NI_TC_FUNC pFunc;
+} NI_TC_PARAM;
+ZUL_API void NiTcInitParam(NI_TC_PARAM *pParam) ZUL_NOTHROW;
+/* Adds an accepted handle, or renews one already in the list (a call-back may do so). */
+ZUL_API int NiTcAddHdl(int hdl, const NI_TC_PARAM *pParam) ZUL_NOTHROW;
+ZUL_API int NiTcDelHdl(int hdl) ZUL_NOTHROW;
+/* Walks the list: a handle that reached every threshold leaves it; one whose check time has come
+ * gets its call-back, which must remove or renew it, else it leaves the list. */
+ZUL_API int NiTcCheck(void) ZUL_NOTHROW;
+
+/* ---- Peer trace: accepted handles from chosen peers are traced ---- */
+/* pMask null: all ones. NIETOO_SMALL past 5 entries. */
+ZUL_API int NiSetTraceForPeer(const NI_NODEADDR *pPeerAddr, const NI_NODEADDR *pMask) ZUL_NOTHROW;
+/* Removes every entry that the address covers under the mask; NIEINVAL for an empty table. */
+ZUL_API int NiClearTraceForPeer(const NI_NODEADDR *pPeerAddr, const NI_NODEADDR *pMask) ZUL_NOTHROW;
+ZUL_API int NiGetTraceForPeerList(NI_NODEADDR *pPeerAddrList, NI_NODEADDR *pPeerAddrMaskList,
+                                  int maxEntries, int *pFound) ZUL_NOTHROW;
+
+/* ---- Datagram handles ----
+ * Handles of blocking datagram sockets (NI_DG_UNCONNECTED, NI_DG_CONNECTED), closed only by
+ * NiDgHdlClose. Ports in host order. Every refusal is NIEINVAL. */
+ZUL_API int NiDgHdlCreate(int *pHandle) ZUL_NOTHROW;
+/* *pServNo in and out: NI_FINDSERV searches the port range, 0 lets the system choose. */
+ZUL_API int NiDgHdlBind3(int hdl, const NI_NODEADDR *pNodeAddr, uint16_t *pServNo) ZUL_NOTHROW;
+/* pHostName null or empty: any address; at most 63 and 31 units. */
+ZUL_API int NiDgHdlBindName(int hdl, const ZUL_UTF16 *pHostName,
+                            const ZUL_UTF16 *pServName) ZUL_NOTHROW;
+ZUL_API int NiDgHdlConnect(int hdl, const NI_NODEADDR *pNodeAddr, uint16_t port) ZUL_NOTHROW;
+ZUL_API int NiDgHdlSend(int hdl, const void *pData, int len, int *pSent) ZUL_NOTHROW;
+ZUL_API int NiDgHdlSendTo(int hdl, const NI_NODEADDR *pNodeAddr, uint16_t port, const void *pData,
+                          int len, int *pSent) ZUL_NOTHROW;
+/* One datagram; waits on a blocking handle, NIETIMEOUT on a non-blocking one with nothing
+ * waiting. pNodeAddr, pPort and pRead may be null. */
+ZUL_API int NiDgHdlRecvFrom(int hdl, NI_NODEADDR *pNodeAddr, uint16_t *pPort, void *pBuffer,
+                            int bufferLen, int *pRead) ZUL_NOTHROW;
+ZUL_API int NiDgHdlClose(int hdl) ZUL_NOTHROW;
+/* Membership of a multicast group (224.0.0.0/4, ff00::/8) on an interface (null: any). */
+ZUL_API int NiDgHdlJoinGroup(int hdl, const NI_NODEADDR *pMcNodeAddr,
+                             const NI_NODEADDR *pIfNodeAddr) ZUL_NOTHROW;
+ZUL_API int NiDgHdlLeaveGroup(int hdl, const NI_NODEADDR *pMcNodeAddr,
+                              const NI_NODEADDR *pIfNodeAddr) ZUL_NOTHROW;
+/* Options of IPv4 handles: multicast TTL and sending interface. */
+ZUL_API int NiSetIP_MulticastTTL(int hdl, uint8_t ttl) ZUL_NOTHROW;
+ZUL_API int NiGetIP_MulticastTTL(int hdl, uint8_t *pTtl) ZUL_NOTHROW;
+ZUL_API int NiSetIP_MulticastIF(int hdl, const NI_NODEADDR *pIfNodeAddr) ZUL_NOTHROW;
+ZUL_API int NiGetIP_MulticastIF(int hdl, NI_NODEADDR *pIfNodeAddr) ZUL_NOTHROW;
+
+/* ---- Wake-ups: one thread or process ends another's wait ----
+ * A server is a datagram handle on the loopback address to put in a select set; clients send it
+ * one-byte datagrams. A closed server stays for its clients until the last detaches. */
+typedef struct NI_WAKEUP_SERVER NI_WAKEUP_SERVER;
+typedef struct NI_WAKEUP_CLIENT NI_WAKEUP_CLIENT;
+ZUL_API int NiWakeupOpen(NI_WAKEUP_SERVER **ppServer) ZUL_NOTHROW;
+ZUL_API int NiWakeupClose(NI_WAKEUP_SERVER **ppServer) ZUL_NOTHROW;
+ZUL_API int NiWakeupAttach(NI_WAKEUP_SERVER *pServer, NI_WAKEUP_CLIENT **ppClient) ZUL_NOTHROW;
+ZUL_API int NiWakeupDetach(NI_WAKEUP_CLIENT **ppClient) ZUL_NOTHROW;
+/* NIECONN_BROKEN once the server is closed. */
+ZUL_API int NiWakeupExec(NI_WAKEUP_CLIENT *pClient) ZUL_NOTHROW;
+ZUL_API int NiWakeupExec2(NI_WAKEUP_CLIENT *pClient, const void *pData, int len) ZUL_NOTHROW;
+/* Takes every wake-up waiting (*pCount of them); NIETIMEOUT when none waits, NIETOO_BIG for a
+ * datagram that is not one. NiWakeupCollect2 takes one datagram of any length. */
+ZUL_API int NiWakeupCollect(NI_WAKEUP_SERVER **ppServer, int *pCount) ZUL_NOTHROW;
+ZUL_API int NiWakeupCollect2(NI_WAKEUP_SERVER **ppServer, void *pBuffer, int bufferLen,
+                             int *pRead) ZUL_NOTHROW;
+/* The server's handle (-1 when closed) and its client count. */
+ZUL_API int NiWakeupGetNiHdl(NI_WAKEUP_SERVER *pServer) ZUL_NOTHROW;
+ZUL_API int NiWakeupGetCntNo(NI_WAKEUP_SERVER *pServer) ZUL_NOTHROW;
+
 #endif /* ZUL_NI_H */

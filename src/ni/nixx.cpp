@@ -175,9 +175,12 @@ void NiThrExit(void *record) noexcept {
 static int CloseChecked(int hdl, const char *fn, int removeUdsPath) noexcept {
   NITAB *p = CheckHdl(hdl, fn);
   if (p == nullptr) return NIEINVAL;
-  if (p->mType == NI_DG_CONNECTED || p->mType == NI_DG_UNCONNECTED)
+  if (p->mType == NI_DG_UNCONNECTED)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid (pHdl->mType == NI_DG_(UN)CONNECTED)", fn);
+                  "%s: parameter invalid (pHdl->mType == NI_DG_UNCONNECTED)", fn);
+  if (p->mType == NI_DG_CONNECTED)
+    return Refuse(kModPublic, __LINE__, NIEINVAL, 1,
+                  "%s: parameter invalid (pHdl->mType == NI_DG_CONNECTED)", fn);
   return NiICloseHandle(p, removeUdsPath, 0);
 }
 

@@ -27,12 +27,12 @@ uint8_t gTraceAll = 0;
 
 THR_MTX gAcceptListLock;
 THR_REC_MTX gTcLock;
+THR_MTX gWakeupLock, gTrcPeerLock;
+std::atomic<LocalCheckFn> gLocalCheck{NiILocalCheck};
 int gFaultStep = 0;
 
 namespace {
 
-// The locks other than the handle and parameter locks; their users come with later layers.
-THR_MTX gWakeupLock, gTrcPeerLock;
 void *gFreeList = nullptr;  // Ft block "NITAB_FREE"; each record holds its entry's index
 void **gNodes = nullptr;    // the free list's record of each entry, by index
 NITAB *gUsed = nullptr;     // head of the used chain
@@ -359,7 +359,8 @@ int NiICloseHandle(NITAB *pHdl, int removeUdsPath, int /*ignored*/) noexcept {
   }
   pHdl->mpXhdl = nullptr;
   pHdl->mpXhdlOps = nullptr;
-  if (pHdl->mInTcList != 0) {
+  // Written under the traffic control lock by other threads' NiTcCheck.
+  if (__atomic_load_n(&pHdl->mInTcList, __ATOMIC_ACQUIRE) != 0) {
     RecMtxGuard lock(gTcLock);
     NiITcDelHdl(pHdl);
   }

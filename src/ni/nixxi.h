@@ -24,6 +24,14 @@ struct NITAB {
   FILE **ppTrcFile;
   time_t mStartTime;
   uint8_t mInTcList;
+  // Traffic control (guarded by gTcLock): the chain, the next check time and the absolute
+  // thresholds of the four counters, with the call-back.
+  NITAB *tcNext, *tcPrev;
+  time_t mTcCheckTime;
+  uint64_t mTcInOctets, mTcOutOctets;
+  uint32_t mTcInMsgs, mTcOutMsgs;
+  void (*mTcFunc)(int hdl, void *pData);
+  void *mTcData;
   struct {
     SI_SOCK mIPSocket, mUDSocket;
     void *mAcl;
@@ -253,6 +261,13 @@ class RecMtxGuard {
 };
 extern THR_MTX gAcceptListLock;  // "NI accept-list mutex"
 extern THR_REC_MTX gTcLock;      // "NI traffic control mutex"
+extern THR_MTX gWakeupLock;      // "NI wakeup mutex"
+extern THR_MTX gTrcPeerLock;     // "NI trc-peer mutex"
+
+// The locality test of accept's accept-list step (NiILocalCheck). Tests swap it, since every
+// loopback peer is local.
+using LocalCheckFn = int (*)(const NI_NODEADDR *pNodeAddr, FILE **ppTrcFile) noexcept;
+extern std::atomic<LocalCheckFn> gLocalCheck;
 
 // Test hook: step N of the start (1 to 11 of IInit, 12 the buffered layer's start, 13 the
 // access lists') fails with NIEINTERN. 0: none. Hidden from the shared library's users.
@@ -345,16 +360,25 @@ int NiBufIHdlInit(NITAB *pHdl) noexcept;
 int NiBufISetHdlParam(NITAB *pHdl, NI_PARAM_DATA *pParamData, int *pDone) noexcept;
 int NiBufIGetHdlParam(NITAB *pHdl, NI_PARAM_DATA *pParamData, int *pDone) noexcept;
 const char *NiBufIGetExtText(const NITAB *pHdl) noexcept;
-// Access lists: start and end, and the list of a listener that closes.
+// Access lists: start and end, the list of a listener that closes, and accept's check of a peer
+// against the listener's list (ZUL_O_K or NIEACL_DENIED).
 int NiIAclInit() noexcept;
 void NiIAclExit() noexcept;
 void NiIAclDelete(NITAB *pHdl) noexcept;
-// Accept list: a counted connection closes (the accept-list lock held); the list's end.
+int NiIAclCheckAddr(NITAB *pListenHdl, const NI_NODEADDR *pPeer) noexcept;
+// Accept list: a counted connection closes (the accept-list lock held); the list's end; accept's
+// check of a new non-local connection (NIETIMEOUT: refused, the caller closes the handle); whether
+// a list exists.
 void NiIAlHdlClosed(NITAB *pHdl) noexcept;
 void NiIAlExit() noexcept;
-// Traffic control list: a handle leaves it; the list's end.
+int NiIAlCheckAccept(NITAB *pHdl) noexcept;
+bool NiIAlActive() noexcept;
+// Traffic control list: a handle leaves it (the lock held); the list's end.
 void NiITcDelHdl(NITAB *pHdl) noexcept;
 void NiITcExit() noexcept;
+// Peer trace: whether any entry is set, and accept's marking of a handle whose peer matches one.
+bool NiIPeerTraceActive() noexcept;
+void NiICheckPeerAddr(NITAB *pHdl, const NI_NODEADDR *pPeerAddr) noexcept;
 
 // ---- Framed I/O ----
 // mode is NI_MESG_IO, NI_RAW_IO or NI_ROUT_IO (framed as NI_MESG_IO); the handle is valid and

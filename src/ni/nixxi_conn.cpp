@@ -22,12 +22,6 @@ constexpr int kMaxConnectEaddrinuse = 20;  // NI_MAX_CONNECT_EADDRINUSE
 constexpr int kMaxAcceptEagain = 10;
 constexpr uint16_t kFindServ = 0xFFFF;
 
-// The hooks of the access control list, the accept list and the peer trace; each lets every
-// partner pass until its layer is there.
-int AclCheckHook(NITAB * /*pListenHdl*/, const NI_NODEADDR * /*pPeer*/) { return ZUL_O_K; }
-int AcceptListHook(NITAB * /*pHdl*/, const NI_NODEADDR * /*pPeer*/) { return ZUL_O_K; }
-void PeerTraceHook(NITAB * /*pHdl*/) {}
-
 // The local address of a connected socket, for the trace.
 void TraceLocalAddr(NITAB *p, const char *fn, int listenHdl) {
   if (ct_level < 2 && p->mTrace == 0) return;
@@ -294,12 +288,15 @@ int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) n
                    0);
   char partner[NI_NODEADDR_STR_LEN + 8];
   AddrPortText(&p->con.mPeerAddr, p->con.mPeerServ, partner, sizeof partner);
-  if (int rc = AclCheckHook(pListenHdl, &p->con.mPeerAddr); rc != ZUL_O_K) {
+  if (int rc = NiIAclCheckAddr(pListenHdl, &p->con.mPeerAddr); rc != ZUL_O_K) {
     DPTRC_A7(1, tf, "%s: ACL permission denied for %s (rc=%d)\n", fn, partner, rc);
     NiICloseHandle(p, 1, 0);
     return rc;
   }
-  if (!IsLoopback(p->con.mPeerAddr) && AcceptListHook(p, &p->con.mPeerAddr) != ZUL_O_K) {
+  // The accept list counts remote peers only; a refused one sees its connection closed, the
+  // caller a time-out.
+  if (NiIAlActive() && gLocalCheck.load()(&p->con.mPeerAddr, ppTrcFile) != 1 &&
+      NiIAlCheckAccept(p) != ZUL_O_K) {
     NiICloseHandle(p, 1, 0);
     return NIETIMEOUT;
   }
@@ -311,7 +308,7 @@ int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) n
   }
   if (pListenHdl->mTrace != 0) p->mTrace = 1;
   NiISetStat(p, NI_ACCEPTED, fn);
-  if (p->mTrace == 0) PeerTraceHook(p);
+  if (p->mTrace == 0 && NiIPeerTraceActive()) NiICheckPeerAddr(p, &p->con.mPeerAddr);
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d accepted hdl %d from %s\n", fn, pListenHdl->handle,
            p->handle, partner);
   if (from == &pListenHdl->lis.mIPSocket) TraceLocalAddr(p, fn, pListenHdl->handle);
