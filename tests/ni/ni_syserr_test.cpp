@@ -1,6 +1,7 @@
 // Socket failures as NI codes and messages, and the two masks that make them errors, record
 // them and trace them.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <string>
 
