@@ -379,12 +379,7 @@ void NiBufIClose(NITAB *p, NI_XHDL *x) noexcept {
              static_cast<unsigned>(HeapInUse()));
   }
   if (x->mpInBuf != nullptr) NiBufFree(&x->mpInBuf);
-  if (x->mpRecvBuf != nullptr && !IsMarker(x->mpRecvBuf)) {
-    if (x->mStatus == kErr)
-      std::free(x->mpRecvBuf);  // the saved error info came from the plain allocator
-    else
-      NiBufFree(&x->mpRecvBuf);
-  }
+  if (x->mpRecvBuf != nullptr && !IsMarker(x->mpRecvBuf)) NiBufFree(&x->mpRecvBuf);
   p->mpXhdl = nullptr;
   p->mpXhdlOps = nullptr;
   // A debugging aid: a use after free reads 0x76 everywhere.

@@ -84,7 +84,8 @@ void PeerAndPort(NITAB *p, char *peer, size_t size, int *pLocal) {
   io::PeerText(p, peer, size);
   NI_NODEADDR a;
   uint16_t port = 0;
-  *pLocal = IQueryEnd(&p->con.mSocket, false, &a, &port, nullptr) == SI_OK ? port : 0;
+  char path[109];
+  *pLocal = IQueryEnd(&p->con.mSocket, false, &a, &port, path) == SI_OK ? port : 0;
 }
 
 int TooBig(NITAB *p, NI_XHDL *x, uint32_t length) {
@@ -110,6 +111,7 @@ int Fatal(NITAB *p, NI_XHDL *x, int rc) {
 int Complete(NITAB *p, NI_XHDL *x, int *pPeerRc) {
   const char *fn = "NiBufIIn";
   NIBUF *b = x->mpInBuf;
+  x->mpInBuf = nullptr;  // complete: nothing is in fragment read while the protocol looks
   *pPeerRc = 0;
   bool hs = x->mHandshake > 0;
   if (hs || x->mTalkMode == NI_MESG_IO || x->mStatus == kConnWait) {
@@ -117,24 +119,20 @@ int Complete(NITAB *p, NI_XHDL *x, int *pPeerRc) {
     int rc = NiBufIProcMsg(p, x, b->data, &len, pPeerRc, nullptr);
     b->len = static_cast<uint32_t>(len);
     if (rc == NIEPING) {
-      NiBufFree(&x->mpInBuf);
+      NiBufFree(&b);
       if (x->mStatus != kConnWait) return NIEPING;
       SetStatus(p, x, kOk, fn);
       NiBufISetHS(p, x, 0);
       return NIEOPCODE;
     }
-    if (rc == NIEOPCODE) {
-      if (x->mpInBuf != nullptr) NiBufFree(&x->mpInBuf);
-      return NIEOPCODE;
-    }
     if (rc != ZUL_O_K) {
-      NiBufFree(&x->mpInBuf);
+      NiBufFree(&b);
       return rc;
     }
     if (x->mStatus == kConnWait) {
       DPTRC_ERR_A7(tf, "%s: invalid data received (hdl %d;len=%d;msg=%d)\n", fn, p->handle, len,
                    len > 0 ? b->data[0] : 0);
-      NiBufFree(&x->mpInBuf);
+      NiBufFree(&b);
       return Refuse(kMod, __LINE__, NIEINTERN, 0, "%s: invalid data received (hdl %d;len=%d)",
                     fn, p->handle, len);
     }
@@ -142,13 +140,10 @@ int Complete(NITAB *p, NI_XHDL *x, int *pPeerRc) {
   if (x->mpExtOps != nullptr && x->mpExtOps->filterIn != nullptr &&
       !(x->mTalkMode == NI_ROUT_IO && b->len >= 8 &&
         (std::memcmp(b->data, "NI_PING", 8) == 0 || std::memcmp(b->data, "NI_RTERR", 8) == 0))) {
-    int rc = x->mpExtOps->filterIn(p, x, &x->mpInBuf);
-    if (rc != ZUL_O_K) return rc;
-    b = x->mpInBuf;
+    if (int rc = x->mpExtOps->filterIn(p, x, &b); rc != ZUL_O_K) return rc;
   }
   if (x->mpRecvBuf != nullptr && IsMarker(x->mpRecvBuf)) x->mpRecvBuf = nullptr;
   x->mpRecvBuf = b;
-  x->mpInBuf = nullptr;
   DPTRC_A7(Lvl(p, 3), tf, "%s: packet complete for hdl %d\n", fn, p->handle);
   return ZUL_O_K;
 }

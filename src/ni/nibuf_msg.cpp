@@ -325,7 +325,8 @@ int AcceptSentHdl(NITAB *p, NI_XHDL *x, int timeout) noexcept {
       if (a[3] != 0 && (rc = NiBufIHdlInit(h)) == ZUL_O_K && a[2] <= NI_ROUT_IO)
         h->mpXhdl->mTalkMode = a[2];
       uint16_t port = 0;
-      if (IQueryEnd(&h->con.mSocket, true, &h->con.mPeerAddr, &port, nullptr) == SI_OK)
+      char path[109];
+      if (IQueryEnd(&h->con.mSocket, true, &h->con.mPeerAddr, &port, path) == SI_OK)
         h->con.mPeerServ = NiNetServno(port);
     }
   }
