@@ -175,14 +175,15 @@ void BM_NiBufAllocFreeRecycled(benchmark::State &state) {
 }
 BENCHMARK(BM_NiBufAllocFreeRecycled);
 
-// One run of 400 messages of 1 KiB to a reader taking one per millisecond. pauseOnFull: the
-// sender waits while the layer warns (heap limit 1 MiB, no queue limit); otherwise mMaxQueue 64
-// refuses and the sender retries.
+// One run of 400 messages to a reader taking one per millisecond. mMaxQueue 64 with 1 KiB
+// messages: the queue refuses and the sender retries. pauseOnFull, with 4 KiB messages: no queue
+// limit, a heap limit of 1 MiB (256 messages), and the sender waits while the layer warns.
+// Refused buffers are freed before the heap is read: only what the layer holds counts.
 void SlowReader(benchmark::State &state, bool pauseOnFull) {
-  constexpr int kSize = 1024, kMsgs = 400;
+  const int kSize = pauseOnFull ? 4096 : 1024, kMsgs = 400;
   double peakMsgs = 0;
   for (auto _ : state) {
-    Pair p(true, 4096);
+    Pair p(true, 16384);
     NI_PARAM_DATA d{NIHP_MAX_QUEUE, NI_DT_UINT, {}};
     d.value.uint_val = pauseOnFull ? 100000 : 64;
     NiSetHdlParamEx(p.a, &d);
@@ -204,8 +205,8 @@ void SlowReader(benchmark::State &state, bool pauseOnFull) {
       NiBufAlloc(&b, kSize, "bench");
       b->len = kSize;
       int rc = NiBufSend(p.a, &b, 0);
-      peak = std::max(peak, ni::buf::HeapInUse() - base);
       if (b != nullptr) NiBufFree(&b);  // refused: the caller still has it
+      peak = std::max(peak, ni::buf::HeapInUse() - base);
       if (rc == ZUL_O_K || rc == NIEQUE_FULL) ++i;
       if (rc == NIETIMEOUT || (pauseOnFull && rc == NIEQUE_FULL))
         while (!done && NiPeekEx(p.a, NI_WRITE, 0, 1) != ZUL_O_K &&
