@@ -109,7 +109,6 @@ const char *const kStatusName[6] = {"OFF", "CONN_WAIT", "OK", "ERR", "ACCEPTING"
 NIBUF *PingMarker() noexcept { return reinterpret_cast<NIBUF *>(&gMarkerByte); }
 
 uint64_t HeapInUse() noexcept {
-  if (!gLocksMade) return 0;
   MtxGuard lock(gHeapLock);
   return gHeapInUse;
 }
@@ -255,19 +254,18 @@ void *NiBufGetPtr(NIBUF *pBuffer) noexcept { return pBuffer != nullptr ? pBuffer
 // ---- Start, end and the process-wide hooks ----
 
 int NiBufIInit() noexcept {
-  if (!gLocksMade) {
-    ThrMtxInit(&gRefLock, u"NI ref section");
-    ThrMtxInit(&gHeapLock, u"NI heap section");
-    ThrMtxInit(&gExtLock, u"NI ext section");
-    gLocksMade = true;
-  }
+  // The locks exist once the thread layer runs; until then (a process of one thread) they don't
+  // lock, and the next start tries again.
+  if (!gLocksMade)
+    gLocksMade = ThrMtxInit(&gRefLock, u"NI ref section") == 0 &&
+                 ThrMtxInit(&gHeapLock, u"NI heap section") == 0 &&
+                 ThrMtxInit(&gExtLock, u"NI ext section") == 0;
   return ZUL_O_K;
 }
 
 void NiBufIExit() noexcept {
   NIBUF_EXIT_FUNC exitHook;
   {
-    if (!gLocksMade) return;
     MtxGuard lock(gExtLock);
     exitHook = gExitHook;
   }
@@ -277,7 +275,6 @@ void NiBufIExit() noexcept {
 
 static int SetExt(NIBUF_EXIT_FUNC exitFunc, NIBUF_OPCODE_FUNC opcodeFunc, bool quiet,
                   bool traceIfSet, const char *fn) noexcept {
-  if (!gLocksMade) NiBufIInit();
   MtxGuard lock(gExtLock);
   if (gExtSet) {
     if (!quiet || (traceIfSet && ct_level >= 3))

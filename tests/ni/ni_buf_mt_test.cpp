@@ -6,10 +6,12 @@
 #include <vector>
 
 #include "ni/nibuf.h"
+#include "zul_thr.h"
 
 namespace {
 
 TEST(NiBufMt, DupAndFreeFromEightThreads) {
+  ASSERT_EQ(ThrProcInit(), 0);  // the buffers' locks lock only in a threaded process
   ASSERT_EQ(NiInit3(16), ZUL_O_K);
   const uint64_t start = ni::buf::HeapInUse();
   NIBUF *shared = nullptr;

@@ -254,6 +254,27 @@ TEST_F(NiBuf, ControlMessages) {
   }
 }
 
+// The version exchange works with a plain or a buffered handle at either end.
+TEST_F(NiBuf, PeerVersionEitherWay) {
+  for (int asker = 0; asker < 2; ++asker) {
+    int fds[2];
+    ASSERT_TRUE(ni_test::StreamPair(ni_test::Link::kUnix, fds));
+    int h[2] = {ni_test::Attach(fds[0], false), ni_test::Attach(fds[1], false)};
+    NI_PARAM_DATA d{NIHP_BUFSTAT, NI_DT_RAW, {}};
+    d.value.raw_val = NI_BUFSTAT_ON;
+    ASSERT_EQ(NiSetHdlParamEx(h[1 - asker], &d), ZUL_O_K);  // the other end is buffered
+    std::thread answer([&] {
+      char buf[64];
+      int got = 0;
+      NiRead(h[1], buf, sizeof buf, 500, &got);  // answers the request, delivers nothing
+    });
+    uint8_t version = 0;
+    EXPECT_EQ(NiGetPeerVersion(h[0], 2000, &version), ZUL_O_K) << asker;
+    EXPECT_EQ(version, 40);
+    answer.join();
+  }
+}
+
 TEST_F(NiBuf, FaultsStickWithTheFirstErrorInfo) {
   auto c = Buffered();
   BufSetUint(c.hdl, NIHP_MAX_MSG_LEN, 10);
