@@ -173,8 +173,9 @@ int OnAccepted(NITAB *p, NI_XHDL *x, int dataLen) {
   return NIEOPCODE;
 }
 
-int OnOpcode(NITAB *p, NI_XHDL *x, int opcode, ZUL_RAW *pData, int dataLen, uint8_t version,
-             int *pLen) {
+// pMsg is the message, pData its opcode data.
+int OnOpcode(NITAB *p, NI_XHDL *x, int opcode, ZUL_RAW *pMsg, ZUL_RAW *pData, int dataLen,
+             uint8_t version, int *pLen) {
   const char *fn = "NiBufIProcMsg";
   DPTRC_A7(Lvl(p, 2), tf, "%s: hdl %d processing opcode %d (len=%d; vers=%d)\n", fn, p->handle,
            opcode, dataLen, version);
@@ -186,7 +187,7 @@ int OnOpcode(NITAB *p, NI_XHDL *x, int opcode, ZUL_RAW *pData, int dataLen, uint
     }
     case kOpVersionReply:
       if (p->con.mPeerVersion != 1) return NIEOPCODE;
-      pData[0] = version;
+      pMsg[0] = version;  // the caller sees one byte of data: the version
       *pLen = 1;
       p->con.mPeerVersion = 0;
       return ZUL_O_K;
@@ -234,8 +235,8 @@ int NiBufIProcMsg(NITAB *p, NI_XHDL *x, ZUL_RAW *pData, int *pLen, int *pPeerRc,
   int opcode = version > 28 ? pData[10] : kOpError;
   *pLen = 0;
   if (opcode != kOpError)
-    return OnOpcode(p, x, opcode, pData + kCtlHdr + e, n - static_cast<int>(e) - kCtlMin, version,
-                    pLen);
+    return OnOpcode(p, x, opcode, pData, pData + kCtlHdr + e, n - static_cast<int>(e) - kCtlMin,
+                    version, pLen);
   // An error report: the peer's code and error info become this caller's.
   int rc = static_cast<int32_t>(GetBE32(pData + 12));
   if (e == 0 || ErrCpNetToInt(pData + kCtlHdr, e) != ERR_OK)
