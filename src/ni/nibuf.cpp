@@ -2,11 +2,12 @@
 // record that makes a handle buffered, with its parameters.
 #define DPTRC_MODULE u"nibuf"
 
+#include "ni/nibuf.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
-#include "ni/nibuf.h"
 #include "ni/nixxi_io.h"
 #include "zul_dptrace.h"
 #include "zul_err.h"
@@ -150,8 +151,8 @@ int NiBufAlloc2(NIBUF **ppBuffer, int length, const char *pText, void *uptr) noe
     return Refuse(kMod, __LINE__, NIEINVAL, 1, "%s: parameter invalid (length < 0)", fn);
   if (length > NIBUF_MAXALLOC) {
     DPTRC_A7(1, tf, "%s: called with len %d > NIBUF_MAXALLOC (%d)\n", fn, length, NIBUF_MAXALLOC);
-    return Refuse(kMod, __LINE__, NIETOO_BIG, 0, "%s: called with len %d > NIBUF_MAXALLOC (%d)",
-                  fn, length, NIBUF_MAXALLOC);
+    return Refuse(kMod, __LINE__, NIETOO_BIG, 0, "%s: called with len %d > NIBUF_MAXALLOC (%d)", fn,
+                  length, NIBUF_MAXALLOC);
   }
   const auto n = static_cast<uint32_t>(length);
   HeapAdd(n);
@@ -215,8 +216,8 @@ int NiBufDup(NIBUF **ppNew, NIBUF *pBuffer) noexcept {
   return ZUL_O_K;
 }
 
-int NiBufWrap(NIBUF **ppBuffer, ZUL_RAW *pData, int length, int spaceLen,
-              NIBUF_FREE_FUNC pFreeFunc, void *pUserData) noexcept {
+int NiBufWrap(NIBUF **ppBuffer, ZUL_RAW *pData, int length, int spaceLen, NIBUF_FREE_FUNC pFreeFunc,
+              void *pUserData) noexcept {
   const char *fn = "NiBufWrap";
   if (ppBuffer == nullptr || pFreeFunc == nullptr || length < 0 || spaceLen < 0)
     return Refuse(kMod, __LINE__, NIEINVAL, 1,
@@ -398,13 +399,12 @@ const char *NiBufIGetExtText(const NITAB *p) noexcept {
   const NI_XHDL *x = p->mpXhdl;
   if (x == nullptr) return "";
   // One text per state and talk mode, as dumps show them.
-  static const char *const kText[6][3] = {
-      {"OFF ", "OFF RAW ", "OFF ROUT "},
-      {"CONN_WAIT ", "CONN_WAIT RAW ", "CONN_WAIT ROUT "},
-      {"", "RAW ", "ROUT "},
-      {"ERR ", "ERR RAW ", "ERR ROUT "},
-      {"ACCEPTING ", "ACCEPTING RAW ", "ACCEPTING ROUT "},
-      {"SENDING ", "SENDING RAW ", "SENDING ROUT "}};
+  static const char *const kText[6][3] = {{"OFF ", "OFF RAW ", "OFF ROUT "},
+                                          {"CONN_WAIT ", "CONN_WAIT RAW ", "CONN_WAIT ROUT "},
+                                          {"", "RAW ", "ROUT "},
+                                          {"ERR ", "ERR RAW ", "ERR ROUT "},
+                                          {"ACCEPTING ", "ACCEPTING RAW ", "ACCEPTING ROUT "},
+                                          {"SENDING ", "SENDING RAW ", "SENDING ROUT "}};
   return x->mStatus < 6 && x->mTalkMode < 3 ? kText[x->mStatus][x->mTalkMode] : "? ";
 }
 

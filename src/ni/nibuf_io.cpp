@@ -26,7 +26,9 @@ bool ReadyEmpty(const NI_XHDL *x) { return x->mpReady == nullptr || x->mpReady =
 bool HasUserData(const NI_XHDL *x) {
   return x->mpRecvBuf != nullptr && !IsMarker(x->mpRecvBuf) && x->mStatus != kErr;
 }
-int WriteMode(const NI_XHDL *x) { return x->mHandshake > 0 ? static_cast<int>(NI_MESG_IO) : x->mTalkMode; }
+int WriteMode(const NI_XHDL *x) {
+  return x->mHandshake > 0 ? static_cast<int>(NI_MESG_IO) : x->mTalkMode;
+}
 
 // Links b as the newest buffer of the ready part, just older than the user part.
 void LinkReady(NITAB *p, NI_XHDL *x, NIBUF *b) {
@@ -133,8 +135,8 @@ int Complete(NITAB *p, NI_XHDL *x, int *pPeerRc) {
       DPTRC_ERR_A7(tf, "%s: invalid data received (hdl %d;len=%d;msg=%d)\n", fn, p->handle, len,
                    len > 0 ? b->data[0] : 0);
       NiBufFree(&b);
-      return Refuse(kMod, __LINE__, NIEINTERN, 0, "%s: invalid data received (hdl %d;len=%d)",
-                    fn, p->handle, len);
+      return Refuse(kMod, __LINE__, NIEINTERN, 0, "%s: invalid data received (hdl %d;len=%d)", fn,
+                    p->handle, len);
     }
   }
   if (x->mpExtOps != nullptr && x->mpExtOps->filterIn != nullptr &&
@@ -337,9 +339,9 @@ int In(NITAB *p, NI_XHDL *x, int timeout) noexcept {
     if (rc == NIETOO_SMALL) {
       if (x->mpInBuf != nullptr) {
         DPTRC_ERR_A7(tf, "%s: NIETOO_SMALL with allocated buffer\n", fn);
-        return Fatal(p, x,
-                     Refuse(kMod, __LINE__, NIEINTERN, 0, "%s: NIETOO_SMALL with allocated buffer",
-                            fn));
+        return Fatal(
+            p, x,
+            Refuse(kMod, __LINE__, NIEINTERN, 0, "%s: NIETOO_SMALL with allocated buffer", fn));
       }
       // The length is in: a buffer of exactly that size through the handle's allocator.
       uint32_t length = p->con.mPendDataLenToRead;
@@ -495,8 +497,8 @@ int Fetch(NITAB *p, NI_XHDL *x, int timeout) {
       return NIEPING;
     }
     if (x->mpRecvBuf != nullptr) return ZUL_O_K;
-    int rc = x->mHandshake > 0 ? FinishHandshake(p, x, d.Remaining())
-                               : TryToRead(p, x, d.Remaining());
+    int rc =
+        x->mHandshake > 0 ? FinishHandshake(p, x, d.Remaining()) : TryToRead(p, x, d.Remaining());
     if (rc == NIEPING || rc == NIEACCEPT) {
       if (rc == NIEACCEPT && x->mpRecvBuf == nullptr) x->mpRecvBuf = PingMarker();
       if (rc == NIEPING && x->mpRecvBuf == PingMarker()) x->mpRecvBuf = nullptr;
@@ -520,7 +522,8 @@ NI_XHDL *Buffered(int hdl, const char *fn, NITAB **ppHdl) {
   return p->mpXhdl;
 }
 
-int OpRead(NITAB *p, NI_XHDL *x, ZUL_RAW *pBuffer, int bufferLen, int timeout, int *pRead) noexcept {
+int OpRead(NITAB *p, NI_XHDL *x, ZUL_RAW *pBuffer, int bufferLen, int timeout,
+           int *pRead) noexcept {
   *pRead = 0;
   int rc = Fetch(p, x, timeout);
   if (rc != ZUL_O_K) return rc;

@@ -293,9 +293,8 @@ int AcceptSentHdl(NITAB *p, NI_XHDL *x, int timeout) noexcept {
     if (rc == NIETIMEOUT && i == 0) return NIETIMEOUT;  // not there yet: a later call goes on
     if (rc == NIETIMEOUT) rc = -1;  // the sender can't be kept waiting on a half pass
     if (rc != ZUL_O_K) break;
-    if (h == nullptr &&
-        (rc = NiICreateHandle(&h, listener ? NI_INITIAL_LIS : NI_INITIAL_CON, p->ppTrcFile)) !=
-            ZUL_O_K)
+    if (h == nullptr && (rc = NiICreateHandle(&h, listener ? NI_INITIAL_LIS : NI_INITIAL_CON,
+                                              p->ppTrcFile)) != ZUL_O_K)
       break;
     SI_SOCK s{NI_INVALID_SOCK, 0, 0, 0};
     int sirc;

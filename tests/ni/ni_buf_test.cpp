@@ -13,10 +13,9 @@
 
 namespace {
 
-
 // A control message as the peer would send it; e overrides the length field of the info.
-ni_test::Bytes BufCtl(int version, int opcode, int32_t rc, const ni_test::Bytes &info = "", const ni_test::Bytes &data = "",
-          int64_t e = -1) {
+ni_test::Bytes BufCtl(int version, int opcode, int32_t rc, const ni_test::Bytes &info = "",
+                      const ni_test::Bytes &data = "", int64_t e = -1) {
   ni_test::Bytes m("NI_RTERR\0", 9);
   m += static_cast<char>(version);
   m += static_cast<char>(opcode);
@@ -56,7 +55,8 @@ NIBUF *BufMsg(const ni_test::Bytes &b) {
 std::pair<int, ni_test::Bytes> BufRecv(int hdl, int timeout = 2000) {
   NIBUF *b = nullptr;
   int rc = NiBufReceive(hdl, &b, timeout);
-  ni_test::Bytes out = b != nullptr ? ni_test::Bytes(reinterpret_cast<char *>(b->data), b->len) : "";
+  ni_test::Bytes out =
+      b != nullptr ? ni_test::Bytes(reinterpret_cast<char *>(b->data), b->len) : "";
   NiBufFree(&b);
   return {rc, out};
 }
@@ -85,7 +85,8 @@ class NiBuf : public ::testing::Test {
 TEST_F(NiBuf, AllocLimitsDupWrapAndFree) {
   struct {
     int len, rc;
-  } rows[] = {{0, ZUL_O_K}, {NIBUF_MAXALLOC, ZUL_O_K}, {NIBUF_MAXALLOC + 1, NIETOO_BIG}, {-1, NIEINVAL}};
+  } rows[] = {
+      {0, ZUL_O_K}, {NIBUF_MAXALLOC, ZUL_O_K}, {NIBUF_MAXALLOC + 1, NIETOO_BIG}, {-1, NIEINVAL}};
   for (auto r : rows) {
     NIBUF *b = nullptr;
     EXPECT_EQ(NiBufAlloc2(&b, r.len, "t", &heap0_), r.rc) << r.len;
@@ -107,10 +108,13 @@ TEST_F(NiBuf, AllocLimitsDupWrapAndFree) {
   static ZUL_RAW store[16];
   static int unwrapped;
   NIBUF *w = nullptr;
-  EXPECT_EQ(NiBufWrap(&w, store, 17, 16, [](NIBUF **) {}, nullptr), NIETOO_BIG);
-  ASSERT_EQ(NiBufWrap(&w, store, 4, 16, [](NIBUF **pp) { unwrapped += NiBufUnWrap(pp) == store; },
-                      nullptr),
-            ZUL_O_K);
+  EXPECT_EQ(NiBufWrap(
+                &w, store, 17, 16, [](NIBUF **) {}, nullptr),
+            NIETOO_BIG);
+  ASSERT_EQ(
+      NiBufWrap(
+          &w, store, 4, 16, [](NIBUF **pp) { unwrapped += NiBufUnWrap(pp) == store; }, nullptr),
+      ZUL_O_K);
   NiBufFree(&w);
   EXPECT_EQ(unwrapped, 1);
   NIBUF *none = nullptr;
@@ -168,7 +172,8 @@ TEST_F(NiBuf, QueueOnABlockedSocket) {
   NiBufFree(&m);
   EXPECT_EQ(NiBufIGetOutQueueLen(ni::CheckHdl(c.hdl, "t")), 5);
   // All leave in order once the peer reads, each once.
-  ni_test::Bytes expect = ni_test::Frame(big) + ni_test::Frame("second") + ni_test::Frame("2") + ni_test::Frame("3") + ni_test::Frame("4");
+  ni_test::Bytes expect = ni_test::Frame(big) + ni_test::Frame("second") + ni_test::Frame("2") +
+                          ni_test::Frame("3") + ni_test::Frame("4");
   ni_test::Bytes got;
   for (int i = 0; i < 2000 && got.size() < expect.size(); ++i) {
     got += ni_test::PeerRecv(c.peer, expect.size() - got.size(), 10);
@@ -180,14 +185,17 @@ TEST_F(NiBuf, QueueOnABlockedSocket) {
 
 TEST_F(NiBuf, AssemblesSplitAndCoalescedFrames) {
   auto c = Buffered();
-  ni_test::Bytes wire = ni_test::Frame("one") + ni_test::Frame("") + ni_test::Frame(ni_test::Bytes(3000, 'z'));
+  ni_test::Bytes wire =
+      ni_test::Frame("one") + ni_test::Frame("") + ni_test::Frame(ni_test::Bytes(3000, 'z'));
   std::thread t([&] {
     for (char ch : wire) {
       ni_test::PeerSend(c.peer, ni_test::Bytes(1, ch));
     }
     ni_test::PeerSend(c.peer, ni_test::Frame("a") + ni_test::Frame("bc"));
   });
-  for (const ni_test::Bytes &want : {ni_test::Bytes("one"), ni_test::Bytes(""), ni_test::Bytes(3000, 'z'), ni_test::Bytes("a"), ni_test::Bytes("bc")})
+  for (const ni_test::Bytes &want :
+       {ni_test::Bytes("one"), ni_test::Bytes(""), ni_test::Bytes(3000, 'z'), ni_test::Bytes("a"),
+        ni_test::Bytes("bc")})
     EXPECT_EQ(BufRecv(c.hdl), std::make_pair(ZUL_O_K, want));
   t.join();
   // NiRead on a buffered handle: a small buffer gets the first part, the next call the rest.
@@ -212,11 +220,12 @@ TEST_F(NiBuf, ControlMessages) {
   struct Row {
     const char *name;
     ni_test::Bytes in;
-    int rc;        // of NiBufReceive
+    int rc;                 // of NiBufReceive
     ni_test::Bytes data;    // delivered
     ni_test::Bytes answer;  // on the wire, exactly
   } rows[] = {
-      {"ping", ni_test::Bytes("NI_PING\0", 8), NIEPING, "", ni_test::Frame(ni_test::Bytes("NI_PONG\0", 8))},
+      {"ping", ni_test::Bytes("NI_PING\0", 8), NIEPING, "",
+       ni_test::Frame(ni_test::Bytes("NI_PONG\0", 8))},
       {"version", BufCtl(40, 1, -13), NIETIMEOUT, "", ni_test::Frame(BufCtl(40, 2, -13))},
       {"unknown opcode", BufCtl(40, 9, -13), NIETIMEOUT, "", "error"},
       {"old peer's opcode is a report", BufCtl(28, 5, -6), NIECONN_BROKEN, "", ""},
@@ -296,9 +305,8 @@ TEST_F(NiBuf, FaultsStickWithTheFirstErrorInfo) {
 TEST_F(NiBuf, AllocFunctionGivingShortBuffers) {
   auto c = Buffered();
   NI_PARAM_DATA d{NIHP_ALLOC_FUNC, NI_DT_ALLOCFUNC, {}};
-  d.value.voidptr_val = reinterpret_cast<void *>(+[](NIBUF **pp, int len, const char *t) {
-    return NiBufAlloc(pp, len - 1, t);
-  });
+  d.value.voidptr_val = reinterpret_cast<void *>(
+      +[](NIBUF **pp, int len, const char *t) { return NiBufAlloc(pp, len - 1, t); });
   ASSERT_EQ(NiSetHdlParamEx(c.hdl, &d), ZUL_O_K);
   ni_test::PeerSend(c.peer, ni_test::Frame("four"));
   EXPECT_EQ(BufRecv(c.hdl).first, NIETOO_BIG);
