@@ -393,7 +393,7 @@ ZUL_API void NiTransIPv4ToRaw(uint32_t ipv4, ZUL_RAW *pRaw) ZUL_NOTHROW;
  * its local socket where it has one (NIP_CONNLOCAL), else over IP without notice. protocol is an
  * NI_PROTO_FAM mask (0: any; NI_PROTO_FAM_LOCAL alone: the local socket or NIECONN_REFUSED).
  * timeout in milliseconds; 0 and negative wait for ever; a connect still under way after it is
- * NIECONN_REFUSED. raw has no effect without the buffered layer; buffered must be 0. ppTrcFile
+ * NIECONN_REFUSED. buffered makes a buffered handle, in NI_RAW_IO with raw. ppTrcFile
  * may be null. NIECONN_REFUSED when nobody listens. */
 ZUL_API int NiHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
                      int *pHandle) ZUL_NOTHROW;
@@ -419,7 +419,7 @@ ZUL_API int NiHandleForAddrEx(const NI_NODEADDR *pNodeAddr, uint16_t port, int p
  * local socket that can't be bound leaves it on IP only. NiServerHandleEx takes the protocols:
  * NI_PROTO_FAM_LOCAL must come with an IP bit, needs a port other than NI_FINDSERV_OS, and then
  * must bind (an address given must be a loopback one). NIESERV_USED for a port in use,
- * NIENOFREEPORT when the search finds none. buffered must be 0. */
+ * NIENOFREEPORT when the search finds none. buffered makes a listener of buffered handles. */
 ZUL_API int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) ZUL_NOTHROW;
 ZUL_API int NiServerHandleForPort(uint16_t *pServNo, int *pHandle) ZUL_NOTHROW;
 ZUL_API int NiServerHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
@@ -708,5 +708,107 @@ ZUL_API int NiWakeupCollect2(NI_WAKEUP_SERVER **ppServer, void *pBuffer, int buf
 /* The server's handle (-1 when closed) and its client count. */
 ZUL_API int NiWakeupGetNiHdl(NI_WAKEUP_SERVER *pServer) ZUL_NOTHROW;
 ZUL_API int NiWakeupGetCntNo(NI_WAKEUP_SERVER *pServer) ZUL_NOTHROW;
+
+/* ---- Buffered connections ----
+ * A buffered handle takes a whole message at any time: what the socket can't take at once is
+ * queued and sent by later calls on the handle, and incoming messages are assembled in counted
+ * buffers. Every handle call forwards to the buffered layer once a handle has it (NiRead,
+ * NiWrite, NiPeekEx, NiReadPending, NiWritePending and the per-handle parameters 60 to 66). */
+
+/* A counted message buffer: header and storage in one block. Callers read data, len and uptr;
+ * data moves forward as content is consumed. type is NIBUF_NORMAL, NIBUF_REF (a NiBufDup
+ * reference: ref is the buffer referred to) or NIBUF_WRAP (foreign storage: freef is the owner's
+ * free function). On a normal buffer freef may be set to a recycling function, which gets the
+ * buffer back, reset, at its last NiBufFree instead of it being freed. */
+typedef struct NIBUF NIBUF;
+typedef void (*NIBUF_FREE_FUNC)(NIBUF **ppBuffer);
+struct NIBUF {
+  ZUL_RAW *data;
+  uint32_t len;
+  ZUL_RAW *space;
+  uint32_t spacelen;
+  uint32_t type;
+  uint32_t refcount;
+  union {
+    NIBUF_FREE_FUNC freef;
+    NIBUF *ref;
+  };
+  void *uptr;
+  NIBUF *older, *newer; /* links of a handle's out-queue */
+};
+enum { NIBUF_NORMAL = 0, NIBUF_REF = 1, NIBUF_WRAP = 2 };
+#define NIBUF_MAXALLOC 8388608
+/* The shape of NiBufAlloc; a handle's receive buffers come from one (NIHP_ALLOC_FUNC). It must
+ * give a buffer of at least length bytes of space. */
+typedef int (*NI_ALLOC_FUNC)(NIBUF **ppBuffer, int length, const char *pText);
+
+/* A buffer of length bytes (at most NIBUF_MAXALLOC, else NIETOO_BIG), len 0, one reference.
+ * pText names it in traces. A heap limit (NIP_BUF_MAX_HEAP) never refuses an allocation. */
+ZUL_API int NiBufAlloc(NIBUF **ppBuffer, int length, const char *pText) ZUL_NOTHROW;
+ZUL_API int NiBufAlloc2(NIBUF **ppBuffer, int length, const char *pText, void *uptr) ZUL_NOTHROW;
+/* Drops one reference and clears *ppBuffer; the last frees (or recycles through freef). A null
+ * *ppBuffer is ignored by NiBufFree and NIEINVAL for NiBufFree2, which also never recycles. */
+ZUL_API int NiBufFree(NIBUF **ppBuffer) ZUL_NOTHROW;
+ZUL_API int NiBufFree2(NIBUF **ppBuffer) ZUL_NOTHROW;
+/* A new reference to the data of pBuffer, freed with NiBufFree like any buffer. */
+ZUL_API int NiBufDup(NIBUF **ppNew, NIBUF *pBuffer) ZUL_NOTHROW;
+/* A buffer around foreign storage of spaceLen bytes holding length bytes (NIETOO_BIG when length
+ * exceeds spaceLen). Its last NiBufFree calls pFreeFunc with the buffer; NiBufUnWrap frees only
+ * the header and answers the storage (null for a buffer that isn't wrapped). */
+ZUL_API int NiBufWrap(NIBUF **ppBuffer, ZUL_RAW *pData, int length, int spaceLen,
+                      NIBUF_FREE_FUNC pFreeFunc, void *pUserData) ZUL_NOTHROW;
+ZUL_API ZUL_RAW *NiBufUnWrap(NIBUF **ppBuffer) ZUL_NOTHROW;
+ZUL_API void *NiBufGetPtr(NIBUF *pBuffer) ZUL_NOTHROW;
+
+/* Sends one message and takes the buffer over (*ppBuffer becomes null): ZUL_O_K, or NIEQUE_FULL
+ * as a warning that the queue nears its limit (the buffer is taken all the same). NIETIMEOUT
+ * means the queue is full and the buffer is still the caller's; other failures free it. */
+ZUL_API int NiBufSend(int hdl, NIBUF **ppBuffer, int timeout) ZUL_NOTHROW;
+/* The next complete message into *ppBuffer, which the caller then owns (null otherwise).
+ * NIETIMEOUT when none is complete; NIEPING after a ping was answered; NIEACCEPT when a passed
+ * handle waits for NiBufGetSentHdl. A fault is kept: this and every later call return it. */
+ZUL_API int NiBufReceive(int hdl, NIBUF **ppBuffer, int timeout) ZUL_NOTHROW;
+/* A stored fault, else the outcome of a connect still under way. */
+ZUL_API int NiBufCheckPendingConn(int hdl, int timeout) ZUL_NOTHROW;
+/* Passes sendHdl to the process at the other end of hdl, a buffered connection over a local
+ * socket. With keepSettings 0 the receiver gets a buffered handle in message mode, blocking mode
+ * 0; else the sender's talk and blocking modes. NIETIMEOUT: the exchange goes on in later calls on
+ * hdl. A passed buffered handle answers NIEPASSED from then on; its owner still closes it. */
+ZUL_API int NiBufSendHandle(int hdl, int sendHdl, int timeout, int keepSettings) ZUL_NOTHROW;
+/* A handle that the peer passed over hdl (also NiAcceptEx on hdl); NIETIMEOUT when none yet. */
+ZUL_API int NiBufGetSentHdl(int hdl, int timeout, int *pOutHandle) ZUL_NOTHROW;
+/* The NI version of the peer (this library speaks 40); older peers without version messages fail
+ * or time out. */
+ZUL_API int NiGetPeerVersion(int hdl, int timeout, uint8_t *pPeerVersion) ZUL_NOTHROW;
+/* Process-wide hooks, set once (NIECALL afterwards): exitFunc runs at the end of the library,
+ * opcodeFunc gets control messages of opcodes the layer doesn't know (hdl, the handle's extension,
+ * opcode, 0, data, its length; NIEINVAL: not handled). NiBufISetExtFunc2 reports a second call
+ * only at trace level 3 and only when traceIfSet. */
+typedef void (*NIBUF_EXIT_FUNC)(void);
+typedef int (*NIBUF_OPCODE_FUNC)(int hdl, void *pXhdl, int opcode, int flags, const ZUL_RAW *pData,
+                                 int dataLen);
+ZUL_API int NiBufISetExtFunc(NIBUF_EXIT_FUNC exitFunc, NIBUF_OPCODE_FUNC opcodeFunc) ZUL_NOTHROW;
+ZUL_API int NiBufISetExtFunc2(NIBUF_EXIT_FUNC exitFunc, NIBUF_OPCODE_FUNC opcodeFunc,
+                              int traceIfSet) ZUL_NOTHROW;
+
+/* Buffered client and server handles: as NiHandle and NiServerHandle, but the handle (and every
+ * handle a buffered listener accepts) is buffered; the Raw forms talk NI_RAW_IO. A connect still
+ * under way after the time-out (0: don't wait) answers NIECONN_PENDING with a valid handle. */
+ZUL_API int NiBufHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                        int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufRawHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                           int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                                int timeout, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufRawHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                                   int timeout, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                               int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufRawHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                                  int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufServerHandle(const ZUL_UTF16 *serv, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufServerHandleForPort(uint16_t *pServNo, int *pHandle) ZUL_NOTHROW;
+ZUL_API int NiBufServerHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
+                                     int *pHandle) ZUL_NOTHROW;
 
 #endif /* ZUL_NI_H */

@@ -219,8 +219,8 @@ int NiHandleForAddrEx(const NI_NODEADDR *pNodeAddr, uint16_t port, int protocol,
                        ppTrcFile, true, pHandle);
 }
 
-int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) noexcept {
-  const char *fn = "NiServerHandle";
+// A listener on a service name, buffered or not.
+static int ServerByName(const char *fn, const ZUL_UTF16 *serv, int buffered, int *pHandle) {
   if (pHandle != nullptr) *pHandle = -1;
   if (serv == nullptr) return ParamInvalid(fn, "pServName == NULL");
   if (strlenU16(serv) >= NI_MAX_SERVNAME_LEN)
@@ -233,7 +233,58 @@ int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) noexcept {
                   name, rc);
   }
   uint16_t port = net == kFindServ ? kFindServ : NiHostServno(net);
-  return Listen(fn, nullptr, &port, 0, 0, pHandle);
+  return Listen(fn, nullptr, &port, 0, buffered, pHandle);
+}
+
+int NiServerHandle(const ZUL_UTF16 *serv, int *pHandle) noexcept {
+  return ServerByName("NiServerHandle", serv, 0, pHandle);
+}
+
+int NiBufServerHandle(const ZUL_UTF16 *serv, int *pHandle) noexcept {
+  return ServerByName("NiBufServerHandle", serv, 1, pHandle);
+}
+
+int NiBufServerHandleForPort(uint16_t *pServNo, int *pHandle) noexcept {
+  return Listen("NiBufServerHandleForPort", nullptr, pServNo, 0, 1, pHandle);
+}
+
+int NiBufServerHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
+                             int *pHandle) noexcept {
+  return Listen("NiBufServerHandleForAddr", pNodeAddr, pServNo, 0, 1, pHandle);
+}
+
+int NiBufHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout, int *pHandle) noexcept {
+  return Connect("NiBufHandle", host, serv, nullptr, 0, 0, 0, 1, timeout, nullptr, true, pHandle);
+}
+
+int NiBufRawHandle(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int timeout,
+                   int *pHandle) noexcept {
+  return Connect("NiBufRawHandle", host, serv, nullptr, 0, 0, 1, 1, timeout, nullptr, true,
+                 pHandle);
+}
+
+int NiBufHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol, int timeout,
+                        int *pHandle) noexcept {
+  return Connect("NiBufHandleForProto", host, serv, nullptr, 0, protocol, 0, 1, timeout, nullptr,
+                 true, pHandle);
+}
+
+int NiBufRawHandleForProto(const ZUL_UTF16 *host, const ZUL_UTF16 *serv, int protocol,
+                           int timeout, int *pHandle) noexcept {
+  return Connect("NiBufRawHandleForProto", host, serv, nullptr, 0, protocol, 1, 1, timeout,
+                 nullptr, true, pHandle);
+}
+
+int NiBufHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                       int *pHandle) noexcept {
+  return ConnectByAddr("NiBufHandleForAddr", pNodeAddr, port, 0, 0, 1, timeout, nullptr, true,
+                       pHandle);
+}
+
+int NiBufRawHandleForAddr(const NI_NODEADDR *pNodeAddr, uint16_t port, int timeout,
+                          int *pHandle) noexcept {
+  return ConnectByAddr("NiBufRawHandleForAddr", pNodeAddr, port, 0, 1, 1, timeout, nullptr, true,
+                       pHandle);
 }
 
 int NiServerHandleForPort(uint16_t *pServNo, int *pHandle) noexcept {
@@ -261,6 +312,13 @@ int NiAcceptEx2(int hdl, int timeout, FILE **ppTrcFile, int *pOutHandle, NI_NODE
   NITAB *pL = CheckHdl(hdl, fn);
   if (pL == nullptr) return NIEINVAL;
   if (pOutHandle == nullptr) return ParamInvalid(fn, "pOutHandle == NULL");
+  if (pL->mType != NI_LISTEN && pL->mType != NI_RI_LISTEN && pL->mpXhdl != nullptr) {
+    // A buffered connection hands out the handle its peer passed over it.
+    int rc = NiBufGetSentHdl(hdl, timeout, pOutHandle);
+    if (rc == ZUL_O_K && pPeerAddr != nullptr) *pPeerAddr = NI_ADDR_LOCAL_INIT;
+    if (rc == ZUL_O_K && pPeerServ != nullptr) *pPeerServ = 0;
+    return rc;
+  }
   if (pL->mType != NI_LISTEN && pL->mType != NI_RI_LISTEN)
     return ParamInvalid(fn, "pListenHdl->mType != NI_LISTEN && pListenHdl->mType != NI_RI_LISTEN");
   NITAB *p = nullptr;

@@ -1,5 +1,5 @@
 // The public face of framed I/O: argument checks, then the internal read, write, wait and check
-// calls. Buffered handles come with their layer; until then every handle is plain.
+// calls. A buffered handle's extension answers reads, writes and waits itself.
 #define DPTRC_MODULE u"nixx"
 
 #include "ni/nixxi_io.h"
@@ -47,9 +47,11 @@ int Read(const char *fn, int hdl, void *pBuffer, int bufferLen, int timeout, int
   if (p == nullptr) return NIEINVAL;
   if (int rc = CheckArgs(fn, pBuffer, bufferLen, pRead, false); rc != ZUL_O_K) return rc;
   auto *buffer = static_cast<ZUL_RAW *>(pBuffer);
+  if (mode != NI_RAW_IO && p->mpXhdl != nullptr)
+    return p->mpXhdlOps->read(p, p->mpXhdl, buffer, bufferLen, timeout, pRead);
   int rc = NiIRead(p, buffer, bufferLen, timeout, mode, pRead);
-  // Only a message of a check's length can be one.
-  if (mode == NI_RAW_IO || rc != ZUL_O_K || *pRead != 8) return rc;
+  // Only a message of a check's length, or one as long as a control message, can be one.
+  if (mode == NI_RAW_IO || rc != ZUL_O_K || (*pRead != 8 && *pRead < 24)) return rc;
   int peerRc = 0;
   rc = NiBufIProcMsg(p, nullptr, buffer, pRead, &peerRc, nullptr);
   if (rc == NIEOPCODE) return peerRc != 0 ? peerRc : NIEPING;
@@ -63,6 +65,9 @@ int Write(const char *fn, int hdl, const void *pData, int dataLen, int timeout, 
   if (mode == NI_RAW_IO && pData == nullptr)
     return Refuse(kModPublic, __LINE__, NIEINVAL, 1, "%s: parameter invalid (pData == NULL)", fn);
   if (int rc = CheckArgs(fn, pData, dataLen, pWritten, true); rc != ZUL_O_K) return rc;
+  if (mode != NI_RAW_IO && p->mpXhdl != nullptr)
+    return p->mpXhdlOps->write(p, p->mpXhdl, static_cast<const ZUL_RAW *>(pData), dataLen,
+                               timeout, pWritten);
   return NiIWrite(p, static_cast<const ZUL_RAW *>(pData), dataLen, timeout, mode, pWritten);
 }
 
@@ -84,7 +89,7 @@ int NiRawWrite(int hdl, const void *pData, int dataLen, int timeout, int *pWritt
   return Write("NiRawWrite", hdl, pData, dataLen, timeout, pWritten, NI_RAW_IO);
 }
 
-int NiPeekEx(int hdl, int mode, int /*raw*/, int timeout) noexcept {
+int NiPeekEx(int hdl, int mode, int raw, int timeout) noexcept {
   const char *fn = "NiPeekEx";
   NITAB *p = CheckHdl(hdl, fn);
   if (p == nullptr) return NIEINVAL;
@@ -107,6 +112,10 @@ int NiPeekEx(int hdl, int mode, int /*raw*/, int timeout) noexcept {
     // Reverse invoke is inactive: its server peek reports so.
     DPTRC_A7(1, tf, "%s: reverse invoke (RI) inactive\n", "NiIRiSrvPeek");
     return NIEINTERN;
+  }
+  if (raw == 0 && p->mpXhdl != nullptr) {
+    int len = 0;
+    return p->mpXhdlOps->peek(p, p->mpXhdl, timeout, &len, mode);
   }
   return NiIPeek(p, mode == NI_READ ? SI_PEEK_RD : SI_PEEK_WR, timeout);
 }

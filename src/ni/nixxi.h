@@ -34,6 +34,7 @@ struct NITAB {
   void *mTcData;
   struct {
     SI_SOCK mIPSocket, mUDSocket;
+    int (*mpInitFunc)(NITAB *pHdl) noexcept;  // run on each accepted handle (buffered listener)
     void *mAcl;
   } lis;
   struct {
@@ -43,6 +44,7 @@ struct NITAB {
     // Per-handle switches and the accept list mark.
     uint8_t mSingleRead;    // NIHP_SINGLE_READ: a read that has moved bytes never waits again
     uint8_t mInAcceptList;  // 1: counted in the accept list
+    uint8_t mPeerVersion;   // 1 while NiGetPeerVersion awaits the peer's version reply
     // Framed I/O: the message in progress in each direction (all zero when none is) and the
     // state of the in-band checks. The read fields belong to the reading thread, the write
     // fields to the holder of mWriteBusy; mCheckStat and mCheckPend are touched by both.
@@ -207,9 +209,17 @@ int NiPGetNodeAddrList(NI_NODEADDR *pAddrs, uint8_t *pUpFlags, int max, int with
 // ---- Rest of the handle-table frame: thread records, trace masks, system errors, walks and
 // the hooks of the layers above ----
 
-// The operations of a buffered handle's extension, filled by the buffered layer.
+// The operations of a buffered handle's extension, filled by the buffered layer: the handle
+// calls that a buffered handle answers itself.
 struct NI_XHDL_OPS {
   void (*close)(NITAB *pHdl, struct NI_XHDL *pXhdl) noexcept;  // frees the extension
+  int (*read)(NITAB *pHdl, struct NI_XHDL *pXhdl, ZUL_RAW *pBuffer, int bufferLen, int timeout,
+              int *pRead) noexcept;
+  int (*write)(NITAB *pHdl, struct NI_XHDL *pXhdl, const ZUL_RAW *pData, int dataLen,
+               int timeout, int *pWritten) noexcept;
+  // mode NI_READ or NI_WRITE; *pLen gets the bytes of the message at hand.
+  int (*peek)(NITAB *pHdl, struct NI_XHDL *pXhdl, int timeout, int *pLen, int mode) noexcept;
+  int (*selUpdate)(NITAB *pHdl, struct NI_XHDL *pXhdl) noexcept;
 };
 
 namespace ni {
@@ -348,8 +358,7 @@ int NiISystemError(int siRc, int siFunc, NITAB *pHdl, const SI_SOCK *pSock, int 
 // Appends the separator between an address text and a port; NIETOO_SMALL without room.
 int NiIAddAddrPortSep(ZUL_UTF16 *pAddrStr, size_t size) noexcept;
 
-// Hooks of the layers above the frame. Stand-ins in nixx_hooks.cpp succeed until those layers
-// replace them.
+// Hooks of the layers above the frame.
 // Buffered layer: start and end, its global parameters (*pDone 1 when it took the request),
 // turning a handle buffered, its per-handle parameters and its text for dumps.
 int NiBufIInit() noexcept;
@@ -405,12 +414,19 @@ int NiICheck2Cancel(NITAB *pHdl) noexcept;
 int NiIHdlGetStatus(NITAB *pHdl) noexcept;
 // Data bytes in progress for NI_READ, else for writing.
 int NiIPending(NITAB *pHdl, int mode, int raw) noexcept;
-// Looks at a message that NiIRead completed: 0 for user data; a check message is consumed
-// (*pLen 0) with NIEOPCODE, or NIEPING for the pong that answers NiCheckEx; *pPeerRc gets a code
-// the peer sent (0: none). pXhdl and pPeerVersion may be null.
+// Looks at a message that NiIRead completed: 0 for user data; a check or control message is
+// consumed (*pLen 0) with NIEOPCODE, or NIEPING for the pong that answers NiCheckEx (and, on a
+// buffered handle, for a ping answered); *pPeerRc gets a code the peer sent (0: none). pXhdl
+// (null for a plain handle) and pPeerVersion may be null.
 struct NI_XHDL;
 int NiBufIProcMsg(NITAB *pHdl, NI_XHDL *pXhdl, ZUL_RAW *pData, int *pLen, int *pPeerRc,
                   uint8_t *pPeerVersion) noexcept;
+// The check messages of 8 bytes alone: ZUL_O_K for anything else.
+int NiIProcCheckMsg(NITAB *pHdl, NI_XHDL *pXhdl, ZUL_RAW *pData, int *pLen) noexcept;
+// A message of the layer itself (a pong) on a buffered handle: queued behind what is in the
+// ready part, never refused for a full queue. NIETIMEOUT counts as sent.
+int NiBufIWriteUserMsg(NITAB *pHdl, NI_XHDL *pXhdl, const ZUL_RAW *pData, int len,
+                       int timeout) noexcept;
 namespace ni {
 extern const char *const NI_MODE_STR[3];  // "MESG_IO", "RAW_IO", "ROUT_IO"
 }

@@ -21,12 +21,20 @@ constexpr ZUL_RAW kPong[kCheckLen] = {'N', 'I', '_', 'P', 'O', 'N', 'G', 0};
 uint8_t LoadStat(const NITAB *p) { return __atomic_load_n(&p->con.mCheckStat, __ATOMIC_ACQUIRE); }
 void StoreStat(NITAB *p, uint8_t v) { __atomic_store_n(&p->con.mCheckStat, v, __ATOMIC_RELEASE); }
 
-// Sends the check from byte *pSent on. A buffered handle would queue it instead; plain handles
-// write it as a message. claimed: the caller holds the write claim.
+// Sends the check from byte *pSent on. A buffered handle queues what the socket doesn't take;
+// plain handles write it as a message. claimed: the caller holds the write claim.
 int SendCheck(NITAB *p, int timeout, int isPing, int *pSent, bool claimed) {
   const ZUL_RAW *msg = isPing != 0 ? kPing : kPong;
   int from = pSent != nullptr ? *pSent : 0;
   int written = 0;
+  if (p->mpXhdl != nullptr) {
+    int rc = NiBufIWriteUserMsg(p, p->mpXhdl, msg + from, kCheckLen - from, timeout);
+    if (rc == ZUL_O_K && pSent != nullptr) *pSent = kCheckLen;
+    if (rc == ZUL_O_K)
+      DPTRC_A7(Lvl(p, 2), tf, "%s: hdl %d sent %s to partner\n", "NiICheck", p->handle,
+               isPing != 0 ? "NI_PING" : "NI_PONG");
+    return rc;
+  }
   int rc = claimed ? WriteClaimed(p, msg + from, kCheckLen - from, timeout, NI_MESG_IO, &written)
                    : NiIWrite(p, msg + from, kCheckLen - from, timeout, NI_MESG_IO, &written);
   if (rc == NIETIMEOUT && pSent != nullptr) *pSent += written;
@@ -37,10 +45,15 @@ int SendCheck(NITAB *p, int timeout, int isPing, int *pSent, bool claimed) {
 }
 
 // A ping is answered at once with a pong that doesn't wait, unless a message of this handle is
-// on its way out: a pong in its middle would break the stream.
+// on its way out: a pong in its middle would break the stream. A buffered handle queues the pong
+// behind such a message instead, and reports the ping as NIEPING.
 int AnswerPing(NITAB *p) {
   const char *fn = "NiBufIProcMsg";
   DPTRC_A7(Lvl(p, 2), tf, "%s: hdl %d received NI_PING, reply NI_PONG\n", fn, p->handle);
+  if (p->mpXhdl != nullptr) {
+    int rc = SendCheck(p, 0, 0, nullptr, false);
+    return rc == ZUL_O_K ? NIEPING : rc;
+  }
   const char *skip = "%s: hdl %d mPendDataLenToWrite > 0 (%d), do not send PONG\n";
   if (!TryClaimWrite(p)) {
     // Another thread is writing right now: its message is pending.
@@ -79,9 +92,7 @@ int TakePong(NITAB *p) {
 
 }  // namespace
 
-int NiBufIProcMsg(NITAB *pHdl, NI_XHDL * /*pXhdl*/, ZUL_RAW *pData, int *pLen, int *pPeerRc,
-                  uint8_t * /*pPeerVersion*/) noexcept {
-  if (pPeerRc != nullptr) *pPeerRc = 0;
+int NiIProcCheckMsg(NITAB *pHdl, NI_XHDL * /*pXhdl*/, ZUL_RAW *pData, int *pLen) noexcept {
   if (*pLen != kCheckLen) return ZUL_O_K;
   if (std::memcmp(pData, kPing, kCheckLen) == 0) {
     *pLen = 0;
@@ -186,9 +197,14 @@ int NiIHdlGetStatus(NITAB *p) noexcept {
   return NIEINVAL;
 }
 
-int NiIPending(NITAB *p, int mode, int /*raw*/) noexcept {
+int NiIPending(NITAB *p, int mode, int raw) noexcept {
   // A buffered handle's extension answers for its queues; a plain handle has only the message in
   // progress.
+  if (raw == 0 && p->mpXhdl != nullptr) {
+    int len = 0;
+    p->mpXhdlOps->peek(p, p->mpXhdl, 0, &len, mode);
+    return len;
+  }
   const uint32_t &field = mode == NI_READ ? p->con.mPendDataLenToRead : p->con.mPendDataLenToWrite;
   return static_cast<int>(__atomic_load_n(&field, __ATOMIC_RELAXED));
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "ni/nixxhs.h"
+#include "ni/nibuf.h"
 #include "ni/nixxi_con.h"
 #include "ni/nixxi_io.h"
 #include "zul_dptrace.h"
@@ -312,12 +313,19 @@ int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) n
   DPTRC_A7(p->mTrace ? 1 : 2, tf, "%s: hdl %d accepted hdl %d from %s\n", fn, pListenHdl->handle,
            p->handle, partner);
   if (from == &pListenHdl->lis.mIPSocket) TraceLocalAddr(p, fn, pListenHdl->handle);
+  if (pListenHdl->lis.mpInitFunc != nullptr) {
+    if (int irc = pListenHdl->lis.mpInitFunc(p); irc != ZUL_O_K) {
+      DPTRC_A7(1, tf, "%s: initialization of specialized type failed (rc=%d)\n", fn, irc);
+      NiICloseHandle(p, 1, 0);
+      return irc;
+    }
+  }
   *ppHdl = p;
   return ZUL_O_K;
 }
 
 int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEADDR *pNodeAddr,
-                  uint16_t port, int protocol, int timeout, int /*raw*/, int buffered,
+                  uint16_t port, int protocol, int timeout, int raw, int buffered,
                   FILE **ppTrcFile, NITAB **ppHdl) noexcept {
   const char *fn = "NiBufIConnect";
   if ((protocol & ~(NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)
@@ -325,9 +333,6 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
                   "%s: parameter invalid ((protocol & ~(NI_PROTO_FAM_UNSPEC | NI_PROTO_FAM_LOCAL "
                   "| NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)",
                   fn);
-  // Buffered handles and routes come with the buffered layer.
-  if (buffered != 0)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: parameter invalid (buffered != 0)", fn);
   NI_NODEADDR addr{};
   if (pHost != nullptr) {
     char host[NI_MAX_HOSTNAME_LEN];
@@ -346,8 +351,20 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
   } else {
     addr = *pNodeAddr;
   }
-  // An unbuffered connect has nobody to complete it later: 0 waits for ever.
   NITAB *p = nullptr;
+  if (buffered != 0) {
+    // A buffered handle completes a pending connect in its later calls: 0 doesn't wait.
+    int rc = NiIConnect(&addr, port, protocol, timeout, ppTrcFile, &p);
+    if (rc != ZUL_O_K && rc != NIECONN_PENDING) return rc;
+    if (int brc = NiBufIHdlInit(p); brc != ZUL_O_K) {
+      NiICloseHandle(p, 1, 0);
+      return brc;
+    }
+    if (raw != 0) p->mpXhdl->mTalkMode = NI_RAW_IO;
+    *ppHdl = p;
+    return rc;
+  }
+  // An unbuffered connect has nobody to complete it later: 0 waits for ever.
   int rc = NiIConnect(&addr, port, protocol, timeout == 0 ? -1 : timeout, ppTrcFile, &p);
   if (rc == NIECONN_PENDING) {
     char partner[NI_NODEADDR_STR_LEN + 8];

@@ -286,6 +286,9 @@ int NiIRead(NITAB *p, ZUL_RAW *pBuffer, int bufferLen, int timeout, int mode, in
                  p->handle, kHdrLen, r, static_cast<int>(length));
       if (length & 0x80000000u) return InvalidLength(p, mode, length);
       c.mPendDataLenToRead = length;
+      // A read without a buffer asks for the length alone: NIETOO_SMALL tells it is in (the
+      // length stands in mPendDataLenToRead), without a report, as no fault is involved.
+      if (bufferLen == 0 && length != 0) return NIETOO_SMALL;
       if (bufferLen == 0 || (length == 0 && c.mSingleRead))
         return length == 0 ? ReadDone(p, r, mode, pRead) : TooSmall(p, bufferLen);
       // A length of 0 leaves nothing pending, and the next pass receives 0 bytes.

@@ -204,13 +204,13 @@ int NiIBind(NITAB *pHdl, const NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
 int NiIListen(const NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int protocol, int buffered,
               int tries, NITAB **ppHdl) noexcept {
   const char *fn = "NiIListen";
-  // Listeners that hand out buffered handles come with the buffered layer.
-  if (buffered != 0)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1, "%s: parameter invalid (buffered != 0)", fn);
   for (int round = tries + 1;; ++round) {
     int rc = ZUL_O_K;
     Round r = ListenRound(pNodeAddr, pServNo, protocol, ppHdl, &rc);
-    if (r == Round::kDone) return ZUL_O_K;
+    if (r == Round::kDone) {
+      if (buffered != 0) (*ppHdl)->lis.mpInitFunc = NiBufIHdlInit;  // each accepted one is buffered
+      return ZUL_O_K;
+    }
     // Another process may own the local path of a port that was free on IP: search on.
     if (r != Round::kBindFailed || *pServNo != kFindServ || rc >= -1) return rc;
     if (round >= kListenRounds) {

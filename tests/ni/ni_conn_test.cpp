@@ -304,8 +304,6 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
        u"NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)"},
       {[&] { return NiHandleForAddr(nullptr, 1, 0, &h); }, NIEINVAL,
        u"NiHandleForAddr: parameter invalid (pNodeAddr == NULL)"},
-      {[&] { return NiHandleEx(u"127.0.0.1", u"1", 0, 0, 1, 0, nullptr, &h); }, NIEINVAL,
-       u"NiBufIConnect: parameter invalid (buffered != 0)"},
       {[&] { return NiHandle(u"/H/r/S/1", u"1", 0, &h); }, NIEHOST_UNKNOWN,
        u"NiBufIConnect: hostname  '/H/r/S/1' unknown"},
       {[&] { return NiServerHandleEx(nullptr, &p1, 1, 0, &h); }, NIEINVAL,

@@ -37,9 +37,9 @@ TEST_F(NiHdl, ParametersSetReadAndRefused) {
   const std::tuple<int, int, int, const char16_t *> rows[] = {
       {NIHP_SINGLE_READ, NI_DT_UINT, 1,
        u"NiSetHdlParamEx: parameter invalid (pParamData->datatype != NI_DT_BOOL)"},
-      {NIHP_BUFSTAT, NI_DT_RAW, NI_BUFSTAT_OFF,
+      {NIHP_BUFSTAT, NI_DT_RAW, 2,
        u"NiSetHdlParamEx: parameter invalid (pParamData->value.raw_val != NI_BUFSTAT_ON)"},
-      {NIHP_TALKMODE, NI_DT_RAW, 0, u"NiSetHdlParamEx: invalid param 60 for hdl 1"},
+      {67, NI_DT_RAW, 0, u"NiSetHdlParamEx: invalid param 67 for hdl 1"},
       {52, NI_DT_BOOL, 0, u"NiSetHdlParamEx: invalid param 52 for hdl 1"},
   };
   for (auto [param, type, value, detail] : rows) {
