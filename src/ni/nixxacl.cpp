@@ -46,14 +46,6 @@ bool Keyword(const ZUL_UTF16 *tok, size_t len, const char *kw) {
   return true;
 }
 
-std::string AddrText(const NI_NODEADDR &a) {
-  ZUL_UTF16 text[NI_NODEADDR_STR_LEN] = {};
-  NiAddrToStr(&a, text, NI_NODEADDR_STR_LEN, 0);
-  char out[NI_NODEADDR_STR_LEN];
-  Narrow(text, out, sizeof out);
-  return out;
-}
-
 std::string AddrMaskText(const NI_NODEADDR &a, const NI_NODEADDR &m) {
   ZUL_UTF16 text[NI_ADDRMASK_STR_LEN] = {};
   NiAddrMaskToStr(&a, &m, text, NI_ADDRMASK_STR_LEN);

@@ -25,14 +25,6 @@ namespace {
 
 constexpr const char16_t *kModAl = u"nixxal.cpp";
 
-std::string AddrText(const NI_NODEADDR &a) {
-  ZUL_UTF16 text[NI_NODEADDR_STR_LEN] = {};
-  NiAddrToStr(&a, text, NI_NODEADDR_STR_LEN, 0);
-  char out[NI_NODEADDR_STR_LEN];
-  Narrow(text, out, sizeof out);
-  return out;
-}
-
 // ---- Accept list ----
 
 struct AlEntry {

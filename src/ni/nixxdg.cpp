@@ -128,14 +128,6 @@ bool IsMulticast(const NI_NODEADDR &a) {
   return a.addr[0] == 0xFF;                             // ff00::/8
 }
 
-std::string AddrText(const NI_NODEADDR &a) {
-  ZUL_UTF16 text[NI_NODEADDR_STR_LEN] = {};
-  NiAddrToStr(&a, text, NI_NODEADDR_STR_LEN, 0);
-  char out[NI_NODEADDR_STR_LEN];
-  Narrow(text, out, sizeof out);
-  return out;
-}
-
 int GroupAdm(int hdl, const NI_NODEADDR *pMc, const NI_NODEADDR *pIf, bool join) {
   const char *fn = join ? "NiDgHdlJoinGroup" : "NiDgHdlLeaveGroup";
   NITAB *p = CheckHdl(hdl, fn);

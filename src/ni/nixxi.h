@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string>
 
 #include "zul_ni.h"
 #include "zul_si.h"
@@ -139,6 +140,14 @@ inline bool IsLoopback(const NI_NODEADDR &a) noexcept {
 // 8-bit copy of 16-bit text for messages and traces, cut at size - 1 bytes; units above 7 bits
 // become '?', and null reads as empty.
 void Narrow(const ZUL_UTF16 *in, char *out, size_t size) noexcept;
+// The 8-bit text of an address for traces ("" when it can't be written).
+inline std::string AddrText(const NI_NODEADDR &a) {
+  ZUL_UTF16 text[NI_NODEADDR_STR_LEN] = {};
+  NiAddrToStr(&a, text, NI_NODEADDR_STR_LEN, 0);
+  char out[NI_NODEADDR_STR_LEN];
+  Narrow(text, out, sizeof out);
+  return out;
+}
 // 16-bit copy of 8-bit text, cut at size - 1 units; asFormat doubles each '%' so that the copy
 // prints as itself when used as a format.
 void Widen(const char *in, ZUL_UTF16 *out, size_t size, bool asFormat = false) noexcept;

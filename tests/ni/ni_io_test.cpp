@@ -10,6 +10,7 @@
 
 #include "ni/nixxi.h"
 #include "ni_conn.h"
+#include "ni_raw_peer.h"
 #include "si/sixx.h"
 #include "trace_capture.h"
 #include "zul_err.h"
@@ -20,28 +21,11 @@ using ni_test::Link;
 using Bytes = std::string;
 using Got = std::pair<int, Bytes>;
 
-Bytes Frame(const Bytes &data) {
-  uint32_t n = htonl(static_cast<uint32_t>(data.size()));
-  return Bytes(reinterpret_cast<const char *>(&n), 4) + data;
-}
 const Bytes kPingMsg("NI_PING\0", 8), kPongMsg("NI_PONG\0", 8);
+using ni_test::Frame;
+using ni_test::PeerRecv;
 
-void PeerSend(int fd, const Bytes &b) {
-  ASSERT_EQ(send(fd, b.data(), b.size(), 0), (ssize_t)b.size());
-}
-
-// What the peer can read within ms milliseconds, up to n bytes.
-Bytes PeerRecv(int fd, size_t n, int ms = 2000) {
-  Bytes out;
-  pollfd p{fd, POLLIN, 0};
-  while (out.size() < n && poll(&p, 1, ms) == 1) {
-    char buf[65536];
-    ssize_t r = recv(fd, buf, std::min(sizeof buf, n - out.size()), 0);
-    if (r <= 0) break;
-    out.append(buf, static_cast<size_t>(r));
-  }
-  return out;
-}
+void PeerSend(int fd, const Bytes &b) { ASSERT_TRUE(ni_test::PeerSend(fd, b)); }
 
 std::u16string IoDetail() { return ErrGetFld(ERR_FLD_DETAIL); }
 
