@@ -1,15 +1,18 @@
 // Route strings into route messages byte for byte, entries read back (and refused when the
-// message lies), the last hop replaced, and the table form.
+// message lies), the last hop replaced, the table form; connects through routers on plain
+// sockets, unbuffered and buffered, and their refusals.
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 
+#include <cstring>
+#include <memory>
 #include <string>
 
-#include <memory>
-
+#include "ni/nibuf.h"
 #include "ni/nixxri.h"
 #include "ni_router_peer.h"
+#include "zul_nisel.h"
 
 namespace {
 
@@ -164,6 +167,41 @@ TEST_F(NiRoute, ThroughOneAndTwoRouters) {
     const uint32_t first = static_cast<uint32_t>(10 + RtNum(r1.port).size() + 1 + 1);
     EXPECT_EQ(RtBytes(m, 20, 4), RtBytes("\0\0\0", 3) + static_cast<char>(first));
   }
+  close(tlis);
+}
+
+// Buffered with a time-out the connect returns at once; a later select takes the pong in, and the
+// message sent meanwhile waits for it.
+TEST_F(NiRoute, BufferedConnectTakesThePongLater) {
+  uint16_t tport = 0;
+  int tlis = ni_test::TcpSocket(0, false, 4, &tport);
+  ni_test::RouterPeer r;
+  std::u16string route = u"/H/127.0.0.1/S/" + RtNum(r.port) + u"/H/127.0.0.1";
+  int hdl = -1;
+  ASSERT_EQ(NiBufHandle(route.c_str(), RtNum(tport).c_str(), 2000, &hdl), ZUL_O_K);
+  NI_PARAM_DATA q{NIHP_MAX_QUEUE, NI_DT_UINT, {}};
+  q.value.uint_val = 4;  // room for the message while the pong is awaited
+  ASSERT_EQ(NiSetHdlParamEx(hdl, &q), ZUL_O_K);
+  NIBUF *m = nullptr;
+  ASSERT_EQ(NiBufAlloc(&m, 5, "t"), ZUL_O_K);
+  std::memcpy(m->data, "hello", 5);
+  m->len = 5;
+  ASSERT_EQ(NiBufSend(hdl, &m, 0), ZUL_O_K);
+  NISEL *set = nullptr;
+  ASSERT_EQ(NiSelNewSet(&set), ZUL_O_K);
+  ASSERT_EQ(NiSelSet(set, hdl, SISEL_READ, nullptr), ZUL_O_K);
+  EXPECT_EQ(NiSelSelect(set, 300), NIETIMEOUT);  // the pong never surfaces
+  int target = accept(tlis, nullptr, nullptr);
+  EXPECT_EQ(ni_test::PeerRecv(target, 9), ni_test::Frame("hello"));
+  ASSERT_TRUE(ni_test::PeerSend(target, ni_test::Frame("back")));
+  ASSERT_EQ(NiSelSelect(set, 2000), ZUL_O_K);
+  NIBUF *b = nullptr;
+  ASSERT_EQ(NiBufReceive(hdl, &b, 0), ZUL_O_K);
+  EXPECT_EQ(RtBytes(reinterpret_cast<char *>(b->data), b->len), "back");
+  NiBufFree(&b);
+  NiSelDestroySet(&set);
+  NiCloseHandle(hdl);
+  close(target);
   close(tlis);
 }
 
