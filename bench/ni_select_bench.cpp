@@ -22,16 +22,16 @@ namespace {
 // every byte it reads from the pipe with one framed message to the handle.
 struct SelFixture {
   std::vector<ni_test::Conn> idle;
-  ni_test::Conn active;
+  std::vector<ni_test::Conn> act;  // the one active handle
   int kick[2] = {-1, -1};
   std::thread feeder;
 
   explicit SelFixture(int n, bool buffered = false) {
     if (NiInit3(n + 64) != ZUL_O_K) std::abort();
     for (int i = 0; i < n; ++i) idle.push_back(Make(buffered));
-    active = Make(buffered);
+    act.push_back(Make(buffered));
     if (pipe(kick) != 0) std::abort();
-    int in = kick[0], peer = active.peer;
+    int in = kick[0], peer = act[0].peer;
     feeder = std::thread([in, peer] {
       const ni_test::Bytes msg = ni_test::Frame("x");
       char c;
@@ -63,7 +63,7 @@ struct SelFixture {
   void Take() {
     char buf[8];
     int n = 0;
-    if (NiRead(active.hdl, buf, sizeof buf, 1000, &n) != ZUL_O_K) std::abort();
+    if (NiRead(act[0].hdl, buf, sizeof buf, 1000, &n) != ZUL_O_K) std::abort();
   }
 };
 
@@ -72,7 +72,7 @@ void BM_NiSel(benchmark::State &state) {
   NISEL *set = nullptr;
   NiSelNewSet(&set);
   for (auto &c : f.idle) NiSelSet(set, c.hdl, SISEL_READ, nullptr);
-  NiSelSet(set, f.active.hdl, SISEL_READ, nullptr);
+  NiSelSet(set, f.act[0].hdl, SISEL_READ, nullptr);
   for (auto _ : state) {
     f.Kick();
     int h = -1;
@@ -89,7 +89,7 @@ void BM_RawPoll(benchmark::State &state) {
   SelFixture f(static_cast<int>(state.range(0)));
   std::vector<pollfd> fds;
   for (auto &c : f.idle) fds.push_back(pollfd{f.Fd(c), POLLIN | POLLPRI, 0});
-  fds.push_back(pollfd{f.Fd(f.active), POLLIN | POLLPRI, 0});
+  fds.push_back(pollfd{f.Fd(f.act[0]), POLLIN | POLLPRI, 0});
   for (auto _ : state) {
     f.Kick();
     int fd = -1;
@@ -115,7 +115,7 @@ void BM_RawEpoll(benchmark::State &state) {
     epoll_ctl(ep, EPOLL_CTL_ADD, fd, &ev);
   };
   for (auto &c : f.idle) add(f.Fd(c));
-  add(f.Fd(f.active));
+  add(f.Fd(f.act[0]));
   std::vector<epoll_event> out(f.idle.size() + 1);
   for (auto _ : state) {
     f.Kick();
@@ -132,7 +132,7 @@ void BM_NiSelReadyListHit(benchmark::State &state) {
   NISEL *set = nullptr;
   NiSelNewSet(&set);
   for (auto &c : f.idle) NiSelSet(set, c.hdl, SISEL_READ, nullptr);
-  NiSelSet(set, f.active.hdl, SISEL_READ, nullptr);
+  NiSelSet(set, f.act[0].hdl, SISEL_READ, nullptr);
   f.Kick();
   while (NiSelSelect(set, 1000) != ZUL_O_K) {
   }
