@@ -131,12 +131,11 @@ void SetStatus(NITAB *p, NI_XHDL *x, uint8_t status, const char *fn) noexcept {
   x->mStatus = status;
 }
 
-int SelUpdate(NITAB *p, NI_XHDL *x) noexcept { return NiBufISelUpdate(p, x); }
+int SelUpdate(NITAB *p, NI_XHDL *x) noexcept {
+  return x->mpSet == nullptr ? ZUL_O_K : NiBufISelUpdate(p, x, nullptr, 0, 0);
+}
 
 }  // namespace ni::buf
-
-// Select sets don't exist yet: a handle's select state has nobody to tell.
-int NiBufISelUpdate(NITAB *, NI_XHDL *) noexcept { return ZUL_O_K; }
 
 int NiBufAlloc(NIBUF **ppBuffer, int length, const char *pText) noexcept {
   return NiBufAlloc2(ppBuffer, length, pText, nullptr);
@@ -352,6 +351,7 @@ static void FreeChain(NIBUF *b) noexcept {
 
 void NiBufIClose(NITAB *p, NI_XHDL *x) noexcept {
   const char *fn = "NiBufIClose";
+  NiBufISelRemove(p, x);  // while the socket is still open
   if (x->mpExtOps != nullptr && x->mpExtOps->close != nullptr) x->mpExtOps->close(p, x);
   if (x->mpAcceptedHdl != nullptr) {
     NiICloseHandle(x->mpAcceptedHdl, 1, 0);

@@ -74,7 +74,7 @@ bool HeapLimitReached() noexcept;
 
 // Status change with its trace.
 void SetStatus(NITAB *pHdl, NI_XHDL *x, uint8_t status, const char *fn) noexcept;
-// The select state follows the handle (no select sets yet: nothing to do).
+// The select state follows the buffer state (nothing to do outside a select set).
 int SelUpdate(NITAB *pHdl, NI_XHDL *x) noexcept;
 
 // The steps of the layer, named as their traces name them.
@@ -102,7 +102,10 @@ NIBUF_OPCODE_FUNC OpcodeHook() noexcept;
 }  // namespace ni::buf
 
 // Internal names as the traces give them.
-int NiBufISelUpdate(NITAB *pHdl, NI_XHDL *pXhdl) noexcept;
+// Works out what a member of a select set reports and what it needs from its socket; isNew adds
+// the socket (with pData), isRemove takes it out. ZUL_O_K outside a set.
+int NiBufISelUpdate(NITAB *pHdl, NI_XHDL *pXhdl, void *pData, int isNew, int isRemove) noexcept;
+void NiBufISelRemove(NITAB *pHdl, NI_XHDL *pXhdl) noexcept;
 void NiBufIClose(NITAB *pHdl, NI_XHDL *pXhdl) noexcept;
 int NiBufISetHS(NITAB *pHdl, NI_XHDL *pXhdl, int on) noexcept;
 int NiBufISendMsg(NITAB *pHdl, NI_XHDL *pXhdl, int timeout, int opcode, const ZUL_RAW *pData,

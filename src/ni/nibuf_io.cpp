@@ -571,7 +571,7 @@ int OpPeek(NITAB *p, NI_XHDL *x, int timeout, int *pLen, int mode) noexcept {
 }  // namespace
 
 namespace ni::buf {
-const NI_XHDL_OPS kOps = {NiBufIClose, OpRead, OpWrite, OpPeek, NiBufISelUpdate};
+const NI_XHDL_OPS kOps = {NiBufIClose, OpRead, OpWrite, OpPeek, SelUpdate};
 }
 
 int NiBufSend(int hdl, NIBUF **ppBuffer, int timeout) noexcept {

@@ -67,6 +67,8 @@ struct NITAB {
   // writer of the handle, so that a pong sent from a read never interleaves with its message.
   uint8_t mSetKeepAlive;
   uint8_t mWriteBusy;
+  // Bit 2: a select set has traced this handle's internal status error (traced once).
+  uint8_t mFlags;
 };
 
 namespace ni {

@@ -324,62 +324,6 @@ int NiIAccept(NITAB *pListenHdl, int timeout, FILE **ppTrcFile, NITAB **ppHdl) n
   return ZUL_O_K;
 }
 
-int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEADDR *pNodeAddr,
-                  uint16_t port, int protocol, int timeout, int raw, int buffered,
-                  FILE **ppTrcFile, NITAB **ppHdl) noexcept {
-  const char *fn = "NiBufIConnect";
-  if ((protocol & ~(NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)
-    return Refuse(kModInternal, __LINE__, NIEINVAL, 1,
-                  "%s: parameter invalid ((protocol & ~(NI_PROTO_FAM_UNSPEC | NI_PROTO_FAM_LOCAL "
-                  "| NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6)) != 0)",
-                  fn);
-  NI_NODEADDR addr{};
-  if (pHost != nullptr) {
-    char host[NI_MAX_HOSTNAME_LEN];
-    Narrow(pHost, host, sizeof host);
-    if (strncmpU16(pHost, u"/H/", 3) == 0)
-      return Refuse(kModInternal, __LINE__, NIEHOST_UNKNOWN, 1, "%s: hostname  '%s' unknown", fn,
-                    host);
-    if (int rc = NiIGetNodeAddr(pHost, &addr); rc != ZUL_O_K)
-      return Refuse(kModInternal, __LINE__, rc, 1, "%s: host invalid or unknown '%s' (rc=%d)", fn,
-                    host, rc);
-    char serv[NI_MAX_SERVNAME_LEN];
-    Narrow(pServ, serv, sizeof serv);
-    if (int rc = NiIGetServNo(pServ, &port); rc != ZUL_O_K)
-      return Refuse(kModInternal, __LINE__, rc, 1, "%s: service invalid or unknown '%s' (rc=%d)",
-                    fn, serv, rc);
-  } else {
-    addr = *pNodeAddr;
-  }
-  NITAB *p = nullptr;
-  if (buffered != 0) {
-    // A buffered handle completes a pending connect in its later calls: 0 doesn't wait.
-    int rc = NiIConnect(&addr, port, protocol, timeout, ppTrcFile, &p);
-    if (rc != ZUL_O_K && rc != NIECONN_PENDING) return rc;
-    if (int brc = NiBufIHdlInit(p); brc != ZUL_O_K) {
-      NiICloseHandle(p, 1, 0);
-      return brc;
-    }
-    if (raw != 0) p->mpXhdl->mTalkMode = NI_RAW_IO;
-    *ppHdl = p;
-    return rc;
-  }
-  // An unbuffered connect has nobody to complete it later: 0 waits for ever.
-  int rc = NiIConnect(&addr, port, protocol, timeout == 0 ? -1 : timeout, ppTrcFile, &p);
-  if (rc == NIECONN_PENDING) {
-    char partner[NI_NODEADDR_STR_LEN + 8];
-    AddrPortText(&addr, port, partner, sizeof partner);
-    DPTRC_A7(1, tf, "%s: non-buffered connect pending after %dms (hdl %d;%s)\n", fn, timeout,
-             p->handle, partner);
-    NiICloseHandle(p, 1, 0);
-    return Refuse(kModInternal, __LINE__, NIECONN_REFUSED, 1, "%s: connection pending after %dms",
-                  fn, timeout);
-  }
-  if (rc != ZUL_O_K) return rc;
-  *ppHdl = p;
-  return ZUL_O_K;
-}
-
 int NiIMyAddrVerify(const ZUL_UTF16 *pHostName, int timeout, NI_NODEADDR *pNodeAddr,
                     int connectTest) noexcept {
   const char *fn = "NiIMyAddrVerify";

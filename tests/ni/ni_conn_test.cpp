@@ -305,7 +305,7 @@ TEST_F(NiConn, RefusalsQuoteTheCondition) {
       {[&] { return NiHandleForAddr(nullptr, 1, 0, &h); }, NIEINVAL,
        u"NiHandleForAddr: parameter invalid (pNodeAddr == NULL)"},
       {[&] { return NiHandle(u"/H/r/S/1", u"1", 0, &h); }, NIEHOST_UNKNOWN,
-       u"NiBufIConnect: hostname  '/H/r/S/1' unknown"},
+       u"NiBufIConnect: host invalid or unknown 'r' (rc=-2)"},
       {[&] { return NiServerHandleEx(nullptr, &p1, 1, 0, &h); }, NIEINVAL,
        u"NiServerHandleEx: parameter invalid (protocol == NI_PROTO_FAM_LOCAL)"},
       {[&] { return NiServerHandleEx(nullptr, &p0, 3, 0, &h); }, NIEINVAL,
