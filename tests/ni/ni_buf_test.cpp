@@ -340,7 +340,8 @@ TEST_F(NiBuf, BothSidesSendingNeverDeadlock) {
       NiBufFree(&b);
       if (rc != ZUL_O_K && rc != NIETIMEOUT) return;
     }
-    for (int i = 0; i < 100 && NiPeekEx(hdl, NI_WRITE, 0, 100) == NIETIMEOUT; ++i) {
+    // Drains what this side still queues; a loaded machine may need many seconds for 8 MiB.
+    for (int i = 0; i < 600 && NiPeekEx(hdl, NI_WRITE, 0, 100) == NIETIMEOUT; ++i) {
     }
   };
   int got[2] = {0, 0};
