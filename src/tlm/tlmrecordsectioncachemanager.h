@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <thread>
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmlocks.h"
@@ -78,7 +79,12 @@ class CRecordSectionCacheManager : public CSingleton<CRecordSectionCacheManager>
   void processData() noexcept;
 
   // Replaces the agent (may be null); for set-up and tests.
-  void setAgent(std::unique_ptr<CMTDataSendingAgent> agent) { agent_ = std::move(agent); }
+  // Takes the in-process flag first, so that no sending run still uses the agent it replaces.
+  void setAgent(std::unique_ptr<CMTDataSendingAgent> agent) {
+    while (!ring_.setInProcessStatus()) std::this_thread::yield();
+    agent_ = std::move(agent);
+    ring_.resetInProcessStatus();
+  }
   CMTDataSendingAgent *getAgent() const { return agent_.get(); }
   // The number of sections in the ring now.
   size_t getRingSize() { return ring_.size(); }
