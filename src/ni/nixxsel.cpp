@@ -83,7 +83,7 @@ NISEL_IMPL *NISEL_IMPL::createSet(const int *pImpl, int *pRc) noexcept {
     *pRc = Refuse(kMod, __LINE__, NIEINTERN, 0, "%s: addSpecImpl failed (sirc=%d)", fn, SI_EMEMORY);
     return nullptr;
   }
-  set->spec()->regCBFunc(&set->mCb);
+  set->sockSet()->regCBFunc(&set->mCb);
   std::snprintf(set->mName, sizeof set->mName, "%u", ++gSetNo);
   return set;
 }
@@ -91,7 +91,7 @@ NISEL_IMPL *NISEL_IMPL::createSet(const int *pImpl, int *pRc) noexcept {
 NISEL_IMPL::~NISEL_IMPL() {
   if (mSockSet != nullptr) {
     removeAll();
-    spec()->regCBFunc(nullptr);
+    sockSet()->regCBFunc(nullptr);
     delete mSockSet;
   }
   std::free(mEntries);
@@ -229,7 +229,7 @@ int NISEL_IMPL::setError(int siRc, int hdl, const char *fn) noexcept {
 
 int64_t NISEL_IMPL::posOf(SI_SOCK *sock) noexcept {
   uint32_t pos = 0;
-  if (sock->socket < 0 || spec()->getSocketPos(sock, &pos) != SI_OK || pos >= mEntryCount)
+  if (sock->socket < 0 || sockSet()->getSocketPos(sock, &pos) != SI_OK || pos >= mEntryCount)
     return -1;
   return pos;
 }
@@ -364,7 +364,7 @@ int NISEL_IMPL::selectInt(int timeout, int *pCount, int *pRecall) noexcept {
     uint32_t pos = mCurPos;
     if (pos >= mEntryCount) continue;
     int hdl = mEntries[pos].hdl;
-    SI_SOCK key{static_cast<int32_t>(spec()->getSocketNo(pos)), 0, 0, 0};
+    SI_SOCK key{static_cast<int32_t>(sockSet()->getSocketNo(pos)), 0, 0, 0};
     NITAB *p = Lookup(hdl);
     if (nrc == SI_EINVAL_SOCK || (hdl >= 0 && p == nullptr)) {
       // Closed without the set knowing (a plain handle's close): the slot goes.
@@ -435,11 +435,11 @@ int NISEL_IMPL::next2(uint8_t *pRead, uint8_t *pReadPri, uint8_t *pWrite, uint8_
     uint32_t pos = mNextPos;
     incNext();
     int hdl = mEntries[pos].hdl;
-    SI_SOCK key{static_cast<int32_t>(spec()->getSocketNo(pos)), 0, 0, 0};
+    SI_SOCK key{static_cast<int32_t>(sockSet()->getSocketNo(pos)), 0, 0, 0};
     uint8_t stat = 0, mode = 0;
     SI_SOCK *sock = nullptr;
     void *data = nullptr;
-    spec()->getStatEx(&key, &stat, &sock, &data);
+    sockSet()->getStatEx(&key, &stat, &sock, &data);
     bool rd = false, rp = false, wr = false, cn = false;
     NITAB *p = Lookup(hdl);
     if (NI_XHDL *x = BufMember(p, this); x != nullptr) {

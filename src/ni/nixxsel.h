@@ -125,7 +125,8 @@ class NISEL_IMPL final : public NISEL {
               const char *fn) noexcept;
   int removeSock(SI_SOCK *sock) noexcept;
   int64_t posOf(SI_SOCK *sock) noexcept;
-  SISEL_SPEC *spec() const noexcept { return mSockSet->specialised(); }
+  // The socket set beneath, in its specialised form (poll or select) that keeps the positions.
+  SISEL_SPEC *sockSet() const noexcept { return mSockSet->specialised(); }
 
   SISEL_IMPL *mSockSet = nullptr;
   CB_FUNCS_IMPL mCb{this};
