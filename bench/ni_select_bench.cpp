@@ -4,10 +4,13 @@
 // epoll_wait on the same descriptors in the same run (epoll is the floor). Also a ready-list hit:
 // one of 1000 buffered members holds a complete message, and NiSelSelect plus NiSelNext find it
 // without touching a socket; and the wake-up path (NiWakeupExec to NiWakeupCollect) in a set of
-// 1000 idle handles.
+// N idle handles (N = 0 to 1000), beside a raw UDP datagram woken by epoll_wait or poll over the
+// same descriptors.
 #include <benchmark/benchmark.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/epoll.h>
+#include <sys/socket.h>
 
 #include <thread>
 #include <vector>
@@ -15,6 +18,7 @@
 #include "ni/nixxsel.h"
 #include "ni_conn.h"
 #include "ni_raw_peer.h"
+#include "raw_wait.h"
 
 namespace {
 
@@ -92,15 +96,7 @@ void BM_RawPoll(benchmark::State &state) {
   fds.push_back(pollfd{f.Fd(f.act[0]), POLLIN | POLLPRI, 0});
   for (auto _ : state) {
     f.Kick();
-    int fd = -1;
-    while (fd < 0) {
-      poll(fds.data(), fds.size(), -1);
-      for (const pollfd &p : fds)
-        if (p.revents & POLLIN) {
-          fd = p.fd;
-          break;
-        }
-    }
+    bench::PollFirstReadable(fds);
     f.Take();
   }
 }
@@ -108,14 +104,8 @@ void BM_RawPoll(benchmark::State &state) {
 void BM_RawEpoll(benchmark::State &state) {
   SelFixture f(static_cast<int>(state.range(0)));
   int ep = epoll_create1(0);
-  auto add = [ep](int fd) {
-    epoll_event ev{};
-    ev.events = EPOLLIN;
-    ev.data.fd = fd;
-    epoll_ctl(ep, EPOLL_CTL_ADD, fd, &ev);
-  };
-  for (auto &c : f.idle) add(f.Fd(c));
-  add(f.Fd(f.act[0]));
+  for (auto &c : f.idle) bench::EpollAddRead(ep, f.Fd(c));
+  bench::EpollAddRead(ep, f.Fd(f.act[0]));
   std::vector<epoll_event> out(f.idle.size() + 1);
   for (auto _ : state) {
     f.Kick();
@@ -166,12 +156,52 @@ void BM_NiSelWakeup(benchmark::State &state) {
   NiWakeupClose(&srv);
 }
 
+// The same wake-up made raw: a one-byte datagram from a connected UDP socket to one bound on
+// 127.0.0.1, woken by epoll_wait (or poll) over the same N idle descriptors and drained with
+// non-blocking receives until none is left, as NiWakeupCollect does.
+template <bool kEpoll>
+void BM_RawUdpWakeup(benchmark::State &state) {
+  SelFixture f(static_cast<int>(state.range(0)));
+  int srv = socket(AF_INET, SOCK_DGRAM, 0), cl = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof a;
+  auto *sa = reinterpret_cast<sockaddr *>(&a);
+  if (bind(srv, sa, len) != 0 || getsockname(srv, sa, &len) != 0 || connect(cl, sa, len) != 0)
+    std::abort();
+  std::vector<pollfd> fds;
+  for (auto &c : f.idle) fds.push_back(pollfd{f.Fd(c), POLLIN | POLLPRI, 0});
+  fds.push_back(pollfd{srv, POLLIN, 0});
+  int ep = epoll_create1(0);
+  for (const pollfd &p : fds) bench::EpollAddRead(ep, p.fd);
+  std::vector<epoll_event> out(fds.size());
+  for (auto _ : state) {
+    if (send(cl, "v", 1, 0) != 1) std::abort();
+    if (kEpoll) {
+      int n = 0;
+      while (n <= 0) n = epoll_wait(ep, out.data(), static_cast<int>(out.size()), -1);
+    } else {
+      bench::PollFirstReadable(fds);
+    }
+    char buf[2];
+    while (recv(srv, buf, sizeof buf, MSG_DONTWAIT) > 0) {
+    }
+  }
+  close(ep);
+  close(cl);
+  close(srv);
+}
+
 #define NISEL_BENCH_ARGS ->Arg(10)->Arg(100)->Arg(1000)->UseRealTime()
+#define WAKEUP_BENCH_ARGS ->Arg(0)->Arg(10)->Arg(100)->Arg(1000)->UseRealTime()
 BENCHMARK(BM_NiSel) NISEL_BENCH_ARGS;
 BENCHMARK(BM_RawPoll) NISEL_BENCH_ARGS;
 BENCHMARK(BM_RawEpoll) NISEL_BENCH_ARGS;
 BENCHMARK(BM_NiSelReadyListHit)->UseRealTime();
-BENCHMARK(BM_NiSelWakeup) NISEL_BENCH_ARGS;
+BENCHMARK(BM_NiSelWakeup) WAKEUP_BENCH_ARGS;
+BENCHMARK_TEMPLATE(BM_RawUdpWakeup, true) WAKEUP_BENCH_ARGS;
+BENCHMARK_TEMPLATE(BM_RawUdpWakeup, false) WAKEUP_BENCH_ARGS;
 
 }  // namespace
 

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "raw_wait.h"
 #include "si/sixxsel.h"
 #include "zul_si.h"
 
@@ -91,16 +92,7 @@ void BM_RawPoll(benchmark::State &state) {
   for (SI_SOCK &m : f.members) fds.push_back(pollfd{m.socket, POLLIN, 0});
   for (auto _ : state) {
     f.Ping();
-    int fd = -1;
-    while (fd < 0) {
-      poll(fds.data(), fds.size(), -1);
-      for (const pollfd &p : fds)
-        if (p.revents & POLLIN) {
-          fd = p.fd;
-          break;
-        }
-    }
-    f.Pong(fd);
+    f.Pong(bench::PollFirstReadable(fds));
   }
 }
 
@@ -134,12 +126,7 @@ void BM_RawSelect(benchmark::State &state) {
 void BM_RawEpoll(benchmark::State &state) {
   Fixture f(static_cast<int>(state.range(0)));
   int ep = epoll_create1(0);
-  for (SI_SOCK &m : f.members) {
-    epoll_event ev{};
-    ev.events = EPOLLIN;
-    ev.data.fd = m.socket;
-    epoll_ctl(ep, EPOLL_CTL_ADD, m.socket, &ev);
-  }
+  for (SI_SOCK &m : f.members) bench::EpollAddRead(ep, m.socket);
   std::vector<epoll_event> out(f.members.size());
   for (auto _ : state) {
     f.Ping();
