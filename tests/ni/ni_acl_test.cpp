@@ -6,12 +6,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "ni/nixxhs.h"
 #include "ni/nixxi.h"
+#include "ni_conn.h"
 #include "zul_err.h"
 
 namespace {
@@ -29,14 +31,20 @@ std::string AclDetail() {
 }
 int NeverLocal(const NI_NODEADDR *, FILE **) noexcept { return 0; }
 
-// A raw client connected to the port; -1 on failure.
-int AclClient(uint16_t port) {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
+// A raw client connected to the port on 127.0.0.1 or ::1; -1 on failure.
+int AclClient(uint16_t port, int family = AF_INET) {
   sockaddr_in a{};
+  sockaddr_in6 a6{};
   a.sin_family = AF_INET;
   a.sin_port = htons(port);
   a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
+  a6.sin6_family = AF_INET6;
+  a6.sin6_port = htons(port);
+  a6.sin6_addr = in6addr_loopback;
+  bool v6 = family == AF_INET6;
+  int fd = socket(family, SOCK_STREAM, 0);
+  if (connect(fd, v6 ? reinterpret_cast<sockaddr *>(&a6) : reinterpret_cast<sockaddr *>(&a),
+              v6 ? sizeof a6 : sizeof a) != 0) {
     close(fd);
     return -1;
   }
@@ -193,6 +201,53 @@ TEST_F(NiAcl, AcceptRefusesByTheList) {
   EXPECT_EQ(Accept(&client, &h), ZUL_O_K);
   NiCloseHandle(h);
   close(client);
+}
+
+// With IPv6 active (in a child): IPv4 rules decide for the mapped peers of a listener on "::",
+// IPv6 rules for the peers of one on ::1, and an IPv4 catch-all admits no IPv6 peer.
+TEST(NiAclIPv6, RulesAtIPv6Listeners) {
+  int probe = socket(AF_INET6, SOCK_STREAM, 0);
+  sockaddr_in6 sa{};
+  sa.sin6_family = AF_INET6;
+  sa.sin6_addr = in6addr_loopback;
+  int err = probe < 0 || bind(probe, reinterpret_cast<sockaddr *>(&sa), sizeof sa) != 0 ? errno : 0;
+  if (probe >= 0) close(probe);
+  if (err != 0) GTEST_SKIP() << "::1 can't bind: " << std::strerror(err);
+  struct Row {
+    const NI_NODEADDR *listenOn;
+    int clientFamily;
+    const char *rules;
+    int rc;
+  } rows[] = {
+      {&NI_ADDR_ANY_I6_INIT, AF_INET, "deny 127.0.0.1\npermit ::/0", NIEACL_DENIED},
+      {&NI_ADDR_ANY_I6_INIT, AF_INET, "permit 127.0.0.0/8", ZUL_O_K},
+      {&NI_ADDR_LOCAL_I6_INIT, AF_INET6, "deny ::1/128\npermit 0.0.0.0/0", NIEACL_DENIED},
+      {&NI_ADDR_LOCAL_I6_INIT, AF_INET6, "permit 0.0.0.0/0", NIEACL_DENIED},
+      {&NI_ADDR_LOCAL_I6_INIT, AF_INET6, "permit ::1 3", ZUL_O_K},
+  };
+  // The child answers 10 * row + the step that failed.
+  int code = ni_test::InChild([&] {
+    setenv("ZUL_IPv6_ACTIVE", "1", 1);
+    if (NiInit() != ZUL_O_K || NiIsIPv6Activated() != 1) return 1;
+    for (int i = 0; i < static_cast<int>(std::size(rows)); ++i) {
+      const Row &r = rows[i];
+      uint16_t port = 0;
+      int lis = -1, h = -1;
+      if (NiServerHandleEx(r.listenOn, &port, NI_PROTO_FAM_IPv6, 0, &lis) != ZUL_O_K)
+        return 10 * i + 2;
+      if (NiAclCreate(lis, AclU16(r.rules).c_str(), nullptr) != ZUL_O_K) return 10 * i + 3;
+      int fd = AclClient(port, r.clientFamily);
+      if (fd < 0) return 10 * i + 4;
+      int rc = NiAcceptEx(lis, 2000, &h, nullptr, nullptr);
+      bool ok = rc == r.rc && (rc == ZUL_O_K ? h >= 0 : SeesEof(fd));
+      close(fd);
+      if (h >= 0) NiCloseHandle(h);
+      NiCloseHandle(lis);
+      if (!ok) return 10 * i + 5;
+    }
+    return 0;
+  });
+  EXPECT_EQ(code, 0) << "row " << code / 10 << ", step " << code % 10;
 }
 
 TEST_F(NiAcl, AcceptListInitChecks) {

@@ -1,7 +1,8 @@
 // Datagram handles and wake-ups over real loopback sockets (port 0 read back); a wake-up is seen
-// by polling the server handle's socket.
+// by polling the server handle's socket, or by a select set when it comes from a forked child.
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 
 #include "ni/nixxi.h"
 #include "zul_err.h"
+#include "zul_nisel.h"
 
 namespace {
 
@@ -184,14 +186,25 @@ TEST_F(NiDg, WakeupsCountFailAndOutliveTheServer) {
   EXPECT_EQ(NiWakeupCollect(&srv, &count), ZUL_O_K);
   EXPECT_GT(count, 0);
   EXPECT_LE(count, 10000);
-  // A forked child ends the wait.
+  // A forked child attaches a client of its own and ends the parent's wait in a select set.
+  NISEL *set = nullptr;
+  ASSERT_EQ(NiSelNewSet(&set), ZUL_O_K);
+  ASSERT_EQ(NiSelSet(set, h, SISEL_READ, nullptr), ZUL_O_K);
   pid_t pid = fork();
-  if (pid == 0) _exit(NiWakeupExec(c) == ZUL_O_K ? 0 : 1);
-  EXPECT_TRUE(Readable(h, 2000));
-  int status = 0;
-  waitpid(pid, &status, 0);
+  if (pid == 0) {
+    usleep(100000);  // the parent waits in NiSelSelect by then
+    NI_WAKEUP_CLIENT *own = nullptr;
+    _exit(NiWakeupAttach(srv, &own) == ZUL_O_K && NiWakeupExec(own) == ZUL_O_K ? 0 : 1);
+  }
+  EXPECT_EQ(NiSelSelect(set, 5000), ZUL_O_K);
+  EXPECT_EQ(NiSelNext(set, nullptr, nullptr, nullptr, nullptr), h);
+  int status = -1;
+  for (int i = 0; i < 500 && waitpid(pid, &status, WNOHANG) == 0; ++i) usleep(10000);
+  if (status == -1) kill(pid, SIGKILL), waitpid(pid, &status, 0);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(NiWakeupCollect(&srv, &count), ZUL_O_K);
+  EXPECT_EQ(count, 1);
+  NiSelDestroySet(&set);
   // The closed server stays for its clients until the last detaches.
   NI_WAKEUP_SERVER *keep = srv;
   ASSERT_EQ(NiWakeupClose(&srv), ZUL_O_K);
