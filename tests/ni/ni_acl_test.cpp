@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -33,14 +32,8 @@ int NeverLocal(const NI_NODEADDR *, FILE **) noexcept { return 0; }
 
 // A raw client connected to the port on 127.0.0.1 or ::1; -1 on failure.
 int AclClient(uint16_t port, int family = AF_INET) {
-  sockaddr_in a{};
-  sockaddr_in6 a6{};
-  a.sin_family = AF_INET;
-  a.sin_port = htons(port);
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  a6.sin6_family = AF_INET6;
-  a6.sin6_port = htons(port);
-  a6.sin6_addr = in6addr_loopback;
+  sockaddr_in a{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
+  sockaddr_in6 a6{AF_INET6, htons(port), 0, in6addr_loopback, 0};
   bool v6 = family == AF_INET6;
   int fd = socket(family, SOCK_STREAM, 0);
   if (connect(fd, v6 ? reinterpret_cast<sockaddr *>(&a6) : reinterpret_cast<sockaddr *>(&a),
@@ -190,64 +183,50 @@ TEST_F(NiAcl, DumpFlushAndRefusals) {
   close(client);
 }
 
-// Accept closes a refused peer and answers the refusal.
-TEST_F(NiAcl, AcceptRefusesByTheList) {
-  ASSERT_EQ(Load("deny 127.0.0.1\npermit 0.0.0.0/0"), ZUL_O_K);
-  int client, h = -1;
-  EXPECT_EQ(Accept(&client, &h), NIEACL_DENIED);
-  EXPECT_TRUE(SeesEof(client));
-  close(client);
-  ASSERT_EQ(Load("permit 127.0.0.0/8"), ZUL_O_K);
-  EXPECT_EQ(Accept(&client, &h), ZUL_O_K);
-  NiCloseHandle(h);
-  close(client);
-}
-
-// With IPv6 active (in a child): IPv4 rules decide for the mapped peers of a listener on "::",
-// IPv6 rules for the peers of one on ::1, and an IPv4 catch-all admits no IPv6 peer.
-TEST(NiAclIPv6, RulesAtIPv6Listeners) {
-  int probe = socket(AF_INET6, SOCK_STREAM, 0);
-  sockaddr_in6 sa{};
-  sa.sin6_family = AF_INET6;
-  sa.sin6_addr = in6addr_loopback;
-  int err = probe < 0 || bind(probe, reinterpret_cast<sockaddr *>(&sa), sizeof sa) != 0 ? errno : 0;
-  if (probe >= 0) close(probe);
-  if (err != 0) GTEST_SKIP() << "::1 can't bind: " << std::strerror(err);
+// Accept closes a refused peer and answers the refusal, at listeners on 127.0.0.1, on "::" (whose
+// mapped peers IPv4 rules decide) and on ::1, in a child with IPv6 active; each row reloads its
+// listener's list. An IPv4 catch-all admits no IPv6 peer. Where ::1 can't bind, IPv4 rows only.
+TEST(NiAclAccept, RefusesByTheList) {
+  const int err = ni_test::Loopback6Errno();
   struct Row {
-    const NI_NODEADDR *listenOn;
-    int clientFamily;
+    int at;  // listener: 0 on 127.0.0.1, 1 on "::", 2 on ::1
     const char *rules;
     int rc;
   } rows[] = {
-      {&NI_ADDR_ANY_I6_INIT, AF_INET, "deny 127.0.0.1\npermit ::/0", NIEACL_DENIED},
-      {&NI_ADDR_ANY_I6_INIT, AF_INET, "permit 127.0.0.0/8", ZUL_O_K},
-      {&NI_ADDR_LOCAL_I6_INIT, AF_INET6, "deny ::1/128\npermit 0.0.0.0/0", NIEACL_DENIED},
-      {&NI_ADDR_LOCAL_I6_INIT, AF_INET6, "permit 0.0.0.0/0", NIEACL_DENIED},
-      {&NI_ADDR_LOCAL_I6_INIT, AF_INET6, "permit ::1 3", ZUL_O_K},
+      {0, "deny 127.0.0.1\npermit 0.0.0.0/0", NIEACL_DENIED},
+      {0, "permit 127.0.0.0/8", ZUL_O_K},
+      {1, "deny 127.0.0.1\npermit ::/0", NIEACL_DENIED},
+      {1, "permit 127.0.0.0/8", ZUL_O_K},
+      {2, "deny ::1/128\npermit 0.0.0.0/0", NIEACL_DENIED},
+      {2, "permit 0.0.0.0/0", NIEACL_DENIED},
+      {2, "permit ::1 3", ZUL_O_K},
   };
   // The child answers 10 * row + the step that failed.
   int code = ni_test::InChild([&] {
-    setenv("ZUL_IPv6_ACTIVE", "1", 1);
-    if (NiInit() != ZUL_O_K || NiIsIPv6Activated() != 1) return 1;
+    const NI_NODEADDR *addr[] = {&NI_ADDR_LOCAL_I4_INIT, &NI_ADDR_ANY_I6_INIT,
+                                 &NI_ADDR_LOCAL_I6_INIT};
+    uint16_t port[3] = {};
+    int lis[3] = {-1, -1, -1};
+    if (err == 0) setenv("ZUL_IPv6_ACTIVE", "1", 1);
+    if (NiInit() != ZUL_O_K) return 1;
+    for (int k = 0; k < (err == 0 ? 3 : 1); ++k)
+      if (NiServerHandleEx(addr[k], &port[k], 0, 0, &lis[k]) != ZUL_O_K) return 2 + k;
     for (int i = 0; i < static_cast<int>(std::size(rows)); ++i) {
       const Row &r = rows[i];
-      uint16_t port = 0;
-      int lis = -1, h = -1;
-      if (NiServerHandleEx(r.listenOn, &port, NI_PROTO_FAM_IPv6, 0, &lis) != ZUL_O_K)
-        return 10 * i + 2;
-      if (NiAclCreate(lis, AclU16(r.rules).c_str(), nullptr) != ZUL_O_K) return 10 * i + 3;
-      int fd = AclClient(port, r.clientFamily);
-      if (fd < 0) return 10 * i + 4;
-      int rc = NiAcceptEx(lis, 2000, &h, nullptr, nullptr);
+      int h = -1, fd = -1;
+      if (lis[r.at] < 0) continue;
+      if (NiAclCreate(lis[r.at], AclU16(r.rules).c_str(), nullptr) != ZUL_O_K) return 10 * i + 5;
+      if ((fd = AclClient(port[r.at], r.at == 2 ? AF_INET6 : AF_INET)) < 0) return 10 * i + 6;
+      int rc = NiAcceptEx(lis[r.at], 2000, &h, nullptr, nullptr);
       bool ok = rc == r.rc && (rc == ZUL_O_K ? h >= 0 : SeesEof(fd));
       close(fd);
       if (h >= 0) NiCloseHandle(h);
-      NiCloseHandle(lis);
-      if (!ok) return 10 * i + 5;
+      if (!ok) return 10 * i + 7;
     }
     return 0;
   });
   EXPECT_EQ(code, 0) << "row " << code / 10 << ", step " << code % 10;
+  if (err != 0) GTEST_SKIP() << "IPv6 rows left out, ::1 can't bind: " << std::strerror(err);
 }
 
 TEST_F(NiAcl, AcceptListInitChecks) {

@@ -21,6 +21,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <utility>
@@ -136,6 +137,15 @@ inline NI_PARAM_DATA Param(int no, int type, uint32_t v) {
 inline int SetParam(int no, int type, uint32_t v) {
   NI_PARAM_DATA d = Param(no, type, v);
   return NiSetParamEx(&d);
+}
+
+// 0 when a TCP socket can bind ::1, else the errno that stopped it.
+inline int Loopback6Errno() {
+  int fd = socket(AF_INET6, SOCK_STREAM, 0);
+  sockaddr_in6 a{AF_INET6, 0, 0, in6addr_loopback, 0};
+  int err = fd < 0 || bind(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0 ? errno : 0;
+  if (fd >= 0) close(fd);
+  return err;
 }
 
 // Runs body in a forked child and answers the exit code it returns; -1 when the child didn't end
