@@ -46,9 +46,15 @@ CRecordPtr CMTRecord::Make(const zulstring &name, uint32_t id, CMTRecord *parent
   CRecordPtr guard(pooled);  // goes back to the pool should the name not fit
   std::shared_ptr<CMTStatRecord> stat;
   int32_t version = -1;
+  uint32_t generation = 0;
   if (sameName) {
-    stat = std::move(pooled->localStatRecord_);
-    version = pooled->sectionVersion_;
+    // A record kept from before a stop and a new start holds a stat record of the released
+    // ring, whose versions the new ring repeats: it looks its record up again.
+    generation = pooled->sectionGeneration_;
+    if (generation == CRecordSectionCacheManager::generation()) {
+      stat = std::move(pooled->localStatRecord_);
+      version = pooled->sectionVersion_;
+    }
   } else {
     pooled->name_.assign(name);  // may allocate, and throw, for a longer name
   }
@@ -59,6 +65,7 @@ CRecordPtr CMTRecord::Make(const zulstring &name, uint32_t id, CMTRecord *parent
   pooled->name_.swap(kept);
   pooled->localStatRecord_ = std::move(stat);
   pooled->sectionVersion_ = version;
+  pooled->sectionGeneration_ = generation;
   return guard;
 }
 
@@ -76,6 +83,7 @@ void CMTRecord::refreshStatRecord() {
   CRecordSectionCacheManager *sections = CRecordSectionCacheManager::Instance();
   if (sectionVersion_ != static_cast<int32_t>(sections->getVersion())) {
     localStatRecord_ = sections->getStatRecordByName(name_, sectionVersion_);
+    sectionGeneration_ = CRecordSectionCacheManager::generation();
   }
 }
 

@@ -139,6 +139,7 @@ class CMTRecord {
   std::map<zulstring, zulstring> info_;
   std::shared_ptr<CMTStatRecord> localStatRecord_;
   int32_t sectionVersion_ = -1;
+  uint32_t sectionGeneration_ = 0;  // the manager's generation that the version belongs to
 };
 
 #endif  // TLM_TLMMTRECORD_H

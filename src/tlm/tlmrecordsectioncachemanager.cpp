@@ -37,6 +37,7 @@ CCallBackContext::CCallBackContext(TLMResourceCallBack function, uint32_t interv
 
 void CRecordSectionCacheManager::initialize(const CProcessSettingsHolder *settings) {
   settings_ = settings;
+  generation_.fetch_add(1, std::memory_order_relaxed);
   ring_.build(TLMParameterHelper::GetSectionCount());
   if (TLMParameterHelper::GetDataSendingMethod() == u"socket") {
     setAgent(std::make_unique<CMTDataSendingSocketAgent>());

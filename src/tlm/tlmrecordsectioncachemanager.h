@@ -2,6 +2,7 @@
 #ifndef TLM_TLMRECORDSECTIONCACHEMANAGER_H
 #define TLM_TLMRECORDSECTIONCACHEMANAGER_H
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -46,6 +47,9 @@ class CRecordSectionCacheManager : public CSingleton<CRecordSectionCacheManager>
   void initialize(const CProcessSettingsHolder *settings);
   // The number of switches so far. A stat record belongs to the version it came with.
   uint32_t getVersion() const { return ring_.version(); }
+  // How many times a manager was initialised in this process. Each new ring counts its versions
+  // from 0 again, so a stat record is current only when both its version and its generation are.
+  static uint32_t generation() { return generation_.load(std::memory_order_relaxed); }
   // The stat record of name in the active section, created when new, and in version the
   // version it belongs to. Null while there is no section.
   CRecordSection::StatRef getStatRecordByName(const zulstring &name, int32_t &version);
@@ -110,6 +114,7 @@ class CRecordSectionCacheManager : public CSingleton<CRecordSectionCacheManager>
   CCoreMutex callBackLock_;  // guards callBacks_
   std::map<uint32_t, CCallBackContext> callBacks_;
   std::unique_ptr<CMTDataSendingAgent> agent_;
+  static inline std::atomic<uint32_t> generation_{0};
 };
 
 #endif  // TLM_TLMRECORDSECTIONCACHEMANAGER_H

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -20,10 +19,15 @@
 
 namespace metrics_test {
 
-typedef std::initializer_list<std::pair<zulstring, zulstring>> Pairs;
+typedef std::vector<std::pair<zulstring, zulstring>> Pairs;
+
+// Whether part occurs in text.
+inline bool Has(const std::u16string &text, const std::u16string &part) {
+  return text.find(part) != std::u16string::npos;
+}
 
 // Replaces the configuration by the built-in values with pairs over them.
-inline void Configure(Pairs pairs) {
+inline void Configure(const Pairs &pairs) {
   std::vector<zulstring> names;
   std::vector<zulstring> values;
   for (const auto &[name, value] : pairs) {
@@ -40,7 +44,7 @@ class MetricsTest : public ::testing::Test {
   // Configures, builds the process settings, the registry and the ring of sections, and installs
   // the sink. What an earlier Start built is released first, so that a test may start again with
   // other pairs, once per row of a table.
-  void Start(Pairs pairs = {}) {
+  void Start(const Pairs &pairs = {}) {
     Stop();
     Configure(pairs);
     tlmlibrary::InstallSettings(
@@ -72,7 +76,7 @@ class MetricsTest : public ::testing::Test {
 
 class TraceRingTest : public MetricsTest {
  protected:
-  void Start(Pairs pairs = {}) {
+  void Start(const Pairs &pairs = {}) {
     MetricsTest::Start(pairs);
     Ring()->initialize(tlmlibrary::Settings());
     traceSink_ = std::make_unique<tlm_test::TraceSink>();

@@ -31,7 +31,7 @@ class CoreTest : public metrics_test::MetricsTest {
     ASSERT_EQ(StartPassportLibrary(), 0u);
     Start();
   }
-  void Configure(metrics_test::Pairs pairs) { Start(pairs); }
+  void Configure(const metrics_test::Pairs &pairs) { Start(pairs); }
   static CContextCacheManager *Registry() { return CContextCacheManager::Instance(); }
   static std::shared_ptr<CMTResourceRecord> Resource(const std::u16string &name) {
     return Sections()->getResourceRecordByName(name);
@@ -40,7 +40,7 @@ class CoreTest : public metrics_test::MetricsTest {
   tlm_test::TraceCapture trace_{2};
 };
 
-typedef std::vector<std::pair<std::u16string, std::u16string>> Pairs;
+using metrics_test::Pairs;
 
 // The library started through TLM_ProcInitWithParam with logdir in a temporary directory (unless
 // the pairs name one) and the given further pairs; stopped with TLM_ProcExit after each test. The

@@ -1,6 +1,5 @@
 // The sweep against the threads that use their contexts: with time-outs of 0 every context is due
 // at every sweep, yet none is freed or read while its thread is inside it.
-#include <thread>
 
 #include "tlm_core_fixture.h"
 

@@ -27,14 +27,11 @@ TEST_F(CoreTest, RegistryKeepsTheFirstContextAndLookupsStampIt) {
 // Idle and age are set back from now; the margins keep the time the sweep itself takes out.
 TEST_F(CoreTest, RegistrySweep) {
   Configure({{u"auto_transaction_trace_threshold", u"60"}});
-  struct Case {
-    const char16_t *session;
-    const char16_t *passport;  // "*1000": a tracing context
-    uint16_t records;          // 0: initial; 2: the second given up
-    uint32_t idle, age;
-    bool held;                 // a thread is inside it
-    bool kept, promoted;
-  } cases[] = {
+  // Session, passport ("*1000": tracing), records (0: initial; 2: the second given up), idle and
+  // age in ms, whether a thread is inside it, whether the sweep keeps it and promotes it.
+  const std::tuple<const char16_t *, const char16_t *, uint16_t, uint32_t, uint32_t, bool, bool,
+                   bool>
+      cases[] = {
       {u"empty, young", u"", 0, 1000, 1000, false, true, false},
       {u"empty, old", u"", 0, 3000, 3000, false, false, false},
       {u"open zombie", u"", 1, 50000, 50000, false, false, false},
@@ -47,22 +44,22 @@ TEST_F(CoreTest, RegistrySweep) {
   };
   uint32_t now = TLMPlatformHelper::GetServerTime();
   auto before = [now](uint32_t ms) { return TLMPlatformHelper::GetServerTimeDiff(now, ms); };
-  std::vector<CContextRef> held;
-  for (const Case &c : cases) {
-    CContextRef context = Registry()->pushContextToCache(c.session, NewContext(c.passport));
-    if (c.records > 0) context->startTiming(u"A|op", 1);
-    if (c.records > 1) context->terminateTimingAll();
-    context->setLastUsedTimestamp(before(c.idle));
-    context->setCreatedTimestamp(before(c.age));
-    if (c.held) held.push_back(std::move(context));
+  std::vector<CContextRef> inUse;
+  for (const auto &[session, passport, records, idle, age, held, kept, promoted] : cases) {
+    CContextRef context = Registry()->pushContextToCache(session, NewContext(passport));
+    if (records > 0) context->startTiming(u"A|op", 1);
+    if (records > 1) context->terminateTimingAll();
+    context->setLastUsedTimestamp(before(idle));
+    context->setCreatedTimestamp(before(age));
+    if (held) inUse.push_back(std::move(context));
   }
   trace_.Clear();
   Registry()->removeZombieContexts(40000, 2000);
-  held.clear();
-  for (const Case &c : cases) {
-    CContextRef context = Registry()->getContextByID(c.session);
-    EXPECT_EQ(static_cast<bool>(context), c.kept) << tlm_test::Utf8(c.session);
-    EXPECT_EQ(context && context->isPromtedTraceSent(), c.promoted);
+  inUse.clear();
+  for (const auto &[session, passport, records, idle, age, held, kept, promoted] : cases) {
+    CContextRef context = Registry()->getContextByID(session);
+    EXPECT_EQ(static_cast<bool>(context), kept) << tlm_test::Utf8(session);
+    EXPECT_EQ(context && context->isPromtedTraceSent(), promoted);
   }
   EXPECT_EQ(Resource(u"~Empty Context Count")->getCurrentValue(), 1);
   EXPECT_EQ(Resource(u"~Zombie Context Count")->getCurrentValue(), 2);

@@ -5,6 +5,7 @@
 #include "passport_bytes.h"
 #include "tlm/tlmmtrecord.h"
 #include "tlm/tlmplatformhelper.h"
+#include "tlm/tlmthreadblock.h"
 #include "tlm_core_fixture.h"
 
 namespace {
@@ -12,45 +13,34 @@ namespace {
 // The settings that the library hands a new context now.
 std::shared_ptr<const CProcessSettings> Now() { return tlmlibrary::CurrentSettings(); }
 
-namespace pb = passport_bytes;
-
-class CMTContextTest : public core_test::CoreTest {
- protected:
-  // Sets the context's creation ms back.
-  static void Backdate(CMTContext &context, uint32_t ms) {
-    context.setCreatedTimestamp(
-        TLMPlatformHelper::GetServerTimeDiff(TLMPlatformHelper::GetServerTime(), ms));
-  }
-};
+using CMTContextTest = core_test::CoreTest;
 
 // Application passports use the flag table of version 0; the constructor traces from level 2,
-// reset from level 1.
-TEST_F(CMTContextTest, ApplicationPassports) {
+// reset from level 1. A passport of version 3 and level 2 asks for a trace unless the end-to-end
+// switch is off; the level stays either way.
+TEST_F(CMTContextTest, PassportsDecideFlagLevelAndTrace) {
   struct Case {
     std::u16string passport;
     uint16_t flag, level;
     bool madeTraces, resetTraces;
     uint16_t traceThreshold;
   } cases[] = {
-      {u"*8", 8, 0, false, false, 10},
-      {u"*100", 100, 1, false, true, 10},
-      {u"G1*1000", 1000, 2, true, true, 10},
-      {u"*2000", 2000, 3, true, true, 65535},  // level 3: every record counts
+      {u"*8", 8, 0, false, false, 10},          {u"*100", 100, 1, false, true, 10},
+      {u"G1*1000", 1000, 2, true, true, 10},    {u"*2000", 2000, 3, true, true, 65535},
       {u"no separator", 0, 0, false, false, 10},
   };
   for (const Case &c : cases) {
-    CMTContext made(Now(), c.passport);
-    CMTContext reset(Now());
+    SCOPED_TRACE(tlm_test::Utf8(c.passport));
+    CMTContext made(Now(), c.passport), reset(Now());
     reset.reset(c.passport, Now());
     for (CMTContext *context : {&made, &reset}) {
-      EXPECT_EQ(context->getTraceFlag(), c.flag) << tlm_test::Utf8(c.passport);
-      EXPECT_EQ(context->getTraceLevel(), c.level) << tlm_test::Utf8(c.passport);
+      EXPECT_EQ(context->getTraceFlag(), c.flag);
+      EXPECT_EQ(context->getTraceLevel(), c.level);
       EXPECT_EQ(context->getTraceInstrumentThreshold(), c.traceThreshold);
     }
-    EXPECT_EQ(made.isTransTrace(), c.madeTraces) << tlm_test::Utf8(c.passport);
-    EXPECT_EQ(reset.isTransTrace(), c.resetTraces) << tlm_test::Utf8(c.passport);
+    EXPECT_EQ(made.isTransTrace(), c.madeTraces);
+    EXPECT_EQ(reset.isTransTrace(), c.resetTraces);
   }
-  // Only the constructor says what it found; two statements, one line.
   trace_.Clear();
   CMTContext named(Now(), u"G1*1000");
   EXPECT_EQ(trace_.Text(), trace_.ThreadPrefix() +
@@ -60,15 +50,11 @@ TEST_F(CMTContextTest, ApplicationPassports) {
   trace_.Clear();
   named.reset(u"G1*1000", Now());
   EXPECT_EQ(trace_.Text(), u"");
-}
 
-// A passport of version 3 and level 2 asks for a trace unless the end-to-end switch is off; the
-// level stays either way.
-TEST_F(CMTContextTest, ZULPassportOfVersion3) {
-  std::u16string text = pb::Hex(pb::Version3(pb::SampleCore(3)));  // flag 0x0D8F = 3471
-  EXPECT_TRUE(CMTContext(Now(), text).isTransTrace());
+  std::u16string v3 = passport_bytes::Hex(passport_bytes::Version3(passport_bytes::SampleCore(3)));
+  EXPECT_TRUE(CMTContext(Now(), v3).isTransTrace());
   Configure({{u"trace_enabled_via_e2e", u"0"}});
-  CMTContext untraced(Now(), text);
+  CMTContext untraced(Now(), v3);
   EXPECT_FALSE(untraced.isTransTrace());
   EXPECT_EQ(untraced.getTraceLevel(), 2);
 }
@@ -103,6 +89,18 @@ TEST_F(CMTContextTest, EndingAnOuterRecordInterruptsTheInnerOnes) {
   // Ended out of order: stopped without a sample.
   EXPECT_EQ(Stat(u"A|op")->getFinishedCounter(), 1u);
   EXPECT_EQ(Stat(u"A|op")->getSampleCount(), 0u);
+}
+
+// A record kept by the thread from an earlier start looks its stat record up in the new ring,
+// though the new ring's versions start again at 0.
+TEST_F(CMTContextTest, RecordsKeptFromAnEarlierStartCountInTheNewRing) {
+  ASSERT_NE(CThreadBlock::Current(), nullptr);  // the thread's pool keeps ended records
+  for (int start = 0; start < 2; ++start) {
+    Configure({});
+    CMTContext context(Now());
+    context.endTiming(context.startTiming(u"Kept|op", 1));
+    EXPECT_EQ(Stat(u"Kept|op")->getFinishedCounter(), 1u) << "start " << start;
+  }
 }
 
 // That a context given up times nothing until TLM_initContext is the exported functions' test.
@@ -145,9 +143,8 @@ TEST_F(CMTContextTest, TraceSizeAndPairs) {
   EXPECT_EQ(untraced.getTraceSize(), 104u + 32u);
 }
 
-// That a record only the trace threshold lets in is traced but not measured is the example
-// server's test (its cache look-up).
-
+// The component limits stop the collection, for a context that traces and for one that keeps a
+// stack for promotion; a large trace is cut at the next end of an inner record.
 TEST_F(CMTContextTest, CollectionStops) {
   for (const char16_t *tracing : {u"1", u"0"}) {
     Configure({{u"trace_enabled_via_em", tracing},
@@ -163,7 +160,6 @@ TEST_F(CMTContextTest, CollectionStops) {
     context.endTiming(context.startTiming(u"A|op", 1));
     EXPECT_EQ(context.getStackDepth(), 5u);
   }
-  // A large trace is cut at the next end of an inner record.
   Configure({{u"trace_enabled_via_em", u"1"}, {u"tracesize_threshold", u"10000"}});
   CMTContext large(Now());
   large.startTiming(u"A|op", 1);
@@ -177,7 +173,8 @@ TEST_F(CMTContextTest, ALongTransactionIsPromotedOnlyWhenNotTracing) {
     CMTContext context(Now(), passport);
     context.startTiming(u"A|op", 1);
     uint32_t b = context.startTiming(u"B|op", 1);
-    Backdate(context, 61000);
+    context.setCreatedTimestamp(
+        TLMPlatformHelper::GetServerTimeDiff(TLMPlatformHelper::GetServerTime(), 61000));
     context.endTiming(b + 5);  // measures nothing: -1 never passes
     EXPECT_FALSE(context.isPromtedTraceSent());
     context.endTiming(b);

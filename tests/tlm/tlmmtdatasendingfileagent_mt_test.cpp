@@ -1,4 +1,3 @@
-#include <thread>
 
 #include "metrics_test_support.h"
 #include "tlm/tlmmtdatasendingfileagent.h"

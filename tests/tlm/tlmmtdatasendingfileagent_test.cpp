@@ -44,9 +44,7 @@ class FileAgentTest : public ::testing::Test {
 
 TEST_F(FileAgentTest, ComponentNameMakesTheFileName) {
   struct Case {
-    std::u16string component;
-    std::u16string logFile;
-    std::u16string fallback;
+    std::u16string component, logFile, fallback;
   } cases[] = {
       {u"", u"/usr/zul/tlm/log/_mtdata.log", u"_mtdata.log"},
       {u"|x||", u"/usr/zul/tlm/log/_x___mtdata.log", u"|x||_mtdata.log"},

@@ -1,7 +1,5 @@
 #include "tlm/tlmmtdatasendingsocketagent.h"
 
-#include <chrono>
-
 #include "metrics_test_support.h"
 #include "tcp_peer.h"
 #include "tlm/tlmmtdatasendingfileagent.h"
@@ -29,17 +27,21 @@ class SocketAgentTest : public ::testing::Test {
     TLMParameterHelper::CleanUp();
     NiExit();
   }
-  CMTDataSendingSocketAgent &Make(metrics_test::Pairs pairs) {
+  CMTDataSendingSocketAgent &Make(const metrics_test::Pairs &pairs) {
     metrics_test::Configure(pairs);
     agent_ = std::make_unique<CMTDataSendingSocketAgent>();
     return *agent_;
   }
-  // The agent of a configuration with agent 1 at the peer and a send time-out in ms.
-  CMTDataSendingSocketAgent &MakeFor(const TcpPeer &peer,
+  // The agent of destination i at ports[i], with a send time-out in ms.
+  CMTDataSendingSocketAgent &MakeFor(const std::vector<uint16_t> &ports,
                                      const std::u16string &timeoutMs = u"500") {
-    return Make({{u"agent_host", u"127.0.0.1"},
-                 {u"agent_port", peer.PortText()},
-                 {u"_socket_send_timeout", timeoutMs}});
+    metrics_test::Pairs pairs = {{u"_socket_send_timeout", timeoutMs}};
+    for (size_t i = 0; i < ports.size(); ++i) {
+      const std::u16string suffix = i == 0 ? u"" : u"_" + TcpPeer::Text(i + 1);
+      pairs.push_back({u"agent_host" + suffix, u"127.0.0.1"});
+      pairs.push_back({u"agent_port" + suffix, TcpPeer::Text(ports[i])});
+    }
+    return Make(pairs);
   }
 
   tlm_test::TraceCapture trace_{2};
@@ -94,7 +96,7 @@ TEST_F(SocketAgentTest, FailedNamesShiftTheFlagsOfLaterDestinations) {
 // destination is dropped until the next check.
 TEST_F(SocketAgentTest, SendsTheFileAgentsBytesAndGivesUpOnAHungPeer) {
   TcpPeer peer;
-  CMTDataSendingSocketAgent &agent = MakeFor(peer, u"200");
+  CMTDataSendingSocketAgent &agent = MakeFor({peer.Port()}, u"200");
   ASSERT_TRUE(agent.checkStatus());
   const int fd = peer.Accept(1000);
   ASSERT_GE(fd, 0);
@@ -126,7 +128,7 @@ TEST_F(SocketAgentTest, SendsTheFileAgentsBytesAndGivesUpOnAHungPeer) {
 TEST_F(SocketAgentTest, OutagesAreReportedOnceAndRecoveredAtTheNextCheck) {
   uint16_t port;
   { port = TcpPeer().Port(); }  // a port nobody listens on now
-  Make({{u"agent_host", u"127.0.0.1"}, {u"agent_port", TcpPeer::Text(port)}});
+  MakeFor({port});
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(agent_->checkStatus());
   EXPECT_EQ(tlm_test::Count(trace_.Text(), kIdleFailed), 1u);
   EXPECT_EQ(agent_->states(), std::vector<uint16_t>{CMTDataSendingSocketAgent::kBroken});
@@ -185,17 +187,8 @@ TEST_F(SocketAgentTest, LiveAgentsGetIdenticalStreamsBesideDeadOnes) {
   uint16_t refused;
   { refused = TcpPeer().Port(); }
   std::vector<int> queued = FillBacklog(full.Port());
-  CMTDataSendingSocketAgent &agent = Make({{u"agent_host", u"127.0.0.1"},
-                                           {u"agent_port", live[0].PortText()},
-                                           {u"agent_host_2", u"127.0.0.1"},
-                                           {u"agent_port_2", TcpPeer::Text(refused)},
-                                           {u"agent_host_3", u"127.0.0.1"},
-                                           {u"agent_port_3", live[1].PortText()},
-                                           {u"agent_host_4", u"127.0.0.1"},
-                                           {u"agent_port_4", full.PortText()},
-                                           {u"agent_host_5", u"127.0.0.1"},
-                                           {u"agent_port_5", live[2].PortText()},
-                                           {u"_socket_send_timeout", u"300"}});
+  CMTDataSendingSocketAgent &agent =
+      MakeFor({live[0].Port(), refused, live[1].Port(), full.Port(), live[2].Port()}, u"300");
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_TRUE(agent.checkStatus());
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300 + 400));

@@ -1,7 +1,5 @@
 #include "tlm/tlmmtrecord.h"
 
-#include <functional>
-
 #include "metrics_test_support.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmplatformhelper.h"

@@ -1,7 +1,6 @@
 #include "tlm/tlmmtresourcerecord.h"
 
 #include <climits>
-#include <functional>
 
 #include "metrics_test_support.h"
 

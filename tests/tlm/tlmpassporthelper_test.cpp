@@ -2,8 +2,6 @@
 // passports.
 #include "tlm/tlmpassporthelper.h"
 
-#include <gtest/gtest.h>
-
 #include <deque>
 
 #include "epp_start.h"
@@ -82,8 +80,7 @@ TEST_F(PassportHelperTest, TextsThatAreNoPassports) {
 TEST_F(PassportHelperTest, TraceLevelAtEveryBoundary) {
   const struct {
     uint8_t version;
-    uint16_t flag;
-    uint16_t level;
+    uint16_t flag, level;
   } cases[] = {
       {3, 0, 1},    {3, 2696, 1}, {3, 2697, 2}, {3, 3486, 2}, {3, 3487, 3}, {3, 65535, 3},
       {1, 0, 0},    {1, 8, 0},    {1, 9, 1},    {1, 924, 1},  {1, 925, 2},  {1, 1534, 2},
@@ -96,8 +93,7 @@ TEST_F(PassportHelperTest, TraceLevelAtEveryBoundary) {
 
 TEST_F(PassportHelperTest, ApplicationPassports) {
   const struct {
-    std::u16string text;
-    std::u16string guid;
+    std::u16string text, guid;
     uint16_t flag;
   } cases[] = {
       {u"4F2A*925", u"4F2A", 925}, {u"*77", u"", 77},   {u"g*70000", u"g", 4464},

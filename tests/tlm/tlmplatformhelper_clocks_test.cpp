@@ -1,6 +1,5 @@
-// The wrapping clocks, their differences, the wall clock texts and the session hash. GUIDs are
+// The wrapping clocks, their differences and the wall clock texts. GUIDs are
 // the passport functions' test, the CPU clock's failure value the trace documents'.
-#include <gtest/gtest.h>
 #include <sys/time.h>
 
 #include "tlm/tlmplatformhelper.h"
@@ -23,21 +22,6 @@ TEST(TLMPlatformHelper, ClocksAndDifferencesAcrossTheWrap) {
   EXPECT_EQ(PH::GetServerTimeDiff(100, PH::kServerTimePeriod - 50), 150u);
   EXPECT_EQ(PH::GetServerTimeDiff(0, PH::kServerTimePeriod - 1), 1u);
   EXPECT_EQ(PH::GetCPUTimeDiff(30, PH::kCPUTimePeriod - 20), 50);
-}
-
-TEST(TLMPlatformHelper, SessionHashSeedsWithLastUnit) {
-  auto reference = [](const std::u16string &s) {
-    uint32_t h = s.back();
-    for (char16_t c : s) h = h * 0x1000113u ^ c;
-    return h & 0x7fffffffu;
-  };
-  for (const std::u16string s : {u"140245", u"\xffff\x0001"}) {
-    EXPECT_EQ(PH::GetSessionIdentifierHash(s), reference(s));
-  }
-  EXPECT_EQ(PH::GetSessionIdentifierHash(u""), 0u);
-  // The thread's own session, whose hash is kept, hashes alike.
-  EXPECT_EQ(PH::GetSessionIdentifierHash(PH::GetSessionIdentifierRef()),
-            reference(PH::GetThreadId()));
 }
 
 }  // namespace

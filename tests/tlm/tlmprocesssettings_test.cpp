@@ -1,8 +1,6 @@
 // The process settings: skip names and threshold lists as they are parsed, and the prefixes.
 #include "tlm/tlmprocesssettings.h"
 
-#include <map>
-
 #include "metrics_test_support.h"
 #include "trace_capture.h"
 
@@ -10,13 +8,12 @@ namespace {
 
 typedef std::map<std::u16string, uint16_t> Levels;
 
-class CProcessSettingsTest : public metrics_test::MetricsTest {
- protected:
-  static std::shared_ptr<const CProcessSettings> Built(metrics_test::Pairs pairs) {
-    metrics_test::Configure(pairs);
-    return CProcessSettings::FromConfiguration(u"Comp", u"42");
-  }
-};
+std::shared_ptr<const CProcessSettings> Built(const metrics_test::Pairs &pairs) {
+  metrics_test::Configure(pairs);
+  return CProcessSettings::FromConfiguration(u"Comp", u"42");
+}
+
+using CProcessSettingsTest = metrics_test::MetricsTest;
 
 TEST_F(CProcessSettingsTest, SkipNamesMatchAWholeFirstSegment) {
   EXPECT_TRUE(Built({})->checkSkipTimes(u"Login|submit", 1 << 30));  // no list: all recorded
@@ -50,29 +47,11 @@ TEST_F(CProcessSettingsTest, ThresholdListsAsTheyAreParsed) {
     auto settings = Built({{u"specific_component_names", c.names},
                            {u"specific_component_level_thresholds", c.levels},
                            {u"specific_component_level_thresholds_trace", c.traceLevels}});
-    EXPECT_EQ(Levels(settings->componentThresholds.begin(), settings->componentThresholds.end()),
-              c.metric)
-        << tlm_test::Utf8(c.names);
-    EXPECT_EQ(Levels(settings->componentTraceThresholds.begin(),
-                     settings->componentTraceThresholds.end()),
-              c.trace)
-        << tlm_test::Utf8(c.names);
+    SCOPED_TRACE(tlm_test::Utf8(c.names));
+    const auto &metric = settings->componentThresholds, &trace = settings->componentTraceThresholds;
+    EXPECT_EQ(Levels(metric.begin(), metric.end()), c.metric);
+    EXPECT_EQ(Levels(trace.begin(), trace.end()), c.trace);
   }
-}
-
-// A change publishes a new snapshot; whoever holds the old one keeps it unchanged.
-TEST_F(CProcessSettingsTest, ChangesReachNewSnapshotsOnly) {
-  CProcessSettingsHolder holder(Built({{u"specific_component_names", u"A,"},
-                                       {u"specific_component_level_thresholds", u"5,"}}));
-  auto before = holder.get();
-  holder.update([](CProcessSettings &next) {
-    next.componentThresholds[u"A"] = 9;
-    next.instancePrefix = u"I";
-  });
-  EXPECT_EQ(before->componentThresholds.at(u"A"), 5);
-  EXPECT_EQ(holder.get()->componentThresholds.at(u"A"), 9);
-  EXPECT_EQ(before->metricPrefix(), before->processPrefix());
-  EXPECT_EQ(holder.get()->metricPrefix(), holder.get()->processPrefix() + u"|I");
 }
 
 }  // namespace

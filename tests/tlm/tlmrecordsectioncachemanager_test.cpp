@@ -6,15 +6,35 @@
 
 namespace {
 
+using metrics_test::Has;
+
 class SectionRing : public metrics_test::MetricsTest {};
 
-TEST_F(SectionRing, IntervalWithoutDataOnlyRotates) {
+// A run rotates the ring though nothing was reported; a run under way makes another one return at
+// once; an agent that isn't ready costs the interval its content.
+TEST_F(SectionRing, EmptyBusyOrUnreadyRunsSendNothing) {
   Start({{u"cache_section_count", u"3"}});
   for (int run = 1; run <= 4; ++run) Sections()->processData();
   EXPECT_EQ(Sections()->getVersion(), 4u);
   EXPECT_EQ(Sections()->getRingSize(), 3u);
-  EXPECT_TRUE(Sink().Texts().empty());
   EXPECT_EQ(Sink().StatusChecks(), 0);
+
+  Start();
+  Sections()->getResourceRecordByName(u"R")->incValue(1);
+  ASSERT_TRUE(Sections()->setInProcessStatus());
+  Sections()->processData();
+  EXPECT_EQ(Sections()->getVersion(), 0u);
+  EXPECT_FALSE(Sections()->setInProcessStatus());
+  Sections()->resetInProcessStatus();
+  Stat(u"S")->calStatRecord(1, 1, 1, 1);
+  Sink().SetReady(false);
+  Sections()->processData();
+  Sink().SetReady(true);
+  Sections()->processData();
+  // Asked both times (the carried resource isn't nothing), and nothing was updated the second.
+  EXPECT_EQ(Sink().StatusChecks(), 2);
+  EXPECT_TRUE(Sink().Texts().empty());
+  EXPECT_EQ(Sections()->getRingSize(), 2u);
 }
 
 TEST_F(SectionRing, StatRecordsAreSentOnceAndCarriedWhileInFlight) {
@@ -29,16 +49,14 @@ TEST_F(SectionRing, StatRecordsAreSentOnceAndCarriedWhileInFlight) {
   EXPECT_EQ(version, 1);
   // Name order; the open component's record has no sample and an empty text.
   ASSERT_EQ(Sink().Texts().size(), 2u);
-  EXPECT_NE(Sink().Texts()[0].find(u"|A:Avg. Elapsed Time(ms)\" value=\"3\""),
-            std::u16string::npos);
+  EXPECT_TRUE(Has(Sink().Texts()[0], u"|A:Avg. Elapsed Time(ms)\" value=\"3\""));
   EXPECT_EQ(Sink().Texts()[1], u"");
   // "A" (made again by the look-up) and the carried "Open"; then "Open" alone.
-  Sink().Clear();
-  Sections()->processData();
-  EXPECT_EQ(Sink().Texts().size(), 2u);
-  Sink().Clear();
-  Sections()->processData();
-  EXPECT_EQ(Sink().Texts().size(), 1u);
+  for (size_t sent : {2u, 1u}) {
+    Sink().Clear();
+    Sections()->processData();
+    EXPECT_EQ(Sink().Texts().size(), sent);
+  }
 }
 
 TEST_F(SectionRing, ResourcesAreCarriedAndSentWhenUpdated) {
@@ -63,43 +81,20 @@ TEST_F(SectionRing, ResourcesAreCarriedAndSentWhenUpdated) {
   // Still known: a new report continues from the carried value.
   Sections()->getResourceRecordByName(u"Kept")->incValue(2);
   Sections()->processData();
-  EXPECT_NE(Sink().Joined().find(u"Kept:Current Value\" value=\"7\" max=\"7\" min=\"5\""),
-            std::u16string::npos);
+  EXPECT_TRUE(Has(Sink().Joined(), u"Kept:Current Value\" value=\"7\" max=\"7\" min=\"5\""));
 }
 
-TEST_F(SectionRing, BusyRunOrUnreadyAgentSendsNothing) {
-  Start();
-  Sections()->getResourceRecordByName(u"R")->incValue(1);
-  ASSERT_TRUE(Sections()->setInProcessStatus());
-  Sections()->processData();
-  EXPECT_EQ(Sections()->getVersion(), 0u);
-  EXPECT_FALSE(Sections()->setInProcessStatus());
-  Sections()->resetInProcessStatus();
+std::atomic<int> g_first{0}, g_second{0};
 
-  // An agent that isn't ready costs the interval its content.
-  Stat(u"S")->calStatRecord(1, 1, 1, 1);
-  Sink().SetReady(false);
-  Sections()->processData();
-  Sink().SetReady(true);
-  Sections()->processData();
-  // Asked both times (the carried resource isn't nothing), and nothing was updated the second.
-  EXPECT_EQ(Sink().StatusChecks(), 2);
-  EXPECT_TRUE(Sink().Texts().empty());
-  EXPECT_EQ(Sections()->getRingSize(), 2u);
+void First() { ++g_first; }
+void Second() { ++g_second; }
+void Throwing() { throw 1; }
+// Reports into the section that is about to be sent.
+void Reporting() {
+  CRecordSectionCacheManager::Instance()->getResourceRecordByName(u"FromCallBack")->incValue(1);
 }
 
-class CallBacks : public metrics_test::MetricsTest {
- protected:
-  static void First() { ++first; }
-  static void Second() { ++second; }
-  static void Throwing() { throw 1; }
-  // Reports into the section that is about to be sent.
-  static void Reporting() {
-    CRecordSectionCacheManager::Instance()->getResourceRecordByName(u"FromCallBack")->incValue(1);
-  }
-  static inline std::atomic<int> first{0};
-  static inline std::atomic<int> second{0};
-};
+using CallBacks = metrics_test::MetricsTest;
 
 TEST_F(CallBacks, LongIntervalKeepsItsPhase) {
   Start({{u"datasending_interval", u"60"}});
@@ -128,8 +123,7 @@ void NextSecond() {
 
 TEST_F(CallBacks, RunOncePastTheirTimeFirstRegistrationStays) {
   Start({{u"datasending_interval", u"60"}});
-  first = 0;
-  second = 0;
+  g_first = g_second = 0;
   // At the start of a second, so that registering and the first run share it.
   NextSecond();
   Sections()->addCallBackFunctionPtr(0, &Throwing, 1, 0);
@@ -142,18 +136,17 @@ TEST_F(CallBacks, RunOncePastTheirTimeFirstRegistrationStays) {
   // Due at the second of the registration: they run once the clock is past it, and then not
   // again within the same second.
   Sections()->invokeCallBackFunctions();
-  EXPECT_EQ(first, 0);
+  EXPECT_EQ(g_first, 0);
   NextSecond();
   tlm_test::TraceCapture trace(1);
   Sections()->invokeCallBackFunctions();
   Sections()->invokeCallBackFunctions();
-  EXPECT_EQ(first, 1);
-  EXPECT_EQ(second, 0);
+  EXPECT_EQ(g_first, 1);
+  EXPECT_EQ(g_second, 0);
   ASSERT_EQ(trace.Lines().size(), 1u);
-  EXPECT_NE(trace.Lines()[0].find(u"*** ERROR => Resource call-back 0 failed with an exception"),
-            std::u16string::npos);
+  EXPECT_TRUE(Has(trace.Lines()[0], u"*** ERROR => Resource call-back 0 failed with an exception"));
   Sections()->processData();
-  EXPECT_NE(Sink().Joined().find(u"|FromCallBack:Current Value"), std::u16string::npos);
+  EXPECT_TRUE(Has(Sink().Joined(), u"|FromCallBack:Current Value"));
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <chrono>
-#include <thread>
 
 #include "tlm_core_fixture.h"
 

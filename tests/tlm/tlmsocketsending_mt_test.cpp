@@ -1,14 +1,8 @@
 // The whole library sending over TCP while application threads time transactions: whatever the
 // agent does (hangs, refuses, dies), the timing calls never wait for it, the process survives a
 // vanished reader, and the stop ends within its bound.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <thread>
 
 #include "tcp_peer.h"
 #include "tlm.h"

@@ -41,13 +41,8 @@ TEST_F(ThresholdApi, AChangeAppliesFromTheNextStart) {
 }
 
 TEST_F(ThresholdApi, ComponentThresholdsReachTransactionsBegunByInitContext) {
-  struct Case {
-    const char *what;
-    const char16_t *passport;  // null: the transaction begins with TLM_startTiming
-    const char16_t *component;
-    uint16_t level;
-    bool timed;
-  } cases[] = {
+  // What, the passport of TLM_initContext (null: none), the component, its level, timed.
+  const std::tuple<const char *, const char16_t *, const char16_t *, uint16_t, bool> cases[] = {
       {"untraced, its component", u"", u"Slow", 5, false},
       {"untraced, a level equal to the threshold", u"", u"Slow", 3, false},
       {"untraced, a level below the threshold", u"", u"Slow", 2, true},
@@ -59,13 +54,13 @@ TEST_F(ThresholdApi, ComponentThresholdsReachTransactionsBegunByInitContext) {
       {"traced, a threshold of untraced ones", u"*1600", u"Slow", 5, true},
       {"begun by timing", nullptr, u"Slow", 5, true},
   };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto &[what, passport, component, level, timed] : cases) {
+    SCOPED_TRACE(what);
     StartWithThresholds();
     TLM_changeInstruLevelThresholdForComponent(u"Slow", 3);
     TLM_changeTraceInstruLevelThresholdForComponent(u"Traced", 3);
-    if (c.passport != nullptr) TLM_initContext(c.passport);
-    EXPECT_EQ(Timed(c.component, c.level), c.timed);
+    if (passport != nullptr) TLM_initContext(passport);
+    EXPECT_EQ(Timed(component, level), timed);
   }
 }
 

@@ -1,8 +1,5 @@
 // Timing from many threads at once: what reaches the sink is what was ended; and a stop while
 // threads still call.
-#include <chrono>
-#include <functional>
-#include <thread>
 
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm_core_fixture.h"

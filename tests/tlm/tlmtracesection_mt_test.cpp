@@ -1,8 +1,6 @@
 // Application threads appending traces while two threads run the sending, as the trace
 // dispatcher and a forced flush do: with a ready agent every text goes out exactly once, each
 // thread's texts in their order, and the version event once.
-#include <map>
-#include <thread>
 
 #include "metrics_test_support.h"
 #include "trace_capture.h"

@@ -43,26 +43,20 @@ TEST_F(TraceRing, PeriodIsLostWhileTheAgentIsDown) {
   EXPECT_EQ(Sink().Texts(), (Texts{kVersionLine, u"Kept"}));
 }
 
+// String events name the system, the component and its PID option, not the instance prefix.
 TEST_F(TraceRing, StringEventLines) {
-  struct Case {
-    const char16_t *component;
-    short pidOption;
-    const char16_t *subPath;
-    const char16_t *expected;
-  };
-  const Case cases[] = {
-      {u"", 0, u"", u"<metric type=\"StringEvent\" name=\"SYS_0:N\" value=\"V\" />\n"},
-      {u"App", 12, u"", u"<metric type=\"StringEvent\" name=\"SYS|App_12:N\" value=\"V\" />\n"},
-  };
   Start({{u"system_name", u"SYS"}});
-  for (const Case &c : cases) {
+  const std::tuple<const char16_t *, short, const char16_t *> cases[] = {
+      {u"", 0, u"<metric type=\"StringEvent\" name=\"SYS_0:N\" value=\"V\" />\n"},
+      {u"App", 12, u"<metric type=\"StringEvent\" name=\"SYS|App_12:N\" value=\"V\" />\n"},
+  };
+  for (const auto &[component, pidOption, expected] : cases) {
     tlmlibrary::Settings()->update([&](CProcessSettings &next) {
-      next.componentName = c.component;
-      next.pidString = CProcessSettings::PIDText(c.pidOption);
-      next.instancePrefix = u"Inst";  // belongs to metric names only
+      next.componentName = component;
+      next.pidString = CProcessSettings::PIDText(pidOption);
+      next.instancePrefix = u"Inst";
     });
-    EXPECT_EQ(Ring()->buildSetStringData(c.subPath, u"N", u"V"), c.expected)
-        << tlm_test::Utf8(c.subPath);
+    EXPECT_EQ(Ring()->buildSetStringData(u"", u"N", u"V"), expected);
   }
   tlm_test::TraceCapture trace(1);
   Ring()->processTraceData();

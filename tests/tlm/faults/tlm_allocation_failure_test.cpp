@@ -1,13 +1,11 @@
 // Allocation failure anywhere in a start, a transaction, a send and a stop: the process neither
 // crashes nor leaks, and no exception leaves an exported function. Also: what a timing in steady
-// state allocates. Each failure point runs in a
-// child process whose operator new throws std::bad_alloc at its Nth call; LeakSanitizer checks
-// the child after the stop.
-#include <gtest/gtest.h>
+// state allocates. A dry run finds the allocation sites of the whole use, each site being the
+// call stack of an allocation; then for each site a child process fails the first allocation
+// made there with std::bad_alloc, and LeakSanitizer checks the child after the stop.
+#include <execinfo.h>
 #include <sys/wait.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <new>
 
 #include "tlm.h"
@@ -29,16 +27,38 @@ int LeaksNow() {
 #endif
 }
 
-// 0: never fail. Otherwise the number of allocations left before the failing one.
-std::atomic<long> g_failAt{0};
+// The innermost frames name a site: enough of them to get through the allocator templates into
+// the code that allocates.
+constexpr int kSiteFrames = 12;
+constexpr long kMaxRecorded = 1 << 20;
+uint64_t g_siteOf[kMaxRecorded];  // the dry run's site of each allocation, by number
+std::atomic<bool> g_recording{false};
+std::atomic<uint64_t> g_failSite{0};  // 0: fail nothing
 std::atomic<long> g_allocations{0};
 thread_local long tOwnAllocations = 0;  // the calling thread's, whatever the library's threads do
+thread_local bool tUnwinding = false;
+
+uint64_t SiteOfCaller() {
+  void *frames[kSiteFrames];
+  tUnwinding = true;
+  const int depth = backtrace(frames, kSiteFrames);
+  tUnwinding = false;
+  uint64_t hash = 14695981039346656037ull;
+  for (int i = 0; i < depth; ++i)
+    hash = (hash ^ reinterpret_cast<uintptr_t>(frames[i])) * 1099511628211ull;
+  return hash | 1;
+}
 
 void *Allocate(std::size_t size) {
-  g_allocations.fetch_add(1, std::memory_order_relaxed);
+  const long number = g_allocations.fetch_add(1, std::memory_order_relaxed);
   ++tOwnAllocations;
-  long left = g_failAt.load(std::memory_order_relaxed);
-  if (left > 0 && g_failAt.fetch_sub(1, std::memory_order_relaxed) == 1) throw std::bad_alloc();
+  const uint64_t failing = g_failSite.load(std::memory_order_relaxed);
+  if (!tUnwinding && (failing != 0 || g_recording.load(std::memory_order_relaxed))) {
+    const uint64_t site = SiteOfCaller();
+    if (failing == 0 && number < kMaxRecorded) g_siteOf[number] = site;
+    uint64_t expected = site;
+    if (failing == site && g_failSite.compare_exchange_strong(expected, 0)) throw std::bad_alloc();
+  }
   void *memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
@@ -86,46 +106,50 @@ void UseTheLibrary(const std::u16string &logdir) {
   TLM_ProcExit();
 }
 
-TEST(AllocationFailure, NoCrashNoLeakAtAnyFailingAllocation) {
+TEST(AllocationFailure, NoCrashNoLeakAtAnyFailingAllocationSite) {
   tlm_test::TempDir logdir;
   const std::u16string dir = tlm_test::Utf16(logdir.path());
   CDispatcherManager::setPhaseWait(1);
-  // A dry run counts the allocations of the whole use.
-  g_allocations = 0;
-  UseTheLibrary(dir);
-  const long total = g_allocations.load();
-  ASSERT_GT(total, 100);
-  // Every point among the first 400, then every total/400th.
-  const long stride = std::max(1L, total / 400);
-  int failures = 0;
-  // TLM_FAIL_AT=n runs that point alone in this process, for a debugger.
-  if (const char *only = std::getenv("TLM_FAIL_AT")) {
-    g_failAt = std::atol(only);
+  // TLM_FAIL_SITE=hash runs that site alone in this process, for a debugger.
+  if (const char *only = std::getenv("TLM_FAIL_SITE")) {
+    g_failSite = std::strtoull(only, nullptr, 16);
     UseTheLibrary(dir);
     return;
   }
-  for (long n = 1; n <= total; n += (n <= 400 ? 1 : stride)) {
+  g_allocations = 0;
+  g_recording = true;
+  UseTheLibrary(dir);
+  g_recording = false;
+  const long total = std::min(g_allocations.load(), kMaxRecorded);
+  ASSERT_GT(total, 100);
+  std::vector<uint64_t> sites;  // in the order of their first allocation
+  std::set<uint64_t> seen;
+  for (long n = 0; n < total; ++n) {
+    if (g_siteOf[n] != 0 && seen.insert(g_siteOf[n]).second) sites.push_back(g_siteOf[n]);
+  }
+  int failures = 0;
+  for (uint64_t site : sites) {
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
       alarm(30);  // a lock left held would hang the child: it dies of the alarm instead
       // A start that fails to set up the log directory falls back to the working directory.
       if (chdir(logdir.path().c_str()) != 0) _exit(4);
-      g_failAt = n;
+      g_failSite = site;
       UseTheLibrary(dir);
-      g_failAt = 0;
+      g_failSite = 0;
       _exit(LeaksNow() == 0 ? 0 : 3);
     }
     int status = 0;
     waitpid(child, &status, 0);
-    const bool clean = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    if (!clean && ++failures <= 5) {
-      ADD_FAILURE() << "allocation " << n << " of " << total << ": "
+    if (!(WIFEXITED(status) && WEXITSTATUS(status) == 0) && ++failures <= 5) {
+      ADD_FAILURE() << "site " << std::hex << site << std::dec << " of " << sites.size() << ": "
                     << (WIFEXITED(status) ? "exit " + std::to_string(WEXITSTATUS(status))
                                           : "signal " + std::to_string(WTERMSIG(status)));
     }
   }
   EXPECT_EQ(failures, 0);
+  std::printf("%zu allocation sites among %ld allocations\n", sites.size(), total);
 }
 
 // A nested start and end in steady state allocates nothing: the name was seen before, and its

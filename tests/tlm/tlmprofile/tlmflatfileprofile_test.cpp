@@ -1,7 +1,5 @@
 #include <sys/stat.h>
 
-#include <chrono>
-
 #include "profile_test_support.h"
 #include "tlm/tlmprofile/tlmprofile.h"
 
@@ -25,6 +23,12 @@ ParameterMap Load(const TempDir &config, const TempDir &work, int32_t *status = 
   return map;
 }
 
+std::string Repeat(const std::string &text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
 TEST(FlatfileProfileLines, EachFileYieldsWhatTheLineRulesSay) {
   struct Case {
     std::string content;
@@ -36,23 +40,21 @@ TEST(FlatfileProfileLines, EachFileYieldsWhatTheLineRulesSay) {
       {"agent_host = localhost  \n", u"agent_host", u"localhost"},
       {"a b = c d\n", u"a b", u"c d"},
       {"  abc = 1\n", u"abc =", u"1"},  // an indented key runs past its end
-      {" abc=1\n", u"abc=", u"1"},
       {"#x=1\n   # note\n\n    \n", u"", u""},
       {"x=1#2\n", u"x", u"1#2"},
-      {"a=1 # b\n", u"a", u"1 # b"},
       {"=5\n   =5\nkey=\nkey=    \nnoequals\n", u"", u""},
       {"k==v\n", u"k", u"=v"},
       {"\tkey\t=\tv\n", u"\tkey\t", u"\tv"},  // tabs aren't blanks
       {"k=1\r\n", u"k", u"1\r"},
       {"k=1\nk=2\n", u"k", u"1"},
-      {"k=v", u"k", u"v"},
       {std::string("k=a\0b\n", 6), u"k", zulstring(u"a\0b", 3)},
       {"k=\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n", u"k", u"\u00E9\u20AC\uFFFD"},
       {"k=\xFF\xC3z\n", u"k", u"##z"},
       {"k=v\xE2\x82", u"k", u"v"},  // the file ends inside a character
+      {"k=" + Repeat("a=b", 1 << 18) + "\n", u"k", Z(Repeat("a=b", 1 << 18))},  // read whole
   };
   for (const Case &c : cases) {
-    SCOPED_TRACE(c.content);
+    SCOPED_TRACE(c.content.substr(0, 40));
     TempDir config, work;
     Write(config, "tlm.conf", c.content);
     int32_t status = 0;
@@ -63,15 +65,6 @@ TEST(FlatfileProfileLines, EachFileYieldsWhatTheLineRulesSay) {
     EXPECT_EQ(map.begin()->first, c.key);
     EXPECT_EQ(map.begin()->second.getParamValue(), c.value);
   }
-}
-
-TEST(FlatfileProfileLines, LineOfOneMebibyteIsReadWhole) {
-  TempDir config, work;
-  std::string host(1 << 20, 'h');
-  Write(config, "tlm.conf", "agent_host=" + host + "\nk=v\n");
-  ParameterMap map = Load(config, work);
-  EXPECT_EQ(map[u"agent_host"].getParamValue(), Z(host));
-  EXPECT_EQ(map[u"k"].getParamValue(), u"v");
 }
 
 TEST(FlatfileProfileSearch, ConfigurationDirectoryFirstThenWorkingDirectory) {
@@ -85,7 +78,6 @@ TEST(FlatfileProfileSearch, ConfigurationDirectoryFirstThenWorkingDirectory) {
   };
   const Case cases[] = {
       {kFile, true, "", CProfile::STATUS_LOADED, u"config"},  // the second isn't read
-      {kFile, true, "/", CProfile::STATUS_LOADED, u"config"},
       {kFile, true, "/missing", CProfile::STATUS_LOADED, u"work"},
       {kNone, true, "", CProfile::STATUS_LOADED, u"work"},
       {kDanglingLink, true, "", CProfile::STATUS_LOADED, u"work"},

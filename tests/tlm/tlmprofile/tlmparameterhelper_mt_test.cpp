@@ -1,5 +1,3 @@
-#include <atomic>
-#include <thread>
 
 #include "profile_test_support.h"
 #include "tlm/tlmprofile/tlmparameterhelper.h"

@@ -61,8 +61,7 @@ TEST_F(SingleParameterValue, CopiesOnlyWhenValueAndTerminatorFit) {
   const zulstring untouched = u"????????????";
   struct Case {
     const ZUL_UTF16 *name;
-    int size;
-    int result;
+    int size, result;
     zulstring buffer;  // afterwards
   };
   const Case cases[] = {

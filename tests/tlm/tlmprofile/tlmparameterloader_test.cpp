@@ -1,4 +1,3 @@
-#include <map>
 
 #include "../metrics_test_support.h"
 #include "profile_test_support.h"
@@ -100,24 +99,17 @@ TEST_F(ParameterConversion, StoreWithoutProfilesAnswersItsStartValues) {
   EXPECT_EQ(H::GetLogDir(), u"");
 }
 
-TEST_F(ParameterConversion, UpdateRunsEveryDerivedRuleAgain) {
+// A change at run time runs every derived rule again. Which keys are dynamic, keys new to the
+// defaults included, is checked for every key by the pairs fuzz target's corpus.
+TEST_F(ParameterConversion, UpdatesReachTheNumbersAndTheRulesRunAgain) {
   ConfigureFile(
       "datasending_interval=15\nzombie_check_interval=20\nzombie_timeout=25\n"
-      "empty_timeout=10\n");
+      "empty_timeout=10\ninstrument_level_threshold_trace=3\n");
   ExpectNumbers("zombieCheck=20 zombieTimeout=25 emptyTimeout=20");
   H::SetSendingInterval(100);
   ExpectNumbers("sending=100 zombieCheck=100 zombieTimeout=100 emptyTimeout=100");
-  H::SetInstruLevelThreshold(0);
-  ExpectNumbers("level=0 traceLevel=0");
-  EXPECT_FALSE(H::GetGlobalSwitch());
-  H::SetSendingInterval(0);  // the setter can't switch sending off
+  H::SetSendingInterval(0);  // the setter can't switch sending off: 0 becomes 15
   EXPECT_EQ(H::GetParamValue(u"datasending_interval"), u"15");
-}
-
-// Which keys are dynamic, keys new to the defaults included, is checked for every key by the
-// pairs fuzz target's corpus; here, that an update reaches the numbers in force.
-TEST_F(ParameterConversion, RunTimeUpdatesReachTheNumbers) {
-  metrics_test::Configure({{u"instrument_level_threshold_trace", u"3"}});
   for (const ZUL_UTF16 *name : {u"instrument_level_threshold", u"datasending_interval",
                                 u"cache_section_count", u"lib_trace_level"}) {
     EXPECT_TRUE(H::UpdateParamValue(name, u"33")) << tlm_test::Utf8(name);
@@ -125,6 +117,9 @@ TEST_F(ParameterConversion, RunTimeUpdatesReachTheNumbers) {
   EXPECT_FALSE(H::UpdateParamValue(u"nowhere", u"33"));
   EXPECT_EQ(H::GetParamValue(u"nowhere"), u"");
   ExpectNumbers("level=33 traceLevel=3 sending=33 sections=33 libTrace=33");
+  H::SetInstruLevelThreshold(0);
+  ExpectNumbers("level=0");
+  EXPECT_FALSE(H::GetGlobalSwitch());
   H::SetEMTraceEnablingStatus(true);
   H::SetE2ETraceEnablingStatus(false);
   ExpectNumbers("em=0 e2e=1");
