@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <thread>
-
 #include "thr_test_workers.h"
 #include "zul_thr.h"
 
@@ -72,6 +67,19 @@ TEST_F(ThrThreadsConcurrency, WaitForAllJoinsEveryOtherThreadAndKeepsTheLastNonZ
   EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_OK);
   EXPECT_EQ(code_, 103u) << "joined in creation order";
   EXPECT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_DEADLOCK) << "the table holds only the caller";
+}
+
+THR_KEY shared_key = THR_INVALID_KEY;
+
+TEST(ThrKeysConcurrency, RacingFirstUsesCreateOneKeyAndKeepPerThreadValues) {
+  std::vector<int> values(thr_test::kThreads), ok(thr_test::kThreads, 0);
+  thr_test::RunThreads([&](int i) {
+    ok[i] = ThrKeyVarSet(&shared_key, &values[i]) == THR_ERR_OK &&
+            ThrKeyVarGet(&shared_key) == &values[i];
+  });
+  EXPECT_EQ(ok, std::vector<int>(thr_test::kThreads, 1));
+  EXPECT_EQ(ThrKeyGet(&shared_key, nullptr), THR_ERR_EXISTS);
+  EXPECT_EQ(ThrKeyDel(&shared_key), THR_ERR_OK);
 }
 
 }  // namespace
