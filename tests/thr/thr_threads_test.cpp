@@ -110,8 +110,10 @@ TEST_F(ThrThreads, DetachedThreadsDoNotCountForWaitAll) {
 
 // A requested size has a floor; 0 takes the process default, raised to 512 KiB when below it.
 TEST(ThrStackSize, RequestedSizeHasAFloorAndZeroRaisesTheDefault) {
-  const size_t cases[][3] = {
-      {8 << 20, 1000, 16384}, {8 << 20, 100000, 100000}, {8 << 20, 0, 8 << 20}, {65536, 0, 0x80000}};
+  const size_t cases[][3] = {{8 << 20, 1000, 16384},
+                             {8 << 20, 100000, 100000},
+                             {8 << 20, 0, 8 << 20},
+                             {65536, 0, 0x80000}};
   pthread_attr_t saved, attr;
   ASSERT_EQ(pthread_getattr_default_np(&saved), 0);
   for (const auto &[process_default, requested, want] : cases) {
