@@ -1,8 +1,4 @@
 // Threads record their errors apart, and the call counter loses nothing.
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <vector>
 
 #include "zul_rscp.h"
 #include "zul_u16conv.h"
