@@ -1,5 +1,4 @@
 // Getters and setters of the core fields, their version rules, and the frame around every call.
-#include <cstring>
 
 #include "epp/epp_internal.h"
 #include "epp_fixture.h"
