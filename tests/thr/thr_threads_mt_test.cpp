@@ -39,28 +39,6 @@ TEST_F(ThrThreadsConcurrency, WaitAllAnswersThreadsAsTheyEnd) {
   EXPECT_EQ(ended_, THR_INVALID_ID);
 }
 
-// Each round of ThrWaitAll takes a new snapshot of the table: a thread created while it waits is
-// found too.
-TEST_F(ThrThreadsConcurrency, WaitAllSeesThreadsCreatedWhileItWaits) {
-  Worker blocked, late;
-  blocked.number = 5;
-  late.number = -1;
-  late.released = true;  // may end at once
-  THR_ID late_id = THR_INVALID_ID;
-  ASSERT_EQ(ThrCreate(WaitForRelease, &blocked, &ids_[0]), THR_ERR_OK);
-  std::thread creator([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    ThrCreate(WaitForRelease, &late, &late_id);
-  });
-  ASSERT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_OK);
-  creator.join();
-  EXPECT_TRUE(ThrIdEqual(ended_, late_id));
-  EXPECT_EQ(code_, 99u);
-  blocked.released = true;
-  EXPECT_EQ(ThrWait(ids_[0], &code_), THR_ERR_OK);
-  EXPECT_EQ(code_, 105u);
-}
-
 TEST_F(ThrThreadsConcurrency, WaitForAllJoinsEveryOtherThreadAndKeepsTheLastNonZeroCode) {
   Worker workers[4];
   Start(workers, true);  // all may end at once

@@ -18,7 +18,7 @@ size_t Length(const Unit *s) {
 template <typename Unit>
 Unit *Copy(Unit *dst, const Unit *src) {
   size_t i = 0;
-  do dst[i] = src[i]; while (src[i++] != 0);
+  while ((dst[i] = src[i]) != 0) ++i;
   return dst;
 }
 

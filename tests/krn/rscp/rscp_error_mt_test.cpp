@@ -34,8 +34,7 @@ TEST(RscpErrorThreads, RecordsAreApartAndCountsAdd) {
     EXPECT_EQ(final_codes[t], 1000 + t);
     EXPECT_EQ(depths[t], 2);
   }
-  EXPECT_EQ(__atomic_load_n(&rscpe_callcnt, __ATOMIC_RELAXED) - before,
-            2L * kThreads * kReports);
+  EXPECT_EQ(__atomic_load_n(&rscpe_callcnt, __ATOMIC_RELAXED) - before, 2L * kThreads * kReports);
 }
 
 }  // namespace

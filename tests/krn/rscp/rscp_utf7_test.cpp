@@ -11,11 +11,15 @@
 
 namespace {
 
-struct Encoded {
+// One call of a converter: its answer, what it wrote, and how much of the source it took.
+template <typename Out>
+struct Result {
   int rc;
-  std::string bytes;
+  Out out;
   size_t consumed;
 };
+using Encoded = Result<std::string>;
+using Decoded = Result<std::u16string>;
 
 Encoded EncodeU2(const std::u16string &text, size_t room, int option = 0) {
   std::string out(room, '\0');
@@ -29,14 +33,8 @@ Encoded EncodeU2(const std::u16string &text, size_t room, int option = 0) {
 std::string Utf7(const std::u16string &text, int option = 0) {
   Encoded e = EncodeU2(text, 5 * text.size() + 8, option);
   EXPECT_EQ(e.rc, 0);
-  return e.bytes;
+  return e.out;
 }
-
-struct Decoded {
-  int rc;
-  std::u16string units;
-  size_t consumed;
-};
 
 Decoded DecodeU2(const std::string &bytes, size_t room) {
   std::u16string out(room, u'\0');
@@ -51,7 +49,7 @@ std::u16string FromUtf7(const std::string &bytes) {
   Decoded d = DecodeU2(bytes, bytes.size() + 1);
   EXPECT_EQ(d.rc, 0) << bytes;
   EXPECT_EQ(d.consumed, bytes.size()) << bytes;
-  return d.units;
+  return d.out;
 }
 
 const std::u16string kMixed =
@@ -92,10 +90,10 @@ TEST(Utf7, EveryDestinationCutOfTheEncoderResumes) {
     Encoded first = EncodeU2(kMixed, room);
     EXPECT_EQ(first.rc, room == full ? 0 : 32) << room;
     // What the cut call wrote decodes to exactly what it consumed.
-    EXPECT_EQ(FromUtf7(first.bytes), kMixed.substr(0, first.consumed)) << room;
+    EXPECT_EQ(FromUtf7(first.out), kMixed.substr(0, first.consumed)) << room;
     Encoded rest = EncodeU2(kMixed.substr(first.consumed), 2 * full);
     ASSERT_EQ(rest.rc, 0);
-    EXPECT_EQ(FromUtf7(first.bytes) + FromUtf7(rest.bytes), kMixed) << room;
+    EXPECT_EQ(FromUtf7(first.out) + FromUtf7(rest.out), kMixed) << room;
   }
 }
 
@@ -114,7 +112,7 @@ TEST(Utf7, RefusedInputLeavesThePointersAtTheFault) {
     Decoded d = DecodeU2(c.bytes, 16);
     EXPECT_EQ(d.rc, c.rc) << c.bytes;
     EXPECT_EQ(d.consumed, c.consumed) << c.bytes;
-    EXPECT_EQ(d.units, c.units) << c.bytes;
+    EXPECT_EQ(d.out, c.units) << c.bytes;
   }
   for (uint32_t bad : {0x110000u, 0x80000000u}) {
     const uint32_t text[] = {0x7E, bad};
@@ -129,31 +127,25 @@ TEST(Utf7, RefusedInputLeavesThePointersAtTheFault) {
   EXPECT_EQ(Utf7nToU2n(&s, s, &d, d), 0);
 }
 
-// Random valid text: mostly ASCII, some BMP, some beyond it (as pairs in the 16-bit form).
-std::u32string RandomText(std::mt19937 &rng) {
+// Random valid text, mostly ASCII, some BMP, some beyond it, with its 16-bit form.
+std::pair<std::u32string, std::u16string> RandomText(std::mt19937 &rng) {
   std::uniform_int_distribution<int> kind(0, 9), length(0, 60);
   std::uniform_int_distribution<char32_t> ascii(0, 127), bmp(0x80, 0xFFFF),
       astral(0x10000, 0x10FFFF);
   std::u32string text;
+  std::u16string units;
   for (int i = length(rng); i > 0; --i) {
     int k = kind(rng);
     char32_t c = k < 6 ? ascii(rng) : k < 9 ? bmp(rng) : astral(rng);
-    if (c < 0xD800 || c > 0xDFFF) text += c;
-  }
-  return text;
-}
-
-std::u16string Utf16(const std::u32string &text) {
-  std::u16string out;
-  for (char32_t c : text) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    text += c;
     if (c < 0x10000) {
-      out += static_cast<char16_t>(c);
+      units += char16_t(c);
     } else {
-      out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-      out += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+      units += {char16_t(0xD800 + ((c - 0x10000) >> 10)), char16_t(0xDC00 + (c & 0x3FF))};
     }
   }
-  return out;
+  return {text, units};
 }
 
 // Random text: the 32-bit forms agree with the 16-bit ones, and ICU's converter reads what we
@@ -166,8 +158,7 @@ TEST(Utf7, ThirtyTwoBitFormsAndIcuAgreeOnRandomText) {
   ASSERT_TRUE(U_SUCCESS(status));
 #endif
   for (int round = 0; round < 500; ++round) {
-    const std::u32string text = RandomText(rng);
-    const std::u16string units = Utf16(text);
+    const auto [text, units] = RandomText(rng);
     const std::string ours = Utf7(units, round & 1);
     std::vector<ZUL_RAW> utf7(8 * text.size() + 8);
     auto *s = reinterpret_cast<const uint32_t *>(text.data());
