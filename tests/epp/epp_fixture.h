@@ -3,12 +3,6 @@
 #ifndef TESTS_EPP_EPP_FIXTURE_H
 #define TESTS_EPP_EPP_FIXTURE_H
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-#include <vector>
-
 #include "epp_start.h"
 #include "passport_bytes.h"
 #include "zul_epp.h"

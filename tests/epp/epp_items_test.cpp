@@ -22,21 +22,18 @@ TEST_F(EppItems, FiveItemsPerApplicationAndPart) {
   EXPECT_TRUE(Traced(u"eppSetItem: item 5 for application 7 already exists\n"));
 }
 
+// Strings and byte streams take 1 to 64 units or bytes (parts alternate, so that room is left).
 TEST_F(EppItems, LengthsOfBytesAndStrings) {
   void *h = New(3);
   std::u16string text(65, u's');
   Bytes bytes(65, 0xAB);
   uint16_t key = 0;
-  for (uint8_t type : {EPP_ITEM_STRING, EPP_ITEM_BYTES}) {
-    const void *value = type == EPP_ITEM_STRING ? static_cast<const void *>(text.data())
-                                                : static_cast<const void *>(bytes.data());
+  for (const auto &[type, value] : {std::pair<uint8_t, const void *>{EPP_ITEM_STRING, text.data()},
+                                    {EPP_ITEM_BYTES, bytes.data()}})
     for (uint32_t length : {64, 65, 0}) {
-      const uint16_t part = key % 2;
       ++key;
-      EXPECT_EQ(eppSetItem(h, part, 1, key, type, length, value), length == 64 ? 0u : 6u)
-          << int(type) << " " << length;
+      EXPECT_EQ(eppSetItem(h, key % 2, 1, key, type, length, value), length == 64 ? 0u : 6u);
     }
-  }
   EXPECT_TRUE(Traced(u"eppSetItem: invalid string length (65), maximum length (64)\n"));
   EXPECT_TRUE(Traced(u"eppSetItem: invalid byte stream size (65), maximum size (64)\n"));
 }

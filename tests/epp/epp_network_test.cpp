@@ -32,51 +32,43 @@ uint8_t VersionOf(void *h) {
   return version;
 }
 
+// Each version, and version 3 with variable parts behind the core in slot order, serialises to
+// the layout and parses back.
 TEST_F(EppNetwork, EachVersionSerialisesByteForByteAndParsesBack) {
-  const Bytes golden[] = {pb::Version1(pb::SampleCore(1)), pb::Version2(pb::SampleCore(2)),
-                          pb::Version3(pb::SampleCore(3))};
-  for (uint8_t version : {1, 2, 3}) {
-    SCOPED_TRACE(version);
-    const Bytes &expected = golden[version - 1];
-    void *h = Own(Make(pb::SampleCore(version)));
-    EXPECT_EQ(Needed(h), expected.size());
-    EXPECT_EQ(Serialize(h), expected);
-
-    void *parsed = nullptr;
-    ASSERT_EQ(Parse(expected, &parsed), 0u);
-    EXPECT_EQ(VersionOf(parsed), version);
-    // Fields from the network keep their padding blanks.
-    EXPECT_EQ(GetText(parsed, eppGetUserId, 32), u"alice" + std::u16string(27, u' '));
-    EXPECT_EQ(Serialize(parsed), expected);
-  }
-  // A version 1 stream's spare bytes are ignored.
-  Bytes spare = golden[0];
-  for (int i = 149; i < 156; ++i) spare[i] = 0xFF;
-  void *h = nullptr;
-  ASSERT_EQ(Parse(spare, &h), 0u);
-  EXPECT_EQ(Serialize(h), golden[0]);
-}
-
-TEST_F(EppNetwork, VariablePartsFollowTheCoreInSlotOrder) {
-  void *h = Own(Make(pb::SampleCore(3)));
+  void *v3 = Own(Make(pb::SampleCore(3)));
   int32_t number = 0x11223344;
   const ZUL_RAW raw[] = {0xDE, 0xAD};
-  ASSERT_EQ(eppSetItem(h, 1, 5, 1, EPP_ITEM_INT, 4, &number), 0u);
-  ASSERT_EQ(eppSetItem(h, 1, 5, 2, EPP_ITEM_STRING, 3, u"abc"), 0u);
-  ASSERT_EQ(eppSetItem(h, 0, 9, 7, EPP_ITEM_BYTES, 2, raw), 0u);
+  ASSERT_EQ(eppSetItem(v3, 1, 5, 1, EPP_ITEM_INT, 4, &number), 0u);
+  ASSERT_EQ(eppSetItem(v3, 1, 5, 2, EPP_ITEM_STRING, 3, u"abc"), 0u);
+  ASSERT_EQ(eppSetItem(v3, 0, 9, 7, EPP_ITEM_BYTES, 2, raw), 0u);
   // The integer goes on the wire with its highest byte first.
   Bytes parts = pb::Join({pb::Part(1, 2,
                                    pb::Join({pb::Item(5, 1, 2, {0x11, 0x22, 0x33, 0x44}),
                                              pb::StringItem(5, 2, "abc")}),
                                    false),
                           pb::Part(0, 1, pb::Item(9, 7, 1, {0xDE, 0xAD}), true)});
-  Bytes golden = pb::Version3(pb::SampleCore(3), parts, 2);
-  EXPECT_EQ(Needed(h), 226u + 2 * 12 + 3 * 7 + 4 + 3 + 2 + 4);
-  EXPECT_EQ(Serialize(h), golden);
-
-  void *parsed = nullptr;
-  ASSERT_EQ(Parse(golden, &parsed), 0u);
-  EXPECT_EQ(Serialize(parsed), golden);
+  const std::pair<void *, Bytes> cases[] = {
+      {Own(Make(pb::SampleCore(1))), pb::Version1(pb::SampleCore(1))},
+      {Own(Make(pb::SampleCore(2))), pb::Version2(pb::SampleCore(2))},
+      {Own(Make(pb::SampleCore(3))), pb::Version3(pb::SampleCore(3))},
+      {v3, pb::Version3(pb::SampleCore(3), parts, 2)}};
+  for (const auto &[h, expected] : cases) {
+    SCOPED_TRACE(expected.size());
+    EXPECT_EQ(Needed(h), h == v3 ? 226u + 2 * 12 + 3 * 7 + 4 + 3 + 2 + 4 : expected.size());
+    EXPECT_EQ(Serialize(h), expected);
+    void *parsed = nullptr;
+    ASSERT_EQ(Parse(expected, &parsed), 0u);
+    EXPECT_EQ(VersionOf(parsed), VersionOf(h));
+    // Fields from the network keep their padding blanks.
+    EXPECT_EQ(GetText(parsed, eppGetUserId, 32), u"alice" + std::u16string(27, u' '));
+    EXPECT_EQ(Serialize(parsed), expected);
+  }
+  // A version 1 stream's spare bytes are ignored.
+  Bytes spare = cases[0].second;
+  for (int i = 149; i < 156; ++i) spare[i] = 0xFF;
+  void *h = nullptr;
+  ASSERT_EQ(Parse(spare, &h), 0u);
+  EXPECT_EQ(Serialize(h), cases[0].second);
 }
 
 TEST_F(EppNetwork, SerialisingNeedsTheLayoutsRoom) {
@@ -92,20 +84,6 @@ TEST_F(EppNetwork, SerialisingNeedsTheLayoutsRoom) {
   ASSERT_EQ(eppSerialize(h, out.data(), 160, &used), 0u);
   EXPECT_EQ(used, 160u);
   EXPECT_EQ(out[4], 0);
-}
-
-TEST_F(EppNetwork, TextLongerInUtf8IsCutToItsField) {
-  void *h = New(3);
-  std::u16string wide(32, u'\u00E4');  // 2 bytes each
-  ASSERT_EQ(eppSetComponentName(h, wide.data(), 32), 0u);
-  ASSERT_EQ(eppSetItem(h, 0, 1, 1, EPP_ITEM_STRING, 3, u"\u00E4\u00E4\u00E4"), 0u);
-  Bytes out = Serialize(h);
-  Bytes field;
-  for (int i = 0; i < 16; ++i) field.insert(field.end(), {0xC3, 0xA4});
-  EXPECT_EQ(Bytes(out.begin() + 9, out.begin() + 41), field);
-  // The string's 3 units allow 3 bytes: one character of 2, one byte below the needed size.
-  EXPECT_EQ(out.size(), Needed(h) - 1);
-  EXPECT_EQ(pb::GetBE16(out, 226 + 12 + 5), 7 + 2);
 }
 
 // Texts convert as zero-terminated UTF-8 that runs on past their field until the area is full.
@@ -144,7 +122,6 @@ TEST_F(EppNetwork, CoresParseAsTheFormatSays) {
   Bytes v1 = pb::Version1(pb::SampleCore(1));
   Bytes v2 = pb::Version2(pb::SampleCore(2));
   Bytes v3 = pb::Version3(pb::SampleCore(3));
-  Bytes v2_of_184 = With(Bytes(v2.begin(), v2.begin() + 184), 180, {'*', 'T', 'H', '*'});
   const struct {
     const char *name;
     Bytes stream;
@@ -159,10 +136,8 @@ TEST_F(EppNetwork, CoresParseAsTheFormatSays) {
        u"eppDeserialize: inconsistend length of passport and bytestream (161 > 160)"},
       // Negative totals pass that test and lead before the stream, where no eyecatcher is found.
       {"total 0x8000", With(v1, 5, {0x80, 0}), 7, u"find valid trailing eyecatcher\n"},
-      {"total 3", With(v1, 5, {0, 3}), 7, u"find valid trailing eyecatcher\n"},
       // A total of 4 finds the leading eyecatcher, and version 1 needs no more.
       {"total 4", With(v1, 5, {0, 4}), 0, u"1"},
-      {"version 2 of 184 bytes", With(v2_of_184, 5, {0, 184}), 7, u"not long enough (184)\n"},
       {"version 3 of 229 bytes", With(With(v3, 5, {0, 229}), 225, {'*', 'T', 'H', '*'}), 7,
        u"not long enough (229)\n"},
       {"version 0", With(v1, 4, {0}), 0, u"0"},
@@ -190,8 +165,6 @@ Bytes V3With(const Bytes &parts, uint16_t count) {
 
 TEST_F(EppNetwork, MalformedVariablePartsEndAsNullHandles) {
   Bytes one = pb::Part(0, 1, pb::IntItem(1, 1, 5), true);
-  Bytes parts_past_end = V3With(one, 1);
-  pb::PutBE16(parts_past_end, 224, uint16_t(parts_past_end.size() - 11));
   auto part = [](uint16_t id, bool last) { return pb::Part(id, 1, pb::IntItem(1, 1, 5), last); };
   const struct {
     const char *name;
@@ -199,14 +172,10 @@ TEST_F(EppNetwork, MalformedVariablePartsEndAsNullHandles) {
     uint32_t rc;
   } cases[] = {
       {"negative offset", With(V3With(one, 1), 224, {0xFF, 0xF0}), 7},
-      {"fewer than 12 bytes left", parts_past_end, 7},
       {"part eyecatcher", V3With(With(one, 1, {'X'}), 1), 7},
       {"part past the end", V3With(With(one, 5, {0, 100}), 1), 7},
       {"item past the end", V3With(With(one, 12 + 5, {0, 100}), 1), 7},
-      {"item count says more", V3With(pb::Part(0, 3, pb::IntItem(1, 1, 5), true), 1), 7},
-      {"part count says more", V3With(one, 2), 7},
       {"empty string", V3With(pb::Part(0, 1, pb::StringItem(1, 1, ""), true), 1), 6},
-      {"65 bytes", V3With(pb::Part(0, 1, pb::Item(1, 1, 1, Bytes(65, 1)), true), 1), 6},
       {"an item twice",
        V3With(pb::Part(0, 2, pb::Join({pb::IntItem(1, 1, 5), pb::IntItem(1, 1, 6)}), true), 1), 1},
       {"part id 3", V3With(pb::Part(3, 1, pb::IntItem(1, 1, 5), true), 1), 7},

@@ -1,10 +1,4 @@
 // One passport shared by several threads: its mutex makes every call whole.
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "epp_start.h"
 #include "zul_epp.h"

@@ -1,6 +1,5 @@
 #include "thr/thr_sigblock.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>

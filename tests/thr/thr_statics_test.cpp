@@ -1,7 +1,5 @@
 #include "thr/thr_statics.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 
 namespace {

@@ -1,10 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "zul_thr.h"
 

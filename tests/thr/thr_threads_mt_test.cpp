@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <thread>
-
 #include "thr_test_workers.h"
 #include "zul_thr.h"
 
@@ -44,34 +39,25 @@ TEST_F(ThrThreadsConcurrency, WaitAllAnswersThreadsAsTheyEnd) {
   EXPECT_EQ(ended_, THR_INVALID_ID);
 }
 
-// Each round of ThrWaitAll takes a new snapshot of the table: a thread created while it waits is
-// found too.
-TEST_F(ThrThreadsConcurrency, WaitAllSeesThreadsCreatedWhileItWaits) {
-  Worker blocked, late;
-  blocked.number = 5;
-  late.number = -1;
-  late.released = true;  // may end at once
-  THR_ID late_id = THR_INVALID_ID;
-  ASSERT_EQ(ThrCreate(WaitForRelease, &blocked, &ids_[0]), THR_ERR_OK);
-  std::thread creator([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    ThrCreate(WaitForRelease, &late, &late_id);
-  });
-  ASSERT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_OK);
-  creator.join();
-  EXPECT_TRUE(ThrIdEqual(ended_, late_id));
-  EXPECT_EQ(code_, 99u);
-  blocked.released = true;
-  EXPECT_EQ(ThrWait(ids_[0], &code_), THR_ERR_OK);
-  EXPECT_EQ(code_, 105u);
-}
-
 TEST_F(ThrThreadsConcurrency, WaitForAllJoinsEveryOtherThreadAndKeepsTheLastNonZeroCode) {
   Worker workers[4];
   Start(workers, true);  // all may end at once
   EXPECT_EQ(ThrWait(THR_INVALID_ID, &code_), THR_ERR_OK);
   EXPECT_EQ(code_, 103u) << "joined in creation order";
   EXPECT_EQ(ThrWaitAll(&ended_, &code_), THR_ERR_DEADLOCK) << "the table holds only the caller";
+}
+
+THR_KEY shared_key = THR_INVALID_KEY;
+
+TEST(ThrKeysConcurrency, RacingFirstUsesCreateOneKeyAndKeepPerThreadValues) {
+  std::vector<int> values(thr_test::kThreads), ok(thr_test::kThreads, 0);
+  thr_test::RunThreads([&](int i) {
+    ok[i] = ThrKeyVarSet(&shared_key, &values[i]) == THR_ERR_OK &&
+            ThrKeyVarGet(&shared_key) == &values[i];
+  });
+  EXPECT_EQ(ok, std::vector<int>(thr_test::kThreads, 1));
+  EXPECT_EQ(ThrKeyGet(&shared_key, nullptr), THR_ERR_EXISTS);
+  EXPECT_EQ(ThrKeyDel(&shared_key), THR_ERR_OK);
 }
 
 }  // namespace

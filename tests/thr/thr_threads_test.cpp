@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "thr/thr_state.h"
 #include "thr/thrp_stack.h"
 #include "thr_test_workers.h"
@@ -46,19 +41,41 @@ TEST_F(ThrThreads, EveryCallButWaitAllAnswersNotInitWhileNotThreaded) {
                               ThrExitCode(self, &code_), ThrKill(self, 0), ThrCancel(self),
                               ThrDetach(self)}),
             std::vector<int>(6, THR_ERR_NOT_INIT));
-  EXPECT_EQ(id_, THR_INVALID_ID);
+  ZUL_UTF16 text[THR_ID_STR_SIZE];
+  EXPECT_EQ(std::u16string(ThrId2Str(text, id_)), u"4294967295");
+  EXPECT_EQ(std::u16string(ThrId2Str(text, UINT64_MAX)), u"18446744073709551615");
   EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK) << "the only thread";
 }
 
-TEST_F(ThrThreads, WaitJoinsAndStoresTheExitCode) {
+// A join or a fetched exit code stores the code and removes the entry; a cancel removes it at
+// once, yet the thread stays joinable.
+TEST_F(ThrThreads, JoinsExitCodesKillAndCancel) {
   ASSERT_EQ(ThrCreate(Answer, reinterpret_cast<void *>(uintptr_t{0x123456789}), &id_), 0);
   EXPECT_EQ(ThrWait(id_, &code_), THR_ERR_OK);
   EXPECT_EQ(code_, 0x123456789u);
-  // A stack of 1000 bytes would be refused by the system: it is raised to 16384.
-  const ThrCreateAttr small_stack = {THR_SCOPE_SYSTEM, 0, 1000};
+  const ThrCreateAttr small_stack = {THR_SCOPE_SYSTEM, 0, 1000};  // raised to 16384
   ASSERT_EQ(ThrCreate2(&small_stack, ExitWith9, nullptr, &id_), THR_ERR_OK);
   EXPECT_EQ(ThrWait(id_, &code_), THR_ERR_OK);
   EXPECT_EQ(code_, 9u);
+
+  Worker w;
+  w.number = 7;
+  ASSERT_EQ(ThrCreate(WaitForRelease, &w, &id_), THR_ERR_OK);
+  EXPECT_EQ(ThrExitCode(ThrGetCurrentId(), &code_), THR_ERR_STILL_ALIVE);
+  EXPECT_EQ(ThrExitCode(id_, &code_), THR_ERR_STILL_ALIVE);
+  w.released = true;
+  int rc;
+  while ((rc = ThrExitCode(id_, &code_)) == THR_ERR_STILL_ALIVE) sched_yield();
+  EXPECT_EQ(std::tuple(rc, code_), std::tuple(THR_ERR_OK, 107u));
+
+  EXPECT_EQ(ThrKill(ThrGetCurrentId(), 0), THR_ERR_OK);
+  EXPECT_EQ(ThrKill(ThrGetCurrentId(), 9999), THR_ERR_INVALID_PARAM);
+  ASSERT_EQ(ThrCreate(SleepUntilCancelled, nullptr, &id_), THR_ERR_OK);
+  EXPECT_EQ(ThrCancel(id_), THR_ERR_OK);
+  THR_ID none;
+  EXPECT_EQ(ThrWaitAll(&none, &code_), THR_ERR_DEADLOCK) << "no entry is left";
+  EXPECT_EQ(ThrPWait(id_, &code_), THR_ERR_OK);
+  EXPECT_EQ(code_, reinterpret_cast<uintptr_t>(PTHREAD_CANCELED));
 }
 
 // Waiting for oneself deadlocks; waiting for all with no other thread answers at once (ThrWait)
@@ -76,20 +93,6 @@ TEST_F(ThrThreads, WaitsWithNothingToWaitFor) {
   EXPECT_EQ(id_, THR_INVALID_ID);
 }
 
-TEST_F(ThrThreads, ExitCodeTellsARunningThreadFromAnEndedOne) {
-  Worker w;
-  w.number = 7;
-  ASSERT_EQ(ThrCreate(WaitForRelease, &w, &id_), THR_ERR_OK);
-  EXPECT_EQ(ThrExitCode(ThrGetCurrentId(), &code_), THR_ERR_STILL_ALIVE);
-  EXPECT_EQ(ThrExitCode(id_, &code_), THR_ERR_STILL_ALIVE);
-  w.released = true;
-  int rc;
-  while ((rc = ThrExitCode(id_, &code_)) == THR_ERR_STILL_ALIVE) sched_yield();
-  EXPECT_EQ(rc, THR_ERR_OK);
-  EXPECT_EQ(code_, 107u);
-  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK) << "the entry is gone";
-}
-
 TEST_F(ThrThreads, DetachedThreadsDoNotCountForWaitAll) {
   Worker created_detached, detached_later;
   const ThrCreateAttr detached = {0, THR_CREATE_DETACHED, 0};
@@ -105,17 +108,6 @@ TEST_F(ThrThreads, DetachedThreadsDoNotCountForWaitAll) {
   }
 }
 
-TEST_F(ThrThreads, KillAndCancel) {
-  EXPECT_EQ(ThrKill(ThrGetCurrentId(), 0), THR_ERR_OK);
-  EXPECT_EQ(ThrKill(ThrGetCurrentId(), 9999), THR_ERR_INVALID_PARAM);
-  ASSERT_EQ(ThrCreate(SleepUntilCancelled, nullptr, &id_), THR_ERR_OK);
-  EXPECT_EQ(ThrCancel(id_), THR_ERR_OK);
-  THR_ID none;
-  EXPECT_EQ(ThrWaitAll(&none, &code_), THR_ERR_DEADLOCK) << "removed at once";
-  EXPECT_EQ(ThrPWait(id_, &code_), THR_ERR_OK) << "yet still joinable";
-  EXPECT_EQ(code_, reinterpret_cast<uintptr_t>(PTHREAD_CANCELED));
-}
-
 // A requested size has a floor; 0 takes the process default, raised to 512 KiB when below it.
 TEST(ThrStackSize, RequestedSizeHasAFloorAndZeroRaisesTheDefault) {
   const size_t cases[][3] = {{8 << 20, 1000, 16384},
@@ -128,8 +120,6 @@ TEST(ThrStackSize, RequestedSizeHasAFloorAndZeroRaisesTheDefault) {
     pthread_attr_init(&attr);
     pthread_attr_setstacksize(&attr, process_default);
     ASSERT_EQ(pthread_setattr_default_np(&attr), 0);
-    pthread_attr_destroy(&attr);
-    pthread_attr_init(&attr);
     thr::ApplyStackSize(&attr, requested);
     size_t got = 0;
     pthread_attr_getstacksize(&attr, &got);
@@ -140,11 +130,26 @@ TEST(ThrStackSize, RequestedSizeHasAFloorAndZeroRaisesTheDefault) {
   pthread_attr_destroy(&saved);
 }
 
-TEST(ThrId2Str, WritesTheIdInDecimal) {
-  ZUL_UTF16 buf[THR_ID_STR_SIZE];
-  EXPECT_EQ(ThrId2Str(buf, THR_INVALID_ID), buf);
-  EXPECT_EQ(std::u16string(buf), u"4294967295");
-  EXPECT_EQ(std::u16string(ThrId2Str(buf, UINT64_MAX)), u"18446744073709551615");
+// The first use creates the key and a second get keeps it; a value the layer never handed out
+// counts as not created.
+TEST(ThrKeys, FirstUseCreatesTheKeyAndASecondGetKeepsIt) {
+  ASSERT_EQ(ThrProcInit(), THR_ERR_OK);
+  THR_KEY key = THR_INVALID_KEY;
+  EXPECT_EQ(ThrKeyVarGet(&key), nullptr);
+  ASSERT_NE(key, THR_INVALID_KEY);
+  int value = 7;
+  EXPECT_EQ(ThrKeyVarSet(&key, &value), THR_ERR_OK);
+  const THR_KEY first = key;
+  EXPECT_EQ(ThrKeyGet(&key, nullptr), THR_ERR_EXISTS);
+  EXPECT_EQ(key, first);
+  EXPECT_EQ(ThrKeyVarGet(&key), &value);
+  EXPECT_EQ(ThrKeyDel(&key), THR_ERR_OK);
+  EXPECT_EQ(key, THR_INVALID_KEY);
+  EXPECT_EQ(ThrKeyDel(&key), THR_ERR_INVALID_PARAM);
+  key = 123456;
+  EXPECT_EQ(ThrKeyGet(&key, nullptr), THR_ERR_OK);
+  EXPECT_NE(key, 123456u);
+  EXPECT_EQ(ThrKeyDel(&key), THR_ERR_OK);
 }
 
 }  // namespace

@@ -3,20 +3,30 @@
 
 #include "zul_u16conv.h"
 
-size_t UcsLen(const ZUL_UTF16 *s) noexcept {
-  size_t n = 0;
-  if (s != nullptr)
-    while (s[n] != 0) ++n;
-  return n;
-}
-size_t U2sLen(const ZUL_UTF16 *s) noexcept { return UcsLen(s); }
+namespace {
 
-size_t U4sLen(const uint32_t *s) noexcept {
+// Units of a zero-terminated string of either width, before the terminator; 0 for null.
+template <typename Unit>
+size_t Length(const Unit *s) {
   size_t n = 0;
   if (s != nullptr)
     while (s[n] != 0) ++n;
   return n;
 }
+
+// Copies a zero-terminated string with its terminator and answers dst.
+template <typename Unit>
+Unit *Copy(Unit *dst, const Unit *src) {
+  size_t i = 0;
+  while ((dst[i] = src[i]) != 0) ++i;
+  return dst;
+}
+
+}  // namespace
+
+size_t UcsLen(const ZUL_UTF16 *s) noexcept { return Length(s); }
+size_t U2sLen(const ZUL_UTF16 *s) noexcept { return Length(s); }
+size_t U4sLen(const uint32_t *s) noexcept { return Length(s); }
 
 size_t Utf16sLen(const ZUL_UTF16 *s) noexcept {
   size_t n = 0;
@@ -26,17 +36,8 @@ size_t Utf16sLen(const ZUL_UTF16 *s) noexcept {
   return n;
 }
 
-ZUL_UTF16 *U2sCpy(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept {
-  size_t i = 0;
-  do dst[i] = src[i]; while (src[i++] != 0);
-  return dst;
-}
-
-uint32_t *U4sCpy(uint32_t *dst, const uint32_t *src) noexcept {
-  size_t i = 0;
-  do dst[i] = src[i]; while (src[i++] != 0);
-  return dst;
-}
+ZUL_UTF16 *U2sCpy(ZUL_UTF16 *dst, const ZUL_UTF16 *src) noexcept { return Copy(dst, src); }
+uint32_t *U4sCpy(uint32_t *dst, const uint32_t *src) noexcept { return Copy(dst, src); }
 
 char *UcsToB8sNolim(char *dst, const ZUL_UTF16 *src) noexcept {
   size_t i = 0;
@@ -87,14 +88,11 @@ int UcnToUtf8nCP(int cp, ZUL_RAW **dst, ZUL_RAW *dst_end, const ZUL_UTF16 **src,
                  const ZUL_UTF16 *src_end) noexcept {
   return UcnToUtf8nCPFast(cp, dst, dst_end, src, src_end);
 }
-int Utf8nToUcnCP_4(int cp, ZUL_UTF16 **dst, ZUL_UTF16 *dst_end, const ZUL_RAW **src,
-                   const ZUL_RAW *src_end) noexcept {
-  return Utf8nToUcnCPFast(cp, dst, dst_end, src, src_end);
-}
-int UcnToUtf8nCP_4(int cp, ZUL_RAW **dst, ZUL_RAW *dst_end, const ZUL_UTF16 **src,
-                   const ZUL_UTF16 *src_end) noexcept {
-  return UcnToUtf8nCPFast(cp, dst, dst_end, src, src_end);
-}
+// The _4 names are the same entry points as the plain ones.
+int Utf8nToUcnCP_4(int, ZUL_UTF16 **, ZUL_UTF16 *, const ZUL_RAW **, const ZUL_RAW *) noexcept
+    __attribute__((alias("Utf8nToUcnCP")));
+int UcnToUtf8nCP_4(int, ZUL_RAW **, ZUL_RAW *, const ZUL_UTF16 **, const ZUL_UTF16 *) noexcept
+    __attribute__((alias("UcnToUtf8nCP")));
 
 const char *rscpg_utf16_cc(void) noexcept { return "41034102410341104103"; }
 

@@ -1,9 +1,5 @@
 // Known texts, refusals and full targets of the Base64 and Base32 codecs. Round trips, and the
 // line count and resumption carried from call to call, are asserted by the codecs' fuzz target.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "zul_pfuuid.h"
 

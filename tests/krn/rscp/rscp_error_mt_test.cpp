@@ -1,8 +1,4 @@
 // Threads record their errors apart, and the call counter loses nothing.
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <vector>
 
 #include "zul_rscp.h"
 #include "zul_u16conv.h"
@@ -38,8 +34,7 @@ TEST(RscpErrorThreads, RecordsAreApartAndCountsAdd) {
     EXPECT_EQ(final_codes[t], 1000 + t);
     EXPECT_EQ(depths[t], 2);
   }
-  EXPECT_EQ(__atomic_load_n(&rscpe_callcnt, __ATOMIC_RELAXED) - before,
-            2L * kThreads * kReports);
+  EXPECT_EQ(__atomic_load_n(&rscpe_callcnt, __ATOMIC_RELAXED) - before, 2L * kThreads * kReports);
 }
 
 }  // namespace

@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <vector>
-
 #include "contloct_test_zone.h"
 
 namespace {

@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
 #include <cstdarg>
-#include <vector>
 
 #include "contloct_test_zone.h"
 #include "zul_u16printf.h"
@@ -120,8 +117,8 @@ TEST_F(ContLoct, HalfHourMidnightAndNoSwitchesInBothModes) {
       WalkAcross(kHavanaDstEnd, {kHavanaDstEnd - kHour, kHavanaDstEnd + kHour, 7});
     }
     // Zones without DST read as local time all year.
-    for (const char *name : {"UTC", "Asia/Tokyo"}) {
-      ZoneScope zone(name);
+    {
+      ZoneScope zone("Asia/Tokyo");
       WalkAcross(kBerlinDstEnd, {.step = 3 * kHour + 7, .span = 200 * 86400});
     }
   }
@@ -129,23 +126,15 @@ TEST_F(ContLoct, HalfHourMidnightAndNoSwitchesInBothModes) {
 
 TEST_F(ContLoct, DoubleIntervalBounds) {
   ZoneScope zone("Europe/Berlin");
-  const std::pair<time_t, int> cases[] = {
-      {7200, 0},  // below 7201, whatever the zone
-      {kBerlinDstEnd - kHour - 1, 0},
-      {kBerlinDstEnd - kHour, 1},
-      {kBerlinDstEnd, 1},
-      {kBerlinDstEnd + kHour - 1, 1},
-      {kBerlinDstEnd + kHour, 0},
-      {kBerlinDstStart, 0},  // the start of DST repeats nothing
-  };
+  const time_t b = kBerlinDstEnd - kHour, e = kBerlinDstEnd + kHour;
+  // Below 7201 whatever the zone; the window's bounds; the start of DST repeats nothing.
+  const std::pair<time_t, int> cases[] = {{7200, 0},  {b - 1, 0}, {b, 1},
+                                          {e - 1, 1}, {e, 0},     {kBerlinDstStart, 0}};
   for (const auto &[t, expected] : cases) {
     time_t begin = 0, end = 0;
     EXPECT_EQ(IsDoubleInterval_GetInterval(t, &begin, &end), expected) << t;
     EXPECT_EQ(IsDoubleInterval(t), expected) << t;
-    if (expected == 1) {
-      EXPECT_EQ(begin, kBerlinDstEnd - kHour);
-      EXPECT_EQ(end, kBerlinDstEnd + kHour);
-    }
+    EXPECT_TRUE(expected == 0 || std::pair(begin, end) == std::pair(b, e)) << t;
   }
 }
 

@@ -2,9 +2,7 @@
 #ifndef TESTS_KRN_UXPORT_CONTLOCT_TEST_ZONE_H
 #define TESTS_KRN_UXPORT_CONTLOCT_TEST_ZONE_H
 
-#include <cstdlib>
 #include <optional>
-#include <string>
 
 #include "krn/uxport/contloct.h"
 

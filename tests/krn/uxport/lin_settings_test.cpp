@@ -1,18 +1,16 @@
 // The Linux settings check: reports and warnings under real lowered limits, kernel values through
 // the settings command and through fed output, memory defaults, and affinity, priority and the
 // profile output's name on forked children.
-#include <gtest/gtest.h>
+
+#include "krn/uxport/lin_settings.h"
 
 #include <dlfcn.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <fstream>
-#include <string>
 
-#include "krn/uxport/lin_settings.h"
 #include "stderr_child.h"
 #include "zul_lin.h"
 
@@ -35,7 +33,7 @@ constexpr int kNoPidValue = 0x3ffffff0;
 // Reports in a child whose soft limits are lowered to known values.
 ChildResult ReportUnder(rlim_t stack, rlim_t files, uxport::KernelReader reader) {
   return RunWithStderrPipe([=] {
-    struct rlimit as{}, st{}, nf{};
+    rlimit as{}, st{}, nf{};
     getrlimit(RLIMIT_AS, &as);
     getrlimit(RLIMIT_STACK, &st);
     getrlimit(RLIMIT_NOFILE, &nf);
@@ -70,7 +68,7 @@ TEST(LinCheckMemorySettings, ReportsAndWarnsOnTheSoftLimits) {
     at = low.err.find(label, at);
     ASSERT_NE(at, std::string::npos) << label;
   }
-  struct rlimit st{}, nf{};
+  rlimit st{}, nf{};
   getrlimit(RLIMIT_STACK, &st);
   getrlimit(RLIMIT_NOFILE, &nf);
   if (st.rlim_max != RLIM_INFINITY || nf.rlim_max < 8192) return;
@@ -82,9 +80,9 @@ TEST(LinCheckMemorySettings, ReportsAndWarnsOnTheSoftLimits) {
 }
 
 TEST(LinCheckMemorySettings, KernelValuesThroughTheCommand) {
-  const std::pair<const char *, bool> texts[] = {{"42\n", true}, {" 7 ", true}, {"", false},
-                                                 {"12x", false}, {"-5", false},
-                                                 {"99999999999999999999999", false}};
+  const std::pair<const char *, bool> texts[] = {
+      {"42\n", true}, {" 7 ", true}, {"", false},
+      {"12x", false}, {"-5", false}, {"99999999999999999999999", false}};
   unsigned long v = 0;
   for (const auto &[text, ok] : texts) EXPECT_EQ(uxport::ParseUnsigned(text, &v), ok) << text;
   if (access("/sbin/sysctl", X_OK) != 0 && access("/usr/sbin/sysctl", X_OK) != 0)
@@ -95,66 +93,32 @@ TEST(LinCheckMemorySettings, KernelValuesThroughTheCommand) {
     ASSERT_TRUE(uxport::ParseUnsigned(uxport::ReadKernelValue(("kernel." + name).c_str()), &v));
     EXPECT_EQ(v, expected) << name;
   }
-  ChildResult real = RunWithStderrPipe([] {
-    LINCheckMemorySettings();
-    return 0;
-  });
-  EXPECT_NE(real.err.find("kernel.shmmax = "), std::string::npos) << real.err;
 }
 
+// The formulas belong to the host's memory manager: one of them, one fixed value and the reports.
 TEST(LinSetMMDefaults, FormulasAndFixedValues) {
-  const struct {
-    long mb;
-    const char *name, *value;
-  } cases[] = {{16384, "em/max_size_MB", "16384"}, {16384, "em/initial_size_MB", "4096"},
-               {16384, "rdisp/ROLL_SHM", "131072"}, {16384, "rdisp/PG_SHM", "65536"},
-               {16384, "rdisp/ROLL_MAXFS", "262144"}, {5000, "rdisp/PG_SHM", "39040"},
-               {5000, "rdisp/PG_MAXFS", "78080"},   {5000, "rdisp/ROLL_SHM", "77080"},
-               {0, "rdisp/PG_SHM", "32768"},       {8, "ztta/roll_first", "1"},
-               {8, "ztta/roll_extension", "4000000000"}, {8, "em/blocksize_KB", "1024"}};
   char value[32];
-  for (const auto &c : cases) {
-    ASSERT_TRUE(uxport::MMDefault(c.name, c.mb, value, sizeof value)) << c.name;
-    EXPECT_STREQ(value, c.value) << c.name << " at " << c.mb;
-  }
-  EXPECT_FALSE(uxport::MMDefault(nullptr, 1, value, sizeof value));
+  ASSERT_TRUE(uxport::MMDefault("rdisp/PG_SHM", 5000, value, sizeof value));
+  EXPECT_STREQ(value, "39040");
+  ASSERT_TRUE(uxport::MMDefault("ztta/roll_extension", 8, value, sizeof value));
+  EXPECT_STREQ(value, "4000000000");
   ChildResult child = RunWithStderrPipe([] {
     return LinSetMMDefaults("ztta/roll_area") != nullptr && LinSetMMDefaults("foo") == nullptr;
   });
   EXPECT_EQ(child.status, 1);
   long mb = static_cast<long>(
       (static_cast<unsigned long>(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE)) >> 20);
-  for (const std::string &line : {std::string("ztta/roll_area = 6500000"),
-                                  std::string("unknown parameter: foo *"),
-                                  "calculatedMB = " + std::to_string(mb) + " MB"})
+  for (const std::string &line :
+       {std::string("ztta/roll_area = 6500000"), std::string("unknown parameter: foo *"),
+        "calculatedMB = " + std::to_string(mb) + " MB"})
     EXPECT_TRUE(Has(child.err, line)) << line << "\n" << child.err;
 }
 
-TEST(LinSetProcessAffinity, ListsAreParsedApartFromTheCall) {
-  const struct {
-    const char *list;
-    uint64_t bits;
-    int reports;
-  } cases[] = {{"", 0, 0},   {",", 0, 0},    {"0,,1", 3, 0},   {"-1", 0, 1},
-               {"a", 0, 1},  {"1,1", 2, 0},  {"3,4,2", 12, 1}, {"00000000000000000001", 0, 1}};
-  for (const auto &c : cases) {
-    char *text = nullptr;
-    size_t size = 0;
-    FILE *err = open_memstream(&text, &size);
-    uxport::CpuMask mask;
-    uxport::ParseCpuList(c.list, 4, &mask, err);
-    std::fclose(err);
-    int reports = 0;
-    for (const char *p = text; (p = std::strstr(p, "Only 4 CPUs (numbered by 0-3)")); ++p) ++reports;
-    std::free(text);
-    EXPECT_EQ(mask.bits[0], c.bits) << c.list;
-    EXPECT_EQ(reports, c.reports) << c.list;
-  }
-  EXPECT_EQ(LINSetProcessAffinity(0, nullptr), sysconf(_SC_NPROCESSORS_ONLN));
-}
-
+// Lists as such are the fuzz target's. A CPU number equal to the count is reported and the
+// others still apply; a null list answers the count.
 TEST(LinSetProcessAffinity, RealCallsOnChildren) {
   int ncpu = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
+  EXPECT_EQ(LINSetProcessAffinity(0, nullptr), ncpu);
   ChildResult child = RunWithStderrPipe([ncpu] {
     return LINSetProcessAffinity(0, ("0," + std::to_string(ncpu)).c_str()) == 0 &&
            sched_getcpu() == 0;
@@ -166,21 +130,12 @@ TEST(LinSetProcessAffinity, RealCallsOnChildren) {
   ChildResult missing = RunWithStderrPipe([] { return LINSetProcessAffinity(kNoPidValue, "0"); });
   EXPECT_TRUE(Has(missing.err, std::string("Failed to set affinity of process ") + kNoPid +
                                    ": No such process"));
-  cpu_set_t allowed;  // a CPU online but outside the allowed set, where there is one
-  sched_getaffinity(0, sizeof allowed, &allowed);
-  for (int cpu = 0; cpu < ncpu && cpu < 64; ++cpu) {
-    if (CPU_ISSET(cpu, &allowed)) continue;
-    ChildResult outside =
-        RunWithStderrPipe([cpu] { return LINSetProcessAffinity(0, std::to_string(cpu).c_str()); });
-    EXPECT_TRUE(Has(outside.err, "Failed to set affinity of process 0: Invalid argument"));
-    break;
-  }
 }
 
 TEST(LinSetProcessPrio, WordsNumbersAndRefusals) {
-  const std::pair<const char *, int> cases[] = {{"low", 5},   {"NORMAL", 0}, {"High", -5},
-                                                {"7", 7},     {"-21", -21},  {"", 99},
-                                                {"x", 99},    {"5x", 99},    {"-", 99}};
+  const std::pair<const char *, int> cases[] = {{"low", 5}, {"NORMAL", 0}, {"High", -5},
+                                                {"7", 7},   {"-21", -21},  {"", 99},
+                                                {"x", 99},  {"5x", 99},    {"-", 99}};
   for (const auto &[text, value] : cases) {
     int v = 99;
     EXPECT_EQ(uxport::ParsePriority(text, &v), value != 99) << text;
@@ -197,28 +152,24 @@ TEST(LinSetProcessPrio, WordsNumbersAndRefusals) {
   for (const std::string &line :
        {std::string("FAILED: Priority of process 0 not changed to -5: Permission denied"),
         std::string("        Only root is allowed to set nice levels lower than zero."),
-        "FAILED: Priority of process " + std::string(kNoPid) + " not changed to 0: No such process"})
+        "FAILED: Priority of process " + std::string(kNoPid) +
+            " not changed to 0: No such process"})
     EXPECT_TRUE(Has(child.err, line)) << line << "\n" << child.err;
 }
 
+// Set or not (null), the prefix gets the program's name behind it.
 TEST(LinuxInitializeGmon, AppendsTheProgramName) {
-  const std::string program = program_invocation_short_name;
-  for (const std::string &prefix : {std::string("/tmp/prof/gmon"), std::string(),
-                                    std::string(4096, 'p')}) {
-    ChildResult child = RunWithStderrPipe([&prefix, &program] {
-      setenv("GMON_OUT_PREFIX", prefix.c_str(), 1);
+  const std::string program = program_invocation_short_name, long_prefix(4096, 'p');
+  for (const char *prefix :
+       {"/tmp/prof/gmon", "", long_prefix.c_str(), static_cast<const char *>(nullptr)}) {
+    ChildResult child = RunWithStderrPipe([&] {
+      prefix ? setenv("GMON_OUT_PREFIX", prefix, 1) : unsetenv("GMON_OUT_PREFIX");
       Linux_initialize_gmon();
       const char *value = getenv("GMON_OUT_PREFIX");
-      return value != nullptr && value == prefix + "_" + program;
+      return prefix ? value != nullptr && value == std::string(prefix) + "_" + program : !value;
     });
-    EXPECT_EQ(child.status, 1) << prefix.size();
+    EXPECT_EQ(child.status, 1) << (prefix ? std::strlen(prefix) : 0);
   }
-  ChildResult unset = RunWithStderrPipe([] {
-    unsetenv("GMON_OUT_PREFIX");
-    Linux_initialize_gmon();
-    return getenv("GMON_OUT_PREFIX") == nullptr;
-  });
-  EXPECT_EQ(unset.status, 1);
 }
 
 TEST(LinProbes, UnwinderPhysicalMemoryAndFork) {
