@@ -320,6 +320,15 @@ void TraceRoute(const ni_iroute &r, const char *fn) {
   }
 }
 
+// The route string for a trace, its passwords hidden.
+void SecureText(const ZUL_UTF16 *route, char *out, size_t size) {
+  ZUL_UTF16 sec[512];
+  if (NiSecStr2(route, sec, 512) == ZUL_O_K)
+    Narrow(sec, out, size);
+  else
+    std::snprintf(out, size, "%s", "<route>");
+}
+
 // The route failed after its first hop was reached: the hop's name is looked up afresh next
 // time, and the handle goes.
 int DropRoute(NITAB *p, const ZUL_UTF16 *firstHop, int rc) {
@@ -432,7 +441,7 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
       if (rc == ZUL_O_K && x->mStatus == ni::buf::kConnWait) rc = NIETIMEOUT;
       if (rc != ZUL_O_K) {
         char host[NI_MAX_HOSTNAME_LEN];
-        Narrow(pHost, host, sizeof host);
+        SecureText(pHost, host, sizeof host);
         if (rc == NIETIMEOUT)
           DPTRC_A7(1, tf, "%s: route connect of non-buffered hdl %d to '%s' timeout\n", fn,
                    p->handle, host);

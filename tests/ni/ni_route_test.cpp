@@ -14,6 +14,7 @@
 #include "ni/nixxhs.h"
 #include "ni/nixxri.h"
 #include "ni_router_peer.h"
+#include "trace_capture.h"
 #include "zul_nisel.h"
 
 namespace {
@@ -227,7 +228,8 @@ int RtOpenHandles() {
 }
 
 // The faults of a first router end the connect in time with a code, the handle gone and the
-// router's name dropped from the host cache; a route that stands keeps the name.
+// router's name dropped from the host cache; a route that stands keeps the name. The trace never
+// shows the hop's password.
 TEST_F(NiRoute, RouterFaultsEndTheConnect) {
   using Mode = ni_test::RouterPeer::Mode;
   const std::u16string kHop = u"router-hop.invalid";
@@ -237,21 +239,23 @@ TEST_F(NiRoute, RouterFaultsEndTheConnect) {
     const char16_t *text;  // the caller's error text where it is fixed
     int then;              // a round trip's result on a route that stood
   } rows[] = {
-      {Mode::kRefuse, NIEROUT_PERM_DENIED, NIEROUT_PERM_DENIED, ni_test::kRouterRefusalText},
-      {Mode::kRefuse, NIEROUT_HOST_UNKNOWN, NIEROUT_HOST_UNKNOWN, ni_test::kRouterRefusalText},
-      {Mode::kRefuse, NIEROUT_CONN_REFUSED, NIEROUT_CONN_REFUSED, ni_test::kRouterRefusalText},
-      {Mode::kBadInfo, NIEROUT_INTERN, NIEROUT_INTERN, nullptr},
-      {Mode::kSilent, 0, NIETIMEOUT, nullptr},
-      {Mode::kDataFirst, 0, NIEINTERN, nullptr},
-      {Mode::kCloseBefore, 0, NIECONN_BROKEN, nullptr},
+      {Mode::kRefuse, NIEROUT_PERM_DENIED, NIEROUT_PERM_DENIED, ni_test::kRouterRefusalText, 0},
+      {Mode::kRefuse, NIEROUT_HOST_UNKNOWN, NIEROUT_HOST_UNKNOWN, ni_test::kRouterRefusalText, 0},
+      {Mode::kRefuse, NIEROUT_CONN_REFUSED, NIEROUT_CONN_REFUSED, ni_test::kRouterRefusalText, 0},
+      {Mode::kBadInfo, NIEROUT_INTERN, NIEROUT_INTERN, nullptr, 0},
+      {Mode::kSilent, 0, NIETIMEOUT, nullptr, 0},
+      {Mode::kDataFirst, 0, NIEINTERN, nullptr, 0},
+      {Mode::kCloseBefore, 0, NIECONN_BROKEN, nullptr, 0},
       {Mode::kSplitPong, 0, ZUL_O_K, nullptr, ZUL_O_K},
       {Mode::kCloseAfter, 0, ZUL_O_K, nullptr, NIECONN_BROKEN},
   };
+  tlm_test::TraceCapture trace(2);
   for (const auto &r : rows) {
     const int row = static_cast<int>(&r - rows);
     ni_test::RouterPeer peer(r.mode, r.code);
     ASSERT_EQ(NiISetHBufEntry(2, kHop.c_str(), u"127.0.0.1", 8, time(nullptr)), ZUL_O_K);
-    std::u16string route = u"/H/" + kHop + u"/S/" + RtNum(peer.port) + u"/H/127.0.0.1";
+    std::u16string route =
+        u"/H/" + kHop + u"/S/" + RtNum(peer.port) + u"/P/secret/H/127.0.0.1";
     int hdl = -1;
     auto t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(NiHandle(route.c_str(), u"1", 500, &hdl), r.want) << row;
@@ -274,6 +278,7 @@ TEST_F(NiRoute, RouterFaultsEndTheConnect) {
     }
     EXPECT_EQ(RtOpenHandles(), 0) << row;
   }
+  EXPECT_EQ(trace.Text().find(u"secret"), std::u16string::npos);
 }
 
 }  // namespace
