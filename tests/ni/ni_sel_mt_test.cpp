@@ -6,9 +6,12 @@
 #include <vector>
 
 #include "ni_conn.h"
+#include "ni_raw_peer.h"
 #include "zul_nisel.h"
+#include "zul_thr.h"
 
 TEST(NiSelThreads, EachThreadWithSetsOfItsOwn) {
+  ASSERT_EQ(ThrProcInit(), 0);  // the layer's locks lock only in a threaded process
   ASSERT_EQ(NiInit3(64), ZUL_O_K);
   std::vector<ni_test::Conn> conns;
   for (int t = 0; t < 4; ++t) conns.push_back(ni_test::Connect(ni_test::Link::kUnix));
