@@ -109,6 +109,13 @@ TEST_F(NiRoute, EntriesReadBackAndLiesRefused) {
   ASSERT_EQ(NiBufIRouteGetNext(&msg_, &off, 0, nullptr, host, 0, 0, 0, 0, 0), ZUL_O_K);
   EXPECT_EQ(std::u16string(host), std::u16string(59, u'x'));
   EXPECT_EQ(static_cast<uint32_t>(off), msg_.areaLen());
+  // The host is looked up for the caller's protocol: an IPv4 address is not one of IPv6.
+  ASSERT_EQ(NiBufIHostToRoute(u"/H/127.0.0.1/H/t", u"1", 0, nullptr, &msg_), ZUL_O_K);
+  for (int proto : {int{NI_PROTO_FAM_IPv6}, 0}) {
+    off = 0;
+    EXPECT_EQ(NiBufIRouteGetNext(&msg_, &off, proto, nullptr, 0, 0, 0, &addr, 0, 0) == ZUL_O_K,
+              proto == 0);
+  }
 }
 
 TEST_F(NiRoute, ModifyTableAndSecureCopy) {
