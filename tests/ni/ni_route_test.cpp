@@ -277,7 +277,9 @@ TEST_F(NiRoute, RouterFaultsEndTheConnect) {
     if (r.want == ZUL_O_K) {
       char buf[8];
       int n = 0;
-      if (r.then == ZUL_O_K) EXPECT_EQ(NiWrite(hdl, "ping", 4, 2000, &n), ZUL_O_K) << row;
+      if (r.then == ZUL_O_K) {
+        EXPECT_EQ(NiWrite(hdl, "ping", 4, 2000, &n), ZUL_O_K) << row;
+      }
       EXPECT_EQ(NiRead(hdl, buf, sizeof buf, 2000, &n), r.then) << row;
       NiCloseHandle(hdl);
     } else {
