@@ -107,35 +107,20 @@ class RouterPeer {
   }
   void Fault(int client) {
     const Bytes pong = Frame(Bytes("NI_PONG\0", 8));
-    switch (mode_) {
-      case Mode::kRefuse:
-      case Mode::kBadInfo:
-        Refuse(client);
-        break;
-      case Mode::kSilent:
-        PeerRecv(client, 1, 5000);  // until the client closes
-        break;
-      case Mode::kDataFirst:
-        PeerSend(client, Frame("early") + pong);
-        PeerRecv(client, 1, 5000);
-        break;
-      case Mode::kSplitPong:
-        for (char c : pong) {
-          PeerSend(client, Bytes(1, c));
-          std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        for (int round = 0; round < 100; ++round) {
-          pollfd p{client, POLLIN, 0};
-          char buf[4096];
-          ssize_t r = poll(&p, 1, 5000) == 1 ? recv(client, buf, sizeof buf, 0) : 0;
-          if (r <= 0 || !PeerSend(client, Bytes(buf, static_cast<size_t>(r)))) break;
-        }
-        break;
-      case Mode::kCloseAfter:
-        PeerSend(client, pong);
-        break;
-      default:
-        break;
+    if (mode_ == Mode::kRefuse || mode_ == Mode::kBadInfo) Refuse(client);
+    if (mode_ == Mode::kDataFirst) PeerSend(client, Frame("early") + pong);
+    if (mode_ == Mode::kCloseAfter) PeerSend(client, pong);
+    for (size_t i = 0; mode_ == Mode::kSplitPong && i < pong.size(); ++i) {
+      PeerSend(client, pong.substr(i, 1));
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (mode_ == Mode::kSilent || mode_ == Mode::kDataFirst) PeerRecv(client, 1, 5000);
+    // The route stands: what the client sends comes back until it closes.
+    for (int round = 0; mode_ == Mode::kSplitPong && round < 100; ++round) {
+      pollfd p{client, POLLIN, 0};
+      char buf[4096];
+      ssize_t r = poll(&p, 1, 5000) == 1 ? recv(client, buf, sizeof buf, 0) : 0;
+      if (r <= 0 || !PeerSend(client, Bytes(buf, static_cast<size_t>(r)))) break;
     }
   }
   // "NI_RTERR" with the code and error information in network form, as a router reports.
