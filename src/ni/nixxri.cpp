@@ -5,6 +5,7 @@
 
 #include "ni/nixxri.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
@@ -23,6 +24,7 @@ using namespace ni::route;
 namespace {
 
 constexpr const char16_t *kMod = u"nixxri.cpp";
+constexpr int kIpBits = NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6;
 
 struct Hop {
   std::u16string host, serv, pass;
@@ -147,15 +149,13 @@ int BuildMessage(const std::vector<Hop> &hops, int raw, ni_iroute *r, const char
   return ZUL_O_K;
 }
 
-// Copies 7-bit s into out of size units; false when it doesn't fit.
-bool Widen7(const char *s, ZUL_UTF16 *out, int size) {
-  size_t n = std::strlen(s);
-  if (n >= static_cast<size_t>(size)) return false;
-  if (out != nullptr) {
-    for (size_t i = 0; i < n; ++i) out[i] = static_cast<ZUL_UTF16>(static_cast<unsigned char>(s[i]));
-    out[n] = 0;
-  }
-  return true;
+// Copies 7-bit s into out (when given) as at most size - 1 units and a terminator: an entry's
+// strings are only bounded by the area, and a longer one is cut, never refused.
+void Widen7(const char *s, ZUL_UTF16 *out, int size) {
+  if (out == nullptr) return;
+  size_t n = std::min(std::strlen(s), static_cast<size_t>(size - 1));
+  for (size_t i = 0; i < n; ++i) out[i] = static_cast<ZUL_UTF16>(static_cast<unsigned char>(s[i]));
+  out[n] = 0;
 }
 
 // Appends text to out (cap units with the terminator); false without room.
@@ -165,6 +165,18 @@ bool Append(ZUL_UTF16 *out, size_t cap, size_t *len, const std::u16string &text)
   *len += text.size();
   out[*len] = 0;
   return true;
+}
+
+// The host of a table row. A string is read from its start, so every entry lies at or behind
+// the current offset: a blank followed by an address gives the address, any other host with a
+// leading blank gives an empty host.
+std::u16string TableHost(const std::u16string &host) {
+  if (host.empty() || host[0] != u' ') return host;
+  NI_NODEADDR a;
+  std::u16string rest = host.substr(1);
+  return NiStrToAddr(reinterpret_cast<const ZUL_UTF16 *>(rest.c_str()), &a) == ZUL_O_K
+             ? rest
+             : std::u16string();
 }
 
 }  // namespace
@@ -187,10 +199,9 @@ int NiBufIHostToRoute(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, int raw, F
   }
 }
 
-int NiBufIRouteGetNext(const ni_iroute *pRoute, int *pOffset, int /*protocol*/,
-                       FILE ** /*ppTrcFile*/, ZUL_UTF16 *pHost, ZUL_UTF16 *pServ,
-                       ZUL_UTF16 *pPass, NI_NODEADDR *pNodeAddr, uint16_t *pServNo,
-                       int *pHop) noexcept {
+int NiBufIRouteGetNext(const ni_iroute *pRoute, int *pOffset, int protocol, FILE **ppTrcFile,
+                       ZUL_UTF16 *pHost, ZUL_UTF16 *pServ, ZUL_UTF16 *pPass, NI_NODEADDR *pNodeAddr,
+                       uint16_t *pServNo, int *pHop) noexcept {
   const char *fn = "NiBufIRouteGetNext";
   if (pRoute == nullptr || pOffset == nullptr)
     return Refuse(kMod, __LINE__, NIEINVAL, 1, "%s: parameter invalid", fn);
@@ -212,17 +223,18 @@ int NiBufIRouteGetNext(const ni_iroute *pRoute, int *pOffset, int /*protocol*/,
     pos = static_cast<uint32_t>(static_cast<const char *>(end) - area) + 1;
   }
   ZUL_UTF16 host[kHostUnits], serv[kServUnits];
-  if (!Widen7(s[0], host, kHostUnits) || !Widen7(s[1], serv, kServUnits) ||
-      !Widen7(s[2], pPass, kPassUnits))
-    return Refuse(kMod, __LINE__, NIEINVAL, 1, "%s: invalid route received (%d;%d;%d)", fn, off,
-                  static_cast<int>(len), 3);
+  Widen7(s[0], host, kHostUnits);
+  Widen7(s[1], serv, kServUnits);
   *pOffset = static_cast<int>(pos);
-  if (pHost != nullptr) Widen7(s[0], pHost, kHostUnits);
-  if (pServ != nullptr) Widen7(s[1], pServ, kServUnits);
+  Widen7(s[0], pHost, kHostUnits);
+  Widen7(s[1], pServ, kServUnits);
+  Widen7(s[2], pPass, kPassUnits);
   if (pNodeAddr != nullptr)
-    if (int rc = NiIGetNodeAddr(host, pNodeAddr); rc != ZUL_O_K) return rc;
+    if (int rc = NiIGetNodeAddr(host, protocol & kIpBits, pNodeAddr, NIHS_MODE_NORMAL, ppTrcFile);
+        rc != ZUL_O_K)
+      return rc;
   if (pServNo != nullptr)
-    if (int rc = NiIGetServNo(serv, pServNo); rc != ZUL_O_K) return rc;
+    if (int rc = NiIGetServNo(serv, pServNo, NIHS_MODE_NORMAL, ppTrcFile); rc != ZUL_O_K) return rc;
   if (pHop != nullptr) *pHop = pRoute->data[kCount] - pRoute->data[kToGo] - 1;
   return ZUL_O_K;
 }
@@ -274,7 +286,7 @@ int NiRouteToTable(int *pCount, const ZUL_UTF16 *pRouteString, NI_ROUTE_TABLE *p
     for (size_t k = first; k < hops.size(); ++k) {
       NI_ROUTE_TABLE &row = pRouteTable[k - first];
       std::memset(&row, 0, sizeof row);
-      std::u16string h = hops[k].host.substr(0, NI_ROUTE_HOST_LEN - 1);
+      std::u16string h = TableHost(hops[k].host).substr(0, NI_ROUTE_HOST_LEN - 1);
       std::u16string s = hops[k].serv.substr(0, NI_ROUTE_SERV_LEN - 1);
       std::memcpy(row.host, h.data(), h.size() * sizeof(ZUL_UTF16));
       std::memcpy(row.serv, s.data(), s.size() * sizeof(ZUL_UTF16));
@@ -308,6 +320,15 @@ void TraceRoute(const ni_iroute &r, const char *fn) {
   }
 }
 
+// The route string for a trace, its passwords hidden.
+void SecureText(const ZUL_UTF16 *route, char *out, size_t size) {
+  ZUL_UTF16 sec[512];
+  if (NiSecStr2(route, sec, 512) == ZUL_O_K)
+    Narrow(sec, out, size);
+  else
+    std::snprintf(out, size, "%s", "<route>");
+}
+
 // The route failed after its first hop was reached: the hop's name is looked up afresh next
 // time, and the handle goes.
 int DropRoute(NITAB *p, const ZUL_UTF16 *firstHop, int rc) {
@@ -336,8 +357,8 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
     if (int rc = NiBufIHostToRoute(pHost, pServ, raw, ppTrcFile, &route); rc != ZUL_O_K) return rc;
     TraceRoute(route, fn);
     int off = 0;
-    if (int rc = NiBufIRouteGetNext(&route, &off, protocol & (NI_PROTO_FAM_IPv4 | NI_PROTO_FAM_IPv6),
-                                    ppTrcFile, firstHop, serv, nullptr, nullptr, nullptr, nullptr);
+    if (int rc = NiBufIRouteGetNext(&route, &off, protocol & kIpBits, ppTrcFile, firstHop, serv,
+                                    nullptr, nullptr, nullptr, nullptr);
         rc != ZUL_O_K)
       return rc;
     --route.data[kToGo];
@@ -349,12 +370,13 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
   if (hostName != nullptr) {
     char host[NI_MAX_HOSTNAME_LEN];
     Narrow(hostName, host, sizeof host);
-    if (int rc = NiIGetNodeAddr(hostName, &addr); rc != ZUL_O_K)
+    if (int rc = NiIGetNodeAddr(hostName, protocol & kIpBits, &addr, NIHS_MODE_NORMAL, ppTrcFile);
+        rc != ZUL_O_K)
       return Refuse(kModInternal, __LINE__, rc, 1, "%s: host invalid or unknown '%s' (rc=%d)", fn,
                     host, rc);
     char servText[NI_MAX_SERVNAME_LEN];
     Narrow(servName, servText, sizeof servText);
-    if (int rc = NiIGetServNo(servName, &port); rc != ZUL_O_K)
+    if (int rc = NiIGetServNo(servName, &port, NIHS_MODE_NORMAL, ppTrcFile); rc != ZUL_O_K)
       return Refuse(kModInternal, __LINE__, rc, 1, "%s: service invalid or unknown '%s' (rc=%d)",
                     fn, servText, rc);
   } else {
@@ -419,7 +441,7 @@ int NiBufIConnect(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, const NI_NODEA
       if (rc == ZUL_O_K && x->mStatus == ni::buf::kConnWait) rc = NIETIMEOUT;
       if (rc != ZUL_O_K) {
         char host[NI_MAX_HOSTNAME_LEN];
-        Narrow(pHost, host, sizeof host);
+        SecureText(pHost, host, sizeof host);
         if (rc == NIETIMEOUT)
           DPTRC_A7(1, tf, "%s: route connect of non-buffered hdl %d to '%s' timeout\n", fn,
                    p->handle, host);

@@ -36,9 +36,10 @@ struct ni_iroute {
 int NiBufIHostToRoute(const ZUL_UTF16 *pHost, const ZUL_UTF16 *pServ, int raw, FILE **ppTrcFile,
                       ni_iroute *pRoute) noexcept;
 // Reads the entry at *pOffset and moves it behind; output pointers may be null. pHost, pServ
-// and pPass take 60, 30 and 20 units. With pNodeAddr or pServNo the names are looked up.
+// and pPass take 60, 30 and 20 units, longer strings cut to fit. With pNodeAddr the host is
+// looked up for the IP bits of protocol, with pServNo the service.
 int NiBufIRouteGetNext(const ni_iroute *pRoute, int *pOffset, int protocol, FILE **ppTrcFile,
-                       ZUL_UTF16 *pHost, ZUL_UTF16 *pServ, ZUL_UTF16 *pPass,
-                       NI_NODEADDR *pNodeAddr, uint16_t *pServNo, int *pHop) noexcept;
+                       ZUL_UTF16 *pHost, ZUL_UTF16 *pServ, ZUL_UTF16 *pPass, NI_NODEADDR *pNodeAddr,
+                       uint16_t *pServNo, int *pHop) noexcept;
 
 #endif  // NI_NIXXRI_H

@@ -4,6 +4,7 @@
 
 #include "ni/nixxsel.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -20,8 +21,9 @@ constexpr uint32_t kMaxRecall = 20000;
 constexpr uint8_t kStatusErrFlag = 4;  // NITAB::mFlags bit 2
 constexpr uint8_t kSelList = 1, kReadyList = 2;
 
-// The set number of traces; a set belongs to one thread, so the counter takes no lock.
-uint32_t gSetNo = 0;
+// The set number of traces. Each set belongs to one thread, but sets are made in many: the
+// counter is atomic, and relaxed, as only its uniqueness matters.
+std::atomic<uint32_t> gSetNo{0};
 
 // The entry of a handle number, or null when it is no longer a working handle (quietly).
 NITAB *Lookup(int hdl) noexcept {
@@ -84,7 +86,8 @@ NISEL_IMPL *NISEL_IMPL::createSet(const int *pImpl, int *pRc) noexcept {
     return nullptr;
   }
   set->sockSet()->regCBFunc(&set->mCb);
-  std::snprintf(set->mName, sizeof set->mName, "%u", ++gSetNo);
+  std::snprintf(set->mName, sizeof set->mName, "%u",
+                gSetNo.fetch_add(1, std::memory_order_relaxed) + 1);
   return set;
 }
 

@@ -5,13 +5,16 @@
 
 #include <arpa/inet.h>
 
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <string>
 
 #include "ni/nibuf.h"
+#include "ni/nixxhs.h"
 #include "ni/nixxri.h"
 #include "ni_router_peer.h"
+#include "trace_capture.h"
 #include "zul_nisel.h"
 
 namespace {
@@ -98,6 +101,21 @@ TEST_F(NiRoute, EntriesReadBackAndLiesRefused) {
   cut.data[ni::route::kToGo] = 3;
   off = 0;
   EXPECT_EQ(NiBufIRouteGetNext(&cut, &off, 0, nullptr, 0, 0, 0, 0, 0, 0), NIEINVAL);
+  // Strings longer than their buffers are cut, and the entry is still read to its end.
+  ASSERT_EQ(NiBufIHostToRoute((u"/H/a/H/" + std::u16string(70, u'x')).c_str(), u"3200", 0,
+                              nullptr, &msg_),
+            ZUL_O_K);
+  off = 8;
+  ASSERT_EQ(NiBufIRouteGetNext(&msg_, &off, 0, nullptr, host, 0, 0, 0, 0, 0), ZUL_O_K);
+  EXPECT_EQ(std::u16string(host), std::u16string(59, u'x'));
+  EXPECT_EQ(static_cast<uint32_t>(off), msg_.areaLen());
+  // The host is looked up for the caller's protocol: an IPv4 address is not one of IPv6.
+  ASSERT_EQ(NiBufIHostToRoute(u"/H/127.0.0.1/H/t", u"1", 0, nullptr, &msg_), ZUL_O_K);
+  for (int proto : {int{NI_PROTO_FAM_IPv6}, 0}) {
+    off = 0;
+    EXPECT_EQ(NiBufIRouteGetNext(&msg_, &off, proto, nullptr, 0, 0, 0, &addr, 0, 0) == ZUL_O_K,
+              proto == 0);
+  }
 }
 
 TEST_F(NiRoute, ModifyTableAndSecureCopy) {
@@ -121,6 +139,11 @@ TEST_F(NiRoute, ModifyTableAndSecureCopy) {
             u"r2|7|t|9");
   ASSERT_EQ(NiRouteToTable(&count, u"plain", nullptr, 0), ZUL_O_K);
   EXPECT_EQ(count, 1);
+  // A blank before an address is dropped; any other host with one is blanked.
+  NI_ROUTE_TABLE three[3];
+  ASSERT_EQ(NiRouteToTable(&count, u"/H/ 127.0.0.1/H/ name/H/t", three, 3), ZUL_O_K);
+  EXPECT_EQ(std::u16string(three[0].host) + u"|" + three[1].host + u"|" + three[2].host,
+            u"127.0.0.1||t");
 
   ZUL_UTF16 sec[64];
   ASSERT_EQ(NiSecStr2(u"/H/r1/S/3298/P/x/H/t/S/3200", sec, 64), ZUL_O_K);
@@ -205,15 +228,66 @@ TEST_F(NiRoute, BufferedConnectTakesThePongLater) {
   close(tlis);
 }
 
-// A router's refusal is the caller's code, and the handle is gone.
-TEST_F(NiRoute, RouterRefusalBecomesCallersCode) {
-  for (int code : {NIEROUT_PERM_DENIED, NIEROUT_HOST_UNKNOWN, NIEROUT_CONN_REFUSED}) {
-    ni_test::RouterPeer r(code);
-    std::u16string route = u"/H/127.0.0.1/S/" + RtNum(r.port) + u"/H/127.0.0.1";
+int RtOpenHandles() {
+  int n = 0;
+  for (int i = 0; i < ni::gMaxHdls; ++i) n += ni::gTab[i].mType != NI_FREE;
+  return n;
+}
+
+// The faults of a first router end the connect in time with a code, the handle gone and the
+// router's name dropped from the host cache; a route that stands keeps the name. The trace never
+// shows the hop's password.
+TEST_F(NiRoute, RouterFaultsEndTheConnect) {
+  using Mode = ni_test::RouterPeer::Mode;
+  const std::u16string kHop = u"router-hop.invalid";
+  struct {
+    Mode mode;
+    int code, want;        // the router's code, the connect's result
+    const char16_t *text;  // the caller's error text where it is fixed
+    int then;              // a round trip's result on a route that stood
+  } rows[] = {
+      {Mode::kRefuse, NIEROUT_PERM_DENIED, NIEROUT_PERM_DENIED, ni_test::kRouterRefusalText, 0},
+      {Mode::kRefuse, NIEROUT_HOST_UNKNOWN, NIEROUT_HOST_UNKNOWN, ni_test::kRouterRefusalText, 0},
+      {Mode::kRefuse, NIEROUT_CONN_REFUSED, NIEROUT_CONN_REFUSED, ni_test::kRouterRefusalText, 0},
+      {Mode::kBadInfo, NIEROUT_INTERN, NIEROUT_INTERN, nullptr, 0},
+      {Mode::kSilent, 0, NIETIMEOUT, nullptr, 0},
+      {Mode::kDataFirst, 0, NIEINTERN, nullptr, 0},
+      {Mode::kCloseBefore, 0, NIECONN_BROKEN, nullptr, 0},
+      {Mode::kSplitPong, 0, ZUL_O_K, nullptr, ZUL_O_K},
+      {Mode::kCloseAfter, 0, ZUL_O_K, nullptr, NIECONN_BROKEN},
+  };
+  tlm_test::TraceCapture trace(2);
+  for (const auto &r : rows) {
+    const int row = static_cast<int>(&r - rows);
+    ni_test::RouterPeer peer(r.mode, r.code);
+    ASSERT_EQ(NiISetHBufEntry(2, kHop.c_str(), u"127.0.0.1", 8, time(nullptr)), ZUL_O_K);
+    std::u16string route =
+        u"/H/" + kHop + u"/S/" + RtNum(peer.port) + u"/P/secret/H/127.0.0.1";
     int hdl = -1;
-    EXPECT_EQ(NiHandle(route.c_str(), u"1", 3000, &hdl), code);
-    EXPECT_EQ(hdl, -1);
+    auto t0 = std::chrono::steady_clock::now();
+    EXPECT_EQ(NiHandle(route.c_str(), u"1", 500, &hdl), r.want) << row;
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(3)) << row;
+    if (r.text != nullptr) {
+      EXPECT_EQ(std::u16string(ErrGetFld(ERR_FLD_TEXT)), r.text) << row;
+    }
+    NI_NODEADDR a{};
+    EXPECT_EQ(NiIGetNodeAddr(kHop.c_str(), 0, &a, NIHS_MODE_BUFONLY, nullptr) == ZUL_O_K,
+              r.want == ZUL_O_K)
+        << row;
+    if (r.want == ZUL_O_K) {
+      char buf[8];
+      int n = 0;
+      if (r.then == ZUL_O_K) {
+        EXPECT_EQ(NiWrite(hdl, "ping", 4, 2000, &n), ZUL_O_K) << row;
+      }
+      EXPECT_EQ(NiRead(hdl, buf, sizeof buf, 2000, &n), r.then) << row;
+      NiCloseHandle(hdl);
+    } else {
+      EXPECT_EQ(hdl, -1) << row;
+    }
+    EXPECT_EQ(RtOpenHandles(), 0) << row;
   }
+  EXPECT_EQ(trace.Text().find(u"secret"), std::u16string::npos);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 #include <set>
 #include <thread>
@@ -95,25 +96,35 @@ TEST_F(NiSel, RefusalsAndLimits) {
   EXPECT_EQ(NiSelSet(set_, buf.hdl, SISEL_READ, nullptr), ZUL_O_K);
 }
 
-// A listener reports a connection from either of its sockets under its one handle.
+// A listener on a port and its local socket (NIP_UDS_PATH in a fresh directory) reports a
+// connection from either socket under its one handle.
 TEST_F(NiSel, ListenerWithIpAndLocalSocket) {
   char dir[] = "/tmp/nisel.XXXXXX";
   ASSERT_NE(mkdtemp(dir), nullptr);
+  const ni::Params saved = ni::gParams;
+  std::string fmt = std::string(dir) + "/s%d";
+  std::u16string path(fmt.begin(), fmt.end());
+  NI_PARAM_DATA d{NIP_UDS_PATH, NI_DT_UCPTR, {}};
+  d.value.ucptr_val = path.data();
+  ASSERT_EQ(NiSetParamEx(&d), ZUL_O_K);
+  int lis = -1, rc = NIESERV_USED;
   uint16_t port = 0;
-  int lis = ni_test::Attach(ni_test::TcpSocket(0, false, 4, &port), false, NI_LISTEN);
-  sockaddr_un ua{};
-  ua.sun_family = AF_UNIX;
-  std::snprintf(ua.sun_path, sizeof ua.sun_path, "%s/s", dir);
-  int ufd = socket(AF_UNIX, SOCK_STREAM, 0);
-  ASSERT_EQ(bind(ufd, reinterpret_cast<sockaddr *>(&ua), sizeof ua), 0);
-  ASSERT_EQ(listen(ufd, 4), 0);
-  ni::gTab[lis >> 3].lis.mUDSocket = SI_SOCK{ufd, AF_UNIX, SOCK_STREAM, 0};
+  for (int attempt = 0; attempt < 3 && rc == NIESERV_USED; ++attempt) {
+    // The local socket refuses port 0: a port the system just handed out.
+    int fd = ni_test::TcpSocket(0, true, -1, &port);
+    close(fd);
+    rc = NiServerHandleEx(nullptr, &port, NI_PROTO_FAM_LOCAL | NI_PROTO_FAM_IPv4, 0, &lis);
+  }
+  ASSERT_EQ(rc, ZUL_O_K);
   int data = 7;
   ASSERT_EQ(NiSelSet(set_, lis, NISEL_CONNECT, &data), ZUL_O_K);
   sockaddr_in ia{};
   ia.sin_family = AF_INET;
   ia.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   ia.sin_port = htons(port);
+  sockaddr_un ua{};
+  ua.sun_family = AF_UNIX;
+  std::snprintf(ua.sun_path, sizeof ua.sun_path, "%s/s%d", dir, port);
   for (int round = 0; round < 2; ++round) {
     int c = socket(round == 0 ? AF_INET : AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(round == 0 ? connect(c, reinterpret_cast<sockaddr *>(&ia), sizeof ia)
@@ -125,15 +136,16 @@ TEST_F(NiSel, ListenerWithIpAndLocalSocket) {
     EXPECT_EQ(NiSelNext(set_, &r, &w, &cn, &pd), lis) << round;
     EXPECT_TRUE(cn == 1 && r == 0 && w == 0 && pd == &data);
     EXPECT_EQ(NiSelNext(set_, &r, &w, &cn, &pd), -1);
-    int acc = accept(round == 0 ? ni::gTab[lis >> 3].lis.mIPSocket.socket : ufd, nullptr, nullptr);
-    close(acc);
+    int acc = -1;
+    EXPECT_EQ(NiAcceptEx(lis, 2000, &acc, nullptr, nullptr), ZUL_O_K) << round;
+    NiCloseHandle(acc);
     close(c);
   }
   EXPECT_EQ(NiSelClear(set_, lis, NISEL_CONNECT), ZUL_O_K);
   EXPECT_EQ(NiSelIsMember(set_, lis), 0);
   NiCloseHandle(lis);
-  unlink(ua.sun_path);
-  rmdir(dir);
+  ni::gParams = saved;
+  std::filesystem::remove_all(dir);
 }
 
 // Buffered members: ready from the buffer alone, pings consumed inside, a peer's close stored.

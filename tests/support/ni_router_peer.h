@@ -3,13 +3,16 @@
 // answers "NI_RTERR" with a chosen code and error information, or connects onward to the next
 // entry: to another router, with the message passed on (one entry fewer to go), or to the
 // target, after which it sends the client the framed NI_PONG. Then it relays both ways until a
-// side closes. `message` keeps the message as it arrived, for byte checks.
+// side closes. `message` keeps the message as it arrived, for byte checks. The other modes are
+// the faults of a router: they never connect onward, and where the route stands the router
+// itself echoes what the client sends.
 #ifndef TLM_TEST_NI_ROUTER_PEER_H
 #define TLM_TEST_NI_ROUTER_PEER_H
 
 #include <arpa/inet.h>
 #include <poll.h>
 
+#include <chrono>
 #include <string>
 #include <thread>
 
@@ -19,9 +22,23 @@
 
 namespace ni_test {
 
+// The text a refusing router reports, in the form of its code's text.
+inline constexpr const char16_t *kRouterRefusalText =
+    u"router: route permission denied (client to target, by rule)";
+
 class RouterPeer {
  public:
-  explicit RouterPeer(int refuseRc = 0) : refuse_(refuseRc) {
+  enum class Mode {
+    kRelay,        // the route as it should go
+    kRefuse,       // "NI_RTERR" with the code and error information
+    kBadInfo,      // "NI_RTERR" with the code and error information that doesn't parse
+    kSilent,       // reads the message and says nothing until the client goes
+    kDataFirst,    // a framed message before the pong
+    kSplitPong,    // the framed pong one byte at a time, then echoes
+    kCloseBefore,  // closes without a pong
+    kCloseAfter,   // closes right behind the pong
+  };
+  explicit RouterPeer(Mode mode = Mode::kRelay, int rc = 0) : mode_(mode), refuse_(rc) {
     lis_ = TcpSocket(0, false, 4, &port);
     th_ = std::thread([this] { Run(); });
   }
@@ -53,8 +70,8 @@ class RouterPeer {
     ok = m.size() >= 24 && m.compare(0, 8, "NI_ROUTE") == 0 && m[8] == 0 && m[9] == 2 &&
          m[10] == 40 && Be32(m, 16) + 24 == m.size() && m[15] >= 1 && m[15] <= m[11] &&
          Be32(m, 20) < Be32(m, 16);
-    if (!ok || refuse_ != 0) {
-      if (ok) Refuse(client);
+    if (!ok || mode_ != Mode::kRelay) {
+      if (ok) Fault(client);
       close(client);
       return;
     }
@@ -88,13 +105,31 @@ class RouterPeer {
     close(next);
     close(client);
   }
+  void Fault(int client) {
+    const Bytes pong = Frame(Bytes("NI_PONG\0", 8));
+    if (mode_ == Mode::kRefuse || mode_ == Mode::kBadInfo) Refuse(client);
+    if (mode_ == Mode::kDataFirst) PeerSend(client, Frame("early") + pong);
+    if (mode_ == Mode::kCloseAfter) PeerSend(client, pong);
+    for (size_t i = 0; mode_ == Mode::kSplitPong && i < pong.size(); ++i) {
+      PeerSend(client, pong.substr(i, 1));
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (mode_ == Mode::kSilent || mode_ == Mode::kDataFirst) PeerRecv(client, 1, 5000);
+    // The route stands: what the client sends comes back until it closes.
+    for (int round = 0; mode_ == Mode::kSplitPong && round < 100; ++round) {
+      pollfd p{client, POLLIN, 0};
+      char buf[4096];
+      ssize_t r = poll(&p, 1, 5000) == 1 ? recv(client, buf, sizeof buf, 0) : 0;
+      if (r <= 0 || !PeerSend(client, Bytes(buf, static_cast<size_t>(r)))) break;
+    }
+  }
   // "NI_RTERR" with the code and error information in network form, as a router reports.
   void Refuse(int client) {
-    ErrSet(u"NI (network interface)", 1, u"router.c", 12, u"route permission denied", refuse_,
-           u"denied by router");
+    ErrSet(u"NI (network interface)", 1, u"router.c", 12, kRouterRefusalText, refuse_, u"");
     ZUL_RAW info[2000];
     size_t n = 0;
     ErrCpIntToNet(info, &n, sizeof info);
+    if (mode_ == Mode::kBadInfo) std::memset(info, 'x', 8);  // the eye-catcher destroyed
     Bytes r("NI_RTERR\0\x02\0\0", 12);
     r += Bytes(8, '\0');
     PutBe32(&r, 12, static_cast<uint32_t>(refuse_));
@@ -113,6 +148,7 @@ class RouterPeer {
       }
     }
   }
+  Mode mode_;
   int refuse_;
   int lis_ = -1;
   std::thread th_;
