@@ -61,8 +61,10 @@ void RunAgainstModel(const Index &index, const std::u16string &alphabet, uint32_
 template <class Insert, class Find, class Remove>
 Index IndexRecords(uint32_t capacity, bool full_first, RecordTable &records, Insert insert,
                    Find find, Remove remove) {
-  auto record = [base = records.base()](FI_NODE *node) {
-    return static_cast<KeyRecord *>(FI_NODE_RECORD(base, node));
+  // The record of the key's node, or null when the index's find doesn't answer 0.
+  auto record = [base = records.base(), find](const std::u16string &key, FI_NODE **node) {
+    return find(key.data(), node) == FI_OK ? static_cast<KeyRecord *>(FI_NODE_RECORD(base, *node))
+                                           : nullptr;
   };
   Index index{capacity, full_first};
   index.insert = [&records, insert](const std::u16string &key, uint32_t value) {
@@ -71,19 +73,17 @@ Index IndexRecords(uint32_t capacity, bool full_first, RecordTable &records, Ins
     if (rc != FI_OK) records.Drop(r);
     return rc;
   };
-  index.remove = [&records, record, find, remove](const std::u16string &key) {
+  index.remove = [&records, record, remove](const std::u16string &key) {
     FI_NODE *node = nullptr;
-    int rc = find(key.data(), &node);
-    if (rc != FI_OK) return rc;
-    KeyRecord *r = record(node);
-    rc = remove(node);
-    records.Drop(r);
+    KeyRecord *r = record(key, &node);
+    int rc = r ? remove(node) : FI_NOT_FOUND;
+    if (r) records.Drop(r);
     return rc;
   };
-  index.find = [record, find](const std::u16string &key) -> std::optional<uint32_t> {
+  index.find = [record](const std::u16string &key) {
     FI_NODE *node = nullptr;
-    if (find(key.data(), &node) != FI_OK) return std::nullopt;
-    return record(node)->value;
+    KeyRecord *r = record(key, &node);
+    return r ? std::optional(r->value) : std::nullopt;
   };
   return index;
 }
@@ -104,12 +104,9 @@ TEST(FiModel, TreeAndListAgreeWithAMap) {
   tree.audit = [&](const Model &model, std::mt19937 &rng) {
     std::u16string pattern = RandomKey(rng, u"ab  ", kUnits);
     std::multiset<uint32_t> expected, found;
-    for (const auto &[key, value] : model) {
-      bool match = true;
-      for (uint32_t i = 0; i < kUnits; ++i)
-        match = match && (key[i] == pattern[i] || key[i] == u' ' || pattern[i] == u' ');
-      if (match) expected.insert(value);
-    }
+    auto unit_matches = [](char16_t k, char16_t p) { return k == p || k == u' ' || p == u' '; };
+    for (const auto &[key, value] : model)
+      if (std::equal(key.begin(), key.end(), pattern.begin(), unit_matches)) expected.insert(value);
     FI_NODE *nodes[7];
     uint32_t cont = FI_FIND_START, count = 0;
     do {

@@ -11,106 +11,86 @@
 
 namespace {
 
-constexpr uint32_t kKeys = 64;
-
-class FiTree : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(FiInit(block_.get(), u"tree", 0, 2, kKeys, sizeof(KeyRecord), u' ', u'*', nullptr),
-              FI_OK);
-    ASSERT_EQ(FiOpenIndex(block_.get(), 1, 0, records_.base(), kKeyUnits, &hdl_), FI_OK);
-  }
-  void TearDown() override { EXPECT_EQ(FiDestroy(block_.get()), FI_OK); }
-
-  FI_NODE *Insert(const std::u16string &text, uint32_t value, int rc = FI_OK) {
+// A second insert of a key answers the first node, and removing every key gives back every node.
+// The longest path is the longest stored prefix ending at a separator. Opening an index that is
+// there answers it with 8, attaching one that isn't 4; closing an index frees its tree and
+// invalidates its other handles. The printers' first lines are fixed.
+TEST(FiTree, KeysLongestPathsIndexesAndPrinters) {
+  constexpr uint32_t kKeys = 64;
+  RecordTable records(2 * kKeys);
+  Block block = ExactBlock(FiGetAdmSize(2, kKeys, sizeof(KeyRecord), 0));
+  ASSERT_EQ(FiInit(block.get(), u"t", 0, 2, kKeys, sizeof(KeyRecord), u' ', u'*', nullptr), 0);
+  FI_HDL hdl = nullptr, again = nullptr, attached = nullptr, second = nullptr, third = nullptr;
+  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), kKeyUnits, &hdl), FI_OK);
+  auto insert = [&](const std::u16string &text, uint32_t value, int rc = FI_OK) {
     FI_NODE *node = nullptr;
-    KeyRecord *r = records_.Add(text, value);
-    EXPECT_EQ(FiInsert(hdl_, r->key, r, &node), rc) << std::string(text.begin(), text.end());
+    KeyRecord *r = records.Add(text, value);
+    EXPECT_EQ(FiInsert(hdl, r->key, r, &node), rc) << std::string(text.begin(), text.end());
     return node;
-  }
-
-  RecordTable records_{2 * kKeys};
-  Block block_ = ExactBlock(FiGetAdmSize(2, kKeys, sizeof(KeyRecord), 0));
-  FI_HDL hdl_ = nullptr;
-};
-
-// A second insert of a key answers the first node; removing every key gives back every node.
-TEST_F(FiTree, DuplicateKeysAndEmptyingTheTree) {
-  std::vector<FI_NODE *> nodes = {Insert(u"ab", 1), Insert(u"ac", 2), Insert(u"b", 3)};
-  EXPECT_EQ(Insert(u"ab", 9, FI_EXISTS), nodes[0]);
-  EXPECT_EQ(Pstat(block_.get()).free_leaves, kKeys - 3);
-  for (FI_NODE *n : nodes) EXPECT_EQ(FiRemove(hdl_, n), FI_OK);
-  EXPECT_EQ(FiRemove(hdl_, nodes[0]), FI_NOT_FOUND);
+  };
+  std::vector<FI_NODE *> nodes = {insert(u"ab", 1), insert(u"ac", 2), insert(u"b", 3)};
+  EXPECT_EQ(insert(u"ab", 9, FI_EXISTS), nodes[0]);
+  EXPECT_EQ(Pstat(block.get()).free_leaves, kKeys - 3);
+  for (FI_NODE *n : nodes) EXPECT_EQ(FiRemove(hdl, n), FI_OK);
+  EXPECT_EQ(FiRemove(hdl, nodes[0]), FI_NOT_FOUND);
   FI_NODE *found[4];
   uint32_t count = 9, cont = FI_FIND_START;
-  EXPECT_EQ(FiFind(hdl_, PadKey(u"").data(), 4, found, &count, &cont), FI_NOT_FOUND);
+  EXPECT_EQ(FiFind(hdl, PadKey(u"").data(), 4, found, &count, &cont), FI_NOT_FOUND);
   EXPECT_EQ(count + cont, 0u);
-  FI_PSTAT s = Pstat(block_.get());
+  FI_PSTAT s = Pstat(block.get());
   EXPECT_EQ(std::tie(s.free_leaves, s.free_inner_nodes), std::tie(s.leaves, s.inner_nodes));
-}
 
-TEST_F(FiTree, LongestPathTakesTheLongestStoredPrefixEndingAtASeparator) {
   for (auto [text, value] : {std::pair{u"10", 1}, {u"10.1", 2}, {u"10.1.2", 3}, {u"10.15", 4}})
-    Insert(text, value);
-  const struct {
-    const char16_t *key;
-    uint32_t length, value;  // value 0: not found
-  } cases[] = {{u"10.1.2.3", 8, 3}, {u"10.1.5.1", 8, 2}, {u"10.1/7", 6, 2}, {u"10.1", 4, 2},
-               {u"10.15", 5, 4},    {u"10.16", 5, 1},    {u"10x", 3, 0},    {u"11.1", 4, 0}};
-  for (const auto &c : cases) {
-    std::u16string key = PadKey(c.key);
+    insert(text, value);
+  // Key and length; the value found, 0 for none.
+  const std::tuple<const char16_t *, uint32_t, uint32_t> cases[] = {
+      {u"10.1.2.3", 8, 3}, {u"10.1.5.1", 8, 2}, {u"10.1/7", 6, 2}, {u"10.1", 4, 2},
+      {u"10.15", 5, 4},    {u"10.16", 5, 1},    {u"10x", 3, 0},    {u"11.1", 4, 0}};
+  for (auto [text, length, value] : cases) {
     FI_NODE *node = nullptr;
-    ASSERT_EQ(FiFindLongestPath(hdl_, key.data(), c.length, u'.', u'/', &node),
-              c.value ? FI_OK : FI_NOT_FOUND)
-        << c.value;
-    if (c.value) {
-      EXPECT_EQ(static_cast<KeyRecord *>(FI_NODE_RECORD(records_.base(), node))->value, c.value);
-    }
+    ASSERT_EQ(FiFindLongestPath(hdl, PadKey(text).data(), length, u'.', u'/', &node),
+              value ? FI_OK : FI_NOT_FOUND)
+        << value;
+    EXPECT_TRUE(!value ||
+                static_cast<KeyRecord *>(FI_NODE_RECORD(records.base(), node))->value == value);
   }
   std::u16string key = PadKey(u"10.1/7");
-  EXPECT_EQ(FiFindLongestPathOld(hdl_, key.data(), 6, u'.', nullptr), FI_OK);
-  EXPECT_EQ(FiFindLongestPath(hdl_, key.data(), kKeyUnits + 1, u'.', u'.', nullptr), FI_BAD_ARG);
-}
+  EXPECT_EQ(FiFindLongestPathOld(hdl, key.data(), 6, u'.', nullptr), FI_OK);
+  EXPECT_EQ(FiFindLongestPath(hdl, key.data(), kKeyUnits + 1, u'.', u'.', nullptr), FI_BAD_ARG);
 
-// Opening an index that is there answers it with 8, attaching one that isn't 4; closing an index
-// frees its tree and invalidates its other handles. The printers' first lines are fixed.
-TEST_F(FiTree, IndexesOpenAttachCloseAndPrint) {
-  Insert(u"ab", 1);
   auto captured = [](auto print) {
     testing::internal::CaptureStdout();
     print();
     return testing::internal::GetCapturedStdout();
   };
-  EXPECT_EQ(captured([this] { FiDisplay(hdl_); }).substr(0, 13), " PT : 1 keys\n");
-  FI_HDL again = nullptr, attached = nullptr, second = nullptr, third = nullptr;
-  EXPECT_EQ(FiOpenIndex(block_.get(), 1, FI_OPEN_BLOCK_SLOT, records_.base(), 3, &again),
+  EXPECT_EQ(captured([&] { FiDisplay(hdl); }).substr(0, 13), " PT : 4 keys\n");
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, FI_OPEN_BLOCK_SLOT, records.base(), 3, &again),
             FI_INITIALIZED);
-  EXPECT_EQ(FiAttachIndex(block_.get(), 7, records_.base(), &attached), FI_NOT_FOUND);
-  ASSERT_EQ(FiAttachIndex(block_.get(), 1, records_.base(), &attached), FI_OK);
-  std::u16string key = PadKey(u"ab");
+  EXPECT_EQ(FiAttachIndex(block.get(), 7, records.base(), &attached), FI_NOT_FOUND);
+  ASSERT_EQ(FiAttachIndex(block.get(), 1, records.base(), &attached), FI_OK);
+  key = PadKey(u"10.1");
   EXPECT_EQ(FiFindExact(again, key.data(), nullptr), FI_OK);  // key length of the index, not 3
   EXPECT_EQ(FiFindExact(attached, key.data(), nullptr), FI_OK);
-
-  ASSERT_EQ(FiOpenIndex(block_.get(), 2, 0, records_.base(), kKeyUnits, &second), FI_OK);
-  EXPECT_EQ(FiOpenIndex(block_.get(), 3, 0, records_.base(), kKeyUnits, &third), FI_NO_SPACE);
+  ASSERT_EQ(FiOpenIndex(block.get(), 2, 0, records.base(), kKeyUnits, &second), FI_OK);
+  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), kKeyUnits, &third), FI_NO_SPACE);
   FI_NODE *node = nullptr;
   EXPECT_EQ(FiFindExact(second, key.data(), &node), FI_NOT_FOUND);
-  EXPECT_EQ(FiRemove(second, nullptr), FI_NOT_FOUND);
-  ASSERT_EQ(FiFindExact(hdl_, key.data(), &node), FI_OK);
+  ASSERT_EQ(FiFindExact(hdl, key.data(), &node), FI_OK);
   EXPECT_EQ(FiRemove(second, node), FI_NOT_FOUND);  // a leaf of another index
 
-  EXPECT_EQ(FiCloseIndex(hdl_), FI_OK);
+  EXPECT_EQ(FiCloseIndex(hdl), FI_OK);
   EXPECT_EQ(FiFindExact(attached, key.data(), nullptr), FI_BAD_ARG);
   EXPECT_EQ(FiDetachIndex(attached), FI_OK);
   EXPECT_EQ(FiDetachIndex(attached), FI_BAD_ARG);
-  EXPECT_EQ(Pstat(block_.get()).free_leaves, kKeys);
-  EXPECT_EQ(FiAttachIndex(block_.get(), 1, records_.base(), &attached), FI_NOT_FOUND);
-  EXPECT_EQ(FiOpenIndex(block_.get(), 3, 0, records_.base(), kKeyUnits, &third), FI_OK);
+  EXPECT_EQ(Pstat(block.get()).free_leaves, kKeys);
+  EXPECT_EQ(FiAttachIndex(block.get(), 1, records.base(), &attached), FI_NOT_FOUND);
+  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), kKeyUnits, &third), FI_OK);
+  EXPECT_EQ(FiDestroy(block.get()), FI_OK);
 
   Block list = ExactBlock(FiLGetAdmSize(2));
   FIL_HDL l;
-  ASSERT_EQ(FiLInit(list.get(), 2, kKeyUnits, u' ', records_.base(), &l), FI_OK);
-  KeyRecord *r = records_.Add(u"one", 1);
+  ASSERT_EQ(FiLInit(list.get(), 2, kKeyUnits, u' ', records.base(), &l), FI_OK);
+  KeyRecord *r = records.Add(u"one", 1);
   ASSERT_EQ(FiLInsert(&l, r->key, r, nullptr), FI_OK);
   EXPECT_EQ(captured([&l] { FiLDisplay(&l); }).substr(0, 14), "PTL: 1 keys.\n ");
 }
@@ -118,21 +98,15 @@ TEST_F(FiTree, IndexesOpenAttachCloseAndPrint) {
 // More than 999 keys get inner nodes for 60% of them, unless the full flag asks for all.
 TEST(FiInit, ArgumentsSecondInitialisationAndNodesRunningOut) {
   Block block = ExactBlock(FiGetAdmSize(1, 16, 0, FI_FLAG_FULL_INNER) + 8);
-  const struct {
-    size_t misalign;
-    uint32_t flags, indexes, keys;
-    int rc;
-  } cases[] = {
-      {4, 0, 1, 16, FI_BAD_ARG},     {0, 0, 1, 1, FI_BAD_ARG},  {0, 1, 1, 16, FI_BAD_ARG},
-      {0, 4, 1, 16, FI_BAD_ARG},     {0, 0, 0, 16, FI_BAD_ARG}, {0, 3, 1, 16, FI_OK},
-      {0, 0, 1, 16, FI_INITIALIZED},
-  };
-  for (const auto &c : cases) {
-    EXPECT_EQ(
-        FiInit(block.get() + c.misalign, u"x", c.flags, c.indexes, c.keys, 0, u' ', u' ', nullptr),
-        c.rc)
-        << &c - cases;
-  }
+  // Misalignment, flags, indexes, keys; the answer.
+  const std::tuple<size_t, uint32_t, uint32_t, uint32_t, int> cases[] = {
+      {4, 0, 1, 16, FI_BAD_ARG},    {0, 0, 1, 1, FI_BAD_ARG},  {0, 1, 1, 16, FI_BAD_ARG},
+      {0, 4, 1, 16, FI_BAD_ARG},    {0, 0, 0, 16, FI_BAD_ARG}, {0, 3, 1, 16, FI_OK},
+      {0, 0, 1, 16, FI_INITIALIZED}};
+  for (auto [misalign, flags, indexes, keys, rc] : cases)
+    EXPECT_EQ(FiInit(block.get() + misalign, u"x", flags, indexes, keys, 0, u' ', u' ', nullptr),
+              rc)
+        << misalign << flags << indexes << keys;
   EXPECT_EQ(FiInit(block.get(), u"y", 0, 1, 16, 0, u' ', u' ', nullptr), FI_OK);
   EXPECT_EQ(FiDestroy(block.get()), FI_OK);
   EXPECT_EQ(FiDestroy(block.get()), FI_BAD_ARG);
@@ -210,10 +184,7 @@ TEST(FiRelocation, RegionIsSharedThroughAFileAtTwoAddresses) {
   ASSERT_EQ(FiInit(maps[0], u"shared", 0, 1, kCount + 1, sizeof(KeyRecord), u' ', u' ', nullptr),
             FI_OK);
   ASSERT_EQ(FtInit(maps[0] + fi_part, u"records", 0, kCount + 1, sizeof(KeyRecord), nullptr), 0);
-  auto key_of = [](uint32_t i) {
-    std::string digits = std::to_string(i * 7919 % 100000);
-    return PadKey(u"k" + std::u16string(digits.begin(), digits.end()));
-  };
+  auto key_of = [](uint32_t i) { return PadKey({u'k', char16_t(0x4E00 + i * 7919 % 20000)}); };
   // Adds the keys [from, to) through a mapping and finds every key below to.
   for (auto [map, from, to] : {std::tuple{maps[0], 0u, kCount},
                                {maps[1], kCount, kCount + 1},
