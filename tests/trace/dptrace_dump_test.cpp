@@ -1,14 +1,11 @@
 // Hex dumps with hiding and masking, stack dumps, the pattern watch and the file size watch.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
 #include "trace_capture.h"
 #include "zul_dptrace.h"
 #include "zul_u16printf.h"
 
 namespace {
 
+using tlm_test::Count;
 using tlm_test::TraceCapture;
 
 const std::u16string kDumpRule(72, u'-');
@@ -97,12 +94,6 @@ TEST(CTrcStack, FramesBetweenRules) {
   EXPECT_EQ(caller.back(), u']');
 }
 
-size_t Count(const std::u16string &text, const std::u16string &part) {
-  size_t n = 0;
-  for (size_t at = text.find(part); at != std::u16string::npos; at = text.find(part, at + 1)) ++n;
-  return n;
-}
-
 TEST(DpTrcPattern, WildcardMatching) {
   struct Case {
     const char16_t *pattern, *line;
@@ -113,8 +104,7 @@ TEST(DpTrcPattern, WildcardMatching) {
       {u"*c", u"abc\n", true},      {u"?bc", u"xabc\n", false},  // wildcards anchor at the start
       {u"?bc", u"abc\n", true},     {u"a\\*b", u"a*b\n", true},
       {u"a\\*b", u"axb\n", false},  {u"abcd", u"abc", false},
-      {u"c\n", u"abc\n", true},
-  };
+      {u"c\n", u"abc\n", true}};
   for (const Case &c : cases) {
     TraceCapture trace;
     ASSERT_EQ(DpTrcAddPattern(c.pattern, nullptr), 0);
