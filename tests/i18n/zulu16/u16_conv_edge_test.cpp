@@ -3,10 +3,7 @@
 // volatile result ring and an overlapping wrapper. The element rules and error counters of the
 // 7-bit, 8-bit and EBCDIC forms and the volatile conversions are asserted by the narrow forms'
 // fuzz target.
-#include <gtest/gtest.h>
 
-#include <set>
-#include <string>
 #include <tuple>
 
 #include "u16_conv_test_util.h"
@@ -182,14 +179,12 @@ TEST(Ebcdic, TablesAreInverseAndKnownPointsHold) {
     ASSERT_LT(rscpuc2_E2U[b], 256);
     EXPECT_EQ(rscpuc2_U2E[rscpuc2_E2U[b]], b);
   }
-  const struct {
-    unsigned char e;
-    char16_t u;
-  } points[] = {{0x40, u' '},  {0xC1, u'A'}, {0x81, u'a'}, {0xF0, u'0'}, {0x7B, u'#'},
-                {0x25, u'\n'}, {0xAD, u'['}, {0xBD, u']'}, {0x5F, u'^'}, {0x41, 0xA0}};
-  for (const auto &p : points) {
-    EXPECT_EQ(E8ToUc(static_cast<char>(p.e)), p.u) << int(p.e);
-    EXPECT_EQ(static_cast<unsigned char>(B8ToE8(static_cast<char>(p.u))), p.e);
+  const std::tuple<unsigned char, char16_t> points[] = {
+      {0x40, u' '},  {0xC1, u'A'}, {0x81, u'a'}, {0xF0, u'0'}, {0x7B, u'#'},
+      {0x25, u'\n'}, {0xAD, u'['}, {0xBD, u']'}, {0x5F, u'^'}, {0x41, 0xA0}};
+  for (const auto &[e, u] : points) {
+    EXPECT_EQ(E8ToUc(static_cast<char>(e)), u) << int(e);
+    EXPECT_EQ(static_cast<unsigned char>(B8ToE8(static_cast<char>(u))), e);
   }
 }
 

@@ -1,12 +1,9 @@
 // Formatted output: rendering rules of our own (16-bit %s, "(null)", "(nil)"), the limits,
 // answers and terminators of each member, the argument check, unknown conversions, %n, file
 // targets, values beyond the inline buffer, and the 8-bit bounded forms.
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <functional>
 
 #include "u16_string_test_support.h"
 #include "zul_u16printf.h"
@@ -91,8 +88,7 @@ TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
       {n, 4, u"", u"", u"", 0, u""},
       // An unknown conversion keeps and terminates the text before it.
       {s, 16, u"ab%s%Q", u"x", u"", -1, u"abx"},
-      {ns, 16, u"%s%", u"x", u"", -1, u"x"},
-  };
+      {ns, 16, u"%s%", u"x", u"", -1, u"x"}};
   for (const auto &c : cases) {
     Buffer buffer;
     EXPECT_EQ(c.member(buffer.units, c.count, c.format, c.a, c.b), c.answer) << &c - cases;
@@ -132,8 +128,7 @@ TEST(U16PrintfArgs, CheckArgs) {
       {[] { return snprintfU16(nullptr, 8, u"x"); }, -1, EBADF},
       {[] { return snprintfU16(nullptr, 0, u"x"); }, 0, 0},  // no target, no limit: nothing to do
       {[=] { return sprintfU16(out, nullptr); }, -1, EINVAL},
-      {[] { return snprintf_sRFB(nullptr, 4, "x"); }, -1, EBADF},
-  };
+      {[] { return snprintf_sRFB(nullptr, 4, "x"); }, -1, EBADF}};
   for (const auto &c : cases) {
     errno = 0;
     EXPECT_EQ(c.call(), c.answer) << "case " << &c - cases;
