@@ -211,8 +211,8 @@ TEST(FiRelocation, RegionIsSharedThroughAFileAtTwoAddresses) {
 }
 
 // Refusals of FtInit, and its name blanked by FtDestroy. Slots come in order and freed ones come
-// back first. FtRebuild asks for each slot, pushing free
-// ones at the head; FtAutoRebuild decides by the links alone.
+// back first. FtRebuild asks for each slot, pushing free ones at the head; FtAutoRebuild decides
+// by the links alone.
 TEST(FtTable, InitOrderFreeAndRebuilds) {
   struct Slot {
     uint32_t in_use, id;
