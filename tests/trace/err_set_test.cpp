@@ -82,22 +82,21 @@ TEST_F(ErrSetTest, ArgumentsFeedTextThenDetail) {
 }
 
 TEST_F(ErrSetTest, KeyRules) {
-  struct {
-    int key_length;
-    const char16_t *format, *text, *key;
-  } const cases[] = {{5, u"(ABCDE)x", u"x", u"ABCDE"},
-                     {5, u"(ABCDE)  two blanks", u" two blanks", u"ABCDE"},
-                     {5, u"(ABCD) short", u"(ABCD) short", u""},
-                     {5, u"(ABCDEF) long", u"(ABCDEF) long", u""},
-                     {5, u"(AB)DE) x", u"(AB)DE) x", u""},
-                     {3, u"(ABC) three", u"three", u"ABC"},
-                     {10, u"(0123456789) ten", u"ten", u"0123456789"}};
-  for (const auto &c : cases) {
-    SCOPED_TRACE(Utf8(c.format));
-    ASSERT_EQ(ErrSetMsgKey(c.key_length), ERR_OK);
-    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, c.format, 0, nullptr), ERR_OK);
-    EXPECT_EQ(Field(ERR_FLD_TEXT), c.text);
-    EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), c.key);
+  // Key length and format; the text and the key ErrSet stores.
+  const std::tuple<int, const char16_t *, const char16_t *, const char16_t *> cases[] = {
+      {5, u"(ABCDE)x", u"x", u"ABCDE"},
+      {5, u"(ABCDE)  two blanks", u" two blanks", u"ABCDE"},
+      {5, u"(ABCD) short", u"(ABCD) short", u""},
+      {5, u"(ABCDEF) long", u"(ABCDEF) long", u""},
+      {5, u"(AB)DE) x", u"(AB)DE) x", u""},
+      {3, u"(ABC) three", u"three", u"ABC"},
+      {10, u"(0123456789) ten", u"ten", u"0123456789"}};
+  for (auto [key_length, format, text, key] : cases) {
+    SCOPED_TRACE(Utf8(format));
+    ASSERT_EQ(ErrSetMsgKey(key_length), ERR_OK);
+    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, format, 0, nullptr), ERR_OK);
+    EXPECT_EQ(Field(ERR_FLD_TEXT), text);
+    EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), key);
   }
   EXPECT_EQ(ErrSetMsgKey(11), ERR_BAD_PARAM);
   EXPECT_EQ(ErrSetMsgKey(0), ERR_BAD_PARAM);

@@ -137,40 +137,32 @@ TEST(ConversionErrorHook, ReceivesTheReportAndDecidesTheAnswer) {
 }
 
 TEST(FastWrappers, TerminatorIsWrittenAlsoAfterAFailure) {
-  const struct {
-    const char *in;
-    size_t units;
-    int rc;
-    std::u16string out;
-  } rows[] = {{"ab\xC3\xA9", 4, 0, u"ab\u00E9"},
-              {"abcd", 4, 32, u"abc"},
-              {"\377a", 4, 0, u"\uFFFDa"},
-              {"a\xE2\x82", 4, 512, u"a"},
-              {"", 1, 0, u""}};
-  for (const auto &r : rows) {
+  // Input and room in units; the answer and the text written.
+  const std::tuple<const char *, size_t, int, std::u16string> rows[] = {
+      {"ab\xC3\xA9", 4, 0, u"ab\u00E9"},
+      {"abcd", 4, 32, u"abc"},
+      {"\377a", 4, 0, u"\uFFFDa"},
+      {"a\xE2\x82", 4, 512, u"a"},
+      {"", 1, 0, u""}};
+  for (const auto &[in, units, rc, text] : rows) {
     ZUL_UTF16 out[4];
     size_t len = 99;
-    EXPECT_EQ(Utf8sToUcsFast(out, r.units, &len, reinterpret_cast<const ZUL_RAW *>(r.in)), r.rc);
-    EXPECT_EQ(std::u16string(out), r.out) << r.in;
-    EXPECT_EQ(len, r.out.size());
+    EXPECT_EQ(Utf8sToUcsFast(out, units, &len, reinterpret_cast<const ZUL_RAW *>(in)), rc);
+    EXPECT_EQ(std::u16string(out), text) << in;
+    EXPECT_EQ(len, text.size());
   }
   ZUL_UTF16 untouched = u'x';
   EXPECT_EQ(Utf8sToUcsFast(&untouched, 0, nullptr, reinterpret_cast<const ZUL_RAW *>("")), 32);
   EXPECT_EQ(untouched, u'x');
 
-  const struct {
-    const char16_t *in;
-    size_t bytes;
-    int rc;
-    std::string out;
-  } back[] = {
+  const std::tuple<const char16_t *, size_t, int, std::string> back[] = {
       {u"a\u20AC", 5, 0, "a\xE2\x82\xAC"}, {u"a\u20AC", 4, 32, "a"}, {u"a\xD800", 5, 512, "a"}};
-  for (const auto &r : back) {
+  for (const auto &[in, bytes, rc, text] : back) {
     ZUL_RAW out[5];
     size_t len = 99;
-    EXPECT_EQ(UcsToUtf8sFast(out, r.bytes, &len, r.in), r.rc) << r.out;
-    EXPECT_EQ(reinterpret_cast<char *>(out), r.out);
-    EXPECT_EQ(len, r.out.size());
+    EXPECT_EQ(UcsToUtf8sFast(out, bytes, &len, in), rc) << text;
+    EXPECT_EQ(reinterpret_cast<char *>(out), text);
+    EXPECT_EQ(len, text.size());
   }
 }
 
