@@ -74,11 +74,9 @@ TEST_F(ErrSetTest, ArgumentsFeedTextThenDetail) {
   ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"(K0001) open %s: %i%% of %-4d|", 0,
                    u"(K0002) %g at %5.2f, %*x", u"f", 3, 12, 0.5, 1.5, 6, 255),
             ERR_OK);
-  EXPECT_EQ(Field(ERR_FLD_TEXT), u"open f: 3% of 12  |");
-  EXPECT_EQ(Field(ERR_FLD_DESCR_VARGS), u"f;;;;12  ");
-  EXPECT_EQ(Field(ERR_FLD_DETAIL), u"0.5 at  1.50,     ff");
-  EXPECT_EQ(Field(ERR_FLD_DETAIL_MSG_NO), u"K0002");
-  EXPECT_EQ(Field(ERR_FLD_DETAIL_VARGS), u" 1.50;;;;    ff");
+  EXPECT_EQ(Fields({ERR_FLD_TEXT, ERR_FLD_DESCR_VARGS, ERR_FLD_DETAIL, ERR_FLD_DETAIL_MSG_NO,
+                    ERR_FLD_DETAIL_VARGS}),
+            u"open f: 3% of 12  ||f;;;;12  |0.5 at  1.50,     ff|K0002| 1.50;;;;    ff");
 }
 
 TEST_F(ErrSetTest, KeyRules) {
@@ -95,8 +93,7 @@ TEST_F(ErrSetTest, KeyRules) {
     SCOPED_TRACE(Utf8(format));
     ASSERT_EQ(ErrSetMsgKey(key_length), ERR_OK);
     ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, format, 0, nullptr), ERR_OK);
-    EXPECT_EQ(Field(ERR_FLD_TEXT), text);
-    EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), key);
+    EXPECT_EQ(Fields({ERR_FLD_TEXT, ERR_FLD_DESCR_MSG_NO}), std::u16string(text) + u"|" + key);
   }
   EXPECT_EQ(ErrSetMsgKey(11), ERR_BAD_PARAM);
   EXPECT_EQ(ErrSetMsgKey(0), ERR_BAD_PARAM);
@@ -108,10 +105,8 @@ TEST_F(ErrSetTest, FieldsOfASystemErrorAndItsLogEntry) {
   ASSERT_EQ(ErrSetSys(u"NI (network interface)", 2, u"nixxi", 812, 0, u"connect to %s", -10,
                       u"detail", u"connect", 111, u"host"),
             ERR_OK);
-  const std::u16string expected[] = {
-      u"*ERR*", u"1", u"connect to host", u"-10", u"NI (network interface)",
-      u"720",   u"2", u"nixxi",           u"812", u"detail"};
-  for (int f = 0; f < 10; ++f) EXPECT_EQ(Field(f), expected[f]) << f;
+  EXPECT_EQ(Fields({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}),
+            u"*ERR*|1|connect to host|-10|NI (network interface)|720|2|nixxi|812|detail");
   EXPECT_EQ(Field(ERR_FLD_TIME).size(), 24u);
   EXPECT_EQ(Fields({ERR_FLD_SYSCALL, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT, ERR_FLD_COUNTER,
                     ERR_FLD_LOCATION, ERR_FLD_EYECATCHER_END}),
@@ -121,9 +116,9 @@ TEST_F(ErrSetTest, FieldsOfASystemErrorAndItsLogEntry) {
   ErrClear();
   EXPECT_EQ(ErrIsAInfo(), 0);
   ASSERT_EQ(ErrSet(nullptr, 0, nullptr, 0, nullptr, 0, nullptr), ERR_OK);
-  for (int f : {ERR_FLD_RC, ERR_FLD_VERSION, ERR_FLD_LINE, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT})
-    EXPECT_EQ(Field(f), u"") << f;
-  EXPECT_EQ(Field(ERR_FLD_COUNTER), u"2");
+  EXPECT_EQ(Fields({ERR_FLD_RC, ERR_FLD_VERSION, ERR_FLD_LINE, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT,
+                    ERR_FLD_COUNTER}),
+            u"|||||2");
   EXPECT_EQ(CurrentBlock().size(), 21u + 5 + 1 + 3 + 24 + 1 + 8 + 5);
 
   // With a log level, the log option writes a log entry.
@@ -458,8 +453,7 @@ TEST_F(ErrNetTest, CopiesIntoAndOutOfTheRecord) {
   ASSERT_EQ(ErrCpTo(block.data(), block.size()), ERR_OK);
   EXPECT_EQ(Field(ERR_FLD_COUNTER), u"1");
   ASSERT_EQ(ErrCpTo(block.data(), block.size()), ERR_OK);
-  EXPECT_EQ(Field(ERR_FLD_COUNTER), u"2");
-  EXPECT_EQ(Field(ERR_FLD_LOCATION), u"server A");
+  EXPECT_EQ(Fields({ERR_FLD_COUNTER, ERR_FLD_LOCATION}), u"2|server A");
 
   std::u16string out(block.size(), u'#');
   EXPECT_EQ(ErrCpFrom(out.data(), out.size() - 1), ERR_AREA);
