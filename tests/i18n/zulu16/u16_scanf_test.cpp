@@ -154,11 +154,8 @@ TEST(SscanfU16, AgreesWithTheWideLibraryOnNonAsciiText) {
 
 // Where this engine reads differently from the C library on purpose.
 TEST(SscanfU16, DeviationsFromTheLibrary) {
-  struct Case {
-    std::u16string input, format;
-    int answer;
-    std::u16string first;  // the first argument as text, or its int value in decimal
-  } cases[] = {
+  // Input and format; the answer and the first argument as text, or its int value in decimal.
+  const std::tuple<std::u16string, std::u16string, int, std::u16string> cases[] = {
       {u"1\u00a02", u"%d%d", 2, u"1"},   // U+00A0 is white space
       {u"ab\u3000cd", u"%s", 1, u"ab"},  // and U+3000
       {u"ab\u2028", u"%s%n", 1, u"ab"},  // and U+2028
@@ -171,15 +168,14 @@ TEST(SscanfU16, DeviationsFromTheLibrary) {
       {u"abc", u"%[abc", 0, u"0"},
       {u"abc", u"%[^", 0, u"0"},
       {u"7", u"%*n%d", 1, u"7"}};
-  for (const auto &c : cases) {
+  for (const auto &[input, format, answer, first] : cases) {
     char16_t text[32] = {};
     int n = 0, m = 0;
-    const bool is_text = c.format.find_first_of(u"s[") != std::u16string::npos && c.answer > 0;
-    void *first = is_text ? static_cast<void *>(text) : &n;
-    EXPECT_EQ(sscanfU16(c.input.c_str(), c.format.c_str(), first, &m), c.answer)
-        << tlm_test::Utf8(c.format);
-    EXPECT_EQ(is_text ? std::u16string(text) : W(std::to_string(n)), c.first)
-        << tlm_test::Utf8(c.format);
+    const bool is_text = format.find_first_of(u"s[") != std::u16string::npos && answer > 0;
+    void *out = is_text ? static_cast<void *>(text) : &n;
+    EXPECT_EQ(sscanfU16(input.c_str(), format.c_str(), out, &m), answer) << tlm_test::Utf8(format);
+    EXPECT_EQ(is_text ? std::u16string(text) : W(std::to_string(n)), first)
+        << tlm_test::Utf8(format);
   }
 }
 
