@@ -62,7 +62,7 @@ template <class Insert, class Find, class Remove>
 Index IndexRecords(uint32_t capacity, bool full_first, RecordTable &records, Insert insert,
                    Find find, Remove remove) {
   // The record of the key's node, or null when the index's find doesn't answer 0.
-  auto record = [base = records.base(), find](const std::u16string &key, FI_NODE **node) {
+  auto record = [base = records.get(), find](const std::u16string &key, FI_NODE **node) {
     return find(key.data(), node) == FI_OK ? static_cast<KeyRecord *>(FI_NODE_RECORD(base, *node))
                                            : nullptr;
   };
@@ -70,14 +70,14 @@ Index IndexRecords(uint32_t capacity, bool full_first, RecordTable &records, Ins
   index.insert = [&records, insert](const std::u16string &key, uint32_t value) {
     KeyRecord *r = records.Add(key, value);
     int rc = insert(r);
-    if (rc != FI_OK) records.Drop(r);
+    if (rc != FI_OK) EXPECT_EQ(FtFree(records.get(), r), FI_OK);
     return rc;
   };
   index.remove = [&records, record, remove](const std::u16string &key) {
     FI_NODE *node = nullptr;
     KeyRecord *r = record(key, &node);
     int rc = r ? remove(node) : FI_NOT_FOUND;
-    if (r) records.Drop(r);
+    if (r) EXPECT_EQ(FtFree(records.get(), r), FI_OK);
     return rc;
   };
   index.find = [record](const std::u16string &key) {
@@ -94,7 +94,7 @@ TEST(FiModel, TreeAndListAgreeWithAMap) {
   Block block = ExactBlock(FiGetAdmSize(1, kCapacity, sizeof(KeyRecord), 0));
   ASSERT_EQ(FiInit(block.get(), u"m", 0, 1, kCapacity, sizeof(KeyRecord), u' ', u' ', nullptr), 0);
   FI_HDL hdl = nullptr;
-  ASSERT_EQ(FiOpenIndex(block.get(), 9, 0, records.base(), kUnits, &hdl), FI_OK);
+  ASSERT_EQ(FiOpenIndex(block.get(), 9, 0, records.get(), kUnits, &hdl), FI_OK);
   Index tree = IndexRecords(
       kCapacity, true, records, [hdl](KeyRecord *r) { return FiInsert(hdl, r->key, r, nullptr); },
       [hdl](const ZUL_UTF16 *key, FI_NODE **node) { return FiFindExact(hdl, key, node); },
@@ -111,8 +111,7 @@ TEST(FiModel, TreeAndListAgreeWithAMap) {
     uint32_t cont = FI_FIND_START, count = 0;
     do {
       FiFind(hdl, pattern.data(), 7, nodes, &count, &cont);
-      for (uint32_t i = 0; i < count; ++i)
-        found.insert(static_cast<KeyRecord *>(FI_NODE_RECORD(records.base(), nodes[i]))->value);
+      for (uint32_t i = 0; i < count; ++i) found.insert(ValueAt(records.get(), nodes[i]));
     } while (cont == 1);
     EXPECT_EQ(found, expected) << std::string(pattern.begin(), pattern.end());
   };
@@ -122,7 +121,7 @@ TEST(FiModel, TreeAndListAgreeWithAMap) {
 
   Block list_block = ExactBlock(FiLGetAdmSize(40));
   FIL_HDL l;
-  ASSERT_EQ(FiLInit(list_block.get(), 40, 3, u' ', records.base(), &l), FI_OK);
+  ASSERT_EQ(FiLInit(list_block.get(), 40, 3, u' ', records.get(), &l), FI_OK);
   RunAgainstModel(
       IndexRecords(
           40, false, records, [&l](KeyRecord *r) { return FiLInsert(&l, r->key, r, nullptr); },

@@ -38,18 +38,18 @@ inline KeyRecord *AddRecord(void *table, const std::u16string &key, uint32_t val
 }
 
 // An Ft table of KeyRecord, the base of the keys of an index.
-struct RecordTable {
+struct RecordTable : Block {
   explicit RecordTable(uint32_t count)
-      : block(ExactBlock(FtGetAdmSize(0, count, sizeof(KeyRecord)))) {
-    EXPECT_EQ(FtInit(block.get(), u"records", 0, count, sizeof(KeyRecord), nullptr), FI_OK);
+      : Block(ExactBlock(FtGetAdmSize(0, count, sizeof(KeyRecord)))) {
+    EXPECT_EQ(FtInit(get(), u"records", 0, count, sizeof(KeyRecord), nullptr), FI_OK);
   }
-  void *base() const { return block.get(); }
-  KeyRecord *Add(const std::u16string &key, uint32_t value) {
-    return AddRecord(base(), key, value);
-  }
-  void Drop(KeyRecord *r) { EXPECT_EQ(FtFree(base(), r), FI_OK); }
-  Block block;
+  KeyRecord *Add(const std::u16string &key, uint32_t value) { return AddRecord(get(), key, value); }
 };
+
+// The value of the record of a leaf.
+inline uint32_t ValueAt(void *base, FI_NODE *node) {
+  return static_cast<KeyRecord *>(FI_NODE_RECORD(base, node))->value;
+}
 
 // The block's statistics.
 inline FI_PSTAT Pstat(void *block) {

@@ -21,7 +21,7 @@ TEST(FiTree, KeysLongestPathsIndexesAndPrinters) {
   Block block = ExactBlock(FiGetAdmSize(2, kKeys, sizeof(KeyRecord), 0));
   ASSERT_EQ(FiInit(block.get(), u"t", 0, 2, kKeys, sizeof(KeyRecord), u' ', u'*', nullptr), 0);
   FI_HDL hdl = nullptr, again = nullptr, attached = nullptr, second = nullptr, third = nullptr;
-  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), kKeyUnits, &hdl), FI_OK);
+  ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, records.get(), kKeyUnits, &hdl), FI_OK);
   auto insert = [&](const std::u16string &text, uint32_t value, int rc = FI_OK) {
     FI_NODE *node = nullptr;
     KeyRecord *r = records.Add(text, value);
@@ -51,8 +51,7 @@ TEST(FiTree, KeysLongestPathsIndexesAndPrinters) {
     ASSERT_EQ(FiFindLongestPath(hdl, PadKey(text).data(), length, u'.', u'/', &node),
               value ? FI_OK : FI_NOT_FOUND)
         << value;
-    EXPECT_TRUE(!value ||
-                static_cast<KeyRecord *>(FI_NODE_RECORD(records.base(), node))->value == value);
+    EXPECT_TRUE(!value || ValueAt(records.get(), node) == value);
   }
   std::u16string key = PadKey(u"10.1/7");
   EXPECT_EQ(FiFindLongestPathOld(hdl, key.data(), 6, u'.', nullptr), FI_OK);
@@ -64,15 +63,15 @@ TEST(FiTree, KeysLongestPathsIndexesAndPrinters) {
     return testing::internal::GetCapturedStdout();
   };
   EXPECT_EQ(captured([&] { FiDisplay(hdl); }).substr(0, 13), " PT : 4 keys\n");
-  EXPECT_EQ(FiOpenIndex(block.get(), 1, FI_OPEN_BLOCK_SLOT, records.base(), 3, &again),
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, FI_OPEN_BLOCK_SLOT, records.get(), 3, &again),
             FI_INITIALIZED);
-  EXPECT_EQ(FiAttachIndex(block.get(), 7, records.base(), &attached), FI_NOT_FOUND);
-  ASSERT_EQ(FiAttachIndex(block.get(), 1, records.base(), &attached), FI_OK);
+  EXPECT_EQ(FiAttachIndex(block.get(), 7, records.get(), &attached), FI_NOT_FOUND);
+  ASSERT_EQ(FiAttachIndex(block.get(), 1, records.get(), &attached), FI_OK);
   key = PadKey(u"10.1");
   EXPECT_EQ(FiFindExact(again, key.data(), nullptr), FI_OK);  // key length of the index, not 3
   EXPECT_EQ(FiFindExact(attached, key.data(), nullptr), FI_OK);
-  ASSERT_EQ(FiOpenIndex(block.get(), 2, 0, records.base(), kKeyUnits, &second), FI_OK);
-  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), kKeyUnits, &third), FI_NO_SPACE);
+  ASSERT_EQ(FiOpenIndex(block.get(), 2, 0, records.get(), kKeyUnits, &second), FI_OK);
+  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.get(), kKeyUnits, &third), FI_NO_SPACE);
   FI_NODE *node = nullptr;
   EXPECT_EQ(FiFindExact(second, key.data(), &node), FI_NOT_FOUND);
   ASSERT_EQ(FiFindExact(hdl, key.data(), &node), FI_OK);
@@ -83,13 +82,13 @@ TEST(FiTree, KeysLongestPathsIndexesAndPrinters) {
   EXPECT_EQ(FiDetachIndex(attached), FI_OK);
   EXPECT_EQ(FiDetachIndex(attached), FI_BAD_ARG);
   EXPECT_EQ(Pstat(block.get()).free_leaves, kKeys);
-  EXPECT_EQ(FiAttachIndex(block.get(), 1, records.base(), &attached), FI_NOT_FOUND);
-  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), kKeyUnits, &third), FI_OK);
+  EXPECT_EQ(FiAttachIndex(block.get(), 1, records.get(), &attached), FI_NOT_FOUND);
+  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.get(), kKeyUnits, &third), FI_OK);
   EXPECT_EQ(FiDestroy(block.get()), FI_OK);
 
   Block list = ExactBlock(FiLGetAdmSize(2));
   FIL_HDL l;
-  ASSERT_EQ(FiLInit(list.get(), 2, kKeyUnits, u' ', records.base(), &l), FI_OK);
+  ASSERT_EQ(FiLInit(list.get(), 2, kKeyUnits, u' ', records.get(), &l), FI_OK);
   KeyRecord *r = records.Add(u"one", 1);
   ASSERT_EQ(FiLInsert(&l, r->key, r, nullptr), FI_OK);
   EXPECT_EQ(captured([&l] { FiLDisplay(&l); }).substr(0, 14), "PTL: 1 keys.\n ");
@@ -144,9 +143,9 @@ TEST(FiCapacity, IndexesHandlesOffsetsAndSizes) {
   Block block = ExactBlock(FiGetAdmSize(2, 8, 0, FI_FLAG_FULL_INNER));
   ASSERT_EQ(FiInit(block.get(), u"full", FI_FLAG_FULL_INNER, 2, 8, 0, u' ', u' ', nullptr), FI_OK);
   FI_HDL hdl = nullptr, other = nullptr;
-  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), 0, &hdl), FI_BAD_ARG);
-  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.base(), FI_LEAF_POSITION, &hdl), FI_BAD_ARG);
-  ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, records.base(), 1, &other), FI_OK);
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.get(), 0, &hdl), FI_BAD_ARG);
+  EXPECT_EQ(FiOpenIndex(block.get(), 1, 0, records.get(), FI_LEAF_POSITION, &hdl), FI_BAD_ARG);
+  ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, records.get(), 1, &other), FI_OK);
   std::vector<FI_HDL> handles(255);
   for (FI_HDL &h : handles)
     ASSERT_EQ(FiOpenIndex(block.get(), 2, FI_OPEN_BLOCK_SLOT, nullptr, 1, &h), FI_INITIALIZED);
@@ -154,7 +153,6 @@ TEST(FiCapacity, IndexesHandlesOffsetsAndSizes) {
 
   KeyRecord *first = records.Add(u"k", 1), *second = records.Add(u"k", 2);
   ASSERT_EQ(FiOpenIndex(block.get(), 1, 0, second, kKeyUnits, &hdl), FI_OK);
-  EXPECT_EQ(FiOpenIndex(block.get(), 3, 0, records.base(), 1, &other), FI_NO_SPACE);
   EXPECT_EQ(FiInsert(hdl, first->key, first, nullptr), FI_BAD_ARG);  // before the base
   EXPECT_EQ(FiInsert(hdl, second->key, nullptr, nullptr), FI_BAD_ARG);
   EXPECT_EQ(FiInsert(hdl, second->key, second, nullptr), FI_OK);
@@ -198,9 +196,9 @@ TEST(FiRelocation, RegionIsSharedThroughAFileAtTwoAddresses) {
     for (uint32_t i = 0; i < to; ++i) {
       FI_NODE *node = nullptr;
       ASSERT_EQ(FiFindExact(hdl, key_of(i).data(), &node), FI_OK) << i;
-      auto *record = static_cast<KeyRecord *>(FI_NODE_RECORD(map, node));
-      ASSERT_TRUE(reinterpret_cast<char *>(record) > map + fi_part &&
-                  reinterpret_cast<char *>(record) < map + size);
+      char *at = static_cast<char *>(FI_NODE_RECORD(map, node));
+      ASSERT_TRUE(at > map + fi_part && at < map + size);
+      auto *record = reinterpret_cast<KeyRecord *>(at);
       EXPECT_EQ(record->value, i);
       EXPECT_EQ(FI_NODE_KEY(map, node), record->key);
     }
@@ -246,8 +244,6 @@ TEST(FtTable, InitOrderFreeAndRebuilds) {
     for (int i : slots) EXPECT_EQ(FtFree(block.get(), all[i]), rc) << i;
   };
   ASSERT_EQ(drain(), (std::vector<int>{0, 1, 2, 3, 4, 5}));
-  for (size_t i = 1; i < all.size(); ++i)
-    EXPECT_EQ(reinterpret_cast<char *>(all[i]) - reinterpret_cast<char *>(all[i - 1]), 16);
   free({4, 1});
   free({1}, FI_NOT_FOUND);
   EXPECT_EQ(FtFree(block.get(), reinterpret_cast<char *>(all[2]) + 4), FI_NOT_FOUND);
