@@ -1,24 +1,15 @@
 // Blocks for index tests: heap blocks of exactly the size asked for (so that ASan reports one
 // byte written past the end), and records holding fixed-length keys in an Ft slot table.
-#ifndef TESTS_FI_FI_TEST_UTIL_H
-#define TESTS_FI_FI_TEST_UTIL_H
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <string>
+#pragma once
 
 #include "zul_fi.h"
 
-struct FreeDeleter {
-  void operator()(void *p) const { std::free(p); }
-};
-using Block = std::unique_ptr<char, FreeDeleter>;
+using Block = std::unique_ptr<char, decltype(&std::free)>;
 
 // malloc of exactly size bytes: 16-aligned, and no slack behind the end.
-inline Block ExactBlock(size_t size) { return Block(static_cast<char *>(std::malloc(size))); }
+inline Block ExactBlock(size_t size) {
+  return Block(static_cast<char *>(std::malloc(size)), &std::free);
+}
 
 inline constexpr uint32_t kKeyUnits = 8;
 
@@ -34,35 +25,35 @@ inline std::u16string PadKey(std::u16string text, uint32_t units = kKeyUnits) {
   return text;
 }
 
+// A record of key and value in the Ft table at table.
+inline KeyRecord *AddRecord(void *table, const std::u16string &key, uint32_t value) {
+  void *p = nullptr;
+  EXPECT_EQ(FtAlloc(table, &p), FI_OK);
+  auto *r = static_cast<KeyRecord *>(p);
+  if (r != nullptr) {
+    std::memcpy(r->key, PadKey(key).data(), sizeof r->key);
+    r->value = value;
+  }
+  return r;
+}
+
 // An Ft table of KeyRecord, the base of the keys of an index.
-class RecordTable {
- public:
-  explicit RecordTable(uint32_t count) : size_(FtGetAdmSize(0, count, sizeof(KeyRecord))) {
-    block_ = ExactBlock(size_);
-    EXPECT_EQ(FtInit(block_.get(), u"records", 0, count, sizeof(KeyRecord), nullptr), FI_OK);
+struct RecordTable : Block {
+  explicit RecordTable(uint32_t count)
+      : Block(ExactBlock(FtGetAdmSize(0, count, sizeof(KeyRecord)))) {
+    EXPECT_EQ(FtInit(get(), u"records", 0, count, sizeof(KeyRecord), nullptr), FI_OK);
   }
-  void *base() const { return block_.get(); }
-  size_t size() const { return size_; }
-
-  KeyRecord *Add(const std::u16string &key, uint32_t value) {
-    return AddTo(block_.get(), key, value);
-  }
-  // A record of key and value in the Ft table at table.
-  static KeyRecord *AddTo(void *table, const std::u16string &key, uint32_t value) {
-    void *p = nullptr;
-    EXPECT_EQ(FtAlloc(table, &p), FI_OK);
-    auto *r = static_cast<KeyRecord *>(p);
-    if (r != nullptr) {
-      std::memcpy(r->key, PadKey(key).data(), sizeof r->key);
-      r->value = value;
-    }
-    return r;
-  }
-  void Drop(KeyRecord *r) { EXPECT_EQ(FtFree(block_.get(), r), FI_OK); }
-
- private:
-  size_t size_;
-  Block block_;
+  KeyRecord *Add(const std::u16string &key, uint32_t value) { return AddRecord(get(), key, value); }
 };
 
-#endif  // TESTS_FI_FI_TEST_UTIL_H
+// The value of the record of a leaf.
+inline uint32_t ValueAt(void *base, FI_NODE *node) {
+  return static_cast<KeyRecord *>(FI_NODE_RECORD(base, node))->value;
+}
+
+// The block's statistics.
+inline FI_PSTAT Pstat(void *block) {
+  FI_PSTAT s{};
+  EXPECT_EQ(FiGetPstat(block, &s), FI_OK);
+  return s;
+}

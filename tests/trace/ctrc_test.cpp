@@ -1,9 +1,5 @@
 // The component trace: registration, handles by address, switching, parameters, files and
 // headers, thread files, logging settings.
-#include <gtest/gtest.h>
-
-#include <thread>
-
 #include "trace_capture.h"
 #include "zul_dptrace.h"
 #include "zul_u16printf.h"
@@ -21,6 +17,10 @@ CTRC_HDL Comp(char16_t letter, CTRC_HOOK hook = nullptr) {
   return hdl;
 }
 
+bool Has(const std::u16string &text, const std::u16string &part) {
+  return text.find(part) != std::u16string::npos;
+}
+
 std::u16string CompsText() {
   ZUL_UTF16 text[CTRC_COMPS_TEXT_SIZE];
   CTrcSwitch(nullptr, CTRC_SWITCH_ADD, -1, text, nullptr);
@@ -32,22 +32,21 @@ std::u16string CompsText() {
 TEST(CTrcNewComp, LevelsRefusalsAndTheirAnswers) {
   TraceCapture trace;
   CTRC_HDL m = Comp(u'M'), x = Comp(u'x'), hdl = nullptr;
-  EXPECT_EQ(CTrcCompLev(m), 3);
-  EXPECT_EQ(CTrcCompLev(x), 1);
-  EXPECT_EQ(static_cast<CTRC_ADM *>(x)->letter, u'X');
+  EXPECT_EQ(std::make_tuple(CTrcCompLev(m), CTrcCompLev(x), static_cast<CTRC_ADM *>(x)->letter),
+            std::make_tuple(3, 1, ZUL_UTF16{u'X'}));
   EXPECT_EQ(CompsText(), u"all, M");
 
   int first = next_free_comp, registered = 0;
   while (CTrcNewComp(u'Q', &hdl, nullptr) == 0) ++registered;
   EXPECT_EQ(registered, CTRC_MAX_COMPS - first);
   EXPECT_EQ(hdl, stderr);
-  EXPECT_NE(trace.Text().find(u"*** ERROR => CTrcNewComp: too many comps\n"), std::u16string::npos);
+  EXPECT_TRUE(Has(trace.Text(), u"*** ERROR => CTrcNewComp: too many comps\n"));
   next_free_comp = 1;
   ASSERT_EQ(CTrcLastComp(u'L', &hdl, nullptr), 0);
   EXPECT_EQ(CTrcNewComp(u'K', &hdl, nullptr), -1);
   EXPECT_EQ(hdl, nullptr);
-  EXPECT_NE(trace.Text().find(u"*** ERROR => CTrcNewComp called after CTrcLastComp [dptrace_r_mt "),
-            std::u16string::npos);
+  EXPECT_TRUE(
+      Has(trace.Text(), u"*** ERROR => CTrcNewComp called after CTrcLastComp [dptrace_r_mt "));
 
   trace.Clear();
   ctrc::state.last_comp_registered = false;
@@ -88,12 +87,8 @@ TEST(CTrcHandles, ClosingTheGlobalFileInvalidatesEveryHandle) {
 TEST(CTrcSwitch, ModesAndLetters) {
   TraceCapture trace;
   for (char16_t letter : {u'A', u'B', u'M'}) Comp(letter);
-  const struct {
-    const char16_t *components;
-    int mode, level, answer;
-    const char16_t *text_after;
-    int ct_level_after;
-  } cases[] = {
+  // Components, mode, level; the answer, the components text and ct_level after.
+  const std::tuple<const char16_t *, int, int, int, const char16_t *, int> cases[] = {
       {u"All", CTRC_SWITCH_ADD, 2, -1, u"all, M", 3},  // "All" only in set mode
       {u"all", CTRC_SWITCH_REMOVE, 2, -1, u"all, M", 3},
       {u"All", CTRC_SWITCH_SET, 2, 0, u"All", 2},
@@ -102,13 +97,12 @@ TEST(CTrcSwitch, ModesAndLetters) {
       {u"B", CTRC_SWITCH_ADD, 2, 0, u"aB", 2},
       {u"aM", CTRC_SWITCH_REMOVE, -1, 0, u"Bm", 2},
       {u"AB", CTRC_SWITCH_SET | CTRC_SWITCH_LEVEL, 2, 0, u"AB", 2},
-      {u"All, b", CTRC_SWITCH_SET | CTRC_SWITCH_LEVEL, 3, 0, u"All, b", 3},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(tlm_test::Utf8(c.components));
-    EXPECT_EQ(CTrcSwitch(c.components, c.mode, c.level, nullptr, nullptr), c.answer);
-    EXPECT_EQ(CompsText(), c.text_after);
-    EXPECT_EQ(ct_level, c.ct_level_after);
+      {u"All, b", CTRC_SWITCH_SET | CTRC_SWITCH_LEVEL, 3, 0, u"All, b", 3}};
+  for (auto [components, mode, level, answer, text_after, ct_level_after] : cases) {
+    SCOPED_TRACE(tlm_test::Utf8(components));
+    EXPECT_EQ(CTrcSwitch(components, mode, level, nullptr, nullptr), answer);
+    EXPECT_EQ(CompsText(), text_after);
+    EXPECT_EQ(ct_level, ct_level_after);
   }
 }
 
@@ -123,8 +117,7 @@ TEST(CTrcSwitch, AnswersThePreviousStatePrintsAndCallsHooks) {
   ZUL_UTF16 before[CTRC_COMPS_TEXT_SIZE];
   int level_before = 0;
   ASSERT_EQ(CTrcSwitch(u"m", CTRC_SWITCH_SET, 3, before, &level_before), 0);
-  EXPECT_EQ(std::u16string(before), u"All");
-  EXPECT_EQ(level_before, 2);
+  EXPECT_EQ(std::make_tuple(std::u16string(before), level_before), std::make_tuple(u"All", 2));
   EXPECT_EQ(trace.Text(),
             u"*\n*  ACTIVE TRACE LEVEL           3\n*  ACTIVE TRACE COMPONENTS      all\n*\n"
             u"Calling hook function for component 'M'\n");
@@ -139,12 +132,11 @@ TEST(CTrcParam, LevelFilePointerHookAndIndent) {
   const std::u16string thr = TraceCapture::ThreadPrefix();
   EXPECT_EQ(trace.Text(),
             u"C  " + thr + u"*\nC  " + thr + u"* SWITCH TRC-LEVEL to 2\nC  " + thr + u"*\n");
-  int level = 0;
-  ASSERT_EQ(CTrcGetParam(c, CTP_LEVEL, &level), 0);
-  EXPECT_EQ(level, 2);
+  int level = 0, before = 0;
+  ASSERT_EQ(CTrcGetParam(c, CTP_LEVEL, &before), 0);
   ct_level = 1;  // the lower of the component's and the process's level
   CTrcGetParam(c, CTP_LEVEL, &level);
-  EXPECT_EQ(level, 1);
+  EXPECT_EQ(std::make_tuple(before, level), std::make_tuple(2, 1));
 
   EXPECT_EQ(CTrcSetParam(c, CTP_HOOKFUNC, Hook), 0);
   EXPECT_EQ(hook_level, 1);
@@ -160,7 +152,7 @@ TEST(CTrcParam, LevelFilePointerHookAndIndent) {
   for (const char16_t *line : {u"CTrcSetParam: cannot set the filepointer.\n",
                                u"*** ERROR => CTrcSetParam: Wrong handle [dptrace_r_mt",
                                u"*** ERROR => CTrcGetParam: Wrong handle for CTP_HOOKFUNC [dp"})
-    EXPECT_NE(trace.Text().find(line), std::u16string::npos) << tlm_test::Utf8(line);
+    EXPECT_TRUE(Has(trace.Text(), line)) << tlm_test::Utf8(line);
   // A value that is neither a handle nor the global file is refused without a word.
   EXPECT_EQ(CTrcSetParam(nullptr, CTP_LEVEL, 3), -1);
   // Indents never go negative.
@@ -191,24 +183,24 @@ TEST(CTrcPrintPgmHeader, Lines) {
 }
 
 TEST(CTrcGetLoggingInfo, Forms) {
-  const struct {
-    const char16_t *text;
-    CTRC_LOGGING_INFO info;
-  } cases[] = {{u"ON, 20 M, GLOBAL=ON", {1, 20 * 1048576LL, 1}},
-               {u"on, 5k", {1, 5120, 0}},
-               {u"ON,7K,global=on", {1, 7168, 1}},
-               {u"off", {0, 0, 0}}};
-  for (const auto &c : cases) {
+  // Text; answer, on, size and global; a refused text leaves the result as it was.
+  const std::tuple<const char16_t *, int, int, int64_t, int> cases[] = {
+      {u"ON, 20 M, GLOBAL=ON", 0, 1, 20 * 1048576LL, 1},
+      {u"on, 5k", 0, 1, 5120, 0},
+      {u"ON,7K,global=on", 0, 1, 7168, 1},
+      {u"off", 0, 0, 0, 0},
+      {u"ON", -1, 9, 9, 9},
+      {u"ON, K5", -1, 9, 9, 9},
+      {u"ON, 5", -1, 9, 9, 9},
+      {u"ON, 5 G", -1, 9, 9, 9},
+      {u"ON, 5 K, LOCAL", -1, 9, 9, 9},
+      {u"maybe", -1, 9, 9, 9},
+      {u"", -1, 9, 9, 9}};
+  for (auto [text, rc, on, size, global] : cases) {
     CTRC_LOGGING_INFO info = {9, 9, 9};
-    EXPECT_EQ(CTrcGetLoggingInfo(c.text, &info), 0) << tlm_test::Utf8(c.text);
-    EXPECT_EQ(std::tie(info.on, info.size, info.global),
-              std::tie(c.info.on, c.info.size, c.info.global))
-        << tlm_test::Utf8(c.text);
-  }
-  for (const char16_t *text :
-       {u"ON", u"ON, K5", u"ON, 5", u"ON, 5 G", u"ON, 5 K, LOCAL", u"maybe", u""}) {
-    CTRC_LOGGING_INFO info;
-    EXPECT_EQ(CTrcGetLoggingInfo(text, &info), -1) << tlm_test::Utf8(text);
+    EXPECT_EQ(CTrcGetLoggingInfo(text, &info), rc) << tlm_test::Utf8(text);
+    EXPECT_EQ(std::make_tuple(info.on, info.size, info.global), std::make_tuple(on, size, global))
+        << tlm_test::Utf8(text);
   }
 }
 
@@ -230,37 +222,6 @@ TEST(CTrcInit, HeaderBlockASecondFileStaysApartAndTruncEmptiesTheFile) {
   ASSERT_EQ(CTrcFileTrunc(ctrc::state.global_file), 0);
   DPTRC_STMT(1, DpTrcNoTiNoThr, ctrc::state.global_file, u"kept\n");
   EXPECT_EQ(trace.Text(), u"kept\n");
-}
-
-TEST(CTrcThrOpen, ThreadFileTakesAllOfTheThreadsOutput) {
-  TraceFileCapture trace(3);
-  CTRC_HDL g = Comp(u'G');
-  static_cast<CTRC_ADM *>(g)->level = 3;
-  EXPECT_EQ(CTrcThrGetTraceLevel(g), CTRC_THR_LEVEL_UNSET);
-  std::string thread_file = trace.dir().File("thread.trc");
-  std::thread worker([&] {
-    CTRC_HDL own = CTrcThrOpen(Utf16(thread_file).c_str(), 1, 2);
-    ASSERT_NE(own, nullptr);
-    EXPECT_EQ(CTrcCompLev(own), 2);
-    DPTRC_STMT(1, DpTrcNoTiNoThr, g, u"from the worker\n");
-    EXPECT_EQ(CTrcThrGetTraceLevel(own), CTRC_THR_LEVEL_UNSET);
-    ASSERT_EQ(CTrcThrSetTraceLevel(own, 1), 0);
-    EXPECT_EQ(CTrcThrGetTraceLevel(own), 1);
-    DPTRC_STMT(2, DpTrcNoTiNoThr, g, u"filtered by the thread level\n");
-    EXPECT_EQ(CTrcThrClose(own), 0);
-    EXPECT_EQ(CTrcThrClose(own), -1);  // no thread file any more
-  });
-  worker.join();
-  CTrcThrResetTrace();
-  DPTRC_STMT(1, DpTrcNoTiNoThr, g, u"from the main thread\n");
-  std::u16string thread_text = tlm_test::ReadUtf8File(thread_file);
-  EXPECT_NE(thread_text.find(u"trc file: \"thread.trc\", trc level: 2"), std::u16string::npos);
-  EXPECT_NE(thread_text.find(u"G  from the worker\n"), std::u16string::npos);
-  EXPECT_EQ(thread_text.find(u"filtered"), std::u16string::npos);
-  std::u16string main_text = trace.Text();
-  EXPECT_EQ(main_text.find(u"worker"), std::u16string::npos);
-  EXPECT_NE(main_text.find(u"G  from the main thread\n"), std::u16string::npos);
-  EXPECT_EQ(CTrcThrClose(stderr), -1);
 }
 
 }  // namespace

@@ -1,14 +1,11 @@
 // Hex dumps with hiding and masking, stack dumps, the pattern watch and the file size watch.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
 #include "trace_capture.h"
 #include "zul_dptrace.h"
 #include "zul_u16printf.h"
 
 namespace {
 
+using tlm_test::Count;
 using tlm_test::TraceCapture;
 
 const std::u16string kDumpRule(72, u'-');
@@ -97,32 +94,22 @@ TEST(CTrcStack, FramesBetweenRules) {
   EXPECT_EQ(caller.back(), u']');
 }
 
-size_t Count(const std::u16string &text, const std::u16string &part) {
-  size_t n = 0;
-  for (size_t at = text.find(part); at != std::u16string::npos; at = text.find(part, at + 1)) ++n;
-  return n;
-}
-
 TEST(DpTrcPattern, WildcardMatching) {
-  struct Case {
-    const char16_t *pattern, *line;
-    bool match;
-  } cases[] = {
+  const std::tuple<const char16_t *, const char16_t *, bool> cases[] = {
       {u"abc", u"xxabcxx\n", true}, {u"a?c", u"xxabcxx\n", true},
       {u"a*c", u"xa--cx\n", true},  {u"a*c", u"xa--\n", false},
       {u"*c", u"abc\n", true},      {u"?bc", u"xabc\n", false},  // wildcards anchor at the start
       {u"?bc", u"abc\n", true},     {u"a\\*b", u"a*b\n", true},
       {u"a\\*b", u"axb\n", false},  {u"abcd", u"abc", false},
-      {u"c\n", u"abc\n", true},
-  };
-  for (const Case &c : cases) {
+      {u"c\n", u"abc\n", true}};
+  for (auto [pattern, line, match] : cases) {
     TraceCapture trace;
-    ASSERT_EQ(DpTrcAddPattern(c.pattern, nullptr), 0);
-    DpTrcNoTiNoThr(nullptr, u"%s", c.line);
-    bool reported =
-        trace.Text().find(u"\nDpTrc: found match for pattern >" + std::u16string(c.pattern) +
-                          u"< in output\n") != std::u16string::npos;
-    EXPECT_EQ(reported, c.match) << tlm_test::Utf8(c.pattern) << " in " << tlm_test::Utf8(c.line);
+    ASSERT_EQ(DpTrcAddPattern(pattern, nullptr), 0);
+    DpTrcNoTiNoThr(nullptr, u"%s", line);
+    const std::u16string report =
+        u"\nDpTrc: found match for pattern >" + std::u16string(pattern) + u"< in output\n";
+    EXPECT_EQ(Count(trace.Text(), report) > 0, match)
+        << tlm_test::Utf8(pattern) << " in " << tlm_test::Utf8(line);
   }
 }
 

@@ -1,12 +1,7 @@
 // Several threads tracing at once: every line arrives whole, and thread files stay apart. Error
 // information is per thread: threads setting errors at once see only their own, and a thread's
 // record goes with the thread (LeakSanitizer checks that it is freed).
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <map>
 #include <regex>
-#include <thread>
 
 #include "trace_capture.h"
 #include "zul_dptrace.h"
@@ -27,15 +22,23 @@ CTRC_HDL ComponentAtLevel2() {
   return w;
 }
 
+// Each thread's lines arrive whole and in its order; a two-line text keeps its lines together.
 TEST(DpTrcConcurrency, LinesOfManyThreadsNeverInterleave) {
   tlm_test::TraceFileCapture trace(2);
   CTRC_HDL w = ComponentAtLevel2();
+  const std::string payload = "0123456789abcdef0123456789";
+  std::map<int, std::vector<std::string>> expected, seen;
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([w, t] {
+    for (int i = 0; i < kLines; ++i) {
+      std::string head = "thread " + std::to_string(t) + " line " + std::to_string(i);
+      if (i % 2 == 0) expected[t].push_back(head + " payload " + payload);
+      if (i % 2 == 1) expected[t].insert(expected[t].end(), {head + " payload", head + " tail"});
+    }
+    threads.emplace_back([w, t, &payload] {
       for (int i = 0; i < kLines; ++i) {
         if (i % 2 == 0)
-          DPTRC(2, w, u"thread %d line %d payload %s\n", t, i, u"0123456789abcdef0123456789");
+          DPTRC(2, w, u"thread %d line %d payload %s\n", t, i, Utf16(payload).c_str());
         else
           DPTRC_STMT(2, DpTrcNoTi, w, u"thread %d line %d payload\nthread %d line %d tail\n", t, i,
                      t, i);
@@ -43,53 +46,57 @@ TEST(DpTrcConcurrency, LinesOfManyThreadsNeverInterleave) {
     });
   }
   for (auto &thread : threads) thread.join();
-
-  std::regex line(
-      "W  \\[Thr \\d+\\] thread (\\d+) line (\\d+) (payload( 0123456789abcdef0123456789)?|tail)");
-  std::map<int, int> next_line;
+  const std::regex line("W  \\[Thr \\d+\\] (thread (\\d+) .*)");
   std::string awaited_tail;  // the line that must follow the first line of a two-line text
-  int matched = 0;
   for (const std::u16string &l : trace.Lines()) {
     std::string text = Utf8(l);
-    if (text.empty() || text[0] != 'W') continue;  // the header block
     std::smatch m;
+    if (text.empty() || text[0] != 'W') continue;  // the header block
     ASSERT_TRUE(std::regex_match(text, m, line)) << text;
-    int t = std::stoi(m[1]);
-    int i = std::stoi(m[2]);
-    EXPECT_TRUE(awaited_tail.empty() || text.substr(text.find("thread")) == awaited_tail) << text;
-    awaited_tail.clear();
-    // Each thread's lines arrive in order; a two-line text keeps its lines together.
-    EXPECT_GE(i, next_line[t]) << text;
-    next_line[t] = m[3] == "payload" ? i : i + 1;
-    if (m[3] == "payload")
-      awaited_tail = "thread " + std::to_string(t) + " line " + std::to_string(i) + " tail";
-    ++matched;
+    EXPECT_TRUE(awaited_tail.empty() || m[1] == awaited_tail) << text;
+    awaited_tail =
+        m[1].str().ends_with(" payload") ? m[1].str().substr(0, m[1].length() - 7) + "tail" : "";
+    seen[std::stoi(m[2])].push_back(m[1]);
   }
-  EXPECT_EQ(matched, kThreads * (kLines + kLines / 2));
+  EXPECT_EQ(seen, expected);
 }
 
+// Each thread file has its header and the lines its thread wrote through any handle, down to the
+// thread's own level; the process file has none of them.
 TEST(DpTrcConcurrency, ThreadFilesHoldOnlyTheirThreadsLines) {
   tlm_test::TraceFileCapture trace(2);
   CTRC_HDL w = ComponentAtLevel2();
+  EXPECT_EQ(CTrcThrGetTraceLevel(w), CTRC_THR_LEVEL_UNSET);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&trace, w, t] {
       std::string path = trace.dir().File("thread" + std::to_string(t) + ".trc");
       CTRC_HDL own = CTrcThrOpen(Utf16(path).c_str(), 1, 2);
       ASSERT_NE(own, nullptr);
+      EXPECT_EQ(CTrcCompLev(own), 2);
       for (int i = 0; i < 50; ++i) DPTRC_STMT(2, DpTrcNoTiNoThr, w, u"from %d\n", t);
+      EXPECT_EQ(CTrcThrGetTraceLevel(own), CTRC_THR_LEVEL_UNSET);
+      ASSERT_EQ(CTrcThrSetTraceLevel(own, 1), 0);
+      EXPECT_EQ(CTrcThrGetTraceLevel(own), 1);
+      DPTRC_STMT(2, DpTrcNoTiNoThr, w, u"filtered by the thread level\n");
       EXPECT_EQ(CTrcThrClose(own), 0);
+      EXPECT_EQ(CTrcThrClose(own), -1);  // no thread file any more
     });
   }
   for (auto &thread : threads) thread.join();
+  CTrcThrResetTrace();
   for (int t = 0; t < kThreads; ++t) {
     auto lines = tlm_test::SplitLines(
         tlm_test::ReadUtf8File(trace.dir().File("thread" + std::to_string(t) + ".trc")));
     ASSERT_EQ(lines.size(), 4u + 50u);
+    EXPECT_EQ(
+        lines[2].rfind(u"trc file: \"thread" + Utf16(std::to_string(t)) + u".trc\", trc level: 2"),
+        0u);
     for (size_t i = 4; i < lines.size(); ++i)
       EXPECT_EQ(lines[i], u"W  from " + Utf16(std::to_string(t)));
   }
   EXPECT_EQ(trace.Text().find(u"from"), std::u16string::npos);
+  EXPECT_EQ(CTrcThrClose(stderr), -1);
 }
 
 TEST(ErrThreads, EachThreadKeepsItsOwnInformation) {

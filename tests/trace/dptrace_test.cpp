@@ -1,7 +1,5 @@
 // Plain trace lines: prefixes, line state, multi-line texts, level filtering, the line bound;
 // error, warning and system error lines, the source location, the context hook and perrno.
-#include <gtest/gtest.h>
-
 #include <cerrno>
 
 #include "trace_capture.h"
@@ -30,31 +28,26 @@ TEST(DpTrc, LineFormsOfTheFamily) {
   TraceCapture trace;
   CTRC_HDL n = NewComp(u'n');
   CTrcSetHdlIndent(n, 2);
-  const struct {
-    void (*write)(CTRC_HDL);
-    CTRC_HDL hdl;
-    const char16_t *expected;
-  } cases[] = {
+  const std::tuple<void (*)(CTRC_HDL), CTRC_HDL, const char16_t *> cases[] = {
       {[](CTRC_HDL h) { DpTrc(h, u"x=%d\n", 5); }, n, u"N      {T}x=5\n"},
       {[](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"%s\n", u"v"); }, n, u"N      v\n"},
       {[](CTRC_HDL h) { DpTrc(h, u"plain\n"); }, nullptr, u"{T}plain\n"},
       {[](CTRC_HDL h) { DpTrcNoTiNoThr(h, u"raw"); }, nullptr, u"raw"},
       // The A7 forms take 8-bit formats and %s arguments.
       {[](CTRC_HDL h) { DpTrcA7(h, "%s-%03d\n", "eight", 7); }, n, u"N      {T}eight-007\n"},
-      {[](CTRC_HDL h) { DpTrcNoTiNoThrA7(h, "%c%c\n", 'o', 'k'); }, nullptr, u"ok\n"},
-  };
-  for (const auto &c : cases) {
+      {[](CTRC_HDL h) { DpTrcNoTiNoThrA7(h, "%c%c\n", 'o', 'k'); }, nullptr, u"ok\n"}};
+  for (auto [write, hdl, expected] : cases) {
     trace.Clear();
-    c.write(c.hdl);
-    EXPECT_EQ(trace.Text(), WithThread(c.expected)) << &c - cases;
+    write(hdl);
+    EXPECT_EQ(trace.Text(), WithThread(expected));
   }
   // A null handle is standard error, without letter, at level 3.
   FILE *stream = nullptr;
   ZUL_UTF16 letter = 1;
   int level = 0;
   CTrcTransHdl(nullptr, &stream, &letter, &level);
-  EXPECT_EQ(std::tie(stream, letter, level), std::make_tuple(stderr, ZUL_UTF16{0}, 3));
-  EXPECT_EQ(CTrcFp(nullptr), stderr);
+  EXPECT_EQ(std::tie(stream, letter, level), std::make_tuple(CTrcFp(nullptr), ZUL_UTF16{0}, 3));
+  EXPECT_EQ(stream, stderr);
 }
 
 TEST(DpTrc, LineStateJoinsSameComponentBreaksForAnotherAndPrefixesEveryLine) {
@@ -148,11 +141,7 @@ class DpTrcErrTest : public ::testing::Test {
 };
 
 TEST_F(DpTrcErrTest, LineForms) {
-  const struct {
-    void (*write)(CTRC_HDL);
-    bool with_component;
-    const char16_t *expected;
-  } cases[] = {
+  const std::tuple<void (*)(CTRC_HDL), bool, const char16_t *> cases[] = {
       {[](CTRC_HDL h) { DpTrcErr(h, u"bind failed %d\n", 98); }, true,
        u"N  {T}*** ERROR => bind failed 98 [nixx         12345]\n"},
       {[](CTRC_HDL h) { DpTrcErr(h, u"bind failed"); }, true,
@@ -167,27 +156,23 @@ TEST_F(DpTrcErrTest, LineForms) {
        u"*** ERROR => plain [nixx         12345]\n"},
       {[](CTRC_HDL h) { errno = ENOENT, DpSysErr(h, u"open %s\n", u"f"); }, true,
        u"N  {T}*** ERROR => open f (2: No such file or directory) [nixx         12345]\n"},
-      {[](CTRC_HDL h) { errno = EINTR, perrno(h); }, true, u" (4: Interrupted system call)"},
-  };
-  for (const auto &c : cases) {
+      {[](CTRC_HDL h) { errno = EINTR, perrno(h); }, true, u" (4: Interrupted system call)"}};
+  for (auto [write, with_component, expected] : cases) {
     trace_.Clear();
-    c.write(c.with_component ? n_ : nullptr);
-    EXPECT_EQ(trace_.Text(), WithThread(c.expected)) << &c - cases;
+    write(with_component ? n_ : nullptr);
+    EXPECT_EQ(trace_.Text(), WithThread(expected));
   }
 }
 
-TEST_F(DpTrcErrTest, StatementRecordsItsOwnFileAndLine) {
+// The statement records its own file, cut to 12 units, and line. Errors don't consult EntLev;
+// only a component level below 1 suppresses them.
+TEST_F(DpTrcErrTest, StatementLocationAndLevels) {
+  EntLev = 3;
   DPTRC_ERR(n_, u"x\n");
   int line = __LINE__ - 1;
-  // "dptrace_test.cpp" cut to 12 units.
+  EntLev = 2;
   EXPECT_EQ(trace_.Text(), u"N  " + thr_ + u"*** ERROR => x [dptrace_test " +
                                tlm_test::Utf16(std::to_string(line)) + u"]\n");
-}
-
-TEST_F(DpTrcErrTest, OnlyALevelBelowOneSuppresses) {
-  EntLev = 3;  // not consulted by errors
-  DpTrcErr(n_, u"shown");
-  EntLev = 2;
   static_cast<CTRC_ADM *>(n_)->level = 0;
   DpTrcErr(n_, u"hidden");
   DpSysErr(n_, u"hidden");

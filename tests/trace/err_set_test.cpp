@@ -2,8 +2,6 @@
 // the text of ErrPr), message texts by key and language from a message file in a temporary
 // directory, and the network form and the copies of a block. Every received buffer is a heap
 // allocation of exactly its length, so that ASan reports a byte read past its end.
-#include <functional>
-
 #include "trace_capture.h"
 #include "zul_err.h"
 #include "zul_u16conv.h"
@@ -31,6 +29,13 @@ std::u16string SampleBlock() {
 }
 
 std::u16string Field(int n) { return ErrGetFld(n); }
+
+// The fields, joined by '|'.
+std::u16string Fields(std::initializer_list<int> fields) {
+  std::u16string joined;
+  for (const int &f : fields) joined += (&f == fields.begin() ? u"" : u"|") + Field(f);
+  return joined;
+}
 
 // ErrGet without any output, for its answer.
 int GetAnswer() {
@@ -69,61 +74,61 @@ TEST_F(ErrSetTest, ArgumentsFeedTextThenDetail) {
   ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"(K0001) open %s: %i%% of %-4d|", 0,
                    u"(K0002) %g at %5.2f, %*x", u"f", 3, 12, 0.5, 1.5, 6, 255),
             ERR_OK);
-  EXPECT_EQ(Field(ERR_FLD_TEXT), u"open f: 3% of 12  |");
-  EXPECT_EQ(Field(ERR_FLD_DESCR_VARGS), u"f;;;;12  ");
-  EXPECT_EQ(Field(ERR_FLD_DETAIL), u"0.5 at  1.50,     ff");
-  EXPECT_EQ(Field(ERR_FLD_DETAIL_MSG_NO), u"K0002");
-  EXPECT_EQ(Field(ERR_FLD_DETAIL_VARGS), u" 1.50;;;;    ff");
+  EXPECT_EQ(Fields({ERR_FLD_TEXT, ERR_FLD_DESCR_VARGS, ERR_FLD_DETAIL, ERR_FLD_DETAIL_MSG_NO,
+                    ERR_FLD_DETAIL_VARGS}),
+            u"open f: 3% of 12  ||f;;;;12  |0.5 at  1.50,     ff|K0002| 1.50;;;;    ff");
 }
 
 TEST_F(ErrSetTest, KeyRules) {
-  struct {
-    int key_length;
-    const char16_t *format, *text, *key;
-  } const cases[] = {
+  // Key length and format; the text and the key ErrSet stores.
+  const std::tuple<int, const char16_t *, const char16_t *, const char16_t *> cases[] = {
       {5, u"(ABCDE)x", u"x", u"ABCDE"},
       {5, u"(ABCDE)  two blanks", u" two blanks", u"ABCDE"},
       {5, u"(ABCD) short", u"(ABCD) short", u""},
       {5, u"(ABCDEF) long", u"(ABCDEF) long", u""},
       {5, u"(AB)DE) x", u"(AB)DE) x", u""},
       {3, u"(ABC) three", u"three", u"ABC"},
-      {10, u"(0123456789) ten", u"ten", u"0123456789"},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(Utf8(c.format));
-    ASSERT_EQ(ErrSetMsgKey(c.key_length), ERR_OK);
-    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, c.format, 0, nullptr), ERR_OK);
-    EXPECT_EQ(Field(ERR_FLD_TEXT), c.text);
-    EXPECT_EQ(Field(ERR_FLD_DESCR_MSG_NO), c.key);
+      {10, u"(0123456789) ten", u"ten", u"0123456789"}};
+  for (auto [key_length, format, text, key] : cases) {
+    SCOPED_TRACE(Utf8(format));
+    ASSERT_EQ(ErrSetMsgKey(key_length), ERR_OK);
+    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, format, 0, nullptr), ERR_OK);
+    EXPECT_EQ(Fields({ERR_FLD_TEXT, ERR_FLD_DESCR_MSG_NO}), std::u16string(text) + u"|" + key);
   }
   EXPECT_EQ(ErrSetMsgKey(11), ERR_BAD_PARAM);
   EXPECT_EQ(ErrSetMsgKey(0), ERR_BAD_PARAM);
 }
 
-TEST_F(ErrSetTest, FieldsOfASystemError) {
+TEST_F(ErrSetTest, FieldsOfASystemErrorAndItsLogEntry) {
   EXPECT_EQ(ErrGetMyLocation(), std::u16string(u""));
   ErrSetMyLocation(u"%s:%d", u"worker", 3);
   ASSERT_EQ(ErrSetSys(u"NI (network interface)", 2, u"nixxi", 812, 0, u"connect to %s", -10,
                       u"detail", u"connect", 111, u"host"),
             ERR_OK);
-  const std::u16string expected[] = {
-      u"*ERR*", u"1", u"connect to host", u"-10", u"NI (network interface)",
-      u"720",   u"2", u"nixxi",           u"812", u"detail"};
-  for (int f = 0; f < 10; ++f) EXPECT_EQ(Field(f), expected[f]) << f;
+  EXPECT_EQ(Fields({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}),
+            u"*ERR*|1|connect to host|-10|NI (network interface)|720|2|nixxi|812|detail");
   EXPECT_EQ(Field(ERR_FLD_TIME).size(), 24u);
-  EXPECT_EQ(Field(ERR_FLD_SYSCALL) + u"|" + Field(ERR_FLD_ERRNO) + u"|" +
-                Field(ERR_FLD_ERRNO_TEXT) + u"|" + Field(ERR_FLD_COUNTER) + u"|" +
-                Field(ERR_FLD_LOCATION) + u"|" + Field(ERR_FLD_EYECATCHER_END),
+  EXPECT_EQ(Fields({ERR_FLD_SYSCALL, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT, ERR_FLD_COUNTER,
+                    ERR_FLD_LOCATION, ERR_FLD_EYECATCHER_END}),
             u"connect|111|Connection refused|1|worker:3|*ERR*");
 
   // Zero numbers are empty; the counter goes on, also across ErrClear.
   ErrClear();
   EXPECT_EQ(ErrIsAInfo(), 0);
   ASSERT_EQ(ErrSet(nullptr, 0, nullptr, 0, nullptr, 0, nullptr), ERR_OK);
-  for (int f : {ERR_FLD_RC, ERR_FLD_VERSION, ERR_FLD_LINE, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT})
-    EXPECT_EQ(Field(f), u"") << f;
-  EXPECT_EQ(Field(ERR_FLD_COUNTER), u"2");
+  EXPECT_EQ(Fields({ERR_FLD_RC, ERR_FLD_VERSION, ERR_FLD_LINE, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT,
+                    ERR_FLD_COUNTER}),
+            u"|||||2");
   EXPECT_EQ(CurrentBlock().size(), 21u + 5 + 1 + 3 + 24 + 1 + 8 + 5);
+
+  // With a log level, the log option writes a log entry.
+  trace_.Clear();
+  ct_log_level = 1;
+  ErrSetSys(u"NI", 0, u"nixx", 77, 1, u"t", 0, u"connect to %s", u"connect", 111, u"host");
+  ErrSetSys(u"NI", 0, u"nixx", 78, 0, u"t", 0, u"unlogged", u"connect", 111);
+  ct_log_level = 0;
+  EXPECT_EQ(trace_.Text(),
+            Thr(u"***LOG Q0I=> connect to host: connect (111: Connection refused) [nixx 77]\n"));
 }
 
 TEST_F(ErrSetTest, BlockThatDoesNotFitIsTracedAndLeftUnreadable) {
@@ -132,10 +137,7 @@ TEST_F(ErrSetTest, BlockThatDoesNotFitIsTracedAndLeftUnreadable) {
   std::vector<std::u16string> lines = trace_.Lines();
   ASSERT_GE(lines.size(), 19u);
   EXPECT_TRUE(TraceStartsWithError(u"ErrISetSys: error info too large"));
-  EXPECT_EQ(lines[1], u"LOCATION    ");
-  EXPECT_EQ(lines[2], u"ERROR       " + big);
-  EXPECT_EQ(lines[11], u"SYSTEM CALL ");
-  EXPECT_EQ(lines[18], u"COUNTER     1");
+  EXPECT_EQ(lines[2] + lines[18], u"ERROR       " + big + u"COUNTER     1");
   EXPECT_EQ(ErrIsAInfo(), 1);
   trace_.Clear();
   EXPECT_EQ(GetAnswer(), ERR_BAD_PARAM);
@@ -145,54 +147,36 @@ TEST_F(ErrSetTest, BlockThatDoesNotFitIsTracedAndLeftUnreadable) {
   EXPECT_EQ(trace_.Text(), Thr(u"ErrIGet: bad length (" + Utf16(std::to_string(length)) + u")\n"));
 }
 
-TEST_F(ErrSetTest, LogOptionWritesALogEntry) {
-  int saved = ct_log_level;
-  ct_log_level = 1;
-  ErrSetSys(u"NI", 0, u"nixx", 77, 1, u"t", 0, u"connect to %s", u"connect", 111, u"host");
-  ErrSetSys(u"NI", 0, u"nixx", 78, 0, u"t", 0, u"unlogged", u"connect", 111);
-  ct_log_level = saved;
-  EXPECT_EQ(trace_.Text(),
-            Thr(u"***LOG Q0I=> connect to host: connect (111: Connection refused) [nixx 77]\n"));
-}
-
 TEST_F(ErrSetTest, ReplaceByField) {
-  using Fields = std::vector<std::pair<int, std::u16string>>;
-  const struct {
-    std::function<int()> replace;
-    int rc;
-    Fields fields;
-  } cases[] = {
-      {[] { return ErrReplace(ERR_FLD_RC, 42); }, ERR_OK, {{ERR_FLD_RC, u"42"}}},
-      {[] { return ErrReplace(ERR_FLD_ERRNO, 2); },
-       ERR_OK,
-       {{ERR_FLD_ERRNO, u"2"}, {ERR_FLD_ERRNO_TEXT, u"No such file or directory"}}},
-      {[] { return ErrReplace(ERR_FLD_TEXT, u"(ZZZZZ) now %s", u"x"); },
-       ERR_OK,
-       {{ERR_FLD_TEXT, u"now x"}, {ERR_FLD_DESCR_MSG_NO, u"ZZZZZ"}, {ERR_FLD_DESCR_VARGS, u"x"}}},
-      {[] { return ErrReplace(ERR_FLD_DETAIL, u"plain %d", 3); },
-       ERR_OK,
-       {{ERR_FLD_DETAIL, u"plain 3"}, {ERR_FLD_DETAIL_MSG_NO, u""}, {ERR_FLD_DETAIL_VARGS, u""}}},
-      {[] { return ErrReplace(ERR_FLD_MODULE, u"m%d"); }, ERR_OK, {{ERR_FLD_MODULE, u"m%d"}}},
-      {[] { return ErrReplace(ERR_FLD_LOCATION, u"at %d", 5); },
-       ERR_OK,
-       {{ERR_FLD_LOCATION, u"at 5"}}},
-      {[] { return ErrReplace(20, u"x"); }, ERR_UNKNOWN_FIELD, {}},  // the eyecatcher
-      {[] { return ErrReplace(ERR_FLD_TIME, u"x"); }, ERR_UNKNOWN_FIELD, {}},
-      {[] { return ErrReplace(-1, u"x"); }, ERR_UNKNOWN_FIELD, {}},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(&c - cases);
-    ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"(AAAAA) t %s", 7, u"(BBBBB) d %s", u"a", u"b"), ERR_OK);
-    std::u16string before = CurrentBlock();
-    EXPECT_EQ(c.replace(), c.rc);
-    for (const auto &[field, text] : c.fields) EXPECT_EQ(Field(field), text);
-    EXPECT_TRUE(c.rc == ERR_OK || CurrentBlock() == before);
-  }
+  ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"(AAAAA) t %s", 7, u"(BBBBB) d %s", u"a", u"b"), ERR_OK);
+  const std::u16string before = CurrentBlock();
+  for (int field : {int{ERR_FLD_EYECATCHER_END}, int{ERR_FLD_TIME}, -1})
+    EXPECT_EQ(ErrReplace(field, u"x"), ERR_UNKNOWN_FIELD) << field;
+  EXPECT_EQ(CurrentBlock(), before);
+  // The errno's text comes with it; a text or detail replaces its key and arguments too; the
+  // module is no format.
+  for (int rc : {ErrReplace(ERR_FLD_RC, 42), ErrReplace(ERR_FLD_ERRNO, 2),
+                 ErrReplace(ERR_FLD_TEXT, u"(ZZZZZ) now %s", u"x"),
+                 ErrReplace(ERR_FLD_DETAIL, u"plain %d", 3), ErrReplace(ERR_FLD_MODULE, u"m%d"),
+                 ErrReplace(ERR_FLD_LOCATION, u"at %d", 5)})
+    EXPECT_EQ(rc, ERR_OK);
+  EXPECT_EQ(Fields({ERR_FLD_RC, ERR_FLD_ERRNO, ERR_FLD_ERRNO_TEXT, ERR_FLD_TEXT,
+                    ERR_FLD_DESCR_MSG_NO, ERR_FLD_DESCR_VARGS, ERR_FLD_DETAIL,
+                    ERR_FLD_DETAIL_MSG_NO, ERR_FLD_DETAIL_VARGS, ERR_FLD_MODULE, ERR_FLD_LOCATION}),
+            u"42|2|No such file or directory|now x|ZZZZZ|x|plain 3|||m%d|at 5");
 }
 
-TEST_F(ErrSetTest, ReplaceThatDoesNotFitKeepsTheBlock) {
+// A replacement that doesn't fit keeps the block; a block written through ErrGetAttr's pointer
+// becomes the information with ErrSetLength.
+TEST_F(ErrSetTest, ReplaceThatDoesNotFitAndBlockWrittenInPlace) {
+  ZUL_UTF16 *block = nullptr;
+  size_t length = 0;
+  EXPECT_EQ(ErrGetAttr(&block, &length), ERR_NO_INFO);
   EXPECT_EQ(ErrReplace(ERR_FLD_RC, 1), ERR_NO_INFO);
   EXPECT_EQ(trace_.Text(), Thr(u"ErrReplace: no error info available\n"));
+  trace_.Clear();
+  EXPECT_EQ(ErrSetLength(501), ERR_BAD_PARAM);
+  EXPECT_TRUE(TraceStartsWithError(u"ErrSetLength: bad parameter len (501)"));
   ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"t", 0, nullptr), ERR_OK);
   std::u16string before = CurrentBlock();
   std::u16string big(500 - before.size() + 1, u'y');  // one unit too many
@@ -203,16 +187,7 @@ TEST_F(ErrSetTest, ReplaceThatDoesNotFitKeepsTheBlock) {
   big.pop_back();
   EXPECT_EQ(ErrReplace(ERR_FLD_SYSCALL, big.c_str()), ERR_OK);
   EXPECT_EQ(CurrentBlock().size(), 500u);
-}
 
-// A block written through ErrGetAttr's pointer becomes the information with ErrSetLength.
-TEST_F(ErrSetTest, BlockWrittenInPlace) {
-  ZUL_UTF16 *block = nullptr;
-  size_t length = 0;
-  EXPECT_EQ(ErrGetAttr(&block, &length), ERR_NO_INFO);
-  EXPECT_EQ(ErrSetLength(501), ERR_BAD_PARAM);
-  EXPECT_TRUE(TraceStartsWithError(u"ErrSetLength: bad parameter len (501)"));
-  ASSERT_EQ(ErrSet(u"C", 0, u"m", 1, u"t", 0, nullptr), ERR_OK);
   ASSERT_EQ(ErrGetAttr(&block, &length), ERR_OK);
   std::u16string sample = SampleBlock();
   std::copy(sample.begin(), sample.end(), block);
@@ -255,7 +230,8 @@ const std::vector<std::u16string> kRows = tlm_test::SplitLines(
     u"LINE        1234\nDETAIL      peer reset the connection\nSYSTEM CALL connect\n"
     u"ERRNO       104\nERRNO TEXT  Connection reset by peer\nCOUNTER     1\n");
 
-// The trace box sets the location and the error apart from the other rows.
+// The trace box sets the location and the error apart from the other rows; ErrPr gives the same
+// rows.
 TEST_F(ErrPrintTest, TraceBoxAndTextGiveTheRowsInTheirOrder) {
   const std::u16string rule(77, u'*');
   std::u16string box = u"\n" + rule + u"\n*\n", text;
@@ -268,7 +244,27 @@ TEST_F(ErrPrintTest, TraceBoxAndTextGiveTheRowsInTheirOrder) {
   EXPECT_EQ(std::u16string(ErrPr()), text);
   EXPECT_EQ(Field(21), u"");
   EXPECT_EQ(std::u16string(ErrGetFldL(ERR_FLD_LOCATION, ERR_NO_LANGUAGE)), u"server A");
+
+  // Through a component handle every line has its prefix; tf at trace level 0 writes nothing;
+  // without information a level 2 line says so.
+  CTRC_HDL e = nullptr;
+  ASSERT_EQ(CTrcNewComp(u'E', &e, nullptr), 0);
+  trace_.Clear();
+  ASSERT_EQ(ErrTrace(e), ERR_OK);
+  std::vector<std::u16string> lines = trace_.Lines();
+  ASSERT_EQ(lines.size(), 20u);
+  EXPECT_EQ(lines[3], u"E  *  LOCATION    server A");
+  trace_.Clear();
+  ct_level = 0;
+  EXPECT_EQ(ErrTrace(tf), ERR_OK);
+  ct_level = 2;
+  EXPECT_EQ(trace_.Text(), u"");
   ErrClear();
+  EXPECT_EQ(ErrTrace(tf), ERR_NO_INFO);
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrTrace: no error info available\n"));
+  trace_.Clear();
+  EXPECT_EQ(Field(0), u"");
+  EXPECT_EQ(trace_.Text(), Thr(u"ErrGetFld: no error info available\n"));
   EXPECT_EQ(std::u16string(ErrPr()), u"");
 }
 
@@ -288,28 +284,6 @@ TEST_F(ErrPrintTest, LongValuesWrap) {
   EXPECT_NE(trace_.Text().find(expected_trace + u"*  SYSTEM CALL"), std::u16string::npos)
       << Utf8(trace_.Text());
   EXPECT_NE(std::u16string(ErrPr()).find(expected_text + u"\nSYSTEM CALL"), std::u16string::npos);
-}
-
-TEST_F(ErrPrintTest, ComponentHandleAndSilentCases) {
-  CTRC_HDL e = nullptr;
-  ASSERT_EQ(CTrcNewComp(u'E', &e, nullptr), 0);
-  trace_.Clear();
-  ASSERT_EQ(ErrTrace(e), ERR_OK);
-  std::vector<std::u16string> lines = trace_.Lines();
-  ASSERT_EQ(lines.size(), 20u);
-  EXPECT_EQ(lines[3], u"E  *  LOCATION    server A");
-  // tf at trace level 0 writes nothing; without information a level 2 line says so.
-  trace_.Clear();
-  ct_level = 0;
-  EXPECT_EQ(ErrTrace(tf), ERR_OK);
-  ct_level = 2;
-  EXPECT_EQ(trace_.Text(), u"");
-  ErrClear();
-  EXPECT_EQ(ErrTrace(tf), ERR_NO_INFO);
-  EXPECT_EQ(trace_.Text(), Thr(u"ErrTrace: no error info available\n"));
-  trace_.Clear();
-  EXPECT_EQ(Field(0), u"");
-  EXPECT_EQ(trace_.Text(), Thr(u"ErrGetFld: no error info available\n"));
 }
 
 class ErrMsgTest : public ErrTest {
@@ -369,7 +343,7 @@ TEST_F(ErrMsgTest, KeyedTextsAreTranslatedWithTheirArguments) {
   EXPECT_EQ(ErrGetTxt(u"ABCDE", u'E', buffer, 64), 1);
 }
 
-TEST_F(ErrMsgTest, FileNameComesFromTheThreadThenTheEnvironment) {
+TEST_F(ErrMsgTest, FileNameFromTheThreadThenTheEnvironmentAndLookupReplaced) {
   std::string other = dir_.File("missing");
   ASSERT_EQ(setenv("ERR_MSG_FILE", path_.c_str(), 1), 0);
   ZUL_UTF16 buffer[64];
@@ -382,9 +356,8 @@ TEST_F(ErrMsgTest, FileNameComesFromTheThreadThenTheEnvironment) {
   EXPECT_EQ(trace_.Text(), Thr(u"ErrGetTxt: can't open file " + Utf16(other) +
                                u" (2 No such file or directory)\n"));
   unsetenv("ERR_MSG_FILE");
-}
 
-TEST_F(ErrMsgTest, LookupCanBeReplaced) {
+  // The lookup can be replaced.
   ErrSetGetTxt([](const ZUL_UTF16 *key, ZUL_UTF16 lang, ZUL_UTF16 *buffer, int size) {
     std::u16string text = u"[" + std::u16string(key) + u" " + std::u16string(1, lang) + u" &1]";
     if (static_cast<int>(text.size()) >= size) return 0;
@@ -452,8 +425,7 @@ TEST_F(ErrNetTest, DamagedNetworkFormsGetTheirCodesAndTraces) {
       {"", ERR_EYECATCHER, ERR_NO_INFO},
       {"\x5C\xC5\xD9\xD9\x5C", ERR_EYECATCHER, ERR_EYECATCHER},  // EBCDIC eyecatcher alone
       {Utf8(twenty), ERR_OK, ERR_INCOMPLETE},
-      {Utf8(MakeBlock({u"*ERR*", u"*ERR*"})), ERR_OK, ERR_INCOMPLETE},
-  };
+      {Utf8(MakeBlock({u"*ERR*", u"*ERR*"})), ERR_OK, ERR_INCOMPLETE}};
   for (const auto &c : cases) {
     SCOPED_TRACE(&c - cases);
     ErrClear();
@@ -481,8 +453,7 @@ TEST_F(ErrNetTest, CopiesIntoAndOutOfTheRecord) {
   ASSERT_EQ(ErrCpTo(block.data(), block.size()), ERR_OK);
   EXPECT_EQ(Field(ERR_FLD_COUNTER), u"1");
   ASSERT_EQ(ErrCpTo(block.data(), block.size()), ERR_OK);
-  EXPECT_EQ(Field(ERR_FLD_COUNTER), u"2");
-  EXPECT_EQ(Field(ERR_FLD_LOCATION), u"server A");
+  EXPECT_EQ(Fields({ERR_FLD_COUNTER, ERR_FLD_LOCATION}), u"2|server A");
 
   std::u16string out(block.size(), u'#');
   EXPECT_EQ(ErrCpFrom(out.data(), out.size() - 1), ERR_AREA);

@@ -1,9 +1,7 @@
 // Case mappings and character classes: equal to ICU (the reference implementation of the Unicode
 // data) over the whole BMP, and to the C locale on ASCII for the classes ICU doesn't define alike.
-#include <gtest/gtest.h>
 
 #include <cctype>
-#include <cstdio>
 
 #include "i18n/zulu16/u16_case_data.h"
 #include "i18n/zulu16/u16_ctype_data.h"

@@ -3,10 +3,7 @@
 // volatile result ring and an overlapping wrapper. The element rules and error counters of the
 // 7-bit, 8-bit and EBCDIC forms and the volatile conversions are asserted by the narrow forms'
 // fuzz target.
-#include <gtest/gtest.h>
 
-#include <set>
-#include <string>
 #include <tuple>
 
 #include "u16_conv_test_util.h"
@@ -140,40 +137,32 @@ TEST(ConversionErrorHook, ReceivesTheReportAndDecidesTheAnswer) {
 }
 
 TEST(FastWrappers, TerminatorIsWrittenAlsoAfterAFailure) {
-  const struct {
-    const char *in;
-    size_t units;
-    int rc;
-    std::u16string out;
-  } rows[] = {{"ab\xC3\xA9", 4, 0, u"ab\u00E9"},
-              {"abcd", 4, 32, u"abc"},
-              {"\377a", 4, 0, u"\uFFFDa"},
-              {"a\xE2\x82", 4, 512, u"a"},
-              {"", 1, 0, u""}};
-  for (const auto &r : rows) {
+  // Input and room in units; the answer and the text written.
+  const std::tuple<const char *, size_t, int, std::u16string> rows[] = {
+      {"ab\xC3\xA9", 4, 0, u"ab\u00E9"},
+      {"abcd", 4, 32, u"abc"},
+      {"\377a", 4, 0, u"\uFFFDa"},
+      {"a\xE2\x82", 4, 512, u"a"},
+      {"", 1, 0, u""}};
+  for (const auto &[in, units, rc, text] : rows) {
     ZUL_UTF16 out[4];
     size_t len = 99;
-    EXPECT_EQ(Utf8sToUcsFast(out, r.units, &len, reinterpret_cast<const ZUL_RAW *>(r.in)), r.rc);
-    EXPECT_EQ(std::u16string(out), r.out) << r.in;
-    EXPECT_EQ(len, r.out.size());
+    EXPECT_EQ(Utf8sToUcsFast(out, units, &len, reinterpret_cast<const ZUL_RAW *>(in)), rc);
+    EXPECT_EQ(std::u16string(out), text) << in;
+    EXPECT_EQ(len, text.size());
   }
   ZUL_UTF16 untouched = u'x';
   EXPECT_EQ(Utf8sToUcsFast(&untouched, 0, nullptr, reinterpret_cast<const ZUL_RAW *>("")), 32);
   EXPECT_EQ(untouched, u'x');
 
-  const struct {
-    const char16_t *in;
-    size_t bytes;
-    int rc;
-    std::string out;
-  } back[] = {
+  const std::tuple<const char16_t *, size_t, int, std::string> back[] = {
       {u"a\u20AC", 5, 0, "a\xE2\x82\xAC"}, {u"a\u20AC", 4, 32, "a"}, {u"a\xD800", 5, 512, "a"}};
-  for (const auto &r : back) {
+  for (const auto &[in, bytes, rc, text] : back) {
     ZUL_RAW out[5];
     size_t len = 99;
-    EXPECT_EQ(UcsToUtf8sFast(out, r.bytes, &len, r.in), r.rc) << r.out;
-    EXPECT_EQ(reinterpret_cast<char *>(out), r.out);
-    EXPECT_EQ(len, r.out.size());
+    EXPECT_EQ(UcsToUtf8sFast(out, bytes, &len, in), rc) << text;
+    EXPECT_EQ(reinterpret_cast<char *>(out), text);
+    EXPECT_EQ(len, text.size());
   }
 }
 
@@ -182,14 +171,12 @@ TEST(Ebcdic, TablesAreInverseAndKnownPointsHold) {
     ASSERT_LT(rscpuc2_E2U[b], 256);
     EXPECT_EQ(rscpuc2_U2E[rscpuc2_E2U[b]], b);
   }
-  const struct {
-    unsigned char e;
-    char16_t u;
-  } points[] = {{0x40, u' '},  {0xC1, u'A'}, {0x81, u'a'}, {0xF0, u'0'}, {0x7B, u'#'},
-                {0x25, u'\n'}, {0xAD, u'['}, {0xBD, u']'}, {0x5F, u'^'}, {0x41, 0xA0}};
-  for (const auto &p : points) {
-    EXPECT_EQ(E8ToUc(static_cast<char>(p.e)), p.u) << int(p.e);
-    EXPECT_EQ(static_cast<unsigned char>(B8ToE8(static_cast<char>(p.u))), p.e);
+  const std::tuple<unsigned char, char16_t> points[] = {
+      {0x40, u' '},  {0xC1, u'A'}, {0x81, u'a'}, {0xF0, u'0'}, {0x7B, u'#'},
+      {0x25, u'\n'}, {0xAD, u'['}, {0xBD, u']'}, {0x5F, u'^'}, {0x41, 0xA0}};
+  for (const auto &[e, u] : points) {
+    EXPECT_EQ(E8ToUc(static_cast<char>(e)), u) << int(e);
+    EXPECT_EQ(static_cast<unsigned char>(B8ToE8(static_cast<char>(u))), e);
   }
 }
 

@@ -164,17 +164,14 @@ TEST(ConversionIcuDifferential, ValidTextAgreesWithIcu) {
                      reinterpret_cast<const uint8_t *>(utf16.data() + len16));
     const Buffer b32(reinterpret_cast<const uint8_t *>(text.data()),
                      reinterpret_cast<const uint8_t *>(text.data() + text.size()));
-    const struct {
-      const char *member;
-      const Buffer &in, &out;
-    } pairs[] = {{"Utf8nToUtf16nSubst", b8, b16}, {"Utf8nToUtf16nGD", b8, b16},
-                 {"Utf16nToUtf8n", b16, b8},      {"Utf8nToU4nSubst", b8, b32},
-                 {"U4nToUtf8n", b32, b8},         {"Utf16nToU4n", b16, b32},
-                 {"U4nToUtf16n", b32, b16}};
-    for (const auto &p : pairs) {
-      const Result r = Convert(p.member, p.in, false, p.out.size() / Find(p.member).dst_unit);
-      EXPECT_EQ(r.rc, 0) << p.member;
-      EXPECT_EQ(r.out, p.out) << p.member << " round " << round;
+    const std::tuple<const char *, const Buffer &, const Buffer &> pairs[] = {
+        {"Utf8nToUtf16nSubst", b8, b16}, {"Utf8nToUtf16nGD", b8, b16}, {"Utf16nToUtf8n", b16, b8},
+        {"Utf8nToU4nSubst", b8, b32},    {"U4nToUtf8n", b32, b8},      {"Utf16nToU4n", b16, b32},
+        {"U4nToUtf16n", b32, b16}};
+    for (const auto &[member, in, out] : pairs) {
+      const Result r = Convert(member, in, false, out.size() / Find(member).dst_unit);
+      EXPECT_EQ(r.rc, 0) << member;
+      EXPECT_EQ(r.out, out) << member << " round " << round;
     }
   }
 }

@@ -3,14 +3,7 @@
 #ifndef TESTS_I18N_ZULU16_U16_CONV_TEST_UTIL_H
 #define TESTS_I18N_ZULU16_U16_CONV_TEST_UTIL_H
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
 #include <initializer_list>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "u16_conv_members.h"
 #include "zul_rscp.h"

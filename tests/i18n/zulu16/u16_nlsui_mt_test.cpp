@@ -1,10 +1,5 @@
 // Eight threads make the first classification at the same moment (the loader put back to its
 // state at the start of a process): each may load, and all must answer alike, without a race.
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <thread>
-#include <vector>
 
 #include "i18n/zulu16/nlsui.h"
 #include "zul_u16string.h"

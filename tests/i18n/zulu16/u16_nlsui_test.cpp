@@ -2,7 +2,6 @@
 // in a forked child that starts from the stubs again, with its own environment and its standard
 // error caught in a file. ICU, linked into the test as the oracle, is what the loader must find.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,31 +66,27 @@ TEST(NlsuiLoader, FallsBackToSevenBitsWhenAskedOrWithoutIcu) {
   const std::regex report(
       "ERROR: Non 7-bit character U\\+00E4 encountered in function toupperU {13} \\[nlsui0_mt "
       "\\d+\\] pid = \\d+\nThis is not supported in 7-bit mode\\.\n");
-  const struct {
-    std::vector<std::pair<const char *, const char *>> env;
-    bool request, historic;
-    const char *says;
-  } modes[] = {
-      {{{"NLSUI_7BIT_FALLBACK", "1"}},
-       false,
-       false,
-       "Unicode ctype functions are replaced with 7bit fallback functions\n"},
-      {{}, true, false, "nlsui_set7bitUnicode() is called\n"},
-      {{}, false, true, "Unicode ctype functions are replaced with 7bit fallback functions\n"},
-  };
-  for (const auto &mode : modes) {
-    auto env = mode.env;
-    env.insert(env.end(), {{"NLSUI_TRACE_LEVEL", "low"}, {"NLSUI_INIT_TRACE_LEVEL", "1"}});
+  // The environment, whether nlsui_set7bitUnicode is called, whether the load is historic; the
+  // line that tells why the 7-bit classes are in use.
+  const char *replaced = "Unicode ctype functions are replaced with 7bit fallback functions\n";
+  const std::tuple<const char *, bool, bool, const char *> modes[] = {
+      {"1", false, false, replaced},
+      {nullptr, true, false, "nlsui_set7bitUnicode() is called\n"},
+      {nullptr, false, true, replaced}};
+  for (auto [fallback, request, historic, says] : modes) {
+    std::vector<std::pair<const char *, const char *>> env = {{"NLSUI_TRACE_LEVEL", "low"},
+                                                              {"NLSUI_INIT_TRACE_LEVEL", "1"}};
+    if (fallback) env.push_back({"NLSUI_7BIT_FALLBACK", fallback});
     const auto run = InLoaderChild(
         env,
-        [&] {
-          if (mode.request) nlsui_set7bitUnicode();
+        [request = request] {
+          if (request) nlsui_set7bitUnicode();
           return SevenBitAnswers();
         },
-        mode.historic);
-    EXPECT_EQ(run.status, 0) << mode.says;
+        historic);
+    EXPECT_EQ(run.status, 0) << says;
     EXPECT_TRUE(HasText(run.err, "NLSUI_INIT_TRACE_LEVEL set to 'low'\n")) << run.err;
-    EXPECT_TRUE(HasText(run.err, mode.says)) << run.err;
+    EXPECT_TRUE(HasText(run.err, says)) << run.err;
     EXPECT_TRUE(std::regex_search(run.err, report)) << run.err;
   }
   // Without trace levels the 7-bit classes stay quiet.

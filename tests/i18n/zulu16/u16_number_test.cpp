@@ -1,11 +1,9 @@
 // Number conversion, differentially against the C library on widened ASCII input (the corpus
 // replay of the readers' fuzz target compares more texts), plus the behaviour that is this
 // runtime's own: base errors, Unicode white space, the NaN spellings and the strtod trace.
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cmath>
-#include <cstdlib>
 
 #include "u16_string_test_support.h"
 

@@ -1,13 +1,10 @@
 // Differential test: for every format that both engines read alike, our output is the C library's
 // output, unit for unit, with the same answer. A fixed-seed generator draws about 57000 formats
 // from grids of flags, widths, precisions ('*' included), length modifiers and values.
-#include <gtest/gtest.h>
 
 #include <cfloat>
 #include <climits>
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
 #include <random>
 
 #include "u16_string_test_support.h"

@@ -1,12 +1,9 @@
 // Formatted output: rendering rules of our own (16-bit %s, "(null)", "(nil)"), the limits,
 // answers and terminators of each member, the argument check, unknown conversions, %n, file
 // targets, values beyond the inline buffer, and the 8-bit bounded forms.
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <functional>
 
 #include "u16_string_test_support.h"
 #include "zul_u16printf.h"
@@ -69,34 +66,31 @@ TEST(U16PrintfFormat, OwnRenderingRules) {
 TEST(U16PrintfLimits, AnswersAndTerminatorsOfEachMember) {
   using Member = int (*)(ZUL_UTF16 *, size_t, const ZUL_UTF16 *, ...);
   const Member n = snprintfU16, s = sprintf_sU16, ns = snprintf_sU16;
-  const struct {
-    Member member;
-    size_t count;
-    const char16_t *format, *a, *b;
-    int answer;
-    std::u16string text;  // up to the terminator
-  } cases[] = {
-      // A 10-unit result in a count of 4: three units and a terminator. How the three members
-      // answer a cut output, and a count of 0, the format fuzz target asserts on its corpus.
-      {n, 4, u"0123456789%s%s", u"", u"", 10, u"012"},
-      // Exactly as many units as the count: the last one gives way to the terminator; one unit
-      // less fits whole.
-      {s, 4, u"%s%s", u"ab", u"cd", -1, u"abc"},
-      {s, 4, u"%s%s", u"a", u"bc", 3, u"abc"},
-      // The output stops after the piece that filled the buffer: the second string isn't counted.
-      {n, 4, u"%s%s", u"12345", u"67890", 5, u"123"},
-      // A count of 1 holds only the terminator.
-      {ns, 1, u"%s%s", u"ab", u"cd", 0, u""},
-      // The empty format still terminates.
-      {n, 4, u"", u"", u"", 0, u""},
-      // An unknown conversion keeps and terminates the text before it.
-      {s, 16, u"ab%s%Q", u"x", u"", -1, u"abx"},
-      {ns, 16, u"%s%", u"x", u"", -1, u"x"},
-  };
-  for (const auto &c : cases) {
+  // Member, count, format and its two arguments; the answer and the text up to the terminator.
+  const std::tuple<Member, size_t, const char16_t *, const char16_t *, const char16_t *, int,
+                   std::u16string>
+      cases[] = {
+          // A 10-unit result in a count of 4: three units and a terminator. How the three members
+          // answer a cut output, and a count of 0, the format fuzz target asserts on its corpus.
+          {n, 4, u"0123456789%s%s", u"", u"", 10, u"012"},
+          // Exactly as many units as the count: the last one gives way to the terminator; one unit
+          // less fits whole.
+          {s, 4, u"%s%s", u"ab", u"cd", -1, u"abc"},
+          {s, 4, u"%s%s", u"a", u"bc", 3, u"abc"},
+          // The output stops after the piece that filled the buffer: the second string isn't
+          // counted.
+          {n, 4, u"%s%s", u"12345", u"67890", 5, u"123"},
+          // A count of 1 holds only the terminator.
+          {ns, 1, u"%s%s", u"ab", u"cd", 0, u""},
+          // The empty format still terminates.
+          {n, 4, u"", u"", u"", 0, u""},
+          // An unknown conversion keeps and terminates the text before it.
+          {s, 16, u"ab%s%Q", u"x", u"", -1, u"abx"},
+          {ns, 16, u"%s%", u"x", u"", -1, u"x"}};
+  for (auto [member, count, format, a, b, answer, text] : cases) {
     Buffer buffer;
-    EXPECT_EQ(c.member(buffer.units, c.count, c.format, c.a, c.b), c.answer) << &c - cases;
-    EXPECT_EQ(buffer.Text(), c.text) << &c - cases;
+    EXPECT_EQ(member(buffer.units, count, format, a, b), answer) << "count " << count;
+    EXPECT_EQ(buffer.Text(), text) << "count " << count;
   }
 }
 
@@ -132,8 +126,7 @@ TEST(U16PrintfArgs, CheckArgs) {
       {[] { return snprintfU16(nullptr, 8, u"x"); }, -1, EBADF},
       {[] { return snprintfU16(nullptr, 0, u"x"); }, 0, 0},  // no target, no limit: nothing to do
       {[=] { return sprintfU16(out, nullptr); }, -1, EINVAL},
-      {[] { return snprintf_sRFB(nullptr, 4, "x"); }, -1, EBADF},
-  };
+      {[] { return snprintf_sRFB(nullptr, 4, "x"); }, -1, EBADF}};
   for (const auto &c : cases) {
     errno = 0;
     EXPECT_EQ(c.call(), c.answer) << "case " << &c - cases;
@@ -201,26 +194,22 @@ TEST(U16PrintfHuge, WidthsAndPrecisionsBeyondTheInlineBuffer) {
 }
 
 TEST(RfbPrintf, BoundsAroundTheLibrary) {
-  const struct {
-    bool sprintf_s;
-    size_t size;
-    const char *arg;
-    int answer;
-    const char *text;  // "#" for untouched
-  } cases[] = {{false, 4, "0123456789", 4, "012"},
-               {false, 8, "42", 2, "42"},
-               {false, 0, "42", 0, "#"},
-               {true, 4, "0123456789", -1, ""},
-               {true, 4, "0123", -1, ""},
-               {true, 4, "012", 3, "012"},
-               {true, 0, "1", -1, "#"}};
-  for (const auto &c : cases) {
+  // sprintf_sRFB or snprintf_sRFB, size and argument; the answer and the text ("#": untouched).
+  const std::tuple<bool, size_t, const char *, int, const char *> cases[] = {
+      {false, 4, "0123456789", 4, "012"},
+      {false, 8, "42", 2, "42"},
+      {false, 0, "42", 0, "#"},
+      {true, 4, "0123456789", -1, ""},
+      {true, 4, "0123", -1, ""},
+      {true, 4, "012", 3, "012"},
+      {true, 0, "1", -1, "#"}};
+  for (auto [sprintf_s, size, arg, answer, text] : cases) {
     char buffer[8] = "#";
-    const int answer = c.sprintf_s ? sprintf_sRFB(buffer, c.size, "%s", c.arg)
-                                   : snprintf_sRFB(buffer, c.size, "%s", c.arg);
-    EXPECT_EQ(answer, c.answer) << c.arg << " in " << c.size;
-    EXPECT_TRUE((c.answer < 0 && c.size > 0) || std::string(buffer) == c.text)
-        << c.arg << " in " << c.size;
+    EXPECT_EQ(
+        sprintf_s ? sprintf_sRFB(buffer, size, "%s", arg) : snprintf_sRFB(buffer, size, "%s", arg),
+        answer)
+        << arg << " in " << size;
+    EXPECT_TRUE((answer < 0 && size > 0) || std::string(buffer) == text) << arg << " in " << size;
   }
 }
 

@@ -2,11 +2,8 @@
 // relative to the 8-byte words that the scans read, odd addresses included; the bounded copies,
 // 16-bit and 8-bit forms alike; allocation in units, the checked copies and the 8-bit case
 // functions.
-#include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <functional>
 
 #include "u16_string_test_support.h"
 
@@ -199,8 +196,7 @@ TYPED_TEST(Bounded, EachFormFitsFromItsSizeOn) {
       {"cat", "ab", 7, "abcdef", [&](Unit *d, size_t n) { return F::cat(d, n, cdef.c_str()); }},
       {"ncat 2", "ab", 5, "abcd",
        [&](Unit *d, size_t n) { return F::ncat(d, n, cdef.c_str(), 2); }},
-      {"mem 4", "", 4, "abc", [&](Unit *d, size_t n) { return F::mem(d, n, abc.c_str(), 4); }},
-  };
+      {"mem 4", "", 4, "abc", [&](Unit *d, size_t n) { return F::mem(d, n, abc.c_str(), 4); }}};
   for (const auto &r : rows) {
     for (size_t size = 0; size <= 7; ++size) {
       SCOPED_TRACE(testing::Message() << r.name << " size " << size);

@@ -6,10 +6,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <string>
-#include <vector>
-
 #include "zul_u16string.h"
 #include "zul_u16trace.h"
 
@@ -98,6 +94,7 @@ class TraceCapture {
     u16_trace_level = saved_level_;
   }
   const std::vector<std::u16string> &Messages() const { return messages(); }
+  void Clear() { messages().clear(); }
   // How many messages start with the given 8-bit text.
   int Count(const std::string &text) const {
     int n = 0;

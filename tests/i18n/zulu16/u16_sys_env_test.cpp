@@ -1,10 +1,5 @@
 // The process's environment and command line: the tables behind getenvU16 and putenvU16, and
 // getoptU over 16-bit argument vectors.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "i18n/zulu16/u16_env.h"
 #include "u16_string_test_support.h"
@@ -130,8 +125,7 @@ TEST(GetoptU, FollowsTheSystemRules) {
       {{u"prog", u"-b"}, u"b:", {{'?', u""}}, 2, "prog: option requires an argument -- b\n"},
       // A leading colon silences both messages.
       {{u"prog", u"-b"}, u":b:", {{':', u""}}, 2, ""},
-      {{u"prog", u"-x"}, u":a", {{'?', u""}}, 2, ""},
-  };
+      {{u"prog", u"-x"}, u":a", {{'?', u""}}, 2, ""}};
   for (const Case &c : cases) {
     SCOPED_TRACE(testing::Message()
                  << "case with " << c.args.size() << " words, stderr " << c.stderr_text);

@@ -1,11 +1,6 @@
 // The XDR string filter on 16-bit text, through the C library's own memory streams.
-#include <gtest/gtest.h>
 
 #include <dlfcn.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <string>
 
 #include "zul_u16sys.h"
 
@@ -23,7 +18,9 @@ TEST(XdrStringU16, EncodesUtf8AndDecodesBack) {
   create(xdrs, wire, sizeof wire, 0);
   ASSERT_EQ(xdr_stringU16(xdrs, &p, 32), 1);
   // A big-endian length, then the UTF-8 bytes, padded to four.
-  const char expected[] = "\0\0\0\x0bGr\xc3\xbc\xc3\x9f" "e \xe2\x98\xba";
+  const char expected[] =
+      "\0\0\0\x0bGr\xc3\xbc\xc3\x9f"
+      "e \xe2\x98\xba";
   EXPECT_EQ(std::memcmp(wire, expected, 16), 0);
 
   create(xdrs, wire, sizeof wire, 1);

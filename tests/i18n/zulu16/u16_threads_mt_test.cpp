@@ -2,13 +2,8 @@
 // buffer per thread; each thread keeps its own volatile results, and the first failures of a
 // source file, reported at the same time, agree on its module name; the environment tables and
 // the per-thread result records of the system wrappers.
-#include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "zul_rscp.h"
 #include "zul_thr.h"

@@ -1,9 +1,6 @@
 // The word-at-a-time scans never read past the aligned word that holds a string's terminator:
 // strings that end right before an inaccessible page are read and written without a fault, at
 // even and at odd addresses.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 
 #include "u16_string_test_support.h"
 
