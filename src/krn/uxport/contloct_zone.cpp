@@ -1,10 +1,11 @@
 // Mode 1's knowledge of the zone: its offsets, found once, and the switches around the last time
 // asked for, found by search and kept until a time outside them comes.
 //
-// Nothing here takes a lock. Threads that race may each read the zone or search the switches, and
-// find the same. The switches are published as one record under a sequence count: a reader that
-// sees the count move, or odd, searches for itself, and a thread that finds another publishing
-// keeps its own result, so no one ever uses a mix of two records.
+// Apart from the short read of the C library's zone globals, nothing here takes a lock. Threads
+// that race may each read the zone or search the switches, and find the same. The switches are
+// published as one record under a sequence count: a reader that sees the count move, or odd,
+// searches for itself, and a thread that finds another publishing keeps its own result, so no one
+// ever uses a mix of two records.
 //
 // The sequence count is built from ordered accesses of the atomics themselves, with no separate
 // fence, so that a race checker sees every ordering it relies on. The writer makes the count odd,
@@ -13,6 +14,7 @@
 // count, or a later one, when it loads the count again, and throws its copy away.
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "krn/uxport/contloct.h"
 
@@ -32,6 +34,9 @@ constexpr ZUL_UTF16 kNoSwitchOuter[] =
 
 // The zone, read on first use. zone_ready is set last, with release order.
 std::atomic<bool> zone_ready{false};
+// tzset guards the C library's zone globals with a lock of its own that a race checker cannot see:
+// first readers in several threads take this one around it too, and call nothing else under it.
+std::mutex zone_globals_lock;
 std::atomic<long> zone_offset{0};
 std::atomic<long> dst_offset{0};
 // The zone has DST; cleared for good when its switches can't be found.
@@ -112,13 +117,17 @@ int FindSwitch(time_t t, int direction, time_t *found) {
 
 // The zone's offsets, from the clock now. False when localtime_r fails.
 bool ReadZoneOffsets() {
-  tzset();
   time_t now = time(nullptr);
-  struct tm utc;
-  if (gmtime_r(&now, &utc) == nullptr) return false;
-  utc.tm_isdst = 0;  // read UTC's reading as local standard time
-  zone_offset.store(static_cast<long>(mktime(&utc) - now), std::memory_order_relaxed);
-  bool has_dst = daylight != 0;
+  bool has_dst;
+  {
+    std::lock_guard<std::mutex> guard(zone_globals_lock);
+    tzset();
+    struct tm utc;
+    if (gmtime_r(&now, &utc) == nullptr) return false;
+    utc.tm_isdst = 0;  // read UTC's reading as local standard time
+    zone_offset.store(static_cast<long>(mktime(&utc) - now), std::memory_order_relaxed);
+    has_dst = daylight != 0;
+  }
   long shift = 0;
   time_t next;
   if (has_dst) {
