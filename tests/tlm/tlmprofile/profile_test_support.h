@@ -3,13 +3,9 @@
 #ifndef TESTS_TLM_TLMPROFILE_PROFILE_TEST_SUPPORT_H
 #define TESTS_TLM_TLMPROFILE_PROFILE_TEST_SUPPORT_H
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
 #include <optional>
-#include <string>
 
 #include "i18n/zulu16/zulstring.h"
 #include "tlm/tlmprofile/tlmparameterloader.h"
