@@ -4,11 +4,7 @@
 #ifndef TESTS_TLM_METRICS_TEST_SUPPORT_H
 #define TESTS_TLM_METRICS_TEST_SUPPORT_H
 
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <utility>
-#include <vector>
 
 #include "agent_sink.h"
 #include "tlm/tlmcontextcachemanager.h"

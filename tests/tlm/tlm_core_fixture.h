@@ -4,21 +4,12 @@
 #ifndef TESTS_TLM_TLM_CORE_FIXTURE_H
 #define TESTS_TLM_TLM_CORE_FIXTURE_H
 
-#include <gtest/gtest.h>
-
 #include <array>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "agent_sink.h"
 #include "epp_start.h"
 #include "metrics_test_support.h"
 #include "tlm.h"
-#include "tlm/tlmcontextcachemanager.h"
 #include "tlm/tlmmtcontext.h"
-#include "tlm/tlmrecordsectioncachemanager.h"
 #include "trace_capture.h"
 
 namespace core_test {

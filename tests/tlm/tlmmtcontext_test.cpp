@@ -1,6 +1,8 @@
 // The transaction context: identity from passports, thresholds, the stack discipline, trace size,
-// trace triggers and outgoing passports.
+// trace triggers and outgoing passports; and the registry's sweep of contexts.
 #include "tlm/tlmmtcontext.h"
+
+#include "tlm/tlmcontextcachemanager.h"
 
 #include "passport_bytes.h"
 #include "tlm/tlmmtrecord.h"
@@ -144,7 +146,7 @@ TEST_F(CMTContextTest, TraceSizeAndPairs) {
 }
 
 // The component limits stop the collection, for a context that traces and for one that keeps a
-// stack for promotion; a large trace is cut at the next end of an inner record.
+// stack for promotion.
 TEST_F(CMTContextTest, CollectionStops) {
   for (const char16_t *tracing : {u"1", u"0"}) {
     Configure({{u"trace_enabled_via_em", tracing},
@@ -160,11 +162,6 @@ TEST_F(CMTContextTest, CollectionStops) {
     context.endTiming(context.startTiming(u"A|op", 1));
     EXPECT_EQ(context.getStackDepth(), 5u);
   }
-  Configure({{u"trace_enabled_via_em", u"1"}, {u"tracesize_threshold", u"10000"}});
-  CMTContext large(Now());
-  large.startTiming(u"A|op", 1);
-  large.endTiming(large.startTiming(u"B|" + std::u16string(10000, u'x'), 1));
-  EXPECT_FALSE(large.isTraceActive());
 }
 
 TEST_F(CMTContextTest, ALongTransactionIsPromotedOnlyWhenNotTracing) {
@@ -180,6 +177,54 @@ TEST_F(CMTContextTest, ALongTransactionIsPromotedOnlyWhenNotTracing) {
     context.endTiming(b);
     EXPECT_EQ(context.isPromtedTraceSent(), !context.isTransTrace());
   }
+}
+
+std::unique_ptr<CMTContext> NewContext(const zulstring &passport = u"") {
+  return std::make_unique<CMTContext>(tlmlibrary::CurrentSettings(), passport);
+}
+
+// Idle and age are set back from now; the margins keep the time the sweep itself takes out.
+TEST_F(CMTContextTest, RegistrySweep) {
+  Configure({{u"auto_transaction_trace_threshold", u"60"}});
+  // Session, passport ("*1000": tracing), records (0: initial; 2: the second given up), idle and
+  // age in ms, whether a thread is inside it, whether the sweep keeps it and promotes it.
+  const std::tuple<const char16_t *, const char16_t *, uint16_t, uint32_t, uint32_t, bool, bool,
+                   bool>
+      cases[] = {
+      {u"empty, young", u"", 0, 1000, 1000, false, true, false},
+      {u"empty, old", u"", 0, 3000, 3000, false, false, false},
+      {u"open zombie", u"", 1, 50000, 50000, false, false, false},
+      {u"terminated zombie", u"", 2, 50000, 50000, false, false, false},
+      {u"zombie in use", u"", 1, 50000, 50000, true, true, false},
+      {u"due for promotion", u"", 1, 6000, 70000, false, true, true},
+      {u"in a call", u"", 1, 4000, 70000, false, true, false},
+      {u"too young", u"", 1, 6000, 50000, false, true, false},
+      {u"tracing", u"*1000", 1, 6000, 70000, false, true, false},
+  };
+  uint32_t now = TLMPlatformHelper::GetServerTime();
+  auto before = [now](uint32_t ms) { return TLMPlatformHelper::GetServerTimeDiff(now, ms); };
+  std::vector<CContextRef> inUse;
+  for (const auto &[session, passport, records, idle, age, held, kept, promoted] : cases) {
+    CContextRef context = Registry()->pushContextToCache(session, NewContext(passport));
+    if (records > 0) context->startTiming(u"A|op", 1);
+    if (records > 1) context->terminateTimingAll();
+    context->setLastUsedTimestamp(before(idle));
+    context->setCreatedTimestamp(before(age));
+    if (held) inUse.push_back(std::move(context));
+  }
+  trace_.Clear();
+  Registry()->removeZombieContexts(40000, 2000);
+  inUse.clear();
+  for (const auto &[session, passport, records, idle, age, held, kept, promoted] : cases) {
+    CContextRef context = Registry()->getContextByID(session);
+    EXPECT_EQ(static_cast<bool>(context), kept) << tlm_test::Utf8(session);
+    EXPECT_EQ(context && context->isPromtedTraceSent(), promoted);
+  }
+  EXPECT_EQ(Resource(u"~Empty Context Count")->getCurrentValue(), 1);
+  EXPECT_EQ(Resource(u"~Zombie Context Count")->getCurrentValue(), 2);
+  std::u16string text = trace_.Text();
+  EXPECT_NE(text.find(u"Empty context detected\n"), std::u16string::npos);
+  EXPECT_NE(text.find(u"Zombie context detected\n"), std::u16string::npos);
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
 #include "tlm/tlmmtdatasendingfileagent.h"
 
-#include <sys/resource.h>
-
-#include <csignal>
-
 #include "metrics_test_support.h"
-#include "tlm.h"
 #include "tlmprofile/profile_test_support.h"
 #include "trace_capture.h"
 
@@ -72,32 +67,16 @@ TEST_F(FileAgentTest, AppendsEachTextAsItStands) {
 // Each text that can't go to the log file goes to the working directory, with the message each
 // time.
 TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
-  struct Case {
-    const char *what;
-    std::string logdir;  // below a fresh temporary directory
-    void (*prepare)(const std::string &base);
-  } cases[] = {
-      {"missing", "/missing", [](const std::string &) {}},
-      {"below a file", "/file", [](const std::string &b) { std::ofstream(b + "/file") << "x"; }},
-      {"log file is a directory", "",
-       [](const std::string &b) { std::filesystem::create_directory(b + "/A_B_mtdata.log"); }},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.what);
-    TempDir base;
-    const std::string logdir = base.path() + c.logdir;
-    c.prepare(base.path());
-    Use(logdir, u"A|B");
-    TempDir work;
-    ScopedCwd cwd(work.path());
-    trace_.Clear();
-    agent_->sendData(u"one\n");
-    agent_->sendData(u"two\n");
-    EXPECT_EQ(ReadBytes(work.File("A|B_mtdata.log")), "one\ntwo\n");
-    const std::u16string line = trace_.ThreadPrefix() + kSwitchMessage + Utf16(logdir) +
-                                u"/A_B_mtdata.log could not be opened!";
-    EXPECT_EQ(trace_.Lines(), std::vector<std::u16string>(2, line));
-  }
+  const std::string logdir = logdir_.File("missing");
+  Use(logdir, u"A|B");
+  TempDir work;
+  ScopedCwd cwd(work.path());
+  agent_->sendData(u"one\n");
+  agent_->sendData(u"two\n");
+  EXPECT_EQ(ReadBytes(work.File("A|B_mtdata.log")), "one\ntwo\n");
+  const std::u16string line = trace_.ThreadPrefix() + kSwitchMessage + Utf16(logdir) +
+                              u"/A_B_mtdata.log could not be opened!";
+  EXPECT_EQ(trace_.Lines(), std::vector<std::u16string>(2, line));
 }
 
 // Neither file opens: the text is lost, with an error. Each next text tries both again.
@@ -115,56 +94,6 @@ TEST_F(FileAgentTest, EachTextTriesTheConfiguredDirectoryAndTheWorkingDirectoryA
   agent_->sendData(u"late\n");
   EXPECT_EQ(ReadBytes(logdir_.File("later/App_mtdata.log")), "late\n");
   EXPECT_EQ(tlm_test::Count(trace_.Text(), u"*** ERROR => "), 1u);
-}
-
-// Sets the file size limit of the process, with the host's default action for SIGXFSZ (which would
-// end it), and answers the limit it replaced, or 0 when it can't be set.
-rlim_t LimitFileSize(rlim_t bytes) {
-  signal(SIGXFSZ, SIG_DFL);
-  rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
-  const rlim_t old = limit.rlim_cur;
-  limit.rlim_cur = bytes;
-  return setrlimit(RLIMIT_FSIZE, &limit) == 0 ? old : 0;
-}
-
-// The file size limit stands in for a full disk. A host with a limit of 20 KiB and the default
-// action for SIGXFSZ times 20,000 traced transactions, then lifts the limit and times one more.
-// Answers 0, or the step that failed.
-int TraceBeyondTheFileSizeLimit(const std::string &logdir) {
-  const rlim_t old = LimitFileSize(20480);
-  if (old == 0) return 1;
-  const std::u16string dir = Utf16(logdir);
-  const ZUL_UTF16 *pairs[][2] = {{u"logdir", dir.c_str()}, {u"datasending_method", u"file"}};
-  TLM_ProcInitWithParam(u"Limit", 0, 2, pairs);
-  for (int i = 1; i <= 20000; ++i) {
-    TLM_initContext(u"*1000");
-    TLM_endTiming(TLM_startTiming(u"Cart", u"add", 1));
-    if (i % 2000 == 0) TLM_outputMetricData();
-  }
-  if (LimitFileSize(old) == 0) return 2;
-  TLM_endTiming(TLM_startTiming(u"After", u"limit", 1));
-  TLM_ProcExit();
-  return 0;
-}
-
-// A started library sends its texts through file agents unless the socket is chosen. Both the log
-// file and the library's trace file reach the limit; the host lives on, each write fails in the
-// middle of its text, which is lost, the trace tells of the lost texts, and once the limit is
-// lifted the next text follows the cut one.
-TEST(FileAgentStarted, FileSizeLimitCostsTextsNotTheHost) {
-  TempDir logdir;
-  EXPECT_EXIT(_exit(TraceBeyondTheFileSizeLimit(logdir.path())), ::testing::ExitedWithCode(0), "");
-  const std::string log = logdir.File("Limit_mtdata.log");
-  const std::string bytes = ReadBytes(log);
-  ASSERT_GT(bytes.size(), 20480u);
-  EXPECT_NE(bytes.find("<event resource=\"Cart|add\""), std::string::npos);
-  EXPECT_EQ(bytes[20480], '<');
-  EXPECT_NE(bytes.find("After|limit", 20480), std::string::npos);
-  const std::u16string trace = tlm_test::ReadUtf8File(logdir.File("Limit_tlm.trc"));
-  EXPECT_NE(trace.find(u"Metric data could not be written to log file " + Utf16(log)),
-            std::u16string::npos)
-      << tlm_test::Utf8(trace);
 }
 
 }  // namespace

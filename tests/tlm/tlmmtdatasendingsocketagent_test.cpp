@@ -162,44 +162,4 @@ TEST_F(SocketAgentTest, OutagesAreReportedOnceAndRecoveredAtTheNextCheck) {
   EXPECT_EQ(TcpPeer::ReadFor(fd, 200), "two\n");
 }
 
-// Fills a listener's accept queue so that the next connect gets no answer and waits.
-std::vector<int> FillBacklog(uint16_t port) {
-  std::vector<int> fds;
-  for (int i = 0; i < 8; ++i) {
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = htons(port);
-    connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
-    fds.push_back(fd);
-    pollfd p{fd, POLLOUT, 0};
-    if (poll(&p, 1, 100) == 0) break;  // this one waits: the queue is full
-  }
-  return fds;
-}
-
-// Five agents, one refusing and one with a full queue: the three live ones get the same bytes,
-// and a check costs at most one time-out for the one that doesn't answer.
-TEST_F(SocketAgentTest, LiveAgentsGetIdenticalStreamsBesideDeadOnes) {
-  TcpPeer live[3];
-  TcpPeer full(0);
-  uint16_t refused;
-  { refused = TcpPeer().Port(); }
-  std::vector<int> queued = FillBacklog(full.Port());
-  CMTDataSendingSocketAgent &agent =
-      MakeFor({live[0].Port(), refused, live[1].Port(), full.Port(), live[2].Port()}, u"300");
-  const auto begin = std::chrono::steady_clock::now();
-  EXPECT_TRUE(agent.checkStatus());
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300 + 400));
-  EXPECT_EQ(agent.connectionFlags(), (std::vector<uint16_t>{1, 0, 1, 0, 1}));
-  for (const char16_t *text : {u"m 1\n", u"t \u00fc\n", u"m 2\n"}) agent.sendData(text);
-  for (TcpPeer &peer : live) {
-    const int fd = peer.Accept(1000);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(TcpPeer::ReadFor(fd, 200), "m 1\nt \xc3\xbc\nm 2\n");
-  }
-  for (int fd : queued) close(fd);
-}
-
 }  // namespace

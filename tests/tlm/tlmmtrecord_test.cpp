@@ -1,11 +1,16 @@
+// Timing, stat and resource records: what is counted, and the metric texts.
 #include "tlm/tlmmtrecord.h"
 
 #include "metrics_test_support.h"
+#include "tlm/tlmmtresourcerecord.h"
 #include "tlm/tlmmtstatrecord.h"
 #include "tlm/tlmplatformhelper.h"
 #include "trace_capture.h"
 
 namespace {
+
+using metrics_test::MetricsTest;
+using tlm_test::Utf8;
 
 class TimingRecord : public metrics_test::MetricsTest {
  protected:
@@ -69,30 +74,10 @@ TEST_F(TimingRecord, ScopeTraceAndEndingDecideWhatIsCounted) {
   }
 }
 
-TEST_F(TimingRecord, SkipListedNamesAreSampledOnlyBelowTheThreshold) {
-  const std::tuple<const char16_t *, bool, Counts> cases[] = {
-      {u"500", true, {0, 1, 0, 1}},
-      {u"0", true, {0, 0, 0, 0}},
-      {u"0", false, {0, 1, 0, 0}},  // the stop of an out-of-order end runs anyway
-  };
-  for (const auto &[threshold, timeStat, after] : cases) {
-    Start({{u"perf_metric_scope", u"1"},
-           {u"skip_times_in_names", u"Poll"},
-           {u"skip_times_below_threshold", threshold}});
-    CMTRecord record(u"Poll|wait", 1, nullptr, false, &Settings());
-    record.startTiming();
-    record.endTiming(timeStat);
-    EXPECT_EQ(Read(Stat(u"Poll|wait")), after) << tlm_test::Utf8(threshold) << timeStat;
-  }
-}
-
 TEST_F(TimingRecord, NetTimeOfAParentLeavesOutItsChildren) {
   // scope, traced, whether net times are kept.
-  const std::tuple<const char16_t *, bool, bool> cases[] = {{u"1", false, false},
-                                                            {u"2", false, true},
-                                                            {u"3", false, false},
-                                                            {u"4", false, true},
-                                                            {u"0", true, true}};
+  const std::tuple<const char16_t *, bool, bool> cases[] = {
+      {u"1", false, false}, {u"2", false, true}, {u"0", true, true}};
   for (const auto &[scope, traced, net] : cases) {
     Start({{u"perf_metric_scope", scope}});
     CMTRecord parent(u"P|op", 1, nullptr, traced, &Settings());
@@ -125,6 +110,133 @@ TEST_F(TimingRecord, ComponentThatSpansASwitchEndsInTheNewSection) {
   // An offset across the clock's wrap is positive.
   record.calculateOffset(static_cast<int32_t>(record.getStartTimestamp() + 10));
   EXPECT_EQ(record.getOffset(), TLMPlatformHelper::kServerTimePeriod - 10);
+}
+
+// The record's lines for agent type 2, with the settings in force.
+std::u16string RecordText(const CMTStatRecord &record) {
+  return record.toMetricString(2, *tlmlibrary::CurrentSettings());
+}
+
+std::u16string Line(const std::u16string &label, const std::u16string &rest) {
+  return u"<metric type=\"IntAverage\" name=\"ZUL_TLM|Login:" + label + u"\" value=\"" + rest +
+         u"\" />\n";
+}
+
+class StatRecordText : public MetricsTest {};
+
+TEST_F(StatRecordText, ScopeBitsSelectLinesInFixedOrder) {
+  const std::u16string active = Line(u"Active Counter", u"2");
+  const std::u16string elapsed =
+      Line(u"Avg. Elapsed Time(ms)", u"21\" max=\"40\" min=\"3\" count=\"3");
+  const std::u16string all =
+      active + Line(u"Finished Counter", u"1") + Line(u"Finished with undefined state", u"-1") +
+      Line(u"Exception Counter", u"2") + elapsed +
+      Line(u"Avg. CPU Time(us)", u"2000\" max=\"3000\" min=\"1000\" count=\"3") +
+      // The net elapsed line shows the CPU average.
+      Line(u"Avg. Net Elapsed Time(ms)", u"2000\" max=\"30\" min=\"2\" count=\"3") +
+      Line(u"Avg. Net CPU Time(us)", u"400\" max=\"700\" min=\"100\" count=\"3");
+  const std::pair<const char16_t *, std::u16string> cases[] = {
+      {u"0", elapsed}, {u"1", active + elapsed}, {u"127", all}};
+  for (const auto &[scope, text] : cases) {
+    Start({{u"perf_metric_scope", scope}});
+    CMTStatRecord record(u"Login");
+    for (int i = 0; i < 4; ++i) record.start();
+    record.calStatRecord(40, 1000, 30, 700);
+    record.calStatRecord(3, 2000, 2, 100);
+    record.calStatRecord(20, 3000, 15, 400);
+    record.stop();
+    record.terminate();
+    EXPECT_EQ(RecordText(record), text) << Utf8(scope);
+  }
+}
+
+TEST_F(StatRecordText, RequiredQuirksOfTheValuesAndThePrefix) {
+  Start({{u"perf_metric_scope", u"127"}, {u"skip_times_in_names", u"Health"}});
+  // Without samples only the counters can show: a termination alone is an undefined end.
+  CMTStatRecord aborted(u"Login");
+  aborted.terminate();
+  EXPECT_EQ(RecordText(aborted), Line(u"Finished with undefined state", u"1"));
+  // A component of a skip-listed name is never shown as active.
+  CMTStatRecord skipped(u"Health|ping");
+  skipped.start();
+  EXPECT_EQ(RecordText(skipped), u"");
+  // The net elapsed line shows only the low 32 bits of the CPU average.
+  CMTStatRecord wide(u"Wide");
+  wide.calStatRecord(1, 0x100000005LL, 1, 7);
+  wide.stop();
+  std::u16string text = RecordText(wide);
+  EXPECT_NE(text.find(u"Avg. CPU Time(us)\" value=\"4294967301\""), std::u16string::npos);
+  EXPECT_NE(text.find(u"Avg. Net Elapsed Time(ms)\" value=\"5\""), std::u16string::npos);
+  // The elapsed average is an unsigned 32-bit division, shown as signed.
+  CMTStatRecord negative(u"Negative");
+  negative.calStatRecord(-10, 0, 0, 0);
+  negative.calStatRecord(-10, 0, 0, 0);
+  EXPECT_NE(RecordText(negative).find(u"value=\"2147483638\" max=\"0\" min=\"-10\""),
+            std::u16string::npos);
+
+  CProcessSettings identity;
+  identity.componentName = u"A|B";
+  identity.pidString = CProcessSettings::PIDText(123);
+  identity.instancePrefix = u"I1";
+  EXPECT_NE(aborted.toMetricString(0, identity).find(u"name=\"ZUL_TLM|A|B_123|I1|Login:"),
+            std::u16string::npos);
+}
+
+// initial, current, high, low, update count, keep value.
+typedef std::tuple<int64_t, int64_t, int64_t, int64_t, uint32_t, bool> Numbers;
+
+Numbers Read(const CMTResourceRecord &r) {
+  return {r.getInitialValue(), r.getCurrentValue(), r.getHighWatermark(),
+          r.getLowWatermark(), r.getUpdateCount(),  r.getKeepValue()};
+}
+
+// Changes through the exported functions, and a per-interval record's clear, are tested with them
+// and with the ring of sections.
+TEST(ResourceRecord, ReportsAndClears) {
+  typedef std::function<void(CMTResourceRecord &)> Steps;
+  const std::tuple<const char *, Steps, Numbers> cases[] = {
+      {"a first value of 0 leaves the record unset: the next one wipes the watermarks",
+       [](CMTResourceRecord &r) { r.iniValue(0, true), r.iniValue(5, true); },
+       {5, 5, 5, 5, 2, true}},
+      {"a report takes the watermarks as given, later ones widen them",
+       [](CMTResourceRecord &r) {
+         r.reportValue(7, 9, 2, 5, false), r.reportValue(3, 8, 1, 2, true);
+       },
+       {7, 3, 9, 1, 7, true}},
+      {"changes wrap at the type limits",
+       [](CMTResourceRecord &r) {
+         r.decValue(INT64_MIN), r.incValue(INT64_MAX), r.incValue(INT64_MAX);
+       },
+       {0, INT64_MAX - 1, INT64_MAX - 1, INT64_MIN, 1, true}},
+      {"a clear keeps the value and restarts the watermarks at it",
+       [](CMTResourceRecord &r) { r.iniValue(10, true), r.decValue(15), r.clear(); },
+       {10, -5, -5, -5, 0, true}},
+  };
+  for (const auto &[label, steps, want] : cases) {
+    CMTResourceRecord record(u"r");
+    steps(record);
+    EXPECT_EQ(Read(record), want) << label;
+    // Updated, unless cleared with its value kept.
+    EXPECT_EQ(record.isUpdated(), !std::get<5>(want) || std::get<4>(want) != 0) << label;
+  }
+}
+
+class ResourceRecordText : public metrics_test::MetricsTest {};
+
+TEST_F(ResourceRecordText, ByAgentTypeAndKeepValue) {
+  Start();
+  CMTResourceRecord kept(u"Pool");
+  kept.iniValue(10, true);
+  kept.incValue(5);
+  kept.decValue(8);
+  kept.addKpiValue(u"waits", 3);
+  kept.addKpiValue(u"busy", -2);
+  kept.addKpiValue(u"waits", 4);
+  // Agent type 2 is the exported functions' test; type 1 shows no indicators.
+  EXPECT_EQ(kept.toMetricString(1, *tlmlibrary::CurrentSettings()),
+            u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Current Value\" value=\"7\" />\n"
+            u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:High Watermark\" value=\"15\" />\n"
+            u"<metric type=\"LongCounter\" name=\"ZUL_TLM|Pool:Low Watermark\" value=\"7\" />\n");
 }
 
 }  // namespace

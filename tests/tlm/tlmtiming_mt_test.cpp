@@ -8,7 +8,7 @@ namespace {
 
 using core_test::StartedTest;
 
-constexpr int kThreads = 8;
+constexpr int kThreads = 4;
 constexpr int kTransactions = 2000;
 const char16_t *const kComponents[] = {u"Outer", u"Middle", u"Inner"};
 
@@ -81,7 +81,7 @@ TEST_F(TLMTimingConcurrency, ConservationUnderForcedSwitches) {
 // Stopping while other threads still call is the application's error; the calls already inside
 // finish before anything is freed, and later ones do nothing.
 TEST_F(TLMTimingConcurrency, StopWhileThreadsCall) {
-  for (int round = 0; round < 5; ++round) {
+  for (int round = 0; round < 2; ++round) {
     if (round > 0) StartCounting();
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
