@@ -82,41 +82,35 @@ class DispatcherThreadsTest : public core_test::StartedTest {
   }
 };
 
-const std::u16string kTraceTimerOk = u"TLM trace timer thread is successfully triggered";
-const std::u16string kTraceAgentOk = u"Trace dispatcher thread is successfully triggered";
-const std::u16string kDataTimerOk = u"TLM data timer thread is successfully triggered";
-const std::u16string kDataAgentOk = u"Data dispatcher thread is successfully triggered";
-const std::u16string kTraceOff = u"TLM trace timer is disabled since the interval is set to 0";
-const std::u16string kDataOff = u"TLM data timer is disabled since the interval is set to 0";
-const std::u16string kTimersDone = u"Timer threads are successfully finished";
-const std::u16string kSendersDone = u"Data sending threads are successfully finished";
+// The lines that tell of the threads' starts and stops.
+const std::vector<std::u16string> kThreadLines = {
+    u"TLM trace timer thread is successfully triggered",
+    u"Trace dispatcher thread is successfully triggered",
+    u"TLM data timer thread is successfully triggered",
+    u"Data dispatcher thread is successfully triggered",
+    u"TLM trace timer is disabled since the interval is set to 0",
+    u"TLM data timer is disabled since the interval is set to 0",
+    u"Timer threads are successfully finished",
+    u"Data sending threads are successfully finished"};
+const std::u16string &kTimersDone = kThreadLines[6], &kSendersDone = kThreadLines[7];
 
 TEST_F(DispatcherThreadsTest, StartAndStopTraceEachThreadInOrder) {
-  struct Case {
-    const char16_t *trace;
-    const char16_t *data;
-    std::vector<std::u16string> lines;
-  };
-  const Case cases[] = {
-      {u"5",
-       u"60",
-       {kTraceTimerOk, kTraceAgentOk, kDataTimerOk, kDataAgentOk, kTimersDone, kSendersDone}},
-      {u"0", u"0", {kTraceOff, kDataOff, kTimersDone, kSendersDone}},
-  };
-  const std::vector<std::u16string> all = {kTraceTimerOk, kTraceAgentOk, kDataTimerOk,
-                                           kDataAgentOk,  kTraceOff,     kDataOff,
-                                           kTimersDone,   kSendersDone};
-  for (const Case &c : cases) {
+  // The two intervals, and the indexes in kThreadLines of the lines they bring, in order.
+  const std::tuple<const char16_t *, const char16_t *, std::vector<int>> cases[] = {
+      {u"5", u"60", {0, 1, 2, 3, 6, 7}}, {u"0", u"0", {4, 5, 6, 7}}};
+  for (const auto &[trace, data, indexes] : cases) {
     trace_.Clear();
-    StartWith({{u"tracecheck_interval", c.trace}, {u"datasending_interval", c.data}});
+    StartWith({{u"tracecheck_interval", trace}, {u"datasending_interval", data}});
     CDispatcherManager *manager = CDispatcherManager::Instance();
     EXPECT_TRUE(manager->isActive());
     EXPECT_TRUE(WaitUntil([&] {
-      return manager->isTraceTimerActive() == (c.trace[0] != u'0') &&
-             manager->isDataTimerActive() == (c.data[0] != u'0');
+      return manager->isTraceTimerActive() == (trace[0] != u'0') &&
+             manager->isDataTimerActive() == (data[0] != u'0');
     }));
     TLM_ProcExit();
-    EXPECT_EQ(TracedOf(all), c.lines) << tlm_test::Utf8(trace_.Text());
+    std::vector<std::u16string> lines;
+    for (int index : indexes) lines.push_back(kThreadLines[index]);
+    EXPECT_EQ(TracedOf(kThreadLines), lines) << tlm_test::Utf8(trace_.Text());
   }
 }
 

@@ -34,7 +34,6 @@ TEST_F(DispatcherTest, ZombieCheckIsDueAfterWholeSendingIntervals) {
       {u"60", u"60", {true, true, true}},
       // Raised to the sending interval.
       {u"60", u"30", {true, true}},
-      {u"15", u"60", {false, false, false, true, false}},
   };
   for (const Case &c : cases) {
     CDispatcherManager *manager = Initialize(

@@ -145,25 +145,6 @@ TEST_F(CMTContextTest, TraceSizeAndPairs) {
   EXPECT_EQ(untraced.getTraceSize(), 104u + 32u);
 }
 
-// The component limits stop the collection, for a context that traces and for one that keeps a
-// stack for promotion.
-TEST_F(CMTContextTest, CollectionStops) {
-  for (const char16_t *tracing : {u"1", u"0"}) {
-    Configure({{u"trace_enabled_via_em", tracing},
-               {u"max_components_per_transaction", u"5"},
-               {u"max_components_per_promotedstack", u"5"}});
-    CMTContext context(Now());
-    for (int i = 0; i < 4; ++i) context.startTiming(u"A|op", 1);
-    EXPECT_TRUE(context.isTraceActive());
-    // The fifth record brings the counter to 6, above the limit.
-    context.startTiming(u"A|op", 1);
-    EXPECT_FALSE(context.isTraceActive()) << tlm_test::Utf8(tracing);
-    // Later records stay out of the tree and are freed when they end.
-    context.endTiming(context.startTiming(u"A|op", 1));
-    EXPECT_EQ(context.getStackDepth(), 5u);
-  }
-}
-
 TEST_F(CMTContextTest, ALongTransactionIsPromotedOnlyWhenNotTracing) {
   Configure({{u"auto_transaction_trace_threshold", u"60"}});
   for (const char16_t *passport : {u"", u"*1000"}) {

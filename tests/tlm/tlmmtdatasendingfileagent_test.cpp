@@ -64,36 +64,27 @@ TEST_F(FileAgentTest, AppendsEachTextAsItStands) {
   EXPECT_EQ(trace_.Text(), u"");
 }
 
-// Each text that can't go to the log file goes to the working directory, with the message each
-// time.
-TEST_F(FileAgentTest, LogDirectoryThatCantBeUsedFallsBackEachTime) {
-  const std::string logdir = logdir_.File("missing");
+// Each text tries the log file, then the working directory, with the message each time; when
+// neither opens the text is lost, with an error.
+TEST_F(FileAgentTest, EachTextTriesTheLogDirectoryAndTheWorkingDirectory) {
+  const std::string logdir = logdir_.File("later");
   Use(logdir, u"A|B");
   TempDir work;
   ScopedCwd cwd(work.path());
+  std::filesystem::create_directory(work.File("A|B_mtdata.log"));
+  agent_->sendData(u"lost\n");
+  EXPECT_EQ(tlm_test::Count(trace_.Text(), u"*** ERROR => " + kNoFileMessage), 1u);
+  std::filesystem::remove(work.File("A|B_mtdata.log"));
+  trace_.Clear();
   agent_->sendData(u"one\n");
   agent_->sendData(u"two\n");
   EXPECT_EQ(ReadBytes(work.File("A|B_mtdata.log")), "one\ntwo\n");
   const std::u16string line = trace_.ThreadPrefix() + kSwitchMessage + Utf16(logdir) +
                               u"/A_B_mtdata.log could not be opened!";
   EXPECT_EQ(trace_.Lines(), std::vector<std::u16string>(2, line));
-}
-
-// Neither file opens: the text is lost, with an error. Each next text tries both again.
-TEST_F(FileAgentTest, EachTextTriesTheConfiguredDirectoryAndTheWorkingDirectoryAgain) {
-  Use(logdir_.File("later"), u"App");
-  TempDir work;
-  ScopedCwd cwd(work.path());
-  std::filesystem::create_directory(work.File("App_mtdata.log"));
-  agent_->sendData(u"lost\n");
-  EXPECT_EQ(tlm_test::Count(trace_.Text(), u"*** ERROR => " + kNoFileMessage), 1u);
-  std::filesystem::remove(work.File("App_mtdata.log"));
-  agent_->sendData(u"early\n");
-  EXPECT_EQ(ReadBytes(work.File("App_mtdata.log")), "early\n");
-  std::filesystem::create_directory(logdir_.File("later"));
+  std::filesystem::create_directory(logdir);
   agent_->sendData(u"late\n");
-  EXPECT_EQ(ReadBytes(logdir_.File("later/App_mtdata.log")), "late\n");
-  EXPECT_EQ(tlm_test::Count(trace_.Text(), u"*** ERROR => "), 1u);
+  EXPECT_EQ(ReadBytes(logdir + "/A_B_mtdata.log"), "late\n");
 }
 
 }  // namespace

@@ -91,10 +91,8 @@ TEST_F(SocketAgentTest, FailedNamesShiftTheFlagsOfLaterDestinations) {
 }
 
 // Each text is one raw write of its UTF-8 bytes, no header, the same bytes the file agent writes;
-// a text that can't be converted goes nowhere. Once the peer stops reading and the kernel's
-// buffers are full, every write ends within the send time-out with a time-out code, and the
-// destination is dropped until the next check.
-TEST_F(SocketAgentTest, SendsTheFileAgentsBytesAndGivesUpOnAHungPeer) {
+// a text that can't be converted goes nowhere.
+TEST_F(SocketAgentTest, SendsTheFileAgentsBytes) {
   TcpPeer peer;
   CMTDataSendingSocketAgent &agent = MakeFor({peer.Port()}, u"200");
   ASSERT_TRUE(agent.checkStatus());
@@ -111,15 +109,6 @@ TEST_F(SocketAgentTest, SendsTheFileAgentsBytesAndGivesUpOnAHungPeer) {
   agent.sendData(std::u16string(u"bad \xD800 half pair\n"));
   EXPECT_EQ(TcpPeer::ReadFor(fd, 300), expected);
   EXPECT_EQ(tlm_test::Count(trace_.Text(), u"UTF conversion error!"), 1u);
-
-  const std::u16string chunk(1 << 20, u'z');
-  for (int writes = 0; agent.connectionFlags()[0] == 1 && writes < 64; ++writes) {
-    const auto begin = std::chrono::steady_clock::now();
-    agent.sendData(chunk);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(200 + 300));
-  }
-  EXPECT_EQ(agent.connectionFlags()[0], 0);
-  EXPECT_EQ(tlm_test::Count(trace_.Text(), u"errorcode: -5in agent 1"), 1u);
 }
 
 // Down at start: one error per outage and nothing sent; back: "restored" and data flows; reset by

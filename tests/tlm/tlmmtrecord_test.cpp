@@ -150,7 +150,7 @@ TEST_F(StatRecordText, ScopeBitsSelectLinesInFixedOrder) {
   }
 }
 
-TEST_F(StatRecordText, RequiredQuirksOfTheValuesAndThePrefix) {
+TEST_F(StatRecordText, RequiredQuirksOfTheValues) {
   Start({{u"perf_metric_scope", u"127"}, {u"skip_times_in_names", u"Health"}});
   // Without samples only the counters can show: a termination alone is an undefined end.
   CMTStatRecord aborted(u"Login");
@@ -172,13 +172,6 @@ TEST_F(StatRecordText, RequiredQuirksOfTheValuesAndThePrefix) {
   negative.calStatRecord(-10, 0, 0, 0);
   negative.calStatRecord(-10, 0, 0, 0);
   EXPECT_NE(RecordText(negative).find(u"value=\"2147483638\" max=\"0\" min=\"-10\""),
-            std::u16string::npos);
-
-  CProcessSettings identity;
-  identity.componentName = u"A|B";
-  identity.pidString = CProcessSettings::PIDText(123);
-  identity.instancePrefix = u"I1";
-  EXPECT_NE(aborted.toMetricString(0, identity).find(u"name=\"ZUL_TLM|A|B_123|I1|Login:"),
             std::u16string::npos);
 }
 

@@ -57,8 +57,6 @@ TEST_F(PassportApi, ABufferOfTheTextsLengthGetsNothingAndTheLengthPlusOne) {
   } cases[] = {
       {u"TLM_getPassport", TLM_getPassport, true},
       {u"TLM_getTraceGuid", TLM_getTraceGuid, false},
-      {u"TLM_getPassport2",
-       [&](ZUL_UTF16 *o, int s) { return TLM_getPassport2(passport.c_str(), o, s); }, true},
       {u"TLM_getPassportElement2",
        [&](ZUL_UTF16 *o, int s) { return TLM_getPassportElement2(passport.c_str(), 2, o, s); },
        true},

@@ -6,8 +6,6 @@
 
 namespace {
 
-using core_test::StartedTest;
-
 constexpr int kThreads = 4;
 constexpr int kTransactions = 2000;
 const char16_t *const kComponents[] = {u"Outer", u"Middle", u"Inner"};
@@ -22,34 +20,25 @@ void TimeTransactions(int count) {
   }
 }
 
-// Sums label's attribute over every metric line of component|op in texts.
+// Sums the values of label over every metric line of component|op in texts.
 long Sum(const std::vector<std::u16string> &texts, const std::u16string &component,
-         const std::u16string &label, const std::u16string &attribute) {
-  std::u16string name = u"|" + component + u"|op:" + label + u"\"";
+         const std::u16string &label) {
+  const std::u16string name = u"|" + component + u"|op:" + label + u"\" value=\"";
   long sum = 0;
   for (const std::u16string &text : texts) {
-    for (size_t at = text.find(name); at != std::u16string::npos; at = text.find(name, at + 1)) {
-      size_t value = text.find(u" " + attribute + u"=\"", at);
-      sum += std::stol(tlm_test::Utf8(text.substr(value + attribute.size() + 3)));
-    }
+    for (size_t at = text.find(name); at != std::u16string::npos; at = text.find(name, at + 1))
+      sum += std::stol(tlm_test::Utf8(text.substr(at + name.size(), 12)));
   }
   return sum;
 }
 
-class TLMTimingConcurrency : public StartedTest {
- protected:
-  // perf_metric_scope 16 adds the finished counter to the metric text.
-  void SetUp() override { StartCounting(); }
-  void StartCounting() {
-    Start({{u"perf_metric_scope", u"16"}, {u"cache_section_count", u"10"}});
-  }
+void RunThreads(const std::function<void()> &body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) threads.emplace_back(body);
+  for (auto &thread : threads) thread.join();
+}
 
-  static void RunThreads(const std::function<void()> &body) {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) threads.emplace_back(body);
-    for (auto &thread : threads) thread.join();
-  }
-};
+using TLMTimingConcurrency = core_test::StartedTest;
 
 // A flusher switches the ring all the while. Nothing may be lost but the ends of a thread that
 // looked its record up just before a switch and ended after the old section was sent (counted by
@@ -70,9 +59,9 @@ TEST_F(TLMTimingConcurrency, ConservationUnderForcedSwitches) {
   const long late = static_cast<long>(CMTStatRecord::LateEndCount() - lateBefore);
   long sent = 0;
   for (const char16_t *component : kComponents) {
-    sent += Sum(texts, component, u"Finished Counter", u"value");
-    EXPECT_EQ(Sum(texts, component, u"Exception Counter", u"value"), 0) << tlm_test::Utf8(component);
-    EXPECT_EQ(Sum(texts, component, u"Finished with undefined state", u"value"), 0);
+    sent += Sum(texts, component, u"Finished Counter");
+    EXPECT_EQ(Sum(texts, component, u"Exception Counter"), 0) << tlm_test::Utf8(component);
+    EXPECT_EQ(Sum(texts, component, u"Finished with undefined state"), 0);
   }
   EXPECT_EQ(sent + late, 3L * kThreads * kTransactions);
   EXPECT_LT(late, 3L * kThreads * kTransactions / 100);  // the window is a few instructions wide
@@ -82,27 +71,26 @@ TEST_F(TLMTimingConcurrency, ConservationUnderForcedSwitches) {
 // finish before anything is freed, and later ones do nothing.
 TEST_F(TLMTimingConcurrency, StopWhileThreadsCall) {
   for (int round = 0; round < 2; ++round) {
-    if (round > 0) StartCounting();
+    Start({});
     std::atomic<bool> stop{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&stop] {
-        while (!stop.load()) {
-          TLM_initContext(u"*1000");
-          uint32_t id = TLM_startTiming(u"A", u"op", 1);
-          TLM_appendInfo(id, u"n", u"v");
-          TLM_appendContextInfo(u"n", u"v");
-          TimeTransactions(1);
-          TLM_endTiming(id);
-        }
-      });
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    TLM_ProcExit();
+    std::thread stopper([&stop] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      TLM_ProcExit();
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      stop = true;
+    });
+    RunThreads([&stop] {
+      while (!stop.load()) {
+        TLM_initContext(u"*1000");
+        uint32_t id = TLM_startTiming(u"A", u"op", 1);
+        TLM_appendInfo(id, u"n", u"v");
+        TLM_appendContextInfo(u"n", u"v");
+        TimeTransactions(1);
+        TLM_endTiming(id);
+      }
+    });
+    stopper.join();
     EXPECT_EQ(s_process_usage, 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    stop = true;
-    for (auto &thread : threads) thread.join();
   }
 }
 

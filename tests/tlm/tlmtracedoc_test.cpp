@@ -91,7 +91,7 @@ TEST_F(TraceDocTest, FinishTypeOfTheCompleteForm) {
     std::string finish;
   } cases[] = {
       {u"1", 3, false, max},  // the counter stands at 4, above 3
-      {u"1", 2, true, large}, {u"1", 3, true, max},
+      {u"1", 2, true, large},
       {u"0", 3, false, ""},  // the component limit counts only for a tracing context
   };
   for (const Case &c : cases) {

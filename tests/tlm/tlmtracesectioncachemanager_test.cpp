@@ -58,11 +58,6 @@ TEST_F(TraceRing, StringEventLines) {
     });
     EXPECT_EQ(Ring()->buildSetStringData(u"", u"N", u"V"), expected);
   }
-  tlm_test::TraceCapture trace(1);
-  Ring()->processTraceData();
-  EXPECT_EQ(Sink().Texts(),
-            Texts{u"<metric type=\"StringEvent\" name=\"SYS|App_12:TLM library version\" "
-                  u"value=\"2.3.12\" />\n"});
 }
 
 }  // namespace

@@ -35,7 +35,6 @@ TEST_F(ParameterStartUp, LoadParametersFollowsTlmConfig) {
   const Case cases[] = {
       {config.path(), u"TLM configuration loaded from file " + Z(config.path()) + u"\n", 30,
        u"collector"},
-      {"", byDefault, 45, u"localhost"},
       {std::nullopt, byDefault, 45, u"localhost"},
   };
   for (const Case &c : cases) {

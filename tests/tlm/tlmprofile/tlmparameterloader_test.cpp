@@ -69,8 +69,6 @@ TEST_F(ParameterConversion, ConfiguredValuesGiveTheNumbersInForce) {
        "auto_transaction_trace_threshold=59\ncache_section_count=1",
        "traceCheck=2 traceSize=10000 preview=30 autoTrace=60 sections=2"},
       {"tracecheck_interval=0\ntracesize_threshold=10001", "traceCheck=0 traceSize=10001"},
-      // The bucket count (7 or less gives 7, anything else 13) is the pairs fuzz target's check.
-      {"context_map_bucket=65543", "bucket=7"},
       // The trace threshold copies the level unless it has a value of its own.
       {"instrument_level_threshold=70000", "level=4464 traceLevel=4464"},
       {"instrument_level_threshold_trace=3", "level=10 traceLevel=3"},
