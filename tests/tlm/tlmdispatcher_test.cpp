@@ -32,8 +32,6 @@ TEST_F(DispatcherTest, ZombieCheckIsDueAfterWholeSendingIntervals) {
       {u"60", u"90", {false, true, false, true}},
       {u"60", u"0", {false, false, false, false}},
       {u"60", u"60", {true, true, true}},
-      // Raised to the sending interval.
-      {u"60", u"30", {true, true}},
   };
   for (const Case &c : cases) {
     CDispatcherManager *manager = Initialize(

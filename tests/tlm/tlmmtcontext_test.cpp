@@ -160,10 +160,6 @@ TEST_F(CMTContextTest, ALongTransactionIsPromotedOnlyWhenNotTracing) {
   }
 }
 
-std::unique_ptr<CMTContext> NewContext(const zulstring &passport = u"") {
-  return std::make_unique<CMTContext>(tlmlibrary::CurrentSettings(), passport);
-}
-
 // Idle and age are set back from now; the margins keep the time the sweep itself takes out.
 TEST_F(CMTContextTest, RegistrySweep) {
   Configure({{u"auto_transaction_trace_threshold", u"60"}});
@@ -186,7 +182,8 @@ TEST_F(CMTContextTest, RegistrySweep) {
   auto before = [now](uint32_t ms) { return TLMPlatformHelper::GetServerTimeDiff(now, ms); };
   std::vector<CContextRef> inUse;
   for (const auto &[session, passport, records, idle, age, held, kept, promoted] : cases) {
-    CContextRef context = Registry()->pushContextToCache(session, NewContext(passport));
+    CContextRef context =
+        Registry()->pushContextToCache(session, std::make_unique<CMTContext>(Now(), passport));
     if (records > 0) context->startTiming(u"A|op", 1);
     if (records > 1) context->terminateTimingAll();
     context->setLastUsedTimestamp(before(idle));

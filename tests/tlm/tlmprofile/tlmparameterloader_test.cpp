@@ -8,10 +8,7 @@ using profile_test::StoreTest;
 using profile_test::TempDir;
 using profile_test::Write;
 using profile_test::Z;
-using tlmprofile::CParameter;
 using tlmprofile::CParameterLoader;
-using tlmprofile::CProfile;
-using tlmprofile::ParameterMap;
 using H = TLMParameterHelper;
 
 #define GETTER(name, getter)                        \
@@ -88,15 +85,6 @@ TEST_F(ParameterConversion, ConfiguredValuesGiveTheNumbersInForce) {
   }
 }
 
-// A store on which nothing was loaded answers start values, some on purpose apart from the
-// defaults.
-TEST_F(ParameterConversion, StoreWithoutProfilesAnswersItsStartValues) {
-  ExpectNumbers(
-      "level=10 traceLevel=10 sending=60 zombieCheck=60 zombieTimeout=0 emptyTimeout=0 "
-      "type3=2 port5=59818 sections=2 bucket=13 traceSize=1000000");
-  EXPECT_EQ(H::GetLogDir(), u"");
-}
-
 // A change at run time runs every derived rule again. Which keys are dynamic, keys new to the
 // defaults included, is checked for every key by the pairs fuzz target's corpus.
 TEST_F(ParameterConversion, UpdatesReachTheNumbersAndTheRulesRunAgain) {
@@ -121,36 +109,6 @@ TEST_F(ParameterConversion, UpdatesReachTheNumbersAndTheRulesRunAgain) {
   H::SetEMTraceEnablingStatus(true);
   H::SetE2ETraceEnablingStatus(false);
   ExpectNumbers("em=0 e2e=1");
-}
-
-// Answers the map it was given, with the status it was given.
-class FixedProfile : public CProfile {
- public:
-  FixedProfile(std::initializer_list<CParameter> parameters, int32_t status) : fixed_(status) {
-    for (const CParameter &p : parameters) parameters_.emplace(p.getParamName(), p);
-  }
-  ParameterMap load(const zulstring &) override {
-    status_ = fixed_;
-    return parameters_;
-  }
-  int32_t getStatus() override { return status_; }
-
- private:
-  int32_t fixed_;
-};
-
-TEST_F(ParameterConversion, LaterProfilesOverrideValuesOnly) {
-  CParameterLoader *loader = CParameterLoader::Instance();
-  loader->addProfile(new FixedProfile({CParameter(u"a", u"1", true)}, 1));
-  loader->addProfile(new FixedProfile({CParameter(u"a", u"2", false), {u"b", u"3"}}, 1));
-  loader->addProfile(new FixedProfile({CParameter(u"a", u"x"), {u"c", u"4"}}, 2));
-  loader->addProfile(new FixedProfile({CParameter(u"d", u"5")}, 0));
-  loader->loadParameters();
-  EXPECT_EQ(loader->getParameterValue(u"a"), u"2");
-  EXPECT_EQ(loader->getParameterValue(u"b"), u"3");
-  EXPECT_EQ(loader->getParameterValue(u"c"), u"");     // status 2: passed over
-  EXPECT_EQ(loader->getParameterValue(u"d"), u"");     // status 0: passed over
-  EXPECT_TRUE(loader->updParameterValue(u"a", u"9"));  // the first profile's flag stands
 }
 
 using ParameterReport = StoreTest;
