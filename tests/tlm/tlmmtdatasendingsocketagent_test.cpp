@@ -32,16 +32,9 @@ class SocketAgentTest : public ::testing::Test {
     agent_ = std::make_unique<CMTDataSendingSocketAgent>();
     return *agent_;
   }
-  // The agent of destination i at ports[i], with a send time-out in ms.
-  CMTDataSendingSocketAgent &MakeFor(const std::vector<uint16_t> &ports,
-                                     const std::u16string &timeoutMs = u"500") {
-    metrics_test::Pairs pairs = {{u"_socket_send_timeout", timeoutMs}};
-    for (size_t i = 0; i < ports.size(); ++i) {
-      const std::u16string suffix = i == 0 ? u"" : u"_" + TcpPeer::Text(i + 1);
-      pairs.push_back({u"agent_host" + suffix, u"127.0.0.1"});
-      pairs.push_back({u"agent_port" + suffix, TcpPeer::Text(ports[i])});
-    }
-    return Make(pairs);
+  // The agent of one destination at port.
+  CMTDataSendingSocketAgent &MakeFor(uint16_t port) {
+    return Make({{u"agent_host", u"127.0.0.1"}, {u"agent_port", TcpPeer::Text(port)}});
   }
 
   tlm_test::TraceCapture trace_{2};
@@ -94,7 +87,7 @@ TEST_F(SocketAgentTest, FailedNamesShiftTheFlagsOfLaterDestinations) {
 // a text that can't be converted goes nowhere.
 TEST_F(SocketAgentTest, SendsTheFileAgentsBytes) {
   TcpPeer peer;
-  CMTDataSendingSocketAgent &agent = MakeFor({peer.Port()}, u"200");
+  CMTDataSendingSocketAgent &agent = MakeFor(peer.Port());
   ASSERT_TRUE(agent.checkStatus());
   const int fd = peer.Accept(1000);
   ASSERT_GE(fd, 0);
@@ -117,7 +110,7 @@ TEST_F(SocketAgentTest, SendsTheFileAgentsBytes) {
 TEST_F(SocketAgentTest, OutagesAreReportedOnceAndRecoveredAtTheNextCheck) {
   uint16_t port;
   { port = TcpPeer().Port(); }  // a port nobody listens on now
-  MakeFor({port});
+  MakeFor(port);
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(agent_->checkStatus());
   EXPECT_EQ(tlm_test::Count(trace_.Text(), kIdleFailed), 1u);
   EXPECT_EQ(agent_->states(), std::vector<uint16_t>{CMTDataSendingSocketAgent::kBroken});

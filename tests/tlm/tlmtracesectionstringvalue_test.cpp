@@ -4,14 +4,11 @@ namespace {
 
 typedef std::vector<std::u16string> Texts;
 
-const std::u16string kVersionLine =
-    u"<metric type=\"StringEvent\" name=\"ZUL_TLM|App_0:TLM library version\" value=\"2.3.12\" "
-    u"/>\n";
-
 std::u16string Event(const std::u16string &name, const std::u16string &value) {
   return u"<metric type=\"StringEvent\" name=\"ZUL_TLM|App_0" + name + u"\" value=\"" + value +
          u"\" />\n";
 }
+const std::u16string kVersionLine = Event(u":TLM library version", u"2.3.12");
 
 // The library started, with sinks for both managers.
 class SetStringValue : public core_test::StartedTest {
