@@ -97,7 +97,9 @@ const std::u16string &kTimersDone = kThreadLines[6], &kSendersDone = kThreadLine
 TEST_F(DispatcherThreadsTest, StartAndStopTraceEachThreadInOrder) {
   // The two intervals, and the indexes in kThreadLines of the lines they bring, in order.
   const std::tuple<const char16_t *, const char16_t *, std::vector<int>> cases[] = {
-      {u"5", u"60", {0, 1, 2, 3, 6, 7}}, {u"0", u"0", {4, 5, 6, 7}}};
+      {u"5", u"60", {0, 1, 2, 3, 6, 7}},
+      {u"5", u"0", {0, 1, 5, 6, 7}},  // traces flow without the data threads
+      {u"0", u"0", {4, 5, 6, 7}}};
   for (const auto &[trace, data, indexes] : cases) {
     trace_.Clear();
     StartWith({{u"tracecheck_interval", trace}, {u"datasending_interval", data}});

@@ -246,7 +246,8 @@ using CProcessSettingsTest = metrics_test::MetricsTest;
 
 TEST_F(CProcessSettingsTest, SkipNamesMatchAWholeFirstSegment) {
   EXPECT_TRUE(Built({})->checkSkipTimes(u"Login|submit", 1 << 30));  // no list: all recorded
-  auto settings = Built({{u"skip_times_in_names", u"Login"}, {u"skip_times_below_threshold", u"500"}});
+  auto settings =
+      Built({{u"skip_times_in_names", u"Login"}, {u"skip_times_below_threshold", u"500"}});
   for (const char16_t *other : {u"LoginPage|submit", u"Login", u"Web|Login|x"}) {
     EXPECT_FALSE(settings->checkSkipName(other)) << tlm_test::Utf8(other);
   }

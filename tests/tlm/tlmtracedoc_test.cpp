@@ -12,10 +12,12 @@ std::shared_ptr<const CProcessSettings> DocSettings() { return tlmlibrary::Curre
 std::string Text(const zulstring &text) { return tlm_test::Utf8(text); }
 
 // The document with the figures that vary from run to run replaced: offsets and durations by "#",
-// the start time text by "T", and with cpuToo the CPU figures by "#".
+// the start time text (local time to the millisecond) by "T", and with cpuToo the CPU figures by
+// "#".
 std::string Normalised(const zulstring &document, bool cpuToo = false) {
   static const std::regex times("(offset|duration)=\"[0-9]+\"");
-  static const std::regex start("startTime=\"[^\"]*\"");
+  static const std::regex start(
+      "startTime=\"[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}\"");
   static const std::regex cpu("(CPU Time \\(us\\)\" value=)\"-?[0-9]+\"");
   std::string text = std::regex_replace(Text(document), times, "$1=\"#\"");
   text = std::regex_replace(text, start, "startTime=\"T\"");

@@ -63,7 +63,7 @@ TEST_F(SingleParameterValue, CopiesOnlyWhenValueAndTerminatorFit) {
     int size, result;
     zulstring buffer;  // afterwards
   } cases[] = {
-      {u"logdir", 9, 8, u"/var/tlm"}, {u"logdir", 8, 9, untouched}, {u"logdir", -5, 9, untouched},
+      {u"logdir", 9, 8, u"/var/tlm"}, {u"logdir", 8, 9, untouched},  {u"logdir", -5, 9, untouched},
       {u"nowhere", 12, 0, u""},       {u"nowhere", 0, 1, untouched}, {nullptr, 12, 0, untouched},
   };
   for (const Case &c : cases) {
