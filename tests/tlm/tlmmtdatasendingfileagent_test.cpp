@@ -1,6 +1,11 @@
 #include "tlm/tlmmtdatasendingfileagent.h"
 
+#include <sys/resource.h>
+
+#include <csignal>
+
 #include "metrics_test_support.h"
+#include "tlm.h"
 #include "tlmprofile/profile_test_support.h"
 #include "trace_capture.h"
 
@@ -85,6 +90,57 @@ TEST_F(FileAgentTest, EachTextTriesTheLogDirectoryAndTheWorkingDirectory) {
   std::filesystem::create_directory(logdir);
   agent_->sendData(u"late\n");
   EXPECT_EQ(ReadBytes(logdir + "/A_B_mtdata.log"), "late\n");
+}
+
+
+// Sets the file size limit of the process, with the host's default action for SIGXFSZ (which would
+// end it), and answers the limit it replaced, or 0 when it can't be set.
+rlim_t LimitFileSize(rlim_t bytes) {
+  signal(SIGXFSZ, SIG_DFL);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlim_t old = limit.rlim_cur;
+  limit.rlim_cur = bytes;
+  return setrlimit(RLIMIT_FSIZE, &limit) == 0 ? old : 0;
+}
+
+// The file size limit stands in for a full disk. A host with a limit of 20 KiB and the default
+// action for SIGXFSZ times 20,000 traced transactions, then lifts the limit and times one more.
+// Answers 0, or the step that failed.
+int TraceBeyondTheFileSizeLimit(const std::string &logdir) {
+  const rlim_t old = LimitFileSize(20480);
+  if (old == 0) return 1;
+  const std::u16string dir = Utf16(logdir);
+  const ZUL_UTF16 *pairs[][2] = {{u"logdir", dir.c_str()}, {u"datasending_method", u"file"}};
+  TLM_ProcInitWithParam(u"Limit", 0, 2, pairs);
+  for (int i = 1; i <= 20000; ++i) {
+    TLM_initContext(u"*1000");
+    TLM_endTiming(TLM_startTiming(u"Cart", u"add", 1));
+    if (i % 2000 == 0) TLM_outputMetricData();
+  }
+  if (LimitFileSize(old) == 0) return 2;
+  TLM_endTiming(TLM_startTiming(u"After", u"limit", 1));
+  TLM_ProcExit();
+  return 0;
+}
+
+// A started library sends its texts through file agents unless the socket is chosen. Both the log
+// file and the library's trace file reach the limit; the host lives on, each write fails in the
+// middle of its text, which is lost, the trace tells of the lost texts, and once the limit is
+// lifted the next text follows the cut one.
+TEST(FileAgentStarted, FileSizeLimitCostsTextsNotTheHost) {
+  TempDir logdir;
+  EXPECT_EXIT(_exit(TraceBeyondTheFileSizeLimit(logdir.path())), ::testing::ExitedWithCode(0), "");
+  const std::string log = logdir.File("Limit_mtdata.log");
+  const std::string bytes = ReadBytes(log);
+  ASSERT_GT(bytes.size(), 20480u);
+  EXPECT_NE(bytes.find("<event resource=\"Cart|add\""), std::string::npos);
+  EXPECT_EQ(bytes[20480], '<');
+  EXPECT_NE(bytes.find("After|limit", 20480), std::string::npos);
+  const std::u16string trace = tlm_test::ReadUtf8File(logdir.File("Limit_tlm.trc"));
+  EXPECT_NE(trace.find(u"Metric data could not be written to log file " + Utf16(log)),
+            std::u16string::npos)
+      << tlm_test::Utf8(trace);
 }
 
 }  // namespace

@@ -32,9 +32,16 @@ class SocketAgentTest : public ::testing::Test {
     agent_ = std::make_unique<CMTDataSendingSocketAgent>();
     return *agent_;
   }
-  // The agent of one destination at port.
-  CMTDataSendingSocketAgent &MakeFor(uint16_t port) {
-    return Make({{u"agent_host", u"127.0.0.1"}, {u"agent_port", TcpPeer::Text(port)}});
+  // The agent of destination i at ports[i], with a send time-out in ms.
+  CMTDataSendingSocketAgent &MakeFor(const std::vector<uint16_t> &ports,
+                                     const std::u16string &timeoutMs = u"500") {
+    metrics_test::Pairs pairs = {{u"_socket_send_timeout", timeoutMs}};
+    for (size_t i = 0; i < ports.size(); ++i) {
+      const std::u16string suffix = i == 0 ? u"" : u"_" + TcpPeer::Text(i + 1);
+      pairs.push_back({u"agent_host" + suffix, u"127.0.0.1"});
+      pairs.push_back({u"agent_port" + suffix, TcpPeer::Text(ports[i])});
+    }
+    return Make(pairs);
   }
 
   tlm_test::TraceCapture trace_{2};
@@ -87,7 +94,7 @@ TEST_F(SocketAgentTest, FailedNamesShiftTheFlagsOfLaterDestinations) {
 // a text that can't be converted goes nowhere.
 TEST_F(SocketAgentTest, SendsTheFileAgentsBytes) {
   TcpPeer peer;
-  CMTDataSendingSocketAgent &agent = MakeFor(peer.Port());
+  CMTDataSendingSocketAgent &agent = MakeFor({peer.Port()});
   ASSERT_TRUE(agent.checkStatus());
   const int fd = peer.Accept(1000);
   ASSERT_GE(fd, 0);
@@ -110,7 +117,7 @@ TEST_F(SocketAgentTest, SendsTheFileAgentsBytes) {
 TEST_F(SocketAgentTest, OutagesAreReportedOnceAndRecoveredAtTheNextCheck) {
   uint16_t port;
   { port = TcpPeer().Port(); }  // a port nobody listens on now
-  MakeFor(port);
+  MakeFor({port});
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(agent_->checkStatus());
   EXPECT_EQ(tlm_test::Count(trace_.Text(), kIdleFailed), 1u);
   EXPECT_EQ(agent_->states(), std::vector<uint16_t>{CMTDataSendingSocketAgent::kBroken});
@@ -142,6 +149,46 @@ TEST_F(SocketAgentTest, OutagesAreReportedOnceAndRecoveredAtTheNextCheck) {
   ASSERT_GE(fd, 0);
   agent_->sendData(u"two\n");
   EXPECT_EQ(TcpPeer::ReadFor(fd, 200), "two\n");
+}
+
+// Fills a listener's accept queue so that the next connect gets no answer and waits.
+std::vector<int> FillBacklog(uint16_t port) {
+  std::vector<int> fds;
+  for (int i = 0; i < 8; ++i) {
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    addr.sin_port = htons(port);
+    connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    fds.push_back(fd);
+    pollfd p{fd, POLLOUT, 0};
+    if (poll(&p, 1, 100) == 0) break;  // this one waits: the queue is full
+  }
+  return fds;
+}
+
+// Five agents, one refusing and one with a full queue: the three live ones get the same bytes,
+// and a check costs at most one time-out for the one that doesn't answer.
+TEST_F(SocketAgentTest, LiveAgentsGetIdenticalStreamsBesideDeadOnes) {
+  TcpPeer live[3];
+  TcpPeer full(0);
+  uint16_t refused;
+  { refused = TcpPeer().Port(); }
+  std::vector<int> queued = FillBacklog(full.Port());
+  CMTDataSendingSocketAgent &agent =
+      MakeFor({live[0].Port(), refused, live[1].Port(), full.Port(), live[2].Port()}, u"300");
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(agent.checkStatus());
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300 + 400));
+  EXPECT_EQ(agent.connectionFlags(), (std::vector<uint16_t>{1, 0, 1, 0, 1}));
+  for (const char16_t *text : {u"m 1\n", u"t \u00fc\n", u"m 2\n"}) agent.sendData(text);
+  for (TcpPeer &peer : live) {
+    const int fd = peer.Accept(1000);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(TcpPeer::ReadFor(fd, 200), "m 1\nt \xc3\xbc\nm 2\n");
+  }
+  for (int fd : queued) close(fd);
 }
 
 }  // namespace
