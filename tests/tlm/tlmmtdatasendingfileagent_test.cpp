@@ -92,7 +92,6 @@ TEST_F(FileAgentTest, EachTextTriesTheLogDirectoryAndTheWorkingDirectory) {
   EXPECT_EQ(ReadBytes(logdir + "/A_B_mtdata.log"), "late\n");
 }
 
-
 // Sets the file size limit of the process, with the host's default action for SIGXFSZ (which would
 // end it), and answers the limit it replaced, or 0 when it can't be set.
 rlim_t LimitFileSize(rlim_t bytes) {
