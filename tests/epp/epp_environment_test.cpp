@@ -56,18 +56,6 @@ TEST_F(EppEnvironment, InitAndSetStopsAtTheFirstFailingSetter) {
   EXPECT_EQ(Needed(h), 160u);
 }
 
-TEST_F(EppEnvironment, TheDefaultPassportOutlivesDelete) {
-  void *first = nullptr;
-  ASSERT_EQ(eppGetDefault(&first), 0u);
-  ASSERT_NE(first, nullptr);  // made by the fixture before any test passport
-  void *h = New(3);
-  EXPECT_EQ(eppSetDefault(nullptr), 7u);
-  ASSERT_EQ(eppSetDefault(h), 0u);
-  EXPECT_EQ(eppDelete(h), 0u);
-  EXPECT_EQ(eppSetUserId(h, u"still here", 10), 0u);
-  ASSERT_EQ(eppSetDefault(first), 0u);  // h is an ordinary passport again, freed by the fixture
-}
-
 // Counts the blocks handed out and can refuse the n-th.
 int alloc_blocks = 0, alloc_refused = -1;
 void *CountingAlloc(size_t size) {

@@ -86,33 +86,6 @@ TEST_F(EppNetwork, SerialisingNeedsTheLayoutsRoom) {
   EXPECT_EQ(out[4], 0);
 }
 
-// Texts convert as zero-terminated UTF-8 that runs on past their field until the area is full.
-TEST_F(EppNetwork, TextsReadAsZeroTerminatedUtf8) {
-  pb::Core core = pb::SampleCore(1);
-  core.component_name = "\xC3\xA4\xC3\xB6";  // two characters in 4 bytes
-  core.service = 0x4142;                     // "AB"
-  core.user_id = "a\xFF";                    // invalid: replaced
-  void *h = nullptr;
-  ASSERT_EQ(Parse(pb::Version1(core), &h), 0u);
-  EXPECT_EQ(GetText(h, eppGetComponentName, 32),
-            u"\u00E4\u00F6" + std::u16string(28, u' ') + u"AB");
-  EXPECT_EQ(GetText(h, eppGetUserId, 32).substr(0, 2), u"a\uFFFD");
-
-  // A multi-byte string item runs on into what follows it: here the trailing eyecatcher.
-  Bytes part = pb::Part(0, 1, pb::StringItem(1, 2, "\xC3\xA4"), true);
-  ASSERT_EQ(Parse(pb::Version3(pb::SampleCore(3), part, 1), &h), 0u);
-  char16_t text[4] = {};
-  uint32_t length = 0;
-  ASSERT_EQ(eppGetItem(h, 0, 1, 2, sizeof text, text, nullptr, &length), 0u);
-  EXPECT_EQ(std::u16string(text, length), u"\u00E4*");
-
-  // A lead byte followed by a zero byte: the text ends inside a character.
-  core.component_name = std::string(31, 'x') + "\xC3";
-  core.service = 0x0007;
-  EXPECT_EQ(Parse(pb::Version1(core), &h), 10u);
-  EXPECT_TRUE(Traced(u"eppDeserialize: deserialization failed (rc=10)"));
-}
-
 Bytes With(Bytes b, size_t at, std::initializer_list<uint8_t> bytes) {
   for (uint8_t byte : bytes) b[at++] = byte;
   return b;

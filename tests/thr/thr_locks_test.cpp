@@ -117,15 +117,6 @@ TEST_F(ThrLocks, EventsAndSemaphores) {
   EXPECT_EQ(ThrSemDelete(&sem), kOk);
 }
 
-TEST(ThrEventDeadline, AddsMillisecondsAndCarriesOneSecond) {
-  const std::tuple<suseconds_t, int32_t, time_t, long> cases[] = {
-      {999999, 1, 101, 999000}, {250000, 750, 101, 0}, {1, 0x7fffffff, 2147583, 647001000}};
-  for (const auto &[usec, ms, sec, nsec] : cases) {
-    timespec got = thr::EventDeadline(timeval{100, usec}, ms);
-    EXPECT_EQ(std::pair(got.tv_sec, got.tv_nsec), std::pair(sec, nsec)) << usec;
-  }
-}
-
 // A read-write lock held shared by the test.
 class ThrRwl : public ThrLocks {
  protected:

@@ -93,43 +93,6 @@ TEST_F(ThrThreads, WaitsWithNothingToWaitFor) {
   EXPECT_EQ(id_, THR_INVALID_ID);
 }
 
-TEST_F(ThrThreads, DetachedThreadsDoNotCountForWaitAll) {
-  Worker created_detached, detached_later;
-  const ThrCreateAttr detached = {0, THR_CREATE_DETACHED, 0};
-  THR_ID later;
-  ASSERT_EQ(ThrCreate2(&detached, ReleasedThenCleanUp, &created_detached, &id_), 0);
-  ASSERT_EQ(ThrCreate(ReleasedThenCleanUp, &detached_later, &later), THR_ERR_OK);
-  EXPECT_EQ(ThrDetach(later), THR_ERR_OK);
-  EXPECT_EQ(ThrDetach(later), THR_ERR_INVALID_ID) << "pthread_detach refuses the second time";
-  EXPECT_EQ(ThrWaitAll(&id_, &code_), THR_ERR_DEADLOCK);
-  for (Worker *w : {&created_detached, &detached_later}) {
-    w->released = true;
-    while (__atomic_load_n(&w->number, __ATOMIC_SEQ_CST) != -1) sched_yield();
-  }
-}
-
-// A requested size has a floor; 0 takes the process default, raised to 512 KiB when below it.
-TEST(ThrStackSize, RequestedSizeHasAFloorAndZeroRaisesTheDefault) {
-  const size_t cases[][3] = {{8 << 20, 1000, 16384},
-                             {8 << 20, 100000, 100000},
-                             {8 << 20, 0, 8 << 20},
-                             {65536, 0, 0x80000}};
-  pthread_attr_t saved, attr;
-  ASSERT_EQ(pthread_getattr_default_np(&saved), 0);
-  for (const auto &[process_default, requested, want] : cases) {
-    pthread_attr_init(&attr);
-    pthread_attr_setstacksize(&attr, process_default);
-    ASSERT_EQ(pthread_setattr_default_np(&attr), 0);
-    thr::ApplyStackSize(&attr, requested);
-    size_t got = 0;
-    pthread_attr_getstacksize(&attr, &got);
-    pthread_attr_destroy(&attr);
-    EXPECT_EQ(got, want) << process_default << " " << requested;
-  }
-  pthread_setattr_default_np(&saved);
-  pthread_attr_destroy(&saved);
-}
-
 // The first use creates the key and a second get keeps it; a value the layer never handed out
 // counts as not created.
 TEST(ThrKeys, FirstUseCreatesTheKeyAndASecondGetKeepsIt) {

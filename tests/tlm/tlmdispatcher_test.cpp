@@ -21,28 +21,6 @@ class DispatcherTest : public ::testing::Test {
   tlm_test::TraceCapture trace_{1};
 };
 
-TEST_F(DispatcherTest, ZombieCheckIsDueAfterWholeSendingIntervals) {
-  struct Case {
-    const char16_t *sending;
-    const char16_t *zombieCheck;
-    std::vector<bool> due;  // answers of successive calls
-  };
-  const Case cases[] = {
-      // 90 stays 90; counted in steps of 60 it is reached at the second call, 120 s in.
-      {u"60", u"90", {false, true, false, true}},
-      {u"60", u"0", {false, false, false, false}},
-      {u"60", u"60", {true, true, true}},
-  };
-  for (const Case &c : cases) {
-    CDispatcherManager *manager = Initialize(
-        {{u"datasending_interval", c.sending}, {u"zombie_check_interval", c.zombieCheck}});
-    std::vector<bool> due;
-    for (size_t i = 0; i < c.due.size(); ++i) due.push_back(manager->zombieCheck());
-    EXPECT_EQ(due, c.due) << tlm_test::Utf8(c.sending) << " " << tlm_test::Utf8(c.zombieCheck);
-    CDispatcherManager::release();
-  }
-}
-
 // Without a threaded thread layer no thread can be made: each is traced as an error, and the stop
 // doesn't wait for timers that never ran.
 TEST_F(DispatcherTest, ThreadsThatCantBeCreatedAreTracedAndSkipped) {

@@ -94,26 +94,6 @@ TEST_F(TLMLifecycle, TooManyPairsApplyNothing) {
   EXPECT_TRUE(std::filesystem::exists(logdir_.File("Many_tlm.trc")));
 }
 
-TEST_F(TLMLifecycle, TraceFileNameAndPlace) {
-  TLM_ProcExit();
-  // The file is opened for real here; the guard restores the trace state afterwards.
-  tlm_test::TraceStateGuard guard;
-  DpLock();
-  output_func = nullptr;
-  ctrc::state.global_file = nullptr;
-  DpUnlock();
-  Start({}, u"my|app");
-  EXPECT_TRUE(std::filesystem::exists(logdir_.File("my_app_tlm.trc")));
-  TLM_ProcExit();
-  // A logdir that can't be written sends the file to the working directory.
-  tlm_test::TempDir work;
-  profile_test::ScopedCwd cwd(work.path());
-  Start({{u"logdir", Utf16(logdir_.File("missing/dir"))}}, u"App");
-  EXPECT_EQ(s_process_usage, 1);
-  EXPECT_TRUE(std::filesystem::exists(work.File("App_tlm.trc")));
-  TLM_ProcExit();
-}
-
 class TLMTiming : public StartedTest {
  protected:
   void SetUp() override {
@@ -286,19 +266,6 @@ TEST_F(ResourceApi, NothingWhileSwitchedOffOrWithoutSendingInterval) {
 }
 
 int callBackRuns = 0;
-
-TEST_F(ResourceApi, ANullCallBackTakesNoId) {
-  callBackRuns = 0;
-  TLM_registerResourceCallBack(1, nullptr, 1, 0);
-  TLM_registerResourceCallBack(
-      1, [] { ++callBackRuns; }, 1, 0);
-  // Due once the second of registration has passed.
-  for (int waits = 0; callBackRuns == 0 && waits < 150; ++waits) {
-    CRecordSectionCacheManager::Instance()->invokeCallBackFunctions();
-    if (callBackRuns == 0) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  EXPECT_EQ(callBackRuns, 1);
-}
 
 // Changes of the instrument level thresholds at run time.
 class ThresholdApi : public StartedTest {

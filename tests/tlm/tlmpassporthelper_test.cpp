@@ -68,20 +68,6 @@ TEST_F(PassportHelperTest, TextsThatAreNoPassports) {
       u"value!"));
 }
 
-TEST_F(PassportHelperTest, TraceLevelAtEveryBoundary) {
-  const struct {
-    uint8_t version;
-    uint16_t flag, level;
-  } cases[] = {
-      {3, 0, 1},    {3, 2696, 1}, {3, 2697, 2}, {3, 3486, 2}, {3, 3487, 3}, {3, 65535, 3},
-      {1, 0, 0},    {1, 8, 0},    {1, 9, 1},    {1, 924, 1},  {1, 925, 2},  {1, 1534, 2},
-      {1, 1535, 3}, {2, 1535, 3}, {0, 8, 0},    {0, 9, 1},    {4, 2697, 3}, {0, 65535, 3},
-  };
-  for (const auto &c : cases)
-    EXPECT_EQ(PassportHelper::GetTraceLevelFromTraceFlag(c.flag, c.version), c.level)
-        << "version " << int(c.version) << " flag " << c.flag;
-}
-
 TEST_F(PassportHelperTest, ApplicationPassports) {
   const struct {
     std::u16string text, guid;

@@ -37,18 +37,4 @@ TEST_F(SetStringValue, EventGoesOutWithTheNextTraceRun) {
                                      Event(u":Plain", u"1"), Event(u":", u"")}));
 }
 
-TEST_F(SetStringValue, NothingWithoutSendingIntervalOrWhileSwitchedOff) {
-  const core_test::Pairs configurations[] = {{{u"datasending_interval", u"0"}},
-                                             {{u"instrument_level_threshold", u"0"}}};
-  for (const core_test::Pairs &pairs : configurations) {
-    Restart(pairs);
-    const uint32_t version = CRecordSectionCacheManager::Instance()->getVersion();
-    TLM_setStringValue(u"Sub", u"Name", u"Value");
-    EXPECT_EQ(CRecordSectionCacheManager::Instance()->getVersion(), version)
-        << tlm_test::Utf8(pairs[0].first);
-    Traces()->processTraceData();
-    EXPECT_EQ(traces_->Texts(), Texts{kVersionLine}) << tlm_test::Utf8(pairs[0].first);
-  }
-}
-
 }  // namespace

@@ -157,30 +157,4 @@ TEST(LinSetProcessPrio, WordsNumbersAndRefusals) {
     EXPECT_TRUE(Has(child.err, line)) << line << "\n" << child.err;
 }
 
-// Set or not (null), the prefix gets the program's name behind it.
-TEST(LinuxInitializeGmon, AppendsTheProgramName) {
-  const std::string program = program_invocation_short_name, long_prefix(4096, 'p');
-  for (const char *prefix :
-       {"/tmp/prof/gmon", "", long_prefix.c_str(), static_cast<const char *>(nullptr)}) {
-    ChildResult child = RunWithStderrPipe([&] {
-      prefix ? setenv("GMON_OUT_PREFIX", prefix, 1) : unsetenv("GMON_OUT_PREFIX");
-      Linux_initialize_gmon();
-      const char *value = getenv("GMON_OUT_PREFIX");
-      return prefix ? value != nullptr && value == std::string(prefix) + "_" + program : !value;
-    });
-    EXPECT_EQ(child.status, 1) << (prefix ? std::strlen(prefix) : 0);
-  }
-}
-
-TEST(LinProbes, UnwinderPhysicalMemoryAndFork) {
-  EXPECT_EQ(Lin_libgcc_ok(), dlsym(RTLD_DEFAULT, "_Unwind_GetIPInfo") != nullptr ? 1 : 0);
-  ChildResult child = RunWithStderrPipe([] { return LinGetPhysMemMB() > 0; });
-  EXPECT_EQ(child.status, 1);
-  EXPECT_NE(child.err.find("Size of /dev/shm/: "), std::string::npos) << child.err;
-  int pid = fork_Linux();
-  if (pid == 0) _exit(0);
-  ASSERT_GT(pid, 0);
-  EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
-}
-
 }  // namespace lin_settings_test

@@ -113,17 +113,4 @@ TEST_F(ParameterConversion, UpdatesReachTheNumbersAndTheRulesRunAgain) {
 
 using ParameterReport = StoreTest;
 
-// The report's text (key order, the marks of unknown keys) is checked whole by the pairs fuzz
-// target; the printed form is not.
-TEST_F(ParameterReport, PrintsEachPairInKeyOrder) {
-  metrics_test::Configure({{u"datasending_interval", u"7"}, {u"Zeta", u"1"}});
-  testing::internal::CaptureStdout();
-  H::PrintParameters();
-  EXPECT_EQ(testing::internal::GetCapturedStdout().rfind(
-                "Parameter Name: Zeta |Parameter Value: 1\n"
-                "Parameter Name: _socket_recv_timeout |Parameter Value: 1000\n",
-                0),
-            0u);
-}
-
 }  // namespace
